@@ -1,0 +1,232 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+// Finds placed requests again and deletes them.
+#include "ifc/ifc_util.h"
+
+#include "fields.h"
+#include "report.h"
+
+namespace
+{
+
+constexpr uint kCountedConditions = 31;
+
+struct Condition {
+    uint field;
+    uint command;
+    ifc::Wide mask;
+    ifc::Wide key;
+};
+
+// Behind the end of the arrays a request has no field, like behind the end of its list.
+Condition conditionOf(const orva_ifc_param &request, uint i)
+{
+    if (i >= IFC_PARAM_CONDITIONS)
+        return {};
+    return {request.fieldIdx[i],
+            request.command[i],
+            {request.mask_high[i], request.mask_low[i]},
+            {request.key_high[i], request.key_low[i]}};
+}
+
+// The entry behind the last one is all zero.
+IFC_LUT1_Format lut1Entry(uint entry)
+{
+    return entry < IFC_LUT1_RULES ? IFC_LUT1_Rule[entry] : IFC_LUT1_Format{};
+}
+
+bool isAddress(uint field)
+{
+    return field == DIPv4 || field == SIPv4;
+}
+
+// The mask is reduced before anything else is compared, and a failed reduction is compared like any other.
+bool matchesWord(const Condition &c, const IFC_LUT1_Format &entry, int width, uint lengthMask)
+{
+    const uint reduced = change_mask_from_48_to_32(width == 48 ? c.mask.high : 0, c.mask.low, width);
+    return entry.type1.field == c.field && entry.type1.command == c.command && entry.word[1] == c.key.low &&
+           entry.type1.direction == reduced >> 31 && entry.type1.length == (reduced & lengthMask);
+}
+
+// Known: the type bit is not tested.
+bool matchesAddress(const Condition &c, const IFC_LUT1_Format &entry)
+{
+    return matchesWord(c, entry, 32, 0x1F);
+}
+
+// Known: only 4 of the 5 bits of the length are compared.
+bool matchesMacLow(const Condition &c, const IFC_LUT1_Format &entry)
+{
+    return matchesWord(c, entry, 48, 0xF);
+}
+
+bool matchesHalf(const Condition &c, const IFC_LUT1_Format &entry, uint mask, uint key)
+{
+    return entry.type0.field == c.field && entry.type0.command == c.command && entry.type0.mask == mask &&
+           entry.type0.key == key;
+}
+
+// Known: Sel is not tested. All 32 bits of the request's high words count.
+bool matchesMacHigh(const Condition &c, const IFC_LUT1_Format &entry)
+{
+    return !entry.type0.type && matchesHalf(c, entry, c.mask.high, c.key.high);
+}
+
+bool matchesOther(const Condition &c, const IFC_LUT1_Format &entry)
+{
+    return matchesHalf(c, entry, c.mask.low & 0xFFFF, c.key.low & 0xFFFF);
+}
+
+// How many request indexes a condition found in the range uses up; 0 when it is not there.
+//
+// Known: indexes count entries here while the request lists conditions, so a MAC whose high part is found steps
+// over the condition behind it. A low part uses up the entry behind it, whatever that is; at the last entry
+// that look goes past the range, where a matching high part fails the search and anything else passes it.
+uint findInRange(const Condition &c, uint first, uint end)
+{
+    for (uint k = first; k < end; ++k) {
+        IFC_LUT1_Format entry = lut1Entry(k);
+        if (!ifc::isMac(c.field)) {
+            if (isAddress(c.field) ? matchesAddress(c, entry) : matchesOther(c, entry))
+                return 1;
+            continue;
+        }
+        const bool low = entry.type1.type != 0;
+        if (low) {
+            if (!matchesMacLow(c, entry))
+                continue;
+            entry = lut1Entry(++k);
+        }
+        const bool pastRange = k == end;
+        if (matchesMacHigh(c, entry))
+            return pastRange ? 0 : 2;
+        if (pastRange)
+            return 1;
+    }
+    return 0;
+}
+
+bool deleteFromLut0(orva_ifc_param *request, uint conditions)
+{
+    bool found = false;
+    for (uint rule = 0; rule < IFC_LUT0_RULES; ++rule) {
+        if (!ifc_match_rule_lut0(request, conditions, rule))
+            continue;
+        ifc_delete_lut0(static_cast<int>(rule));
+        (void)ifc_clear_action(rule);
+        found = true;
+    }
+    return found;
+}
+
+// Known: valid entries without end flag in front of a chain count as its own, so that it is not found.
+bool deleteFromLut1(orva_ifc_param *request, uint entries)
+{
+    bool found = false;
+    uint chain = 1;
+    for (uint last = 0; last < IFC_LUT1_RULES; ++last) {
+        if (!IFC_LUT1_Rule[last].type0.valid)
+            continue;
+        if (!IFC_LUT1_Rule[last].type0.end) {
+            ++chain;
+            continue;
+        }
+        const uint first = last - entries + 1;
+        if (chain == entries && ifc_match_rule_lut1(request, entries, first)) {
+            for (uint entry = first; entry <= last; ++entry) {
+                ifc_delete_lut1(static_cast<int>(entry));
+                (void)ifc_clear_action(entry + IFC_LUT0_RULES);
+                IFC_REPORT("del ifc rule index %d\n", entry + IFC_LUT0_RULES);
+            }
+            found = true;
+        }
+        chain = 1;
+    }
+    return found;
+}
+
+} // namespace
+
+int ifc_match_rule_lut0(struct orva_ifc_param *ifc_param_ptr, uint field_num, uint ifc_idx)
+{
+    const IFC_LUT0_Format &rule = IFC_LUT0_Rule[ifc_idx];
+    if (!rule.bits.valid)
+        return 0;
+    uint enabled = 0;
+    for (uint field = 1; field <= IFC_LUT0_FIELDS; ++field)
+        enabled += ifc::lut0Enabled(rule, field);
+    if (enabled != field_num)
+        return 0;
+
+    uint masks[32];
+    uint keys[32];
+    get_lut0_mask_key(static_cast<int>(ifc_idx), masks, keys);
+    uint passed = 0;
+    for (; passed < kCountedConditions; ++passed) {
+        const Condition c = conditionOf(*ifc_param_ptr, passed);
+        if (c.field == 0 || c.field > IFC_LUT0_FIELDS || !ifc::lut0Enabled(rule, c.field) ||
+            ifc::lut0Command(rule, c.field) != c.command)
+            break;
+        const ifc::Wide mask = ifc::arrayValue(masks, c.field);
+        const ifc::Wide key = ifc::arrayValue(keys, c.field);
+        if (mask.low != c.mask.low || key.low != c.key.low)
+            break;
+        if (ifc::isMac(c.field) && (mask.high != c.mask.high || key.high != c.key.high))
+            break;
+    }
+    return passed >= field_num;
+}
+
+int ifc_match_rule_lut1(struct orva_ifc_param *ifc_param_ptr, uint field_num, uint ifc_idx_start)
+{
+    for (uint i = 0; i < field_num;) {
+        const uint step = findInRange(conditionOf(*ifc_param_ptr, i), ifc_idx_start, ifc_idx_start + field_num);
+        if (step == 0)
+            return 0;
+        i += step;
+    }
+    return 1;
+}
+
+int ifc_match_lut1(ifc_field_param param)
+{
+    const Condition c = {
+        param.fieldIdx, param.command, {param.mask_high, param.mask}, {param.key_high, param.key}};
+    for (uint k = 0; k < IFC_LUT1_RULES; ++k) {
+        const IFC_LUT1_Format &entry = IFC_LUT1_Rule[k];
+        bool found;
+        if (ifc::isMac(c.field))
+            found = entry.type1.type ? matchesMacLow(c, entry) : matchesMacHigh(c, entry);
+        else if (isAddress(c.field))
+            found = matchesAddress(c, entry);
+        else
+            found = entry.type0.valid && matchesOther(c, entry);
+        if (found)
+            return static_cast<int>(k);
+    }
+    return -1;
+}
+
+int ifc_del_lut_rules_auto(struct orva_ifc_param *ifc_param_ptr)
+{
+    uint conditions = 0;
+    uint macs = 0;
+    for (; conditions < kCountedConditions && ifc_param_ptr->fieldIdx[conditions] != 0; ++conditions) {
+        const uint field = ifc_param_ptr->fieldIdx[conditions];
+        if (ifc::isWord(field) && !isAddress(field)) {
+            IFC_REPORT("del fieldIdx %d not support\n", field);
+            return -1;
+        }
+        macs += ifc::isMac(field);
+    }
+
+    const bool fromLut0 = deleteFromLut0(ifc_param_ptr, conditions);
+    if (!fromLut0)
+        IFC_REPORT("del ifc lut0 rule not find\n");
+    const bool fromLut1 = deleteFromLut1(ifc_param_ptr, conditions + macs);
+    if (!fromLut1)
+        IFC_REPORT("del ifc lut1 rule not find\n");
+    if (!fromLut0 && !fromLut1)
+        return -1;
+    (void)write_all_ifc_rule_to_hw();
+    return 0;
+}

@@ -1,0 +1,128 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+// Register transfer: one row, the full rewrite, clearing, the classifier's switch.
+#include "ifc/ifc_util.h"
+
+#include "report.h"
+#include "window.h"
+
+namespace
+{
+
+constexpr int kTimeout = -62; // the kernel's -ETIME
+constexpr int kPollReads = 3;
+constexpr int kRevisionsWithoutLut0[] = {14, 15};
+
+// Known: the revision is asked for afresh at each comparison.
+bool lut0IsWritable()
+{
+    for (const int revision : kRevisionsWithoutLut0)
+        if (GET_HIR() == revision)
+            return false;
+    return true;
+}
+
+void writeLut0Head(uint rule, uint32_t word)
+{
+    set_frame_engine_data(IFC_DATA0, word);
+    (void)ifcSetRuleConfig(static_cast<uint8_t>(rule), IFC_LUT0_HEAD_ROW, IFC_SEL_LUT0, IFC_TYPE_WRITE);
+}
+
+// The rule is invalid in the hardware while its body changes.
+void writeLut0Rule(uint rule, const IFC_LUT0_Format &record)
+{
+    writeLut0Head(rule, 0);
+    for (int row = 0; row < IFC_LUT0_BODY_ROWS; ++row) {
+        for (int n = 0; n < IFC_ROW_WORDS; ++n)
+            set_frame_engine_data(ifc::dataRegister(n), record.word[ifc_lut0_row_word(row, n)]);
+        (void)ifcSetRuleConfig(static_cast<uint8_t>(rule), static_cast<uint8_t>(row), IFC_SEL_LUT0,
+                               IFC_TYPE_WRITE);
+    }
+    writeLut0Head(rule, record.word[0]);
+}
+
+void writeLut1Entry(uint entry, const IFC_LUT1_Format &record)
+{
+    set_frame_engine_data(IFC_DATA0, record.word[1]);
+    set_frame_engine_data(IFC_DATA1, record.word[0]);
+    (void)ifcSetRuleConfig(static_cast<uint8_t>(entry), 0, IFC_SEL_LUT1, IFC_TYPE_WRITE);
+}
+
+} // namespace
+
+int ifcChecConfigDone(uint32_t reg, uint32_t doneBit)
+{
+    for (int read = 0; read < kPollReads; ++read) {
+        if ((get_frame_engine_data(reg) & doneBit) != 0)
+            return 0;
+        mdelay(1); // Known: also behind the last read
+    }
+    return kTimeout;
+}
+
+int ifcSetRuleConfig(uint8_t index, uint8_t offset, int sel, int type)
+{
+    const uint32_t command =
+        ifc_rule_cfg_word(index, offset, static_cast<uint32_t>(sel), static_cast<uint32_t>(type));
+    if (ifc::traces(DBG_WARN))
+        IFC_REPORT("ifcSetRuleConfig is 0x%08x.\n", command);
+    set_frame_engine_data(IFC_RULE_CFG, command);
+    const int result = ifcChecConfigDone(IFC_RULE_CFG, IFC_RULE_CFG_DONE);
+    if (result < 0)
+        IFC_REPORT("Timeout for set IFC Rule configuration.\n");
+    return result;
+}
+
+int write_all_ifc_rule_to_hw(void)
+{
+    const ifc::WindowLock lock;
+    for (uint rule = 0; rule < IFC_LUT0_RULES; ++rule)
+        if (lut0IsWritable())
+            writeLut0Rule(rule, IFC_LUT0_Rule[rule]);
+    for (uint entry = 0; entry < IFC_LUT1_RULES; ++entry)
+        writeLut1Entry(entry, IFC_LUT1_Rule[entry]);
+    return 0;
+}
+
+int clear_all_ifc_rules(void)
+{
+    memset(IFC_LUT0_Rule, 0, sizeof IFC_LUT0_Rule);
+    memset(IFC_LUT1_Rule, 0, sizeof IFC_LUT1_Rule);
+    return 0;
+}
+
+int clear_ifc_rules(int ruleId)
+{
+    const bool one = ruleId >= 0 && ruleId < static_cast<int>(IFC_LUT0_RULES);
+    const uint first = one ? static_cast<uint>(ruleId) : 0;
+    const uint last = one ? first : IFC_LUT0_RULES - 1;
+    for (uint rule = first; rule <= last; ++rule) {
+        IFC_LUT0_Rule[rule].word[0] = 0;
+        writeLut0Head(rule, 0);
+    }
+    return 0;
+}
+
+static int switchClassifier(uint32_t clear, uint32_t set)
+{
+    set_frame_engine_data(IFC_GLB_CFG, (get_frame_engine_data(IFC_GLB_CFG) & ~clear) | set);
+    (void)printk("Exec. Success.\n");
+    return 0;
+}
+
+int ifc_enable(void)
+{
+    return switchClassifier(0, IFC_GLB_CFG_ENABLE);
+}
+
+int ifc_disable(void)
+{
+    return switchClassifier(IFC_GLB_CFG_ENABLE, 0);
+}
+
+int ifc_get_ifc_staus(void)
+{
+    // Known: the sign of the whole register decides, not the enable bit.
+    const bool on = static_cast<int32_t>(get_frame_engine_data(IFC_GLB_CFG)) > 0;
+    (void)printk("IFC :%s .\n", on ? "Enable" : "Disable");
+    return 0;
+}
