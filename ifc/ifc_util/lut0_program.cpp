@@ -58,5 +58,5 @@ int ifc_set_lut0_rules(uint ifcIndex, IFC_Mode_t enMode, uint fieldIdx, uint com
 
 void ifc_delete_lut0(int idx)
 {
-    memset(&IFC_LUT0_Rule[idx], 0, sizeof IFC_LUT0_Rule[idx]);
+    __builtin_memset(&IFC_LUT0_Rule[idx], 0, sizeof IFC_LUT0_Rule[idx]);
 }

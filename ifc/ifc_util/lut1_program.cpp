@@ -108,5 +108,5 @@ int ifc_set_lut1_rules(uint ifcIndex, IFC_Mode_t enMode, uint endFlag, uint fiel
 
 void ifc_delete_lut1(int idx)
 {
-    memset(&IFC_LUT1_Rule[idx], 0, sizeof IFC_LUT1_Rule[idx]);
+    __builtin_memset(&IFC_LUT1_Rule[idx], 0, sizeof IFC_LUT1_Rule[idx]);
 }

@@ -85,8 +85,8 @@ int write_all_ifc_rule_to_hw(void)
 
 int clear_all_ifc_rules(void)
 {
-    memset(IFC_LUT0_Rule, 0, sizeof IFC_LUT0_Rule);
-    memset(IFC_LUT1_Rule, 0, sizeof IFC_LUT1_Rule);
+    __builtin_memset(IFC_LUT0_Rule, 0, sizeof IFC_LUT0_Rule);
+    __builtin_memset(IFC_LUT1_Rule, 0, sizeof IFC_LUT1_Rule);
     return 0;
 }
 

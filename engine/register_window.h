@@ -1,0 +1,117 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+// The simulated register window: the frame engine's registers and the four tables behind the transfer command.
+//
+// Freestanding and without heap, so that it can stand in a kernel. It knows the hardware formats
+// (ifc/ifc_regs.h, ifc/ifc_glb.h), never the operations that use them. Not locked: one context at a time.
+#pragma once
+
+#include "ifc/ifc_glb.h"
+#include "ifc/ifc_regs.h"
+
+namespace engine
+{
+
+enum class AccessKind : uint8_t { Read, Write };
+
+struct Access {
+    AccessKind kind;
+    uint32_t reg;
+    uint32_t value;
+};
+
+// What went wrong with an access. Counted always; in strict mode the error hook hears of it too.
+enum class AccessError : uint8_t {
+    None,
+    UnknownRegister,  // value: the address
+    IndexOutOfRange,  // value: the command word
+    RowOutOfRange,    // value: the command word
+    ReservedCommand,  // value: the command word; a bit that must be 0, a missing start bit, an unknown type
+    Unaligned,        // value: the address
+};
+
+// What the next transfers do instead of what they should.
+enum class TransferFault : uint8_t {
+    None,
+    DropWrite,     // completes, but the table keeps its row
+    NeverComplete, // the done bit does not appear; the transfer does not happen
+    StaleData,     // a read completes, but the data registers keep what they held
+};
+
+struct Settings {
+    unsigned doneAfter = 1; // the done bit shows at this read of IFC_RULE_CFG; 0 = never, transfers do not happen
+    bool strict = false;
+};
+
+// The tables as plain words in record order, word 0 first, as the records of ifc_glb.h count them.
+struct Tables {
+    uint32_t lut0[IFC_LUT0_RULES][IFC_LUT0_WORDS];
+    uint32_t lut1[IFC_LUT1_RULES][2];
+    uint32_t action[IFC_ACTIONS][4];
+    uint32_t counter[IFC_COUNTERS][4]; // in the order of IFC_DATA0 to IFC_DATA3
+};
+
+class RegisterWindow
+{
+public:
+    using AccessHook = void (*)(void *user, const Access &access);
+    using ErrorHook = void (*)(void *user, AccessError error, uint32_t value);
+
+    // Power-on with all zero contents.
+    void powerOn(const Settings &settings);
+    // Power-on with tables and data registers holding noise that the seed determines.
+    void powerOn(const Settings &settings, uint32_t seed);
+
+    uint32_t read(uint32_t reg);
+    void write(uint32_t reg, uint32_t value);
+
+    Settings &settings() { return settings_; }
+
+    // Every access in order, before its effect on a write, after it on a read. nullptr: nobody listens.
+    void onAccess(AccessHook hook, void *user);
+    void onError(ErrorHook hook, void *user);
+    uint32_t errors() const { return errors_; }
+
+    // The fault happens to transfer number `after` from now (0 = the next), and to `count` in a row.
+    void injectFault(TransferFault fault, uint32_t after, uint32_t count);
+
+    // The tables behind the window. revision() changes whenever a rule, an action or a global register may
+    // have changed, for those who keep something derived from them.
+    Tables &tables() { return tables_; }
+    const Tables &tables() const { return tables_; }
+    uint32_t revision() const { return revision_; }
+    void touch() { ++revision_; }
+
+    uint32_t globalConfig() const { return globalConfig_; }
+    uint32_t tpidConfig() const { return tpidConfig_; }
+    uint32_t counterBinding(unsigned n) const { return counterBinding_[n]; }
+
+private:
+    void startTransfer(uint32_t command);
+    TransferFault nextFault();
+    uint32_t *findRegister(uint32_t reg);
+    uint32_t *rowWord(uint32_t command, unsigned data);
+    bool check(uint32_t command);
+    void fail(AccessError error, uint32_t value);
+
+    Settings settings_{};
+    Tables tables_{};
+    uint32_t tpidConfig_ = 0;
+    uint32_t globalConfig_ = 0;
+    uint32_t command_ = 0;
+    uint32_t data_[IFC_ROW_WORDS] = {};
+    uint32_t counterBinding_[IFC_ACNT_CFG_COUNT] = {};
+    unsigned readsUntilDone_ = 0; // 0: done or idle
+    bool pending_ = false;        // a transfer waits for its done bit
+    bool done_ = false;
+    TransferFault fault_ = TransferFault::None;
+    uint32_t faultAfter_ = 0;
+    uint32_t faultCount_ = 0;
+    uint32_t errors_ = 0;
+    uint32_t revision_ = 0;
+    AccessHook accessHook_ = nullptr;
+    void *accessUser_ = nullptr;
+    ErrorHook errorHook_ = nullptr;
+    void *errorUser_ = nullptr;
+};
+
+} // namespace engine

@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+// The services behind ifc_platform.h for a host process: a log that tests and tools can listen to, a spin lock
+// that notices misuse, a clock that only advances when somebody waits, a chip revision, and register accessors
+// that reach the simulated register window.
+#pragma once
+
+#include <functional>
+#include <string_view>
+
+#include "engine/register_window.h"
+#include "ifc_platform.h"
+
+namespace host
+{
+
+// Receives every piece of log text. Default (an empty function): standard error.
+using LogSink = std::function<void(std::string_view)>;
+void setLogSink(LogSink sink);
+
+// The chip that the accessors reach. There is one at a time; the caller keeps it alive.
+void attach(engine::RegisterWindow *window);
+
+void setRevision(int revision);
+unsigned revisionQueries(); // since the last reset()
+
+unsigned long clockMilliseconds(); // simulated time spent in mdelay() since the last reset()
+
+// Called with every lock and unlock, and with every wait, in the order in which they happen. For tests that
+// watch the discipline. Default: nobody.
+enum class Event { Lock, Unlock, Delay, RevisionQuery };
+using EventWatch = std::function<void(Event)>;
+void setEventWatch(EventWatch watch);
+
+bool lockHeld();
+
+// Replaces the abort on misuse of the spin lock. Default (an empty function): a line on standard error, abort.
+using Misuse = std::function<void(std::string_view)>;
+void setMisuseHandler(Misuse handler);
+
+// Everything back to its default: sink, watch, revision 0, clock 0, nothing attached.
+void reset();
+
+} // namespace host
