@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// The simulated register window: the frame engine's registers and the four tables behind the transfer command.
+// The simulated register window: the frame engine's registers and the four tables behind the transfer
+// command.
 //
 // Freestanding and without heap, so that it can stand in a kernel. It knows the hardware formats
 // (ifc/ifc_regs.h, ifc/ifc_glb.h), never the operations that use them. Not locked: one context at a time.
@@ -22,11 +23,11 @@ struct Access {
 // What went wrong with an access. Counted always; in strict mode the error hook hears of it too.
 enum class AccessError : uint8_t {
     None,
-    UnknownRegister,  // value: the address
-    IndexOutOfRange,  // value: the command word
-    RowOutOfRange,    // value: the command word
-    ReservedCommand,  // value: the command word; a bit that must be 0, a missing start bit, an unknown type
-    Unaligned,        // value: the address
+    UnknownRegister, // value: the address
+    IndexOutOfRange, // value: the command word
+    RowOutOfRange,   // value: the command word
+    ReservedCommand, // value: the command word; a bit that must be 0, a missing start bit, an unknown type
+    Unaligned,       // value: the address
 };
 
 // What the next transfers do instead of what they should.
@@ -38,7 +39,8 @@ enum class TransferFault : uint8_t {
 };
 
 struct Settings {
-    unsigned doneAfter = 1; // the done bit shows at this read of IFC_RULE_CFG; 0 = never, transfers do not happen
+    unsigned doneAfter =
+        1; // the done bit shows at this read of IFC_RULE_CFG; 0 = never, transfers do not happen
     bool strict = false;
 };
 
@@ -100,9 +102,8 @@ private:
     uint32_t command_ = 0;
     uint32_t data_[IFC_ROW_WORDS] = {};
     uint32_t counterBinding_[IFC_ACNT_CFG_COUNT] = {};
-    unsigned readsUntilDone_ = 0; // 0: done or idle
-    bool pending_ = false;        // a transfer waits for its done bit
-    bool done_ = false;
+    unsigned statusReads_ = 0; // of IFC_RULE_CFG since the command
+    bool completes_ = false;   // the transfer of command_ shows its done bit some time
     TransferFault fault_ = TransferFault::None;
     uint32_t faultAfter_ = 0;
     uint32_t faultCount_ = 0;

@@ -17,8 +17,8 @@
  *   Messages  go through printk. [at] marks the prefix "%s [%d]: " with base name and line of the reporting
  *             source. Errors and dumps print at every level; what depends on dbgLevel says so.
  *   Locking   one spin lock, gpIfcPriv->lock, taken with interrupts disabled. An operation takes it where its
- *             description says so and nowhere else; the shadow tables are edited without it. Callers serialise
- *             rule and register operations among themselves. Nothing sleeps: a transfer that does not complete
+ *             description says so and nowhere else; the shadow tables are edited without it. Callers
+ * serialise rule and register operations among themselves. Nothing sleeps: a transfer that does not complete
  *             costs three busy waits of 1 ms.
  *   Rollback  none. What an operation wrote before it failed stays.
  *   Traffic   register accesses are exact: no more, no fewer and in the order stated. In terms of
@@ -40,8 +40,9 @@ extern "C" {
  * ------------------------------------------------------------------------------------------------------ */
 
 /*
- * Moves one row between the data registers and a table: builds the command word, writes it to IFC_RULE_CFG and
- * polls for completion. For a write the caller has loaded the data registers, for a read it reads them next.
+ * Moves one row between the data registers and a table: builds the command word, writes it to IFC_RULE_CFG
+ * and polls for completion. For a write the caller has loaded the data registers, for a read it reads them
+ * next.
  *
  * index 0..255, offset 0..63, sel 0..3 (IFC_SEL_*), type 0..3 (IFC_TYPE_*); each is cut to its field.
  * Returns 0 or -62. Takes no lock: callers hold it, or are serialised by theirs.
@@ -51,9 +52,8 @@ extern "C" {
 int ifcSetRuleConfig(uint8_t index, uint8_t offset, int sel, int type);
 
 /*
- * Polls register reg until one of the bits doneBit is set: at most three reads, 1 ms busy wait after each that
- * does not show it. Returns 0 or -62.
- * Known: the third wait takes place although no read follows it.
+ * Polls register reg until one of the bits doneBit is set: at most three reads, 1 ms busy wait after each
+ * that does not show it. Returns 0 or -62. Known: the third wait takes place although no read follows it.
  */
 int ifcChecConfigDone(uint32_t reg, uint32_t doneBit);
 
@@ -63,12 +63,13 @@ int ifcChecConfigDone(uint32_t reg, uint32_t doneBit);
  * Each LUT0 rule is invalidated (row 10 = 0), gets its body (rows 0..9) and becomes valid again with row 10,
  * written last; then the 32 LUT1 entries. 128 transfers, 528 register writes in all; with the done bit at the
  * first read, 128 reads. Holds the lock throughout: up to 384 ms when every transfer times out.
- * Known: revisions 14 and 15 get no LUT0 writes. The revision is queried inside the lock, afresh for each rule
- * and each comparison (one query a rule on revision 14, two on any other).
+ * Known: revisions 14 and 15 get no LUT0 writes. The revision is queried inside the lock, afresh for each
+ * rule and each comparison (one query a rule on revision 14, two on any other).
  */
 int write_all_ifc_rule_to_hw(void);
 
-/* Zeroes both shadow tables. Always 0. No register access, no lock: the hardware follows at the next rewrite. */
+/* Zeroes both shadow tables. Always 0. No register access, no lock: the hardware follows at the next rewrite.
+ */
 int clear_all_ifc_rules(void);
 
 /*
@@ -127,8 +128,8 @@ int ifc_get_rule_from_reg(int lut0Idx);
 /*
  * Prints a record, field by field; ruleId is the number shown. Always 0.
  * Prints "LUT0-%2d : Disable.\n" and no more for a rule that is not valid; else for each enabled field, in
- * pieces, "LUT0-%2d field:%2d %s, Enable, " "CMD:%d, " "Mask:%x_%x, Key:%x_%x\n" (MAC) or "Mask:%x, Key:%x\n",
- * and from DBG_ST on for each other field [at]"LUT0-%2d field:%2d %s; Disable.\n".
+ * pieces, "LUT0-%2d field:%2d %s, Enable, " "CMD:%d, " "Mask:%x_%x, Key:%x_%x\n" (MAC) or "Mask:%x,
+ * Key:%x\n", and from DBG_ST on for each other field [at]"LUT0-%2d field:%2d %s; Disable.\n".
  */
 int ifc_parser_lut0_rule(IFC_LUT0_Format *p_LUT0_Rule, int ruleId);
 
@@ -206,30 +207,29 @@ uint change_mask_from_48_to_32(uint mask_high, uint mask_low, int mask_bit);
  * A MAC counts as two entries. Nine entries or more go to the lowest free LUT0 rule if there is one; all else
  * goes to the shortest run of free LUT1 entries that is long enough (at most 16).
  * Prints [at]"action index is %d\n", or
- *        [at]"Parameters should not be NULL!\n" (an empty list), [at]"lut1 has no space yet, set rule fail!\n"
- *        (nothing has changed), [at]"lut0 configure fail!\n", [at]"mask error, configure fail!\n",
+ *        [at]"Parameters should not be NULL!\n" (an empty list), [at]"lut1 has no space yet, set rule
+ * fail!\n" (nothing has changed), [at]"lut0 configure fail!\n", [at]"mask error, configure fail!\n",
  *        [at]"lut1 configure fail!\n" (the conditions before the failing one stay in place, live).
  * Lock: inside the rewrites only; search and writes are not atomic.
  */
 int ifc_set_lut_rules_auto(struct orva_ifc_param *ifc_param_ptr);
 
 /*
- * First entry of the best-fitting run of at least field_num free LUT1 entries inside a sub-table: the shortest,
- * then the lowest; -1 if there is none. field_num 0 finds the shortest run. Reads the shadow only.
+ * First entry of the best-fitting run of at least field_num free LUT1 entries inside a sub-table: the
+ * shortest, then the lowest; -1 if there is none. field_num 0 finds the shortest run. Reads the shadow only.
  */
 int lut1_has_free_rule(uint field_num);
 
 /*
- * Deletes every LUT0 rule and every LUT1 chain that holds exactly the request's conditions, with their actions,
- * and rewrites the tables. Returns 0 when at least one was deleted, else -1.
+ * Deletes every LUT0 rule and every LUT1 chain that holds exactly the request's conditions, with their
+ * actions, and rewrites the tables. Returns 0 when at least one was deleted, else -1.
  *
  * Prints [at]"del fieldIdx %d not support\n" (fields 5 to 13; nothing has changed),
- *        [at]"del ifc lut0 rule not find\n", [at]"del ifc lut1 rule not find\n" (each also when the other table
- *        had one), [at]"del ifc rule index %d\n" for each LUT1 entry, with its action index.
- * Lock: inside ifc_clear_action() and the rewrite only.
- * Known: never found in LUT1 are a request with a condition behind a MAC, with two MACs, or with a MAC that was
- * written as one entry, and any chain behind a stray valid entry without end flag. An empty request deletes
- * the valid LUT0 rules that have no field enabled.
+ *        [at]"del ifc lut0 rule not find\n", [at]"del ifc lut1 rule not find\n" (each also when the other
+ * table had one), [at]"del ifc rule index %d\n" for each LUT1 entry, with its action index. Lock: inside
+ * ifc_clear_action() and the rewrite only. Known: never found in LUT1 are a request with a condition behind a
+ * MAC, with two MACs, or with a MAC that was written as one entry, and any chain behind a stray valid entry
+ * without end flag. An empty request deletes the valid LUT0 rules that have no field enabled.
  */
 int ifc_del_lut_rules_auto(struct orva_ifc_param *ifc_param_ptr);
 
@@ -243,9 +243,9 @@ int ifc_match_rule_lut0(struct orva_ifc_param *ifc_param_ptr, uint field_num, ui
  * 1 when the request's conditions are found among the field_num LUT1 entries from ifc_idx_start on (a MAC
  * counts twice); else 0. field_num 0 gives 1. Valid bits and end flags are not looked at. No lock.
  * An irreducible mask of a MAC or IPv4 address prints its message at each entry that is looked at.
- * Known: the mask length of a MAC's low part is compared in 4 bits; a matched MAC high part steps over the next
- * condition; a low part that matches at the end of the range looks at the entry behind it (an all-zero one
- * behind entry 31): a matching high part there fails the whole request, any other counts as found.
+ * Known: the mask length of a MAC's low part is compared in 4 bits; a matched MAC high part steps over the
+ * next condition; a low part that matches at the end of the range looks at the entry behind it (an all-zero
+ * one behind entry 31): a matching high part there fails the whole request, any other counts as found.
  */
 int ifc_match_rule_lut1(struct orva_ifc_param *ifc_param_ptr, uint field_num, uint ifc_idx_start);
 
@@ -272,24 +272,23 @@ int ifc_match_lut1(ifc_field_param param);
  *   5       5           MTR_G 8                                                     "MTR_G:%d\n"
  *   6       6           IPv4 DSCP 8                                                 "IPv4 DSCP:%d\n"
  *   7       7           IPv6 TC 8                                                   "IPv6 Traffic Class:%d\n"
- *   8       8           vpm0 2          vo0 2     vid0[15:12] 4     vid0[11:0] 12   "vpm0:%d, vo0:%d, vid0:0x%x\n"
- *   9       9           vo1 2           vid1[15:12] 4  vid1[11:0] 12                "vo1:%d, vid1:0x%x\n"
- *   10..13  10..13      fqos, fast, mc, keep pcp: bit 0                             "fqos:%d\n" and so on
- *   14      none        cpu bit 0       nbq 5                         "ifc_set_action: cpu:%d, nbq:%d\n"
- *   15      none        owf bit 0                                                   "owf:%d\n"
- *   16      13          dpi bit 0                                                   "dpi:%d\n"
+ *   8       8           vpm0 2          vo0 2     vid0[15:12] 4     vid0[11:0] 12   "vpm0:%d, vo0:%d,
+ * vid0:0x%x\n" 9       9           vo1 2           vid1[15:12] 4  vid1[11:0] 12                "vo1:%d,
+ * vid1:0x%x\n" 10..13  10..13      fqos, fast, mc, keep pcp: bit 0                             "fqos:%d\n"
+ * and so on 14      none        cpu bit 0       nbq 5                         "ifc_set_action: cpu:%d,
+ * nbq:%d\n" 15      none        owf bit 0                                                   "owf:%d\n" 16 13
+ * dpi bit 0                                                   "dpi:%d\n"
  *
  * IFC_DISABLE clears the enable bit and writes the fields as zero. One revision query for 0..14, outside the
  * lock; on revision 12 the enable bits of 4 to 13 stand one lower.
  * Prints [at]"Error: Action Index is %d, which should less than %d\n"
  *        [at]"Error: Field Index is %d, which should between 1 and 47\n" (Known: that is actIdx above 16)
- *        [at]"WARNING: ifcIndex is %d Action index is %d, packets matched ifc rules and send to ppe will cause
- *        error\n" in one line
- * Lock: around the read and, separately, around the write-back; two edits at once can lose one.
- * Known: while ifcSendToPpe is 0 only sub-action 14 is accepted; the refusal of any other is destructive, it
- * zeroes the entry in the hardware and the owning rule in the shadow. Sub-action 1 clears cpu in either mode;
- * 1 and 14 share nbq, and 1 prints it uncut. Disabling 15 or 16 still writes bit 0 of value0. 16 shares its
- * enable bit with 13 (3 with 4 on revision 12).
+ *        [at]"WARNING: ifcIndex is %d Action index is %d, packets matched ifc rules and send to ppe will
+ * cause error\n" in one line Lock: around the read and, separately, around the write-back; two edits at once
+ * can lose one. Known: while ifcSendToPpe is 0 only sub-action 14 is accepted; the refusal of any other is
+ * destructive, it zeroes the entry in the hardware and the owning rule in the shadow. Sub-action 1 clears cpu
+ * in either mode; 1 and 14 share nbq, and 1 prints it uncut. Disabling 15 or 16 still writes bit 0 of value0.
+ * 16 shares its enable bit with 13 (3 with 4 on revision 12).
  */
 int ifc_set_action(uint ifcIndex, uint actIdx, IFC_Mode_t enMode, uint value0, uint value1, uint value2,
                    uint value3);
@@ -355,8 +354,8 @@ int ifc_dump_lut0_rules(void);
 
 /*
  * "\nLUT1-%d: valid:0\n", or "\nLUT1-%d: valid:1, end:%d, Type:0, Sel:%d, Command:%d, Field:%s, Mask:%04x,
- * Key:%04x\n" or "..., Type:1, Direction:%d, Command:%d, Field:%s, Mask:%08x, Key:%08x\n", and the line of the
- * action with the entry's own number.
+ * Key:%04x\n" or "..., Type:1, Direction:%d, Command:%d, Field:%s, Mask:%08x, Key:%08x\n", and the line of
+ * the action with the entry's own number.
  */
 int ifc_dump_lut1_rules(void);
 
@@ -366,8 +365,8 @@ int ifc_dump_all_rules(void);
 /* ------------------------------------------------------------------------------------------------------
  * VLAN tags and PPPoE. Stateless, no lock.
  *
- * VPM code: 1 = TPID 0x8100 (IEEE 802.1Q), 2 = 0x88A8 (IEEE 802.1ad), 3 = the user-defined TPID of FE_TPID_CFG
- * unless that is zero. The register is read on every call.
+ * VPM code: 1 = TPID 0x8100 (IEEE 802.1Q), 2 = 0x88A8 (IEEE 802.1ad), 3 = the user-defined TPID of
+ * FE_TPID_CFG unless that is zero. The register is read on every call.
  * ------------------------------------------------------------------------------------------------------ */
 
 /* Position of the lowest set bit, counted from 1; 0 when value is 0. */
@@ -390,15 +389,16 @@ uint16_t transVPMtoTPID(uint16_t vpm);
 
 /*
  * Reads the PPPoE header (RFC 2516) pre_len bytes behind the start of the frame data: 8 bytes, 10 at DBG_MSG;
- * the length of the buffer is not tested. Returns 0 and stores the session id when version and type are 1, else
- * -1 and *sid stays. Both outputs lie as in the frame (network byte order).
- * Known: *ppp_tag, the two bytes behind the header, is stored also when the result is -1.
- * At DBG_MSG prints the header between two rules of 14 and 17 equals signs.
+ * the length of the buffer is not tested. Returns 0 and stores the session id when version and type are 1,
+ * else -1 and *sid stays. Both outputs lie as in the frame (network byte order). Known: *ppp_tag, the two
+ * bytes behind the header, is stored also when the result is -1. At DBG_MSG prints the header between two
+ * rules of 14 and 17 equals signs.
  */
 int32_t getPppoeSid(struct sk_buff *skb, uint32_t pre_len, uint16_t *sid, uint16_t *ppp_tag);
 
 /* ------------------------------------------------------------------------------------------------------
- * Checksums (RFC 1071) and packet dump. Stateless, no lock. Ranges count from skb->data and must lie inside it.
+ * Checksums (RFC 1071) and packet dump. Stateless, no lock. Ranges count from skb->data and must lie inside
+ * it.
  *
  * Big-endian 16-bit words, an odd last byte as the high byte of a word, are added into a 32-bit accumulator,
  * which is folded twice; the result is the complement, in host byte order. At DBG_MSG each whole word prints
@@ -420,9 +420,9 @@ unsigned int ipv4_checksum(const struct sk_buff *skb, int offset);
 
 /*
  * Checksum of the bytes from offset to the end of the frame data, plus length and protocol as plain numbers.
- * From the source address of an IPv4 header without options on, that is the TCP or UDP checksum (RFC 9293, 768).
- * An empty buffer adds length and protocol only.
- * At DBG_WARN prints [at]"tcp_udp_checksum: offset:%d\n" and [at]"checksum1: %x\n".
+ * From the source address of an IPv4 header without options on, that is the TCP or UDP checksum (RFC 9293,
+ * 768). An empty buffer adds length and protocol only. At DBG_WARN prints [at]"tcp_udp_checksum: offset:%d\n"
+ * and [at]"checksum1: %x\n".
  */
 unsigned int tcp_udp_checksum(const struct sk_buff *skb, int offset, uint16_t tcp_udp_length,
                               uint8_t tcp_udp_protocol);

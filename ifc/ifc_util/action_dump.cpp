@@ -40,8 +40,8 @@ int ifc_dump_action(int ifcIndex)
         if ((action.bits.enable >> bit & 1) == 0)
             continue;
         const ifc::ActionField *shown = ifc::kShownFields[bit];
-        (void)printk(kPieces[bit], ifc::getActionField(action, shown[0]), ifc::getActionField(action, shown[1]),
-                     ifc::getActionField(action, shown[2]));
+        (void)printk(kPieces[bit], ifc::getActionField(action, shown[0]),
+                     ifc::getActionField(action, shown[1]), ifc::getActionField(action, shown[2]));
     }
     (void)printk("\n");
     return 0;

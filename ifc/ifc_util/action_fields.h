@@ -6,6 +6,8 @@
 
 namespace ifc
 {
+namespace // nothing of it is exported
+{
 
 // A field by its place in the 128-bit entry, in which every field is contiguous. Width 0: no field.
 struct ActionField {
@@ -70,8 +72,24 @@ inline void setActionField(IFC_Action_Format &action, ActionField field, uint va
 // What sub-action n shows, in the order in which its values are printed.
 constexpr uint kShown = 3;
 constexpr ActionField kShownFields[IFC_ACT_COUNT][kShown] = {
-    {kChannel, kQueue}, {kFport, kNbq}, {kSpTag}, {kCnt0}, {kCnt1}, {kMtrG}, {kIpv4Dscp}, {kIpv6TrafficClass},
-    {kVpm0, kVo0, kVid0}, {kVo1, kVid1}, {kFqos}, {kFast}, {kMc}, {kKeepPcp}, {kCpu, kNbq}, {kOwf}, {kDpi},
+    {kChannel, kQueue},
+    {kFport, kNbq},
+    {kSpTag},
+    {kCnt0},
+    {kCnt1},
+    {kMtrG},
+    {kIpv4Dscp},
+    {kIpv6TrafficClass},
+    {kVpm0, kVo0, kVid0},
+    {kVo1, kVid1},
+    {kFqos},
+    {kFast},
+    {kMc},
+    {kKeepPcp},
+    {kCpu, kNbq},
+    {kOwf},
+    {kDpi},
 };
 
+} // namespace
 } // namespace ifc

@@ -57,8 +57,8 @@ constexpr const char *kLines[IFC_ACT_COUNT] = {
 // Revision 12 has one enable bit for both counters, so those of the sub-actions above stand one lower.
 uint enableBit(uint actIdx)
 {
-    const bool shifted = GET_HIR() == kRevisionWithSharedCounterEnable && actIdx >= IFC_ACT_CNT1 &&
-                         actIdx <= IFC_ACT_KEEP_PCP;
+    const bool shifted =
+        GET_HIR() == kRevisionWithSharedCounterEnable && actIdx >= IFC_ACT_CNT1 && actIdx <= IFC_ACT_KEEP_PCP;
     return shifted ? actIdx - 1 : actIdx;
 }
 
@@ -86,9 +86,10 @@ int ifc_set_action(uint ifcIndex, uint actIdx, IFC_Mode_t enMode, uint value0, u
     }
     // Known: the refusal is destructive, so that no frame follows a rule that must not be.
     if (actIdx != IFC_ACT_CPU_NBQ && ifcSendToPpe == 0) {
-        IFC_REPORT("WARNING: ifcIndex is %d Action index is %d, packets matched ifc rules and send to ppe will "
-                   "cause error\n",
-                   ifcIndex, actIdx);
+        IFC_REPORT(
+            "WARNING: ifcIndex is %d Action index is %d, packets matched ifc rules and send to ppe will "
+            "cause error\n",
+            ifcIndex, actIdx);
         (void)ifc_clear_action(ifcIndex);
         if (ifcIndex < IFC_LUT0_RULES)
             ifc_delete_lut0(static_cast<int>(ifcIndex));

@@ -4,7 +4,8 @@
 
 #include "report.h"
 
-// Unaligned words of any type, in vectors as wide as the build allows. A kernel build has no vector registers.
+// Unaligned words of any type, in vectors as wide as the build allows. A kernel build has no vector
+// registers.
 #if defined(__AVX2__)
 #define IFC_SUM_VECTOR_BYTES 32
 #elif defined(__SSE2__) || defined(__ARM_NEON)
@@ -14,7 +15,8 @@
 namespace
 {
 
-struct [[gnu::packed, gnu::may_alias]] LooseWord {
+struct [[gnu::packed, gnu::may_alias]] LooseWord
+{
     uint32_t value;
 };
 
@@ -45,9 +47,9 @@ uint32_t foldOnce(uint32_t sum)
     return (sum & 0xFFFF) + (sum >> 16);
 }
 
-// One's complement sums do not care for the byte order until the end (RFC 1071, 2B), so native words are added
-// into a sum too wide to overflow. The result is the plain sum folded: congruent to it modulo 0xFFFF, and zero
-// only if that is zero.
+// One's complement sums do not care for the byte order until the end (RFC 1071, 2B), so native words are
+// added into a sum too wide to overflow. The result is the plain sum folded: congruent to it modulo 0xFFFF,
+// and zero only if that is zero.
 uint32_t addWide(const unsigned char *p, uint bytes)
 {
     uint64_t sum = 0;

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// What the rule layer knows of fields: their classes, their places in a LUT0 rule, their values in the arrays.
+// What the rule layer knows of fields: their classes, their places in a LUT0 rule, their values in the
+// arrays.
 #pragma once
 
 #include "ifc/ifc_glb.h"
 
 namespace ifc
+{
+namespace // nothing of it is exported
 {
 
 constexpr bool isMac(uint field)
@@ -69,4 +72,5 @@ inline void setArrayValue(uint *array, uint field, Wide value)
     }
 }
 
+} // namespace
 } // namespace ifc

@@ -18,7 +18,8 @@ struct Layout {
     uint bits; // of the whole area
 };
 
-// Fields follow each other without gaps. The two MAC addresses fill the words 0, 1 and 2 of the arrays together.
+// Fields follow each other without gaps. The two MAC addresses fill the words 0, 1 and 2 of the arrays
+// together.
 constexpr Layout makeLayout()
 {
     constexpr uint8_t widths[] = {
@@ -51,7 +52,8 @@ constexpr bool noSlotStraddlesWords()
 }
 
 static_assert(noSlotStraddlesWords());
-static_assert(kLayout.bits == 594 && kLayout.slot[DMAC_TYPE].lsb == 592 && kLayout.slot[FLOW_LABEL].lsb == 416);
+static_assert(kLayout.bits == 594 && kLayout.slot[DMAC_TYPE].lsb == 592 &&
+              kLayout.slot[FLOW_LABEL].lsb == 416);
 static_assert(sizeof(IFC_LUT0_Area) == 4 * IFC_LUT0_AREA_WORDS);
 static_assert(offsetof(IFC_LUT0_Format, bits.mask) == 4 * IFC_LUT0_MASK_WORD);
 static_assert(offsetof(IFC_LUT0_Format, bits.key) == 4 * IFC_LUT0_KEY_WORD);

@@ -8,8 +8,8 @@
 namespace
 {
 
-// Known: the new command is not cut to two bits, so a wider one spills into the fields above. It ends with the
-// word in word 2 and with the 30 command bits in word 1.
+// Known: the new command is not cut to two bits, so a wider one spills into the fields above. It ends with
+// the word in word 2 and with the 30 command bits in word 1.
 void setCommand(IFC_LUT0_Format &rule, uint field, uint command)
 {
     const uint lsb = 2 * ((field - 1) % ifc::kFieldsPerCommandWord);

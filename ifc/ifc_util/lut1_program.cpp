@@ -36,8 +36,8 @@ void setHalfEntry(IFC_LUT1_Format &entry, uint field, uint command, uint end, ui
 
 // A reduced 48-bit mask, split into the two halves of an address.
 struct MacMask {
-    uint high;       // 16-bit mask of address bits 47..32
-    uint lowLength;  // number of masked bits among address bits 31..0
+    uint high;      // 16-bit mask of address bits 47..32
+    uint lowLength; // number of masked bits among address bits 31..0
     uint direction;
 };
 

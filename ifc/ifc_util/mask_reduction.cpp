@@ -70,7 +70,8 @@ uint change_mask_from_48_to_32(uint mask_high, uint mask_low, int mask_bit)
     const uint reduced = reduce(mask_high, mask_low, mask_bit);
     if (reduced == kFailed) {
         if (mask_bit == 48)
-            (void)printk("mask should be left->right or right->left, but mask:%04x%8x\n", mask_high, mask_low);
+            (void)printk("mask should be left->right or right->left, but mask:%04x%8x\n", mask_high,
+                         mask_low);
         else
             (void)printk("mask should be left->right or right->left, but mask:%8x\n", mask_low);
     }

@@ -78,9 +78,10 @@ bool matchesOther(const Condition &c, const IFC_LUT1_Format &entry)
 
 // How many request indexes a condition found in the range uses up; 0 when it is not there.
 //
-// Known: indexes count entries here while the request lists conditions, so a MAC whose high part is found steps
-// over the condition behind it. A low part uses up the entry behind it, whatever that is; at the last entry
-// that look goes past the range, where a matching high part fails the search and anything else passes it.
+// Known: indexes count entries here while the request lists conditions, so a MAC whose high part is found
+// steps over the condition behind it. A low part uses up the entry behind it, whatever that is; at the last
+// entry that look goes past the range, where a matching high part fails the search and anything else passes
+// it.
 uint findInRange(const Condition &c, uint first, uint end)
 {
     for (uint k = first; k < end; ++k) {
@@ -179,7 +180,8 @@ int ifc_match_rule_lut0(struct orva_ifc_param *ifc_param_ptr, uint field_num, ui
 int ifc_match_rule_lut1(struct orva_ifc_param *ifc_param_ptr, uint field_num, uint ifc_idx_start)
 {
     for (uint i = 0; i < field_num;) {
-        const uint step = findInRange(conditionOf(*ifc_param_ptr, i), ifc_idx_start, ifc_idx_start + field_num);
+        const uint step =
+            findInRange(conditionOf(*ifc_param_ptr, i), ifc_idx_start, ifc_idx_start + field_num);
         if (step == 0)
             return 0;
         i += step;

@@ -37,8 +37,9 @@ bool lut1InUse(uint entry)
 int placeInLut0(const orva_ifc_param &request, uint rule)
 {
     for (uint i = 0; i < kCountedConditions && request.fieldIdx[i] != 0; ++i) {
-        if (ifc_set_lut0_rules(rule, IFC_ENABLE, request.fieldIdx[i], request.command[i], request.mask_high[i],
-                               request.mask_low[i], request.key_high[i], request.key_low[i]) != 0) {
+        if (ifc_set_lut0_rules(rule, IFC_ENABLE, request.fieldIdx[i], request.command[i],
+                               request.mask_high[i], request.mask_low[i], request.key_high[i],
+                               request.key_low[i]) != 0) {
             IFC_REPORT("lut0 configure fail!\n");
             return -1;
         }
@@ -65,8 +66,8 @@ int placeInLut1(const orva_ifc_param &request, uint count)
                 return -1;
             }
         }
-        place = ifc_set_lut1_rules(static_cast<uint>(place), IFC_ENABLE, last, field, request.command[i], mask,
-                                   mac ? request.key_high[i] : 0, request.key_low[i]);
+        place = ifc_set_lut1_rules(static_cast<uint>(place), IFC_ENABLE, last, field, request.command[i],
+                                   mask, mac ? request.key_high[i] : 0, request.key_low[i]);
         if (place == -1) {
             IFC_REPORT("lut1 configure fail!\n");
             return -1;

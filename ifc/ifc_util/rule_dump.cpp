@@ -22,8 +22,8 @@ void dumpLut0Fields(uint index, const IFC_LUT0_Format &rule)
             (void)printk(">>>>Field-%d:%s, Command:%d, Mask:%x_%x, Key:%x_%x\n", field, ifc_field_name[field],
                          command, mask.high, mask.low, key.high, key.low);
         else
-            (void)printk(">>>>Field-%d:%s, Command:%d, Mask:%x, Key:%x\n", field, ifc_field_name[field], command,
-                         mask.low, key.low);
+            (void)printk(">>>>Field-%d:%s, Command:%d, Mask:%x, Key:%x\n", field, ifc_field_name[field],
+                         command, mask.low, key.low);
     }
 }
 
@@ -71,9 +71,10 @@ int ifc_dump_lut1_rules(void)
         char name[IFC_FIELD_NAME_BYTES];
         formatFieldName(name, entry.type0.field);
         if (entry.type0.type == 0)
-            (void)printk("\nLUT1-%d: valid:1, end:%d, Type:0, Sel:%d, Command:%d, Field:%s, Mask:%04x, Key:%04x\n",
-                         index, entry.type0.end, entry.type0.sel, entry.type0.command, name, entry.type0.mask,
-                         entry.type0.key);
+            (void)printk(
+                "\nLUT1-%d: valid:1, end:%d, Type:0, Sel:%d, Command:%d, Field:%s, Mask:%04x, Key:%04x\n",
+                index, entry.type0.end, entry.type0.sel, entry.type0.command, name, entry.type0.mask,
+                entry.type0.key);
         else
             (void)printk("\nLUT1-%d: valid:1, end:%d, Type:1, Direction:%d, Command:%d, Field:%s, Mask:%08x, "
                          "Key:%08x\n",

@@ -8,6 +8,8 @@
 
 namespace ifc
 {
+namespace // nothing of it is exported
+{
 
 // Holds the driver's lock with interrupts disabled.
 class WindowLock
@@ -50,4 +52,5 @@ inline void writeAction(uint index, const IFC_Action_Format &action)
     (void)ifcSetRuleConfig(static_cast<uint8_t>(index), 0, IFC_SEL_ACTION, IFC_TYPE_WRITE);
 }
 
+} // namespace
 } // namespace ifc

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// The services behind ifc_platform.h for a host process: a log that tests and tools can listen to, a spin lock
-// that notices misuse, a clock that only advances when somebody waits, a chip revision, and register accessors
-// that reach the simulated register window.
+// The services behind ifc_platform.h for a host process: a log that tests and tools can listen to, a spin
+// lock that notices misuse, a clock that only advances when somebody waits, a chip revision, and register
+// accessors that reach the simulated register window.
 #pragma once
 
 #include <functional>
@@ -33,7 +33,8 @@ void setEventWatch(EventWatch watch);
 
 bool lockHeld();
 
-// Replaces the abort on misuse of the spin lock. Default (an empty function): a line on standard error, abort.
+// Replaces the abort on misuse of the spin lock. Default (an empty function): a line on standard error,
+// abort.
 using Misuse = std::function<void(std::string_view)>;
 void setMisuseHandler(Misuse handler);
 
