@@ -22,20 +22,19 @@
 extern "C" {
 #endif
 
-#define IFC_LUT0_RULES      8u  /* wide rules */
-#define IFC_LUT1_RULES      32u /* narrow entries */
-#define IFC_LUT1_SUB_TABLE  16u /* entries of a LUT1 sub-table; no rule crosses from one to the other */
-#define IFC_ACTIONS         40u /* action 0..7: LUT0 rule 0..7; action 8 + k: LUT1 entry k */
-#define IFC_COUNTERS        40u /* numbered like the actions */
-#define IFC_LUT0_WORDS      41
-#define IFC_LUT0_AREA_WORDS 19 /* words of a mask area or a key area */
-#define IFC_LUT0_MASK_WORD  3  /* first, that is most significant, word of the mask area */
-#define IFC_LUT0_KEY_WORD   22
-#define IFC_LUT0_FIELDS     31u /* highest field id that a LUT0 rule holds */
-#define IFC_LUT1_FIELDS     47u /* highest field id that a LUT1 entry holds */
-#define IFC_LAST_MAC_FIELD  2u  /* fields 1 and 2 are 48 bits wide */
-#define IFC_LAST_WORD_FIELD 13u /* fields 3 to 13 fill a 32-bit entry; fields 1 to 13 know commands 0 and 1  \
-                                 */
+#define IFC_LUT0_RULES       8u  /* wide rules */
+#define IFC_LUT1_RULES       32u /* narrow entries */
+#define IFC_LUT1_SUB_TABLE   16u /* entries of a LUT1 sub-table; no rule crosses from one to the other */
+#define IFC_ACTIONS          40u /* action 0..7: LUT0 rule 0..7; action 8 + k: LUT1 entry k */
+#define IFC_COUNTERS         40u /* numbered like the actions */
+#define IFC_LUT0_WORDS       41
+#define IFC_LUT0_AREA_WORDS  19 /* words of a mask area or a key area */
+#define IFC_LUT0_MASK_WORD   3  /* first, that is most significant, word of the mask area */
+#define IFC_LUT0_KEY_WORD    22
+#define IFC_LUT0_FIELDS      31u /* highest field id that a LUT0 rule holds */
+#define IFC_LUT1_FIELDS      47u /* highest field id that a LUT1 entry holds */
+#define IFC_LAST_MAC_FIELD   2u  /* fields 1 and 2 are 48 bits wide */
+#define IFC_LAST_WORD_FIELD  13u /* 3 to 13 fill a 32-bit entry; 1 to 13 know commands 0 and 1 */
 #define IFC_FIELD_NAME_BYTES 32
 
 /*
@@ -59,8 +58,8 @@ typedef struct IFC_LUT0_Area {
 } IFC_LUT0_Area;
 
 /*
- * One LUT0 rule, the image of the classifier's 1312-bit rule: word 0 holds bits 1311..1280, word 40
- * bits 31..0.
+ * One LUT0 rule, the image of the classifier's 1312-bit rule: word 0 holds bits 1311..1280, word 40 bits
+ * 31..0.
  *
  *   word 0      31 valid          30..0 enable, field f at bit f-1
  *   word 1      31..30 reserved   29..0 commands of the fields 17 to 31, field f at bit 2(f-17)

@@ -18,8 +18,8 @@
  *             source. Errors and dumps print at every level; what depends on dbgLevel says so.
  *   Locking   one spin lock, gpIfcPriv->lock, taken with interrupts disabled. An operation takes it where its
  *             description says so and nowhere else; the shadow tables are edited without it. Callers
- * serialise rule and register operations among themselves. Nothing sleeps: a transfer that does not complete
- *             costs three busy waits of 1 ms.
+ *             serialise rule and register operations among themselves. Nothing sleeps: a transfer that does
+ *             not complete costs three busy waits of 1 ms.
  *   Rollback  none. What an operation wrote before it failed stays.
  *   Traffic   register accesses are exact: no more, no fewer and in the order stated. In terms of
  *             ifc/ifc_regs.h, a transfer is one write of IFC_RULE_CFG and one to three reads of it.
@@ -53,7 +53,8 @@ int ifcSetRuleConfig(uint8_t index, uint8_t offset, int sel, int type);
 
 /*
  * Polls register reg until one of the bits doneBit is set: at most three reads, 1 ms busy wait after each
- * that does not show it. Returns 0 or -62. Known: the third wait takes place although no read follows it.
+ * that does not show it. Returns 0 or -62.
+ * Known: the third wait takes place although no read follows it.
  */
 int ifcChecConfigDone(uint32_t reg, uint32_t doneBit);
 
@@ -68,8 +69,8 @@ int ifcChecConfigDone(uint32_t reg, uint32_t doneBit);
  */
 int write_all_ifc_rule_to_hw(void);
 
-/* Zeroes both shadow tables. Always 0. No register access, no lock: the hardware follows at the next rewrite.
- */
+/* Zeroes both shadow tables. Always 0. No register access, no lock: the hardware keeps its rules until the
+ * next rewrite. */
 int clear_all_ifc_rules(void);
 
 /*
@@ -208,7 +209,7 @@ uint change_mask_from_48_to_32(uint mask_high, uint mask_low, int mask_bit);
  * goes to the shortest run of free LUT1 entries that is long enough (at most 16).
  * Prints [at]"action index is %d\n", or
  *        [at]"Parameters should not be NULL!\n" (an empty list), [at]"lut1 has no space yet, set rule
- * fail!\n" (nothing has changed), [at]"lut0 configure fail!\n", [at]"mask error, configure fail!\n",
+ *        fail!\n" (nothing has changed), [at]"lut0 configure fail!\n", [at]"mask error, configure fail!\n",
  *        [at]"lut1 configure fail!\n" (the conditions before the failing one stay in place, live).
  * Lock: inside the rewrites only; search and writes are not atomic.
  */
@@ -226,10 +227,11 @@ int lut1_has_free_rule(uint field_num);
  *
  * Prints [at]"del fieldIdx %d not support\n" (fields 5 to 13; nothing has changed),
  *        [at]"del ifc lut0 rule not find\n", [at]"del ifc lut1 rule not find\n" (each also when the other
- * table had one), [at]"del ifc rule index %d\n" for each LUT1 entry, with its action index. Lock: inside
- * ifc_clear_action() and the rewrite only. Known: never found in LUT1 are a request with a condition behind a
- * MAC, with two MACs, or with a MAC that was written as one entry, and any chain behind a stray valid entry
- * without end flag. An empty request deletes the valid LUT0 rules that have no field enabled.
+ *        table had one), [at]"del ifc rule index %d\n" for each LUT1 entry, with its action index.
+ * Lock: inside ifc_clear_action() and the rewrite only.
+ * Known: never found in LUT1 are a request with a condition behind a MAC, with two MACs, or with a MAC that
+ * was written as one entry, and any chain behind a stray valid entry without end flag. An empty request
+ * deletes the valid LUT0 rules that have no field enabled.
  */
 int ifc_del_lut_rules_auto(struct orva_ifc_param *ifc_param_ptr);
 
@@ -263,7 +265,7 @@ int ifc_match_lut1(ifc_field_param param);
  * Edits sub-action actIdx (0..16) of entry ifcIndex (0..39): read, change, print, write back.
  * Returns 0, or -1 when refused. Values are cut to their fields' widths.
  *
- *   actIdx  enable bit  value0          value1    value2            value3          line printed
+ *   actIdx  enable bit  value0          value1    value2            value3          printed
  *   0       0           channel 5       queue 3                                     "channel:%d, queue:%d\n"
  *   1       1           fport 4         nbq 5                                       "fport:%d, nbq:%d\n"
  *   2       2           sp_tag/gem 16                                               "sp_tag/gemport:0x%x\n"
@@ -272,23 +274,24 @@ int ifc_match_lut1(ifc_field_param param);
  *   5       5           MTR_G 8                                                     "MTR_G:%d\n"
  *   6       6           IPv4 DSCP 8                                                 "IPv4 DSCP:%d\n"
  *   7       7           IPv6 TC 8                                                   "IPv6 Traffic Class:%d\n"
- *   8       8           vpm0 2          vo0 2     vid0[15:12] 4     vid0[11:0] 12   "vpm0:%d, vo0:%d,
- * vid0:0x%x\n" 9       9           vo1 2           vid1[15:12] 4  vid1[11:0] 12                "vo1:%d,
- * vid1:0x%x\n" 10..13  10..13      fqos, fast, mc, keep pcp: bit 0                             "fqos:%d\n"
- * and so on 14      none        cpu bit 0       nbq 5                         "ifc_set_action: cpu:%d,
- * nbq:%d\n" 15      none        owf bit 0                                                   "owf:%d\n" 16 13
- * dpi bit 0                                                   "dpi:%d\n"
+ *   8       8           vpm0 2          vo0 2     vid0[15:12] 4     vid0[11:0] 12 "vpm0:%d, vo0:%d, vid0:0x%x\n"
+ *   9       9           vo1 2           vid1[15:12] 4  vid1[11:0] 12                "vo1:%d, vid1:0x%x\n"
+ *   10..13  10..13      fqos, fast, mc, keep pcp: bit 0                             "fqos:%d\n" and so on
+ *   14      none        cpu bit 0       nbq 5                         "ifc_set_action: cpu:%d, nbq:%d\n"
+ *   15      none        owf bit 0                                                   "owf:%d\n"
+ *   16      13          dpi bit 0                                                   "dpi:%d\n"
  *
  * IFC_DISABLE clears the enable bit and writes the fields as zero. One revision query for 0..14, outside the
  * lock; on revision 12 the enable bits of 4 to 13 stand one lower.
  * Prints [at]"Error: Action Index is %d, which should less than %d\n"
  *        [at]"Error: Field Index is %d, which should between 1 and 47\n" (Known: that is actIdx above 16)
  *        [at]"WARNING: ifcIndex is %d Action index is %d, packets matched ifc rules and send to ppe will
- * cause error\n" in one line Lock: around the read and, separately, around the write-back; two edits at once
- * can lose one. Known: while ifcSendToPpe is 0 only sub-action 14 is accepted; the refusal of any other is
- * destructive, it zeroes the entry in the hardware and the owning rule in the shadow. Sub-action 1 clears cpu
- * in either mode; 1 and 14 share nbq, and 1 prints it uncut. Disabling 15 or 16 still writes bit 0 of value0.
- * 16 shares its enable bit with 13 (3 with 4 on revision 12).
+ *        cause error\n" in one line
+ * Lock: around the read and, separately, around the write-back; two edits at once can lose one.
+ * Known: while ifcSendToPpe is 0 only sub-action 14 is accepted; the refusal of any other is destructive, it
+ * zeroes the entry in the hardware and the owning rule in the shadow. Sub-action 1 clears cpu in either mode;
+ * 1 and 14 share nbq, and 1 prints it uncut. Disabling 15 or 16 still writes bit 0 of value0. 16 shares its
+ * enable bit with 13 (3 with 4 on revision 12).
  */
 int ifc_set_action(uint ifcIndex, uint actIdx, IFC_Mode_t enMode, uint value0, uint value1, uint value2,
                    uint value3);
@@ -390,9 +393,9 @@ uint16_t transVPMtoTPID(uint16_t vpm);
 /*
  * Reads the PPPoE header (RFC 2516) pre_len bytes behind the start of the frame data: 8 bytes, 10 at DBG_MSG;
  * the length of the buffer is not tested. Returns 0 and stores the session id when version and type are 1,
- * else -1 and *sid stays. Both outputs lie as in the frame (network byte order). Known: *ppp_tag, the two
- * bytes behind the header, is stored also when the result is -1. At DBG_MSG prints the header between two
- * rules of 14 and 17 equals signs.
+ * else -1 and *sid stays. Both outputs lie as in the frame (network byte order).
+ * Known: *ppp_tag, the two bytes behind the header, is stored also when the result is -1.
+ * At DBG_MSG prints the header between two rules of 14 and 17 equals signs.
  */
 int32_t getPppoeSid(struct sk_buff *skb, uint32_t pre_len, uint16_t *sid, uint16_t *ppp_tag);
 
@@ -421,8 +424,9 @@ unsigned int ipv4_checksum(const struct sk_buff *skb, int offset);
 /*
  * Checksum of the bytes from offset to the end of the frame data, plus length and protocol as plain numbers.
  * From the source address of an IPv4 header without options on, that is the TCP or UDP checksum (RFC 9293,
- * 768). An empty buffer adds length and protocol only. At DBG_WARN prints [at]"tcp_udp_checksum: offset:%d\n"
- * and [at]"checksum1: %x\n".
+ * RFC 768).
+ * An empty buffer adds length and protocol only.
+ * At DBG_WARN prints [at]"tcp_udp_checksum: offset:%d\n" and [at]"checksum1: %x\n".
  */
 unsigned int tcp_udp_checksum(const struct sk_buff *skb, int offset, uint16_t tcp_udp_length,
                               uint8_t tcp_udp_protocol);
