@@ -274,7 +274,7 @@ int ifc_match_lut1(ifc_field_param param);
  *   5       5           MTR_G 8                                                     "MTR_G:%d\n"
  *   6       6           IPv4 DSCP 8                                                 "IPv4 DSCP:%d\n"
  *   7       7           IPv6 TC 8                                                   "IPv6 Traffic Class:%d\n"
- *   8       8           vpm0 2          vo0 2     vid0[15:12] 4     vid0[11:0] 12 "vpm0:%d, vo0:%d, vid0:0x%x\n"
+ *   8       8           vpm0 2          vo0 2     vid0[15:12] 4   vid0[11:0] 12   "vpm0:%d, vo0:%d, vid0:0x%x\n"
  *   9       9           vo1 2           vid1[15:12] 4  vid1[11:0] 12                "vo1:%d, vid1:0x%x\n"
  *   10..13  10..13      fqos, fast, mc, keep pcp: bit 0                             "fqos:%d\n" and so on
  *   14      none        cpu bit 0       nbq 5                         "ifc_set_action: cpu:%d, nbq:%d\n"
