@@ -63,7 +63,7 @@ int32_t transTPIDtoVPM(uint16_t eth_type)
 
 int8_t isTPID(uint16_t eth_type)
 {
-    return transTPIDtoVPM(eth_type) > 0;
+    return transTPIDtoVPM(eth_type) > 0 ? 1 : 0;
 }
 
 // Known: the result is in host byte order, while the translations above take network byte order.
