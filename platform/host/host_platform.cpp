@@ -13,6 +13,7 @@ constexpr unsigned long kInterruptsOn = 0x60000013;
 
 struct Host {
     host::LogSink sink;
+    bool mute = false;
     host::EventWatch watch;
     host::Misuse misuse;
     engine::RegisterWindow *window = nullptr;
@@ -61,6 +62,11 @@ namespace host
 void setLogSink(LogSink sink)
 {
     self().sink = std::move(sink);
+}
+
+void muteLog(bool mute)
+{
+    self().mute = mute;
 }
 
 void attach(engine::RegisterWindow *window)
@@ -136,6 +142,8 @@ int printk(const char *fmt, ...)
     (void)std::vsnprintf(text.data(), text.size(), fmt, again);
     va_end(again);
     text.pop_back();
+    if (self().mute)
+        return length;
     if (self().sink)
         self().sink(text);
     else

@@ -17,6 +17,18 @@ namespace host
 using LogSink = std::function<void(std::string_view)>;
 void setLogSink(LogSink sink);
 
+// Runs an operation with its messages dropped; its result is handed on.
+void muteLog(bool mute);
+template <typename Operation>
+auto quietly(const Operation &operation)
+{
+    struct Guard {
+        Guard() { muteLog(true); }
+        ~Guard() { muteLog(false); }
+    } guard;
+    return operation();
+}
+
 // The chip that the accessors reach. There is one at a time; the caller keeps it alive.
 void attach(engine::RegisterWindow *window);
 

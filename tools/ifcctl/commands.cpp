@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+#include "commands.h"
+
+#include "values.h"
+
+#include <algorithm>
+#include <sstream>
+
+namespace ifcctl
+{
+
+std::vector<Command> allCommands()
+{
+    std::vector<Command> all;
+    for (const auto &table : {ruleCommands(), chipCommands(), tableCommands()})
+        all.insert(all.end(), table.begin(), table.end());
+    return all;
+}
+
+void expectEnd(const Words &words, size_t at, const char *after)
+{
+    if (at < words.size())
+        throw usage(after, words[at], "nothing more");
+}
+
+unsigned expectNumber(const Words &words, size_t &at, const std::string &field, unsigned most)
+{
+    if (at >= words.size())
+        throw usage(field, "", "a number from 0 to " + std::to_string(most));
+    return static_cast<unsigned>(numberFor(field, words[at++], 0, most));
+}
+
+size_t expectChoice(const Words &words, size_t &at, const std::string &field, const Words &choices)
+{
+    std::string all;
+    for (const std::string &choice : choices)
+        all += (all.empty() ? "" : " ") + choice;
+    if (at >= words.size())
+        throw usage(field, "", all);
+    const auto found = std::find(choices.begin(), choices.end(), words[at]);
+    if (found == choices.end())
+        throw usage(field, words[at], all);
+    ++at;
+    return static_cast<size_t>(found - choices.begin());
+}
+
+void runWords(Session &session, const Words &words)
+{
+    if (words.empty())
+        return;
+    std::string objects;
+    std::string verbs;
+    std::string last;
+    for (const Command &command : allCommands()) {
+        if (last != command.object)
+            objects += (objects.empty() ? "" : " ") + std::string(command.object);
+        last = command.object;
+        if (words[0] != command.object)
+            continue;
+        const bool alone = *command.verb == '\0';
+        if (!alone && (words.size() < 2 || words[1] != command.verb)) {
+            verbs += (verbs.empty() ? "" : " ") + std::string(command.verb);
+            continue;
+        }
+        command.run(session, words, alone ? 1 : 2);
+        session.checkTransfers();
+        return;
+    }
+    if (!verbs.empty())
+        throw usage(words[0], words.size() < 2 ? "" : words[1], verbs);
+    throw usage("command", words[0], objects);
+}
+
+void runLine(Session &session, const std::string &line)
+{
+    std::istringstream text(line.substr(0, line.find('#')));
+    Words words;
+    for (std::string word; text >> word;)
+        words.push_back(word);
+    runWords(session, words);
+}
+
+} // namespace ifcctl

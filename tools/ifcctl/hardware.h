@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+// The tables as the hardware holds them, read through the register window.
+#pragma once
+
+#include "ifc/ifc_glb.h"
+
+namespace ifcctl
+{
+
+IFC_LUT0_Format readLut0(unsigned rule);
+IFC_LUT1_Format readLut1(unsigned entry);
+IFC_Action_Format readAction(unsigned entry);
+
+} // namespace ifcctl

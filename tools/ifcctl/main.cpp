@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+// ifcctl: the operator's tool.
+#include "commands.h"
+
+#include <CLI/CLI.hpp>
+
+#include <fstream>
+#include <iostream>
+
+using namespace ifcctl;
+
+namespace
+{
+
+std::string listOfCommands()
+{
+    std::string text = "Commands (one a line in a batch; '#' begins a comment):\n";
+    for (const Command &command : allCommands()) {
+        std::string line = std::string("  ") + command.object;
+        for (const char *part : {command.verb, command.arguments})
+            if (*part != '\0')
+                line += std::string(" ") + part;
+        if (line.size() < 46)
+            line.resize(46, ' ');
+        else
+            line += "\n" + std::string(46, ' ');
+        text += line + command.help + "\n";
+    }
+    return text + "\nExit codes: 0 done, 2 usage, 3 refused by the rule layer, 4 hardware time-out.";
+}
+
+// Lines that did something: comments and empty lines do not count.
+int runBatch(Session &session, std::istream &input, const std::string &name)
+{
+    unsigned number = 0;
+    unsigned done = 0;
+    for (std::string line; std::getline(input, line);) {
+        ++number;
+        if (line.find_first_not_of(" \t\r") == line.find('#'))
+            continue;
+        try {
+            runLine(session, line);
+        } catch (const Error &error) {
+            std::fflush(stdout);
+            std::cerr << "ifcctl: " << name << ':' << number << ": " << error.what() << "; stopped, " << done
+                      << (done == 1 ? " line" : " lines") << " took effect\n";
+            return error.code();
+        }
+        ++done;
+    }
+    return kExitDone;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    Options options;
+    std::string batch;
+    std::vector<std::string> words;
+    CLI::App app{"Programs and questions a simulated packet classifier through its driver's rule layer."};
+    app.footer(listOfCommands());
+    app.add_option("-b,--batch", batch, "file of commands, one a line; - for standard input");
+    app.add_flag("-j,--json", options.json, "JSON, one document a listing");
+    app.add_flag("--force", options.force, "place a MAC mask that LUT1 stores wider than asked");
+    app.add_flag("--keep-order", options.keepOrder, "do not put a MAC condition last");
+    app.add_option("--trace", options.traceFile, "write every register access to this file");
+    app.add_option("--revision", options.revision, "the chip's revision (12, 14 and 15 are special)")
+        ->check(CLI::Range(0, 255));
+    app.add_option("--done-after", options.doneAfter, "the done bit shows at this read; 0 = never")
+        ->check(CLI::Range(0, 255));
+    app.add_option("--debug", options.debug, "debug level; the rule layer's messages go to standard error")
+        ->check(CLI::Range(0, 3));
+    app.add_option("command", words, "one command instead of a batch");
+    app.positionals_at_end();
+    try {
+        app.parse(argc, argv);
+        if (batch.empty() == words.empty())
+            throw CLI::RequiredError("either a batch (-b FILE) or one command");
+    } catch (const CLI::ParseError &error) {
+        const int code = app.exit(error);
+        return code == 0 ? kExitDone : kExitUsage;
+    }
+
+    try {
+        Session session(options);
+        if (batch.empty()) {
+            runWords(session, words);
+            return kExitDone;
+        }
+        if (batch == "-")
+            return runBatch(session, std::cin, "standard input");
+        std::ifstream file(batch);
+        if (!file)
+            throw usage("--batch", batch, "a file that can be read, or -");
+        return runBatch(session, file, batch);
+    } catch (const Error &error) {
+        std::cerr << "ifcctl: " << error.what() << '\n';
+        return error.code();
+    }
+}
