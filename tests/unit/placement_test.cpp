@@ -1,0 +1,228 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+#include "layer_test.h"
+
+#include <cstring>
+
+using testing::ElementsAre;
+
+class PlacementTest : public LayerTest
+{
+protected:
+    static void occupy(uint32_t bitmap)
+    {
+        for (unsigned n = 0; n < 32; ++n)
+            IFC_LUT1_Rule[n].word[0] = bitmap >> n & 1 ? 0x8000 : 0;
+    }
+    // Conditions on UDF0, UDF1 ..., or on fields 14 and up for a wide rule.
+    static orva_ifc_param some(unsigned count, unsigned first = UDF0)
+    {
+        std::vector<Cond> list;
+        for (unsigned n = 0; n < count; ++n)
+            list.push_back({first + n, 0, 1, 1});
+        return requestOf(list);
+    }
+};
+
+namespace
+{
+
+// Tries every start and length; the first among the shortest runs wins.
+int bestFit(uint32_t bitmap, unsigned wanted)
+{
+    int best = -1;
+    unsigned bestLength = 99;
+    for (unsigned start = 0; start < 32; ++start) {
+        const auto free = [&](unsigned n) { return (bitmap >> n & 1) == 0; };
+        const bool begins = free(start) && (start % 16 == 0 || !free(start - 1));
+        if (!begins)
+            continue;
+        unsigned length = 1;
+        while ((start + length) % 16 != 0 && free(start + length))
+            ++length;
+        if (length >= wanted && length < bestLength) {
+            best = static_cast<int>(start);
+            bestLength = length;
+        }
+    }
+    return best;
+}
+
+} // namespace
+
+TEST_F(PlacementTest, BestFitOverAllOccupanciesOfASubTable)
+{
+#ifdef __x86_64__
+    const uint32_t step = 1;
+#else
+    const uint32_t step = 13; // under emulation
+#endif
+    for (uint32_t low = 0; low <= 0xFFFF; low += step) {
+        // The other sub-table: full, free, and a mirror of the first.
+        for (const uint32_t high : {0xFFFFu, 0u, ~low & 0xFFFF}) {
+            const uint32_t bitmap = high << 16 | low;
+            occupy(bitmap);
+            for (unsigned wanted = 0; wanted <= 17; wanted += low % 3 + 1)
+                ASSERT_EQ(lut1_has_free_rule(wanted), bestFit(bitmap, wanted))
+                    << std::hex << bitmap << ' ' << wanted;
+        }
+    }
+    EXPECT_TRUE(seen.empty() && said.empty() && events.empty());
+}
+
+TEST_F(PlacementTest, ShortestRunThenLowest)
+{
+    occupy(0xFFFFFFFF & ~(0x1Fu << 1) & ~(7u << 8) & ~(7u << 20));
+    EXPECT_EQ(lut1_has_free_rule(3), 8);
+    EXPECT_EQ(lut1_has_free_rule(4), 1);
+    EXPECT_EQ(lut1_has_free_rule(6), -1);
+    EXPECT_EQ(lut1_has_free_rule(0), 8);
+    occupy(0xFFFFFFFF);
+    EXPECT_EQ(lut1_has_free_rule(0), -1);
+    occupy(~0x3C000u); // 14 to 17 free: two runs of 2
+    EXPECT_EQ(lut1_has_free_rule(2), 14);
+    EXPECT_EQ(lut1_has_free_rule(3), -1);
+}
+
+TEST_F(PlacementTest, AnEmptyListIsRefused)
+{
+    orva_ifc_param request{};
+    expectNothingChanges([&] { EXPECT_EQ(ifc_set_lut_rules_auto(&request), -1); });
+    EXPECT_THAT(pieces(), ElementsAre("@Parameters should not be NULL!\n"));
+    EXPECT_TRUE(seen.empty());
+}
+
+TEST_F(PlacementTest, EightEntriesGoToLut1AndNineToLut0)
+{
+    auto eight = some(8);
+    EXPECT_EQ(ifc_set_lut_rules_auto(&eight), 8 + 7);
+    EXPECT_THAT(pieces(), ElementsAre("@action index is 15\n"));
+    auto nine = some(9, SINF);
+    EXPECT_EQ(ifc_set_lut_rules_auto(&nine), 0);
+    EXPECT_EQ(ifc_set_lut_rules_auto(&nine), 1);
+    EXPECT_EQ(IFC_LUT0_Rule[1].word[0], 0x80000000u | 0x1FFu << 13);
+    IFC_LUT0_Rule[0].word[0] = 0;
+    EXPECT_EQ(ifc_set_lut_rules_auto(&nine), 0) << "the lowest free one";
+}
+
+TEST_F(PlacementTest, AMacCountsTwice)
+{
+    auto request = requestOf({{DMAC, 0, 0xFFFFFFFFFFFF, 1},
+                              {SMAC, 0, 0xFFFFFFFFFFFF, 2},
+                              {SINF, 0, 1, 1},
+                              {VID0, 0, 1, 1},
+                              {ETYPE, 0, 1, 1},
+                              {DPORT, 0, 1, 1},
+                              {SPORT, 0, 1, 1}});
+    EXPECT_EQ(ifc_set_lut_rules_auto(&request), 0);
+    request.fieldIdx[6] = 0;
+    EXPECT_EQ(ifc_set_lut_rules_auto(&request), 8 + 7);
+}
+
+TEST_F(PlacementTest, RewritesOncePerConditionAndOnceMore)
+{
+    auto request = some(3);
+    (void)ifc_set_lut_rules_auto(&request);
+    EXPECT_EQ(count(engine::AccessKind::Write), 4u * 528);
+    EXPECT_EQ(lockedAccesses(), 4u * 656);
+    forget();
+    auto wide = some(9, SINF);
+    (void)ifc_set_lut_rules_auto(&wide);
+    EXPECT_EQ(count(engine::AccessKind::Write), 10u * 528);
+}
+
+TEST_F(PlacementTest, ALut1RuleIsWrittenConditionByCondition)
+{
+    auto request = requestOf({{DIPv4, 1, 0xFFFFFF00, 0x0A000000},
+                              {DPORT, 2, 0xFFFF, 80},
+                              {DMAC, 0, 0xFFFFFF000000, 0x00005E000000}});
+    request.key_high[0] = 0xFFFF; // not a MAC: ignored
+    request.mask_high[0] = 0xFFFF;
+    EXPECT_EQ(ifc_set_lut_rules_auto(&request), 8 + 3);
+    EXPECT_EQ(IFC_LUT1_Rule[0].word[0], 0xA000u | 24u << 8 | 1u << 6 | 3);
+    EXPECT_EQ(IFC_LUT1_Rule[1].word[0], 0x8000u | 2u << 6 | DPORT);
+    EXPECT_EQ(IFC_LUT1_Rule[2].word[0], 0xA000u | 8u << 8 | 1);
+    EXPECT_EQ(IFC_LUT1_Rule[2].word[1], 0x5E000000u);
+    EXPECT_EQ(IFC_LUT1_Rule[3].word[0], 0xC000u | 2u << 8 | 1);
+    EXPECT_EQ(IFC_LUT1_Rule[3].word[1], 0xFFFF0000u);
+}
+
+TEST_F(PlacementTest, AMacInOneEntryLeavesItsReserveFree)
+{
+    occupy(~0x7u); // 0 to 2 free
+    auto request = requestOf({{DPORT, 0, 1, 1}, {DMAC, 0, 0xFFFF00000000, 0x010000000000}});
+    EXPECT_EQ(ifc_set_lut_rules_auto(&request), 8 + 1) << "follows the entry written last";
+    EXPECT_EQ(IFC_LUT1_Rule[2].word[0], 0u);
+}
+
+TEST_F(PlacementTest, NoSpaceChangesNothing)
+{
+    occupy(0xFFFFFFFE);
+    auto request = some(2);
+    expectNothingChanges([&] { EXPECT_EQ(ifc_set_lut_rules_auto(&request), -1); });
+    EXPECT_THAT(pieces(), ElementsAre("@lut1 has no space yet, set rule fail!\n"));
+    EXPECT_TRUE(seen.empty());
+}
+
+TEST_F(PlacementTest, WithoutFreeLut0LargeRequestsGoToLut1UpToSixteen)
+{
+    for (auto &rule : IFC_LUT0_Rule)
+        rule.word[0] = 0x80000000;
+    auto nine = some(9);
+    EXPECT_EQ(ifc_set_lut_rules_auto(&nine), 8 + 8);
+    auto sixteen = some(16);
+    EXPECT_EQ(ifc_set_lut_rules_auto(&sixteen), 8 + 31);
+    auto more = some(16, SINF);
+    more.fieldIdx[16] = SPORT;
+    std::memset(IFC_LUT1_Rule, 0, sizeof IFC_LUT1_Rule);
+    forget();
+    EXPECT_EQ(ifc_set_lut_rules_auto(&more), -1);
+    EXPECT_THAT(pieces(), ElementsAre("@lut1 has no space yet, set rule fail!\n"));
+}
+
+TEST_F(PlacementTest, AFailingMaskLeavesTheConditionsBeforeIt)
+{
+    auto request = requestOf({{DPORT, 0, 0xFFFF, 80}, {DIPv4, 0, 0x00FFFF00, 1}, {SPORT, 0, 1, 1}});
+    EXPECT_EQ(ifc_set_lut_rules_auto(&request), -1);
+    EXPECT_THAT(pieces(), ElementsAre("mask should not be 0!\n",
+                                      "mask should be left->right or right->left, but mask:  ffff00\n",
+                                      "@mask error, configure fail!\n"));
+    EXPECT_EQ(IFC_LUT1_Rule[0].type0.valid, 1u);
+    EXPECT_EQ(IFC_LUT1_Rule[0].type0.end, 0u);
+    EXPECT_EQ(IFC_LUT1_Rule[1].word[0], 0u);
+    EXPECT_EQ(count(engine::AccessKind::Write), 528u) << "no final rewrite";
+}
+
+TEST_F(PlacementTest, AFailingMacMaskNamesAllOfIt)
+{
+    auto request = requestOf({{DMAC, 0, 0xFF0000FF0000, 1}});
+    EXPECT_EQ(ifc_set_lut_rules_auto(&request), -1);
+    EXPECT_THAT(pieces(), ElementsAre("mask should not be 0!\n",
+                                      "mask should be left->right or right->left, but mask:ff00  ff0000\n",
+                                      "@mask error, configure fail!\n"));
+}
+
+TEST_F(PlacementTest, AFailingFieldIsReported)
+{
+    auto request = requestOf({{DPORT, 0, 0xFFFF, 80}, {48, 0, 1, 1}});
+    EXPECT_EQ(ifc_set_lut_rules_auto(&request), -1);
+    EXPECT_THAT(pieces(), ElementsAre("@Error: Field Index is 48, which should between 1 and 47\n",
+                                      "@lut1 configure fail!\n"));
+    EXPECT_EQ(IFC_LUT1_Rule[0].type0.valid, 1u);
+    forget();
+    auto wide = some(9, SPORT); // the fourth of them is UDF0
+    EXPECT_EQ(ifc_set_lut_rules_auto(&wide), -1);
+    EXPECT_THAT(pieces(),
+                ElementsAre("@Error: lut0 Field Index should between 1 and 31\n", "@lut0 configure fail!\n"));
+    EXPECT_EQ(IFC_LUT0_Rule[0].word[0], 0xF0000000u) << "the three before it stay, live";
+    EXPECT_EQ(count(engine::AccessKind::Write), 3u * 528);
+}
+
+TEST_F(PlacementTest, OnlyThirtyOneConditionsAreCountedAndPlacedInLut0)
+{
+    std::vector<Cond> list;
+    for (unsigned n = 0; n < 48; ++n)
+        list.push_back({n < 31 ? n + 1 : 99, 0, 1, 1});
+    auto request = requestOf(list);
+    EXPECT_EQ(ifc_set_lut_rules_auto(&request), 0) << "the conditions from 31 on are not looked at";
+    EXPECT_EQ(IFC_LUT0_Rule[0].word[0], 0xFFFFFFFFu);
+}
