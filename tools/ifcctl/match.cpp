@@ -380,13 +380,11 @@ std::string whyNotDeletable(const Match &match)
     if (!isMac(match.back()))
         return "the automatic deletion never finds a condition behind a MAC (" + match.back().word +
                ") in LUT1";
-    const uint32_t reduced = reducedMask(mac);
-    const unsigned ones = reduced & 0x3F;
-    const bool fromBottom = reduced >> 31;
-    if (fromBottom ? ones <= 32 : ones <= 16)
+    const uint64_t stored = expandedMask(mac.field, reducedMask(mac));
+    if ((stored >> 32) == 0 || (stored & lowBits(32)) == 0)
         return "this MAC mask takes one LUT1 entry, but the automatic deletion counts two";
-    if (fromBottom || (ones >= 32 && ones < 48))
-        return "the automatic deletion compares only 4 bits of this MAC mask's length, which never agree";
+    if (stored != mac.mask)
+        return "LUT1 holds this MAC mask wider than asked, and the automatic deletion compares it as asked";
     return "";
 }
 

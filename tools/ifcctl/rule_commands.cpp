@@ -9,6 +9,8 @@
 
 #include "ifc/ifc_util.h"
 
+#include <algorithm>
+
 namespace ifcctl
 {
 
@@ -124,6 +126,17 @@ std::vector<PlacedRule> findRules(Session &session, const Match &match)
     return found;
 }
 
+bool sameConditions(const Match &one, const Match &other)
+{
+    const auto in = [](const Match &match, const Condition &c) {
+        return std::any_of(match.begin(), match.end(), [&](const Condition &m) {
+            return m.field == c.field && m.command == c.command && m.mask == c.mask && m.key == c.key;
+        });
+    };
+    return one.size() == other.size() &&
+           std::all_of(one.begin(), one.end(), [&](const Condition &c) { return in(other, c); });
+}
+
 Error notFound(const Words &words, const Match &match)
 {
     const std::string why = whyNotDeletable(match);
@@ -142,8 +155,12 @@ void ruleFind(Session &session, const Words &words, size_t at)
     std::string text;
     auto json = nlohmann::ordered_json::array();
     for (const PlacedRule &rule : found) {
-        text += "rule " + std::to_string(rule.id) + ": " + describePlace(rule) + '\n';
-        json.push_back(toJson(rule));
+        const bool same = sameConditions(rule.conditions, match);
+        text += "rule " + std::to_string(rule.id) + ": " + describePlace(rule) +
+                (same ? "\n" : ", by the upper 16 bits of its MAC only\n");
+        auto entry = toJson(rule);
+        entry["exact"] = same;
+        json.push_back(entry);
     }
     session.print(text, json);
 }
@@ -179,6 +196,14 @@ void ruleDel(Session &session, const Words &words, size_t at)
     }
     const Match match = matchOf(session, words, at);
     expectEnd(words, at, "rule del");
+    // The deletion compares a MAC in LUT1 by its upper 16 bits if it must, so it may take other rules along.
+    if (!session.options().force)
+        for (const PlacedRule &rule : findRules(session, match))
+            if (!sameConditions(rule.conditions, match))
+                throw refused(
+                    "rule", words[2],
+                    "the automatic deletion would also take rule " + std::to_string(rule.id) +
+                        ", whose MAC differs in its lower 32 bits; use 'rule del id N' (or --force)");
     const auto before = placedRules();
     orva_ifc_param request = toRequest(match);
     if (session.call([&] { return ifc_del_lut_rules_auto(&request); }) != 0)
