@@ -1,0 +1,231 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+#include "engine/frame_action.h"
+
+#include <gtest/gtest.h>
+
+#include "frames.h"
+
+using namespace engine;
+using namespace frames;
+
+namespace
+{
+
+Bytes applied(const Action &action, const Bytes &frame, uint16_t userTpid = 0)
+{
+    const ParsedFrame parsed = parse(frame, userTpid);
+    Bytes out(frame.size() + kMaxGrowth);
+    const size_t length =
+        applyAction(action, parsed, userTpid, frame.data(), frame.size(), out.data(), out.size());
+    out.resize(length);
+    return out;
+}
+
+Action tagAction(TagCode vo0, unsigned vpm0, unsigned vid0, TagCode vo1 = TagCode::Keep, unsigned vid1 = 0)
+{
+    Action action{};
+    action.on = 1u << IFC_ACT_VLAN0 | 1u << IFC_ACT_VLAN1;
+    action.vo[0] = vo0;
+    action.vo[1] = vo1;
+    action.vpm0 = static_cast<uint8_t>(vpm0);
+    action.vid[0] = static_cast<uint16_t>(vid0);
+    action.vid[1] = static_cast<uint16_t>(vid1);
+    return action;
+}
+
+const Bytes kRest = word16(0x0800) + ipv4({}, ports());
+const Bytes kPlain = macs() + kRest;
+const Bytes kOne = macs() + tag(0x8100, 0x6005) + kRest;
+const Bytes kTwo = macs() + tag(0x88A8, 0xE00A) + tag(0x8100, 0x2005) + kRest;
+
+} // namespace
+
+TEST(FrameAction, DecodesEachField)
+{
+    IFC_Action_Format entry{};
+    entry.bits.enable = 0x3FFF;
+    entry.bits.channel = 17;
+    entry.bits.queue = 5;
+    entry.bits.fport = 9;
+    entry.bits.nbq = 21;
+    entry.bits.sp_tag = 0xBEEF;
+    entry.bits.cnt0_5_4 = 2;
+    entry.bits.cnt0_3_0 = 7;
+    entry.bits.cnt1 = 30;
+    entry.bits.mtr_g = 200;
+    entry.bits.ipv4_dscp = 0xB8;
+    entry.bits.ipv6_traffic_class = 0x2E;
+    entry.bits.vpm0 = 3;
+    entry.bits.vo0 = 1;
+    entry.bits.vo1 = 2;
+    entry.bits.vid0_15_12 = 0xA;
+    entry.bits.vid0_11_0 = 0x123;
+    entry.bits.vid1_15_12 = 0x4;
+    entry.bits.vid1_11_0 = 0xFFF;
+    entry.bits.cpu = 1;
+    entry.bits.fast = 1;
+    const Action action = decodeAction(entry.word, 0);
+    EXPECT_EQ(action.on, 0x3FFFu | 1u << IFC_ACT_CPU_NBQ | 1u << IFC_ACT_DPI);
+    EXPECT_EQ(action.channel, 17);
+    EXPECT_EQ(action.queue, 5);
+    EXPECT_EQ(action.fport, 9);
+    EXPECT_EQ(action.nbq, 21);
+    EXPECT_EQ(action.spTag, 0xBEEF);
+    EXPECT_EQ(action.cnt0, 39);
+    EXPECT_EQ(action.cnt1, 30);
+    EXPECT_EQ(action.meter, 200);
+    EXPECT_EQ(action.ipv4Dscp, 0xB8);
+    EXPECT_EQ(action.ipv6TrafficClass, 0x2E);
+    EXPECT_EQ(action.vpm0, 3);
+    EXPECT_EQ(action.vo[0], TagCode::Insert);
+    EXPECT_EQ(action.vo[1], TagCode::Remove);
+    EXPECT_EQ(action.vid[0], 0xA123);
+    EXPECT_EQ(action.vid[1], 0x4FFF);
+    EXPECT_TRUE(action.cpu);
+    EXPECT_TRUE(action.fast);
+    EXPECT_FALSE(action.fqos || action.mc || action.keepPcp || action.owf || action.dpi);
+}
+
+TEST(FrameAction, Revision12HasItsEnableBitsOneLower)
+{
+    IFC_Action_Format entry{};
+    entry.bits.enable = 1u << 5;
+    EXPECT_EQ(decodeAction(entry.word, 0).on, 1u << IFC_ACT_MTR_G);
+    EXPECT_EQ(decodeAction(entry.word, kRevisionSharedEnable).on, 1u << IFC_ACT_IPV4_DSCP);
+    entry.bits.enable = 1u << 3;
+    EXPECT_EQ(decodeAction(entry.word, kRevisionSharedEnable).on, 1u << IFC_ACT_CNT0 | 1u << IFC_ACT_CNT1);
+}
+
+TEST(FrameAction, NothingOnLeavesTheFrame)
+{
+    for (const Bytes &frame : {kPlain, kOne, kTwo, Bytes{}, Bytes{1, 2, 3}})
+        EXPECT_EQ(applied({}, frame), frame);
+    Action off = tagAction(TagCode::Insert, 1, 5, TagCode::Insert, 6);
+    off.on = 0;
+    EXPECT_EQ(applied(off, kOne), kOne);
+}
+
+TEST(FrameAction, DscpRepairsTheHeaderChecksum)
+{
+    Action action{};
+    action.on = 1u << IFC_ACT_IPV4_DSCP;
+    for (unsigned dscp = 0; dscp < 256; ++dscp) {
+        action.ipv4Dscp = static_cast<uint8_t>(dscp);
+        for (const size_t options : {0u, 8u}) {
+            const Bytes frame = macs() + word16(0x0800) + ipv4({.optionBytes = options}, ports());
+            const Bytes out = applied(action, frame);
+            ASSERT_EQ(out.size(), frame.size());
+            EXPECT_EQ(out[15], dscp);
+            EXPECT_EQ(checksum(out.data() + 14, 20 + options), 0) << dscp;
+        }
+    }
+}
+
+TEST(FrameAction, WrongChecksumStaysWrong)
+{
+    Action action{};
+    action.on = 1u << IFC_ACT_IPV4_DSCP;
+    Bytes frame = kPlain;
+    frame[25] ^= 1;
+    const Bytes out = applied(action, frame);
+    EXPECT_EQ(out[15], 0);
+    EXPECT_NE(checksum(out.data() + 14, 20), 0);
+}
+
+TEST(FrameAction, TrafficClassKeepsVersionAndFlowLabel)
+{
+    Action action{};
+    action.on = 1u << IFC_ACT_IPV6_TRAFFIC_CLASS | 1u << IFC_ACT_IPV4_DSCP;
+    action.ipv6TrafficClass = 0x3C;
+    const Bytes frame = macs() + word16(0x8864) + pppoe(0, 1, word16(0x0057) + ipv6({}, ports()));
+    const Bytes out = applied(action, frame);
+    Bytes expected = frame;
+    expected[22] = 0x63;
+    expected[23] = 0xC5;
+    EXPECT_EQ(out, expected);
+    EXPECT_EQ(fieldValue(parse(out).fields, IPv6_TRAFFIC_CLASS), 0x3Cu);
+    EXPECT_EQ(fieldValue(parse(out).fields, FLOW_LABEL), 0x54321u);
+}
+
+TEST(FrameAction, InsertsTags)
+{
+    EXPECT_EQ(applied(tagAction(TagCode::Insert, 1, 0x3064), kPlain), macs() + tag(0x8100, 0x3064) + kRest);
+    EXPECT_EQ(applied(tagAction(TagCode::Insert, 2, 0x3064), kOne),
+              macs() + tag(0x88A8, 0x3064) + tag(0x8100, 0x6005) + kRest);
+    EXPECT_EQ(applied(tagAction(TagCode::Insert, 3, 9), kPlain, 0x9100), macs() + tag(0x9100, 9) + kRest);
+    // No TPID by that code: the one of IEEE 802.1Q.
+    EXPECT_EQ(applied(tagAction(TagCode::Insert, 0, 9), kPlain), macs() + tag(0x8100, 9) + kRest);
+    EXPECT_EQ(applied(tagAction(TagCode::Insert, 3, 9), kPlain), macs() + tag(0x8100, 9) + kRest);
+    EXPECT_EQ(applied(tagAction(TagCode::Insert, 2, 1, TagCode::Insert, 2), kPlain),
+              macs() + tag(0x88A8, 1) + tag(0x8100, 2) + kRest);
+    EXPECT_EQ(applied(tagAction(TagCode::Insert, 2, 1, TagCode::Insert, 2), kTwo),
+              macs() + tag(0x88A8, 1) + tag(0x88A8, 0xE00A) + tag(0x8100, 2) + tag(0x8100, 0x2005) + kRest);
+}
+
+TEST(FrameAction, RemovesTags)
+{
+    EXPECT_EQ(applied(tagAction(TagCode::Remove, 1, 0), kOne), kPlain);
+    EXPECT_EQ(applied(tagAction(TagCode::Remove, 1, 0), kPlain), kPlain);
+    EXPECT_EQ(applied(tagAction(TagCode::Remove, 0, 0, TagCode::Remove), kTwo), kPlain);
+    EXPECT_EQ(applied(tagAction(TagCode::Remove, 0, 0), kTwo), macs() + tag(0x8100, 0x2005) + kRest);
+    EXPECT_EQ(applied(tagAction(TagCode::Keep, 0, 0, TagCode::Remove), kTwo),
+              macs() + tag(0x88A8, 0xE00A) + kRest);
+}
+
+TEST(FrameAction, ReplacesTags)
+{
+    EXPECT_EQ(applied(tagAction(TagCode::Replace, 2, 0x1007), kOne), macs() + tag(0x88A8, 0x1007) + kRest);
+    EXPECT_EQ(applied(tagAction(TagCode::Replace, 0, 0x1007), kTwo),
+              macs() + tag(0x88A8, 0x1007) + tag(0x8100, 0x2005) + kRest);
+    EXPECT_EQ(applied(tagAction(TagCode::Keep, 0, 0, TagCode::Replace, 8), kTwo),
+              macs() + tag(0x88A8, 0xE00A) + tag(0x8100, 8) + kRest);
+    EXPECT_EQ(applied(tagAction(TagCode::Replace, 1, 7), kPlain), kPlain);
+}
+
+TEST(FrameAction, KeepPcpTakesPriorityFromTheFrame)
+{
+    Action action = tagAction(TagCode::Replace, 0, 0x1007, TagCode::Replace, 0x4008);
+    action.keepPcp = true;
+    EXPECT_EQ(applied(action, kTwo), macs() + tag(0x88A8, 0xE007) + tag(0x8100, 0x2008) + kRest);
+    action = tagAction(TagCode::Insert, 1, 0x1007);
+    action.keepPcp = true;
+    EXPECT_EQ(applied(action, kOne), macs() + tag(0x8100, 0x6007) + tag(0x8100, 0x6005) + kRest);
+    EXPECT_EQ(applied(action, kPlain), macs() + tag(0x8100, 0x1007) + kRest);
+}
+
+TEST(FrameAction, EditsBehindChangedTagsHitTheRightBytes)
+{
+    Action action = tagAction(TagCode::Insert, 1, 100);
+    action.on |= 1u << IFC_ACT_IPV4_DSCP;
+    action.ipv4Dscp = 0x48;
+    const Bytes out = applied(action, kOne);
+    EXPECT_EQ(fieldValue(parse(out).fields, IPv4_DSCP), 0x48u);
+    EXPECT_EQ(checksum(out.data() + 22, 20), 0);
+    action.vo[0] = TagCode::Remove;
+    const Bytes bare = applied(action, kOne);
+    EXPECT_EQ(fieldValue(parse(bare).fields, IPv4_DSCP), 0x48u);
+    EXPECT_EQ(checksum(bare.data() + 14, 20), 0);
+}
+
+TEST(FrameAction, EveryTruncationStaysInside)
+{
+    Action action = tagAction(TagCode::Replace, 1, 100, TagCode::Insert, 5);
+    action.on |= 1u << IFC_ACT_IPV4_DSCP | 1u << IFC_ACT_IPV6_TRAFFIC_CLASS;
+    for (const Bytes &frame : {kOne, kTwo, macs() + word16(0x86DD) + ipv6({}, ports())}) {
+        for (size_t length = 0; length <= frame.size(); ++length) {
+            const Bytes cut(frame.begin(), frame.begin() + static_cast<long>(length));
+            const Bytes out = applied(action, cut);
+            const bool whole = hasField(parse(cut).fields, FRAME_TYPE);
+            EXPECT_EQ(out.size(), cut.size() + (whole ? 4 : 0)) << length;
+            if (!whole) {
+                EXPECT_EQ(out, cut);
+            }
+        }
+    }
+}
+
+TEST(FrameAction, RefusesABufferThatMightBeTooSmall)
+{
+    Bytes out(kPlain.size() + kMaxGrowth - 1);
+    EXPECT_EQ(applyAction({}, parse(kPlain), 0, kPlain.data(), kPlain.size(), out.data(), out.size()), 0u);
+}

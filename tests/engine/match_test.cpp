@@ -1,0 +1,289 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "engine/fast_match.h"
+#include "engine/plain_match.h"
+#include "random.h"
+
+using namespace engine;
+
+namespace
+{
+
+struct Both {
+    std::unique_ptr<FastMatch> fast = std::make_unique<FastMatch>();
+    Tables tables{};
+    FieldImage fields{};
+
+    // Both engines' answer, which must be one.
+    Hits match()
+    {
+        Hits plain{};
+        Hits quick{};
+        plainMatch(tables, fields, plain);
+        fast->compile(tables);
+        fast->match(fields, quick);
+        EXPECT_EQ(plain.lut0, quick.lut0);
+        EXPECT_EQ(plain.lut1[0], quick.lut1[0]);
+        EXPECT_EQ(quick.lut1[1], 0u);
+        return plain;
+    }
+    void narrow(unsigned n, unsigned field, unsigned command, unsigned mask, unsigned key, bool end = true,
+                unsigned sel = 0)
+    {
+        IFC_LUT1_Format view{};
+        view.type0.field = field & 63;
+        view.type0.command = command & 3;
+        view.type0.sel = sel & 3;
+        view.type0.end = end;
+        view.type0.valid = 1;
+        view.type0.mask = mask & 0xFFFF;
+        view.type0.key = key & 0xFFFF;
+        tables.lut1[n][0] = view.word[0];
+        tables.lut1[n][1] = view.word[1];
+    }
+    void narrow32(unsigned n, unsigned field, unsigned command, unsigned direction, unsigned length,
+                  uint32_t key, bool end = true)
+    {
+        IFC_LUT1_Format view{};
+        view.type1.field = field & 63;
+        view.type1.command = command & 1;
+        view.type1.direction = direction & 1;
+        view.type1.length = length & 31;
+        view.type1.type = 1;
+        view.type1.end = end;
+        view.type1.valid = 1;
+        view.type1.key = key;
+        tables.lut1[n][0] = view.word[0];
+        tables.lut1[n][1] = view.word[1];
+    }
+    bool entryHits(unsigned n) { return match().lut1[0] == 1u << n; }
+};
+
+} // namespace
+
+TEST(Match, CommandsOfSixteenBitFields)
+{
+    Both both;
+    const auto hits = [&](unsigned command, unsigned value) {
+        both.narrow(0, DPORT, command, 0xFFF0, 0x1238); // compares 0x1230
+        both.fields = {};
+        setField(both.fields, DPORT, value);
+        return both.entryHits(0);
+    };
+    EXPECT_TRUE(hits(0, 0x123F));
+    EXPECT_FALSE(hits(0, 0x1240));
+    EXPECT_FALSE(hits(1, 0x123F));
+    EXPECT_TRUE(hits(1, 0x1240));
+    EXPECT_TRUE(hits(2, 0x1230));
+    EXPECT_TRUE(hits(2, 0xFFFF));
+    EXPECT_FALSE(hits(2, 0x122F));
+    EXPECT_TRUE(hits(3, 0x123F));
+    EXPECT_TRUE(hits(3, 0));
+    EXPECT_FALSE(hits(3, 0x1240));
+}
+
+TEST(Match, CommandsOfWideRules)
+{
+    Both both;
+    const auto hits = [&](unsigned command, unsigned value) {
+        both.tables = {};
+        IFC_LUT0_Format rule{};
+        rule.bits.valid = 1;
+        rule.bits.enable = 1u << (DPORT - 1);
+        rule.bits.command_17_31 = command << 2 * (DPORT - 17) & 0x3FFFFFFF;
+        rule.bits.mask.dport = 0xFFF0;
+        rule.bits.key.dport = 0x1238;
+        memcpy(both.tables.lut0[5], rule.word, sizeof rule.word);
+        both.fields = {};
+        setField(both.fields, DPORT, value);
+        return both.match().lut0 == 1u << 5;
+    };
+    EXPECT_TRUE(hits(0, 0x123F));
+    EXPECT_FALSE(hits(0, 0x1240));
+    EXPECT_FALSE(hits(1, 0x123F));
+    EXPECT_TRUE(hits(1, 0x1240));
+    EXPECT_TRUE(hits(2, 0x1230));
+    EXPECT_FALSE(hits(2, 0x122F));
+    EXPECT_TRUE(hits(3, 0x123F));
+    EXPECT_FALSE(hits(3, 0x1240));
+}
+
+TEST(Match, UpToField13OnlyTheLowerCommandBitCounts)
+{
+    Both both;
+    for (unsigned command = 0; command < 4; ++command) {
+        both.narrow(0, SMAC, command, 0xFFFF, 0x1234, true, IFC_LUT1_SEL_MAC_HIGH);
+        both.fields = {};
+        setField(both.fields, SMAC, 0x123400000000);
+        EXPECT_EQ(both.entryHits(0), command % 2 == 0) << command;
+        setField(both.fields, SMAC, 0x123500000000);
+        EXPECT_EQ(both.entryHits(0), command % 2 == 1) << command;
+    }
+}
+
+TEST(Match, AbsentFieldIsFalseForEveryCommand)
+{
+    Both both;
+    for (unsigned command = 0; command < 4; ++command) {
+        both.narrow(0, DPORT, command, 0, 0);
+        both.fields = {};
+        EXPECT_FALSE(both.entryHits(0)) << command;
+        IFC_LUT0_Format rule{};
+        rule.bits.valid = 1;
+        rule.bits.enable = 1u << (DPORT - 1);
+        rule.bits.command_17_31 = command << 2 * (DPORT - 17) & 0x3FFFFFFF;
+        memcpy(both.tables.lut0[0], rule.word, sizeof rule.word);
+        EXPECT_EQ(both.match().lut0, 0u) << command;
+    }
+}
+
+TEST(Match, WideRuleWithoutConditionsHitsEveryFrame)
+{
+    Both both;
+    both.tables.lut0[3][0] = 0x80000000;
+    EXPECT_EQ(both.match().lut0, 1u << 3);
+    both.tables.lut0[3][0] = 0x7FFFFFFF;
+    EXPECT_EQ(both.match().lut0, 0u);
+}
+
+TEST(Match, MacHalvesAndLengthsAndDirections)
+{
+    Both both;
+    both.narrow32(0, DMAC, 0, IFC_LUT1_FROM_TOP, 0, 0x22334455, false);
+    both.narrow(1, DMAC, 0, 0xFFFF, 0x0011, true, IFC_LUT1_SEL_MAC_HIGH);
+    setField(both.fields, DMAC, 0x001122334455);
+    EXPECT_TRUE(both.entryHits(1));
+    setField(both.fields, DMAC, 0x001122334454);
+    EXPECT_FALSE(both.entryHits(1));
+    setField(both.fields, DMAC, 0x801122334455);
+    EXPECT_FALSE(both.entryHits(1));
+
+    for (unsigned length = 0; length < 32; ++length) {
+        for (unsigned direction = 0; direction < 2; ++direction) {
+            both.tables = {};
+            both.narrow32(7, SIPv4, 0, direction, length, 0xC0A80155);
+            for (unsigned bit = 0; bit < 32; ++bit) {
+                setField(both.fields, SIPv4, 0xC0A80155 ^ 1u << bit);
+                const bool masked =
+                    length == 0 || (direction == IFC_LUT1_FROM_TOP ? bit >= 32 - length : bit < length);
+                EXPECT_EQ(both.entryHits(7), !masked) << length << " " << direction << " " << bit;
+            }
+        }
+    }
+}
+
+TEST(Match, ChainsNeedAllTheirEntriesAndAnEnd)
+{
+    Both both;
+    setField(both.fields, DPORT, 80);
+    const auto entry = [&](unsigned n, bool matches, bool end) {
+        both.narrow(n, DPORT, 0, 0xFFFF, matches ? 80 : 81, end);
+    };
+    entry(0, true, false);
+    entry(1, true, false);
+    entry(2, true, true);
+    EXPECT_EQ(both.match().lut1[0], 1u << 2);
+    entry(1, false, false);
+    EXPECT_EQ(both.match().lut1[0], 0u);
+    entry(1, true, false);
+    entry(0, false, false);
+    EXPECT_EQ(both.match().lut1[0], 0u);
+    entry(0, true, false);
+    entry(2, false, true);
+    EXPECT_EQ(both.match().lut1[0], 0u);
+    // The chain behind an end is one of its own.
+    entry(3, true, true);
+    EXPECT_EQ(both.match().lut1[0], 1u << 3);
+    // Behind a free entry a chain starts.
+    entry(2, true, true);
+    both.tables.lut1[1][0] = 0;
+    EXPECT_EQ(both.match().lut1[0], 3u << 2);
+    // Without an end there is no rule.
+    entry(3, true, false);
+    EXPECT_EQ(both.match().lut1[0], 1u << 2);
+}
+
+TEST(Match, ChainsEndAtTheSubTableBorder)
+{
+    Both both;
+    setField(both.fields, DPORT, 80);
+    both.narrow(14, DPORT, 0, 0xFFFF, 80, false);
+    both.narrow(15, DPORT, 0, 0xFFFF, 80, false);
+    both.narrow(16, DPORT, 0, 0xFFFF, 80, true);
+    both.narrow(31, DPORT, 0, 0xFFFF, 80, false);
+    EXPECT_EQ(both.match().lut1[0], 1u << 16);
+    both.narrow(15, DPORT, 0, 0xFFFF, 80, true);
+    EXPECT_EQ(both.match().lut1[0], 3u << 15);
+    both.narrow(31, DPORT, 0, 0xFFFF, 80, true);
+    EXPECT_EQ(both.match().lut1[0], 3u << 15 | 1u << 31);
+}
+
+TEST(Match, SelCountsInSixteenBits)
+{
+    Both both;
+    setField(both.fields, SMAC, 0x111122223333);
+    for (const auto &[sel, key] : {std::pair{0u, 0x3333u}, {1u, 0x2222u}, {2u, 0x1111u}, {3u, 0u}}) {
+        both.narrow(4, SMAC, 0, 0xFFFF, key, true, sel);
+        EXPECT_TRUE(both.entryHits(4)) << sel;
+        both.narrow(4, SMAC, 0, 0xFFFF, key ^ 1, true, sel);
+        EXPECT_FALSE(both.entryHits(4)) << sel;
+    }
+}
+
+TEST(Match, EntriesThatNameNoFieldNeverHit)
+{
+    Both both;
+    for (unsigned field = 1; field < kFieldEnd; ++field)
+        setField(both.fields, field, 0);
+    for (const unsigned field : {0u, 48u, 63u}) {
+        for (unsigned command = 0; command < 4; ++command) {
+            both.narrow(0, field, command, 0, 0);
+            EXPECT_EQ(both.match().lut1[0], 0u) << field;
+        }
+    }
+}
+
+TEST(Match, LowestHitDecidesLut0First)
+{
+    EXPECT_EQ(decidingEntry({}), kNoEntry);
+    EXPECT_EQ(decidingEntry({.lut0 = 0x90, .lut1 = {1, 0}}), 4);
+    EXPECT_EQ(decidingEntry({.lut0 = 0, .lut1 = {0x80000000, 0}}), 39);
+    EXPECT_EQ(decidingEntry({.lut0 = 0, .lut1 = {0x81, 0}}), 8);
+}
+
+// Two million comparisons of whatever images and fields there can be.
+TEST(Match, FastEqualsPlainOnRandomTablesAndFields)
+{
+    Random random(20240601);
+    auto fast = std::make_unique<FastMatch>();
+    auto tables = std::make_unique<Tables>();
+    uint64_t wide = 0;
+    uint64_t chains = 0;
+#ifdef NDEBUG
+    constexpr unsigned kTables = 4000;
+#else
+    constexpr unsigned kTables = 400;
+#endif
+    for (unsigned t = 0; t < kTables; ++t) {
+        randomTables(random, *tables);
+        fast->compile(*tables);
+        for (unsigned n = 0; n < 500; ++n) {
+            FieldImage fields;
+            randomFields(random, fields);
+            Hits plain{};
+            Hits quick{};
+            plainMatch(*tables, fields, plain);
+            fast->match(fields, quick);
+            ASSERT_EQ(plain.lut0, quick.lut0) << "table " << t << " frame " << n;
+            ASSERT_EQ(plain.lut1[0], quick.lut1[0]) << "table " << t << " frame " << n;
+            wide += static_cast<unsigned>(__builtin_popcount(plain.lut0));
+            chains += static_cast<unsigned>(__builtin_popcount(plain.lut1[0]));
+        }
+    }
+    // The comparison means something: rules of both tables did hit.
+    EXPECT_GT(wide, kTables * 100u);
+    EXPECT_GT(chains, kTables * 100u);
+}

@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+// A small generator whose sequence a seed determines on every machine, and random tables and frames from it.
+#pragma once
+
+#include <cstdint>
+
+#include "engine/field_image.h"
+#include "engine/register_window.h"
+
+class Random
+{
+public:
+    explicit Random(uint64_t seed) : state_(seed * 0x9E3779B97F4A7C15u + 1) {}
+    uint32_t word()
+    {
+        state_ ^= state_ << 13;
+        state_ ^= state_ >> 7;
+        state_ ^= state_ << 17;
+        return static_cast<uint32_t>(state_ >> 16);
+    }
+    uint64_t wide() { return uint64_t{word()} << 32 | word(); }
+    unsigned below(unsigned bound) { return word() % bound; }
+    bool oneIn(unsigned n) { return below(n) == 0; }
+
+private:
+    uint64_t state_;
+};
+
+// Values from a small set, so that rules and frames meet.
+inline uint64_t likelyValue(Random &random)
+{
+    switch (random.below(4)) {
+    case 0:
+        return random.below(3);
+    case 1:
+        return ~uint64_t{0} - random.below(3);
+    case 2:
+        return 0x0001000200030004u >> 16 * random.below(3);
+    default:
+        return random.wide();
+    }
+}
+
+inline uint32_t likelyMask(Random &random)
+{
+    switch (random.below(4)) {
+    case 0:
+        return 0xFFFFFFFF;
+    case 1:
+        return 0;
+    case 2:
+        return 1u << random.below(32);
+    default:
+        return random.word();
+    }
+}
+
+inline void randomFields(Random &random, engine::FieldImage &fields)
+{
+    fields = {};
+    const uint64_t absent = random.wide() & random.wide() & random.wide();
+    for (unsigned f = 1; f < engine::kFieldEnd; ++f) {
+        if ((absent >> f & 1) == 0)
+            engine::setField(fields, f, likelyValue(random));
+    }
+}
+
+// Any image at all, also those that no operation writes, thinned out so that rules do hit.
+inline void randomTables(Random &random, engine::Tables &tables)
+{
+    tables = {};
+    for (auto &rule : tables.lut0) {
+        for (uint32_t &word : rule)
+            word = random.word();
+        for (unsigned n = 0; n < IFC_LUT0_AREA_WORDS; ++n) {
+            rule[IFC_LUT0_MASK_WORD + n] = likelyMask(random) & likelyMask(random);
+            rule[IFC_LUT0_KEY_WORD + n] = static_cast<uint32_t>(likelyValue(random));
+        }
+        uint32_t enable = random.word();
+        for (unsigned n = random.below(5); n != 0; --n)
+            enable &= random.word();
+        rule[0] = (random.oneIn(4) ? 0 : 0x80000000u) | (enable & 0x7FFFFFFF);
+        for (unsigned n = 1; n <= 2; ++n)
+            rule[n] = random.oneIn(2) ? 0 : random.word();
+    }
+    for (auto &entry : tables.lut1) {
+        IFC_LUT1_Format view{};
+        view.word[0] = random.word();
+        view.word[1] = random.oneIn(2) ? likelyMask(random) : static_cast<uint32_t>(likelyValue(random));
+        view.type0.valid = !random.oneIn(6);
+        view.type0.end = random.oneIn(2);
+        if (!random.oneIn(8)) {
+            view.type0.field = (1 + random.below(IFC_LUT1_FIELDS)) & 63;
+            view.type0.command = random.oneIn(2) ? 0 : view.type0.command;
+        }
+        entry[0] = view.word[0];
+        entry[1] = view.word[1];
+    }
+}
