@@ -230,8 +230,9 @@ int lut1_has_free_rule(uint field_num);
  *        table had one), [at]"del ifc rule index %d\n" for each LUT1 entry, with its action index.
  * Lock: inside ifc_clear_action() and the rewrite only.
  * Known: never found in LUT1 are a request with a condition behind a MAC, with two MACs, or with a MAC that
- * was written as one entry, and any chain behind a stray valid entry without end flag. An empty request
- * deletes the valid LUT0 rules that have no field enabled.
+ * was written as one entry, and any chain behind a stray valid entry without end flag. A MAC whose
+ * low part differs is still found by its high part, so a chain with another MAC of the same upper 16 bits goes
+ * as well. An empty request deletes the valid LUT0 rules that have no field enabled.
  */
 int ifc_del_lut_rules_auto(struct orva_ifc_param *ifc_param_ptr);
 
