@@ -142,7 +142,8 @@ size_t applyAction(const Action &action, const ParsedFrame &parsed, uint16_t use
     uint8_t *network = out + (parsed.network - at + put);
     if (parsed.ipVersion == 4 && isOn(action, IFC_ACT_IPV4_DSCP)) {
         const uint32_t before = be16(network);
-        network[1] = action.ipv4Dscp;
+        // Model: six bits of code point; the two ECN bits behind them stay.
+        network[1] = static_cast<uint8_t>(action.ipv4Dscp << 2 | (network[1] & 3));
         repairChecksum(network + 10, before, be16(network));
     }
     if (parsed.ipVersion == 6 && isOn(action, IFC_ACT_IPV6_TRAFFIC_CLASS)) {

@@ -85,7 +85,7 @@ struct Parser {
         if (header[0] >> 4 != 4 || headerBytes < kIpv4Bytes)
             return;
         const uint32_t protocol = header[9];
-        put<IPv4_DSCP>(out.fields, header[1]);
+        put<IPv4_DSCP>(out.fields, header[1] >> 2); // Model: RFC 2474, without the two ECN bits
         put<IPv4_PROTOCOL>(out.fields, protocol);
         put<SIPv4>(out.fields, be32(header + 12));
         put<DIPv4>(out.fields, be32(header + 16));

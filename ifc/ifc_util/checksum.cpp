@@ -69,8 +69,7 @@ uint32_t addWide(const unsigned char *p, uint bytes)
     const Vector lanes = low[0] + low[1] + high[0] + high[1];
     for (uint n = 0; n < sizeof(Vector) / sizeof(uint32_t); ++n)
         sum += lanes[n];
-    const LooseWord *words = reinterpret_cast<const LooseWord *>(p);
-#else
+#endif
     uint64_t odd = 0;
     const LooseWord *words = reinterpret_cast<const LooseWord *>(p);
     for (; bytes >= 32; words += 8, bytes -= 32) {
@@ -84,7 +83,6 @@ uint32_t addWide(const unsigned char *p, uint bytes)
         odd += words[7].value;
     }
     sum += odd;
-#endif
     for (; bytes >= 4; ++words, bytes -= 4)
         sum += words->value;
     p = reinterpret_cast<const unsigned char *>(words);

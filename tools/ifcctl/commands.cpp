@@ -12,7 +12,8 @@ namespace ifcctl
 std::vector<Command> allCommands()
 {
     std::vector<Command> all;
-    for (const auto &table : {ruleCommands(), chipCommands(), tableCommands()})
+    for (const auto &table :
+         {ruleCommands(), explainCommands(), chipCommands(), tableCommands(), frameCommands()})
         all.insert(all.end(), table.begin(), table.end());
     return all;
 }
@@ -44,6 +45,18 @@ size_t expectChoice(const Words &words, size_t &at, const std::string &field, co
     return static_cast<size_t>(found - choices.begin());
 }
 
+namespace
+{
+
+void addWord(std::string &list, const char *word)
+{
+    if (!list.empty())
+        list += ' ';
+    list += word;
+}
+
+} // namespace
+
 void runWords(Session &session, const Words &words)
 {
     if (words.empty())
@@ -53,13 +66,13 @@ void runWords(Session &session, const Words &words)
     std::string last;
     for (const Command &command : allCommands()) {
         if (last != command.object)
-            objects += (objects.empty() ? "" : " ") + std::string(command.object);
+            addWord(objects, command.object);
         last = command.object;
         if (words[0] != command.object)
             continue;
         const bool alone = *command.verb == '\0';
         if (!alone && (words.size() < 2 || words[1] != command.verb)) {
-            verbs += (verbs.empty() ? "" : " ") + std::string(command.verb);
+            addWord(verbs, command.verb);
             continue;
         }
         command.run(session, words, alone ? 1 : 2);

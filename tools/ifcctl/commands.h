@@ -23,8 +23,10 @@ struct Command {
 std::vector<Command> allCommands();
 
 std::vector<Command> ruleCommands();
+std::vector<Command> explainCommands();
 std::vector<Command> chipCommands();
 std::vector<Command> tableCommands();
+std::vector<Command> frameCommands();
 
 // Runs one line. Throws Error.
 void runLine(Session &session, const std::string &line);

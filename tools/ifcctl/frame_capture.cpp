@@ -1,0 +1,297 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+#include "frame_capture.h"
+
+#include "errors.h"
+
+#include <pcap/pcap.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace ifcctl
+{
+
+namespace
+{
+
+constexpr uint32_t kMagicMicroseconds = 0xA1B2C3D4;
+constexpr uint32_t kMagicNanoseconds = 0xA1B23C4D;
+constexpr size_t kFileHeaderBytes = 24;
+constexpr size_t kBufferBytes = 256 * 1024;
+constexpr uint32_t kLinkTypeEthernet = 1;
+constexpr uint32_t kLinkTypeMask = 0x03FFFFFF; // above it: how long the FCS is
+
+} // namespace
+
+bool PlainCapture::open(int descriptor)
+{
+    descriptor_ = descriptor;
+    buffer_.resize(kBufferBytes);
+    at_ = end_ = buffer_.data();
+    if (!refill(kFileHeaderBytes))
+        return false;
+    swapped_ = false;
+    uint32_t magic = word(0);
+    swapped_ =
+        magic == __builtin_bswap32(kMagicMicroseconds) || magic == __builtin_bswap32(kMagicNanoseconds);
+    magic = word(0);
+    if (magic != kMagicMicroseconds && magic != kMagicNanoseconds)
+        return false;
+    nanoseconds_ = magic == kMagicNanoseconds;
+    linkType_ = word(20) & kLinkTypeMask;
+    at_ += kFileHeaderBytes;
+    return true;
+}
+
+// Moves what is left to the front and reads on until `wanted` bytes are there.
+bool PlainCapture::refill(size_t wanted)
+{
+    size_t have = left();
+    if (wanted > buffer_.size()) {
+        std::vector<uint8_t> larger(wanted + kBufferBytes);
+        std::memcpy(larger.data(), at_, have);
+        buffer_.swap(larger);
+    } else if (have != 0) {
+        std::memmove(buffer_.data(), at_, have);
+    }
+    while (have < wanted) {
+        const ssize_t got = ::read(descriptor_, buffer_.data() + have, buffer_.size() - have);
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got <= 0)
+            break;
+        have += static_cast<size_t>(got);
+    }
+    at_ = buffer_.data();
+    end_ = at_ + have;
+    return have >= wanted;
+}
+
+CaptureStatus PlainCapture::fail(const char *problem)
+{
+    problem_ = problem;
+    return CaptureStatus::Bad;
+}
+
+struct FrameCapture::Pcap {
+    pcap_t *handle = nullptr;
+    pid_t unpacker = -1;
+    bool nanoseconds = true;
+
+    ~Pcap()
+    {
+        if (handle != nullptr)
+            pcap_close(handle);
+        if (unpacker > 0)
+            (void)waitpid(unpacker, nullptr, 0);
+    }
+};
+
+FrameCapture::FrameCapture(const std::string &path) : path_(path)
+{
+    if (path == "-") {
+        openPcap();
+        return;
+    }
+    descriptor_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    struct stat about {
+    };
+    if (descriptor_ < 0 || fstat(descriptor_, &about) != 0 || S_ISDIR(about.st_mode)) {
+        const std::string why = descriptor_ < 0 ? std::strerror(errno) : "it is a folder";
+        if (descriptor_ >= 0)
+            ::close(descriptor_);
+        throw usage("capture", path, "a capture file that can be read (" + why + ")");
+    }
+    if (S_ISREG(about.st_mode))
+        size_ = static_cast<uint64_t>(about.st_size);
+    plain_ = std::make_unique<PlainCapture>();
+    try {
+        if (S_ISREG(about.st_mode) && plain_->open(descriptor_)) {
+            if (plain_->linkType() != kLinkTypeEthernet)
+                bad("link type " + std::to_string(plain_->linkType()) + "; accepted: 1 (Ethernet)");
+            return;
+        }
+        plain_.reset();
+        openPcap();
+    } catch (...) {
+        ::close(descriptor_);
+        throw;
+    }
+}
+
+FrameCapture::~FrameCapture()
+{
+    if (descriptor_ >= 0)
+        ::close(descriptor_);
+}
+
+void FrameCapture::bad(const std::string &problem) const
+{
+    const std::string where = frames_ == 0 ? "" : " behind frame " + std::to_string(frames_);
+    throw Error(kExitUsage, "capture '" + path_ + "': " + problem + where);
+}
+
+namespace
+{
+
+// The program that unpacks a file that begins like this, or nullptr.
+const char *unpackerOf(int descriptor)
+{
+    unsigned char start[4] = {};
+    if (pread(descriptor, start, sizeof start, 0) != sizeof start)
+        return nullptr;
+    if (start[0] == 0x1F && start[1] == 0x8B)
+        return "gzip";
+    if (start[0] == 0x28 && start[1] == 0xB5 && start[2] == 0x2F && start[3] == 0xFD)
+        return "zstd";
+    if (start[0] == 0xFD && start[1] == '7' && start[2] == 'z' && start[3] == 'X')
+        return "xz";
+    return nullptr;
+}
+
+} // namespace
+
+void FrameCapture::openPcap()
+{
+    pcap_ = std::make_unique<Pcap>();
+    std::FILE *file = stdin;
+    if (path_ != "-") {
+        const char *unpacker = unpackerOf(descriptor_);
+        int source = -1;
+        if (unpacker != nullptr) {
+            int ends[2];
+            if (pipe2(ends, O_CLOEXEC) != 0)
+                bad(std::string("no pipe to ") + unpacker);
+            (void)lseek(descriptor_, 0, SEEK_SET);
+            posix_spawn_file_actions_t wiring;
+            posix_spawn_file_actions_init(&wiring);
+            posix_spawn_file_actions_adddup2(&wiring, descriptor_, STDIN_FILENO);
+            posix_spawn_file_actions_adddup2(&wiring, ends[1], STDOUT_FILENO);
+            std::string name = unpacker;
+            std::string flag = "-dc";
+            char *arguments[] = {name.data(), flag.data(), nullptr};
+            const int status = posix_spawnp(&pcap_->unpacker, unpacker, &wiring, nullptr, arguments, environ);
+            posix_spawn_file_actions_destroy(&wiring);
+            ::close(ends[1]);
+            source = ends[0];
+            if (status != 0) {
+                pcap_->unpacker = -1;
+                ::close(source);
+                bad(std::string("it needs the program ") + unpacker);
+            }
+        } else {
+            (void)lseek(descriptor_, 0, SEEK_SET);
+            source = fcntl(descriptor_, F_DUPFD_CLOEXEC, 0);
+        }
+        file = fdopen(source, "rb");
+        if (file == nullptr)
+            bad(std::strerror(errno));
+    }
+    char problem[PCAP_ERRBUF_SIZE] = "";
+    pcap_->handle = pcap_fopen_offline_with_tstamp_precision(file, PCAP_TSTAMP_PRECISION_NANO, problem);
+    if (pcap_->handle == nullptr) {
+        if (file != stdin)
+            (void)std::fclose(file);
+        bad(problem);
+    }
+    if (pcap_datalink(pcap_->handle) != DLT_EN10MB)
+        bad("link type " + std::to_string(pcap_datalink(pcap_->handle)) + "; accepted: 1 (Ethernet)");
+}
+
+bool FrameCapture::nanoseconds() const
+{
+    return plain_ ? plain_->nanoseconds() : pcap_->nanoseconds;
+}
+
+bool FrameCapture::next(CapturedFrame &frame)
+{
+    if (plain_) {
+        switch (plain_->next(frame)) {
+        case CaptureStatus::Frame:
+            ++frames_;
+            consumed_ += frame.length;
+            return true;
+        case CaptureStatus::End:
+            return false;
+        case CaptureStatus::Bad:
+            bad(plain_->problem());
+        }
+    }
+    pcap_pkthdr *header = nullptr;
+    const u_char *data = nullptr;
+    const int status = pcap_next_ex(pcap_->handle, &header, &data);
+    if (status == PCAP_ERROR_BREAK)
+        return false;
+    if (status != 1)
+        bad(pcap_geterr(pcap_->handle));
+    frame = {data, header->caplen, header->len, static_cast<uint32_t>(header->ts.tv_sec),
+             static_cast<uint32_t>(header->ts.tv_usec)};
+    ++frames_;
+    consumed_ += frame.length;
+    return true;
+}
+
+CaptureWriter::CaptureWriter(const std::string &path, bool nanoseconds)
+    : path_(path), unfinished_(path + ".part"), file_(std::fopen(unfinished_.c_str(), "wb"))
+{
+    if (file_ == nullptr)
+        throw usage("-o", path, std::string("a file that can be written (") + std::strerror(errno) + ")");
+    const uint32_t magic = nanoseconds ? kMagicNanoseconds : kMagicMicroseconds;
+    constexpr uint16_t kVersion[2] = {2, 4};
+    const uint32_t rest[4] = {0, 0, PlainCapture::kMaxFrame, kLinkTypeEthernet};
+    put(&magic, sizeof magic);
+    put(kVersion, sizeof kVersion);
+    put(rest, sizeof rest);
+}
+
+CaptureWriter::~CaptureWriter()
+{
+    if (file_ == nullptr)
+        return;
+    (void)std::fclose(file_);
+    (void)std::remove(unfinished_.c_str());
+}
+
+void CaptureWriter::bad() const
+{
+    throw Error(kExitRefused, "-o '" + path_ + "': " + std::strerror(errno));
+}
+
+void CaptureWriter::put(const void *data, size_t bytes)
+{
+    if (std::fwrite(data, 1, bytes, file_) != bytes)
+        bad();
+}
+
+void CaptureWriter::write(const CapturedFrame &frame, const uint8_t *data, uint32_t length)
+{
+    // What was cut off when the frame was captured stays cut off.
+    const uint32_t wireLength = frame.wireLength - frame.length + length;
+    const uint32_t header[4] = {frame.seconds, frame.fraction, length, wireLength};
+    put(header, sizeof header);
+    put(data, length);
+}
+
+void CaptureWriter::finish()
+{
+    std::FILE *file = file_;
+    if (std::fflush(file) != 0)
+        bad();
+    file_ = nullptr;
+    const bool closed = std::fclose(file) == 0;
+    if (!closed || std::rename(unfinished_.c_str(), path_.c_str()) != 0) {
+        const int why = errno;
+        (void)std::remove(unfinished_.c_str());
+        errno = why;
+        bad();
+    }
+}
+
+} // namespace ifcctl
