@@ -69,7 +69,8 @@ uint32_t addWide(const unsigned char *p, uint bytes)
     const Vector lanes = low[0] + low[1] + high[0] + high[1];
     for (uint n = 0; n < sizeof(Vector) / sizeof(uint32_t); ++n)
         sum += lanes[n];
-#endif
+    const LooseWord *words = reinterpret_cast<const LooseWord *>(p);
+#else
     uint64_t odd = 0;
     const LooseWord *words = reinterpret_cast<const LooseWord *>(p);
     for (; bytes >= 32; words += 8, bytes -= 32) {
@@ -83,6 +84,7 @@ uint32_t addWide(const unsigned char *p, uint bytes)
         odd += words[7].value;
     }
     sum += odd;
+#endif
     for (; bytes >= 4; ++words, bytes -= 4)
         sum += words->value;
     p = reinterpret_cast<const unsigned char *>(words);

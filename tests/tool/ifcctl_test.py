@@ -278,6 +278,12 @@ class Batch(unittest.TestCase):
         self.assertEqual(result.stdout, "rule 8: LUT1 entry 0, action 8\n")
         self.assertRegex(result.stderr, r"placement\.cpp \[\d+\]: action index is 8\n")
 
+    def test_operations_by_name(self):
+        self.assertEqual(self.good("ppe on", "op ifc_set_action 8 0 1 3 5 0 0", "op ifc_dump_action 8"),
+                         "channel:3, queue:5\n= 0\n  Action: enable:1, OWF:0, channel:3, queue:5\n= 0\n")
+        self.bad(2, "op ifc_delete_lut0 8", "op ifc_delete_lut0: rule '8': accepted: 0 to 7")
+        self.assertEqual(json.loads(self.good("op lut1_has_free_rule 3", args=("-j",)))["answer"], "= 0\n")
+
     def test_the_gateway(self):
         result = run("-b", os.path.join(ROOT, "examples", "gateway.ifc"))
         self.assertEqual((result.returncode, result.stderr), (0, ""))

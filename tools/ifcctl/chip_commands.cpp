@@ -4,6 +4,7 @@
 #include "commands.h"
 #include "hardware.h"
 
+#include "ifc/ifc_cmd.h"
 #include "ifc/ifc_util.h"
 
 namespace ifcctl
@@ -144,6 +145,26 @@ void resultCheck(Session &session, const Words &words, size_t at)
     session.print(as ? "exactly this was hit\n" : "something else was hit\n", {{"result", as}});
 }
 
+// The driver's own command handler. What the operation prints comes before its result.
+void op(Session &session, const Words &words, size_t at)
+{
+    std::string line;
+    for (; at < words.size(); ++at)
+        line += (line.empty() ? "" : " ") + words[at];
+    std::string answer;
+    int code = IFC_CMD_NOTHING;
+    const std::string printed = session.textOf([&] {
+        return code = ifc_cmd_run(
+                   line.c_str(), [](void *to, const char *text) { *static_cast<std::string *>(to) += text; },
+                   &answer);
+    });
+    if (code == IFC_CMD_NOTHING)
+        throw usage("op", "", "an operation with its arguments; 'op help' lists them");
+    if (code == IFC_CMD_REFUSED)
+        throw Error(kExitUsage, "op " + answer.substr(0, answer.find_last_not_of('\n') + 1));
+    session.print(printed + answer, {{"op", line}, {"printed", printed}, {"answer", answer}});
+}
+
 } // namespace
 
 std::vector<Command> chipCommands()
@@ -161,6 +182,7 @@ std::vector<Command> chipCommands()
         {"counter", "bind", "N ID", "bind entry N to counter id 0 to 15", counterBind},
         {"counter", "reset", "", "zero all counters", counterReset},
         {"result", "check", "lut0 N | lut1 N | none", "was exactly this hit by the last frame", resultCheck},
+        {"op", "", "OPERATION ARGUMENT...", "call an operation of the rule layer; 'op help' lists them", op},
     };
 }
 

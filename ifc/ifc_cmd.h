@@ -1,0 +1,42 @@
+/* SPDX-License-Identifier: MIT OR GPL-2.0 */
+/*
+ * The driver's command handler: one line of text names an operation of ifc/ifc_util.h with its arguments, the
+ * operation is called, its result is printed.
+ *
+ *   ifc_set_action 8 0 1 3 5 0 0                     -> "= 0"
+ *   ifc_set_lut_rules_auto 28:0:0xffff:80 24:0:0xff:6 -> "= 9"
+ *
+ * Numbers are decimal or, with 0x, hexadecimal; negative where the argument is signed. A request is a list of
+ * conditions FIELD:COMMAND:MASK:KEY; masks and keys of MAC fields are up to 48 bits wide. A frame is written
+ * as hexadecimal digits, two a byte. `help` lists everything, `help NAME` one operation.
+ * `get NAME` and `set NAME VALUE` reach dbgLevel and ifcSendToPpe.
+ *
+ * What the operation itself prints goes through printk as ever. Usable from C11 and C++, freestanding.
+ */
+#ifndef IFC_CMD_H
+#define IFC_CMD_H
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Receives the handler's answer, in lines with their ends. */
+typedef void (*ifc_cmd_print)(void *user, const char *text);
+
+enum {
+    IFC_CMD_DONE = 0,    /* the operation was called; the answer begins with "= " */
+    IFC_CMD_NOTHING = 1, /* an empty line or a comment ('#') */
+    IFC_CMD_REFUSED = -1 /* nothing was called; the answer is one line that says what is accepted */
+};
+
+/*
+ * Runs one line. Not reentrant: callers are serialised, like those of the operations themselves. Needs less
+ * than 1 KiB of stack of its own; the request and the frame stand in static memory.
+ */
+int ifc_cmd_run(const char *line, ifc_cmd_print print, void *user);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
