@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+// The checksum against the plain word loop, in a build without vector registers, and against DPDK's, with them.
+#include "paired.h"
+
+#include "ifc/ifc_glb.h"
+
+#include <random>
+
+uint32_t plainWordLoop(const unsigned char *p, unsigned bytes);
+uint32_t dpdkRawChecksum(const unsigned char *p, unsigned bytes);
+extern "C" unsigned int skb_chksum_scalar(const struct sk_buff *skb, int lens);
+extern "C" unsigned int skb_chksum_vector(const struct sk_buff *skb, int lens);
+
+namespace
+{
+
+unsigned char frame[9216];
+
+template <unsigned (*Sum)(const sk_buff *, int)>
+void ours(benchmark::State &state)
+{
+    sk_buff skb{};
+    skb.data = frame + 14; // behind an Ethernet header
+    skb.len = static_cast<unsigned>(state.range(0));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(Sum(&skb, static_cast<int>(skb.len)));
+}
+
+template <uint32_t (*Sum)(const unsigned char *, unsigned)>
+void peer(benchmark::State &state)
+{
+    for (auto _ : state)
+        benchmark::DoNotOptimize(Sum(frame + 14, static_cast<unsigned>(state.range(0))));
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    std::mt19937 random(1);
+    for (unsigned char &byte : frame)
+        byte = static_cast<unsigned char>(random());
+    for (const int bytes : {20, 64, 594, 1500, 9000}) {
+        benchmark::RegisterBenchmark("scalar", ours<skb_chksum_scalar>)->Arg(bytes);
+        benchmark::RegisterBenchmark("vector", ours<skb_chksum_vector>)->Arg(bytes);
+        benchmark::RegisterBenchmark("plain", peer<plainWordLoop>)->Arg(bytes);
+#ifdef IFC_HAVE_DPDK
+        benchmark::RegisterBenchmark("dpdk", peer<dpdkRawChecksum>)->Arg(bytes);
+#endif
+    }
+    const auto collected = paired::runAll(argc, argv);
+    std::printf("%-44s %12s %12s\n", "", "ours", "peer");
+    for (const int bytes : {20, 64, 594, 1500, 9000}) {
+        const std::string size = "/" + std::to_string(bytes);
+        paired::printRatio(collected, "no vectors : plain word loop, " + std::to_string(bytes) + " bytes",
+                           "scalar" + size, "plain" + size, bytes == 1500 ? 0.30 : 0);
+    }
+    for (const int bytes : {20, 64, 594, 1500, 9000}) {
+        const std::string size = "/" + std::to_string(bytes);
+        paired::printRatio(collected, "vectors : rte_raw_cksum, " + std::to_string(bytes) + " bytes",
+                           "vector" + size, "dpdk" + size, bytes >= 594 ? 1.00 : 0);
+    }
+#ifndef IFC_HAVE_DPDK
+    std::printf("DPDK was not found: its rows are left out\n");
+#endif
+    return 0;
+}

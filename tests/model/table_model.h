@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+// A plain, slow model of the classifier's tables: rules as lists of conditions, masks as sets of bits, actions as
+// named numbers. No bit images: what it says of a table is compared with a decoding of the image.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace model
+{
+
+// What one rule of LUT0 says of one field. Values stay while a field is off.
+struct WideField {
+    bool enabled = false;
+    unsigned command = 0;
+    uint64_t mask = 0;
+    uint64_t key = 0;
+    bool operator==(const WideField &) const = default;
+};
+
+struct WideRule {
+    bool valid = false;
+    std::array<WideField, 32> fields; // by id, 0 unused
+    bool operator==(const WideRule &) const = default;
+};
+
+// One LUT1 entry by what it means. `rest` is what a type 0 entry leaves of a former type 1 length.
+struct NarrowEntry {
+    bool valid = false;
+    bool end = false;
+    bool isWord = false;
+    unsigned field = 0;
+    unsigned command = 0; // one bit of a word entry
+    bool fromBottom = false;
+    unsigned length = 0;  // 1 to 32
+    unsigned sel = 0;
+    uint32_t mask = 0;    // of a halfword entry
+    uint32_t key = 0;
+    bool operator==(const NarrowEntry &) const = default;
+};
+
+using ActionFields = std::map<std::string, unsigned>; // by name; 0 where it is missing
+
+struct Condition {
+    unsigned field;
+    unsigned command;
+    uint64_t mask;
+    uint64_t key;
+};
+using Request = std::vector<Condition>;
+
+class Tables
+{
+public:
+    std::array<WideRule, 8> wide;
+    std::array<NarrowEntry, 32> narrow;
+    std::array<ActionFields, 40> actions;
+    std::array<std::array<unsigned, 8>, 5> bindings{};
+    int revision = 0;
+    bool ppe = false;
+
+    // The operations, with their results.
+    int setLut0(unsigned index, bool on, unsigned field, unsigned command, uint64_t mask, uint64_t key);
+    int setLut1(unsigned index, bool on, bool end, unsigned field, unsigned command, uint32_t reduced,
+                uint64_t key);
+    int freeRun(unsigned wanted) const;
+    int place(const Request &request);
+    int remove(const Request &request);
+    int matchLut1(const Condition &condition) const;
+    int setAction(unsigned index, unsigned sub, bool on, const std::array<unsigned, 4> &values);
+    int clearAction(unsigned index);
+    int bind(unsigned index, unsigned id);
+
+    static uint32_t reduce(uint64_t mask, int width);
+
+private:
+    bool lut1HasCondition(const Condition &c, unsigned entry) const;
+    bool chainHolds(const Request &request, unsigned entries, unsigned first) const;
+    bool wideHolds(const Request &request, unsigned rule) const;
+};
+
+} // namespace model
