@@ -16,8 +16,8 @@ bool isMac(unsigned field)
 
 unsigned widthOf(unsigned field)
 {
-    static const unsigned widths[] = {0,  48, 48, 32, 32, 32, 32, 32, 32, 32, 32, 32, 32, 20, 5,  3,
-                                      2,  2,  12, 4,  12, 4,  16, 16, 8,  8,  8,  8,  16, 16, 16, 2};
+    static const unsigned widths[] = {0, 48, 48, 32, 32, 32, 32, 32, 32, 32, 32, 32, 32, 20, 5,  3,
+                                      2, 2,  12, 4,  12, 4,  16, 16, 8,  8,  8,  8,  16, 16, 16, 2};
     return widths[field];
 }
 
@@ -59,6 +59,7 @@ int Tables::setLut0(unsigned index, bool on, unsigned field, unsigned command, u
         rule.valid = false;
         for (WideField &f : rule.fields)
             f.enabled = false;
+        rewrite();
         return 0;
     }
     rule.valid = true;
@@ -71,16 +72,19 @@ int Tables::setLut0(unsigned index, bool on, unsigned field, unsigned command, u
         rule.fields[above].command |= command & 3;
     f.mask = mask & ones(widthOf(field));
     f.key = key & ones(widthOf(field));
+    rewrite();
     return 0;
 }
 
 int Tables::setLut1(unsigned index, bool on, bool end, unsigned field, unsigned command, uint32_t reduced,
                     uint64_t key)
 {
-    if (index > 31 || field < 1 || field > 47 || (field <= 13 && command > 1) || (isMac(field) && index % 16 == 15))
+    if (index > 31 || field < 1 || field > 47 || (field <= 13 && command > 1) ||
+        (isMac(field) && index % 16 == 15))
         return -1;
     if (!on) {
         narrow[index].valid = false;
+        rewrite();
         return static_cast<int>(index) + 1;
     }
     const auto wordEntry = [&](unsigned at, bool last, unsigned length, bool bottom) {
@@ -110,6 +114,7 @@ int Tables::setLut1(unsigned index, bool on, bool end, unsigned field, unsigned 
     } else {
         halfEntry(index, 0, reduced, static_cast<uint32_t>(key));
     }
+    rewrite();
     return static_cast<int>(index) + 1;
 }
 
@@ -146,6 +151,7 @@ int Tables::place(const Request &request)
         for (const Condition &c : request)
             if (setLut0(static_cast<unsigned>(freeRule), true, c.field, c.command, c.mask, c.key) != 0)
                 return -1;
+        rewrite();
         return freeRule;
     }
     int at = freeRun(entries);
@@ -159,10 +165,12 @@ int Tables::place(const Request &request)
             if (mask == kNoMask)
                 return -1;
         }
-        at = setLut1(static_cast<unsigned>(at), true, n + 1 == request.size(), c.field, c.command, mask, c.key);
+        at = setLut1(static_cast<unsigned>(at), true, n + 1 == request.size(), c.field, c.command, mask,
+                     c.key);
         if (at < 0)
             return -1;
     }
+    rewrite();
     return at + 7;
 }
 
@@ -197,24 +205,24 @@ bool Tables::lut1HasCondition(const Condition &c, unsigned entry) const
         if (!e.isWord)
             return command2 == c.command && e.key == c.key >> 32 && e.mask == c.mask >> 32;
         const uint32_t reduced = reduce(c.mask, 48);
-        return e.command == c.command && e.key == static_cast<uint32_t>(c.key) && e.fromBottom == reduced >> 31 &&
-               e.length % 32 == reduced % 16; // Known: four bits
+        return e.command == c.command && e.key == static_cast<uint32_t>(c.key) &&
+               e.fromBottom == reduced >> 31 && e.length % 32 == reduced % 16; // Known: four bits
     }
     if (c.field == 3 || c.field == 4) {
         const uint32_t reduced = reduce(c.mask & ones(32), 32);
         return e.isWord && e.command == c.command && e.key == static_cast<uint32_t>(c.key) &&
                e.fromBottom == reduced >> 31 && e.length % 32 == reduced % 32;
     }
-    return !e.isWord && command2 == c.command && e.mask == (c.mask & 0xFFFF) && e.key == (c.key & 0xFFFF);
+    const uint32_t mask = e.isWord ? e.key >> 16 : e.mask; // a word entry's key, read as a halfword entry
+    return command2 == c.command && mask == (c.mask & 0xFFFF) && (e.key & 0xFFFF) == (c.key & 0xFFFF);
 }
 
 bool Tables::chainHolds(const Request &request, unsigned entries, unsigned first) const
 {
     const unsigned end = first + entries;
     for (size_t i = 0; i < entries;) {
-        if (i >= request.size())
-            return false; // valid entries never hold the field 0
-        const Condition &c = request[i];
+        // Behind the list the field is 0, which an all-zero entry in a gap of the range holds.
+        const Condition c = i < request.size() ? request[i] : Condition{};
         std::optional<size_t> step;
         for (unsigned k = first; k < end && !step; ++k) {
             if (!isMac(c.field)) {
@@ -253,7 +261,7 @@ int Tables::remove(const Request &request)
     for (unsigned n = 0; n < 8; ++n)
         if (wideHolds(request, n)) {
             wide[n] = {};
-            actions[n].clear();
+            actions[n] = {};
             found = true;
         }
     const auto entries = static_cast<unsigned>(request.size()) + macs;
@@ -268,13 +276,16 @@ int Tables::remove(const Request &request)
         if (chain == entries && chainHolds(request, entries, last + 1 - entries)) {
             for (unsigned n = last + 1 - entries; n <= last; ++n) {
                 narrow[n] = {};
-                actions[n + 8].clear();
+                actions[n + 8] = {};
             }
             found = true;
         }
         chain = 1;
     }
-    return found ? 0 : -1;
+    if (!found)
+        return -1;
+    rewrite();
+    return 0;
 }
 
 int Tables::matchLut1(const Condition &c) const
@@ -289,7 +300,7 @@ int Tables::clearAction(unsigned index)
 {
     if (index > 39)
         return -1;
-    actions[index].clear();
+    actions[index] = {};
     return 0;
 }
 
@@ -298,7 +309,7 @@ int Tables::setAction(unsigned index, unsigned sub, bool on, const std::array<un
     if (index > 39 || sub > 16)
         return -1;
     if (!ppe && sub != 14) {
-        actions[index].clear();
+        actions[index] = {};
         if (index < 8)
             wide[index] = {};
         else
@@ -307,32 +318,91 @@ int Tables::setAction(unsigned index, unsigned sub, bool on, const std::array<un
     }
     ActionFields &a = actions[index];
     const auto v = on || sub > 14 ? given : std::array<unsigned, 4>{};
-    const auto put = [&a](const char *name, unsigned value, unsigned width) {
-        a[name] = static_cast<unsigned>(value & ones(width));
+    const auto put = [&a](unsigned field, unsigned value, unsigned width) {
+        a[field] = static_cast<unsigned>(value & ones(width));
     };
-    const auto enable = [&](unsigned position) { put(("enable" + std::to_string(position)).c_str(), on, 1); };
     if (sub <= 13)
-        enable(revision == 12 && sub >= 4 ? sub - 1 : sub);
+        put(kEnable0 + (revision == 12 && sub >= 4 ? sub - 1 : sub), on, 1);
     switch (sub) {
-    case 0: put("channel", v[0], 5), put("queue", v[1], 3); break;
-    case 1: put("fport", v[0], 4), put("nbq", v[1], 5), put("cpu", 0, 1); break;
-    case 2: put("sp_tag", v[0], 16); break;
-    case 3: put("cnt0", v[0], 6); break;
-    case 4: put("cnt1", v[0], 5); break;
-    case 5: put("mtr_g", v[0], 8); break;
-    case 6: put("dscp", v[0], 8); break;
-    case 7: put("tc", v[0], 8); break;
-    case 8: put("vpm0", v[0], 2), put("vo0", v[1], 2), put("vp0", v[2], 4), put("vid0", v[3], 12); break;
-    case 9: put("vo1", v[0], 2), put("vp1", v[1], 4), put("vid1", v[2], 12); break;
-    case 10: put("fqos", v[0], 1); break;
-    case 11: put("fast", v[0], 1); break;
-    case 12: put("mc", v[0], 1); break;
-    case 13: put("keep_pcp", v[0], 1); break;
-    case 14: put("cpu", v[0], 1), put("nbq", v[1], 5); break;
-    case 15: put("owf", v[0], 1); break;
-    default: put("dpi", v[0], 1), enable(13); break;
+    case 0:
+        put(kChannel, v[0], 5), put(kQueue, v[1], 3);
+        break;
+    case 1:
+        put(kFport, v[0], 4), put(kNbq, v[1], 5), put(kCpu, 0, 1);
+        break;
+    case 2:
+        put(kSpTag, v[0], 16);
+        break;
+    case 3:
+        put(kCnt0, v[0], 6);
+        break;
+    case 4:
+        put(kCnt1, v[0], 5);
+        break;
+    case 5:
+        put(kMtrG, v[0], 8);
+        break;
+    case 6:
+        put(kDscp, v[0], 8);
+        break;
+    case 7:
+        put(kTc, v[0], 8);
+        break;
+    case 8:
+        put(kVpm0, v[0], 2), put(kVo0, v[1], 2), put(kVp0, v[2], 4), put(kVid0, v[3], 12);
+        break;
+    case 9:
+        put(kVo1, v[0], 2), put(kVp1, v[1], 4), put(kVid1, v[2], 12);
+        break;
+    case 10:
+        put(kFqos, v[0], 1);
+        break;
+    case 11:
+        put(kFast, v[0], 1);
+        break;
+    case 12:
+        put(kMc, v[0], 1);
+        break;
+    case 13:
+        put(kKeepPcp, v[0], 1);
+        break;
+    case 14:
+        put(kCpu, v[0], 1), put(kNbq, v[1], 5);
+        break;
+    case 15:
+        put(kOwf, v[0], 1);
+        break;
+    default:
+        put(kDpi, v[0], 1), put(kEnable0 + 13, on, 1);
+        break;
     }
     return 0;
+}
+
+void Tables::rewrite()
+{
+    if (revision != 14 && revision != 15)
+        hardwareWide = wide;
+    hardwareNarrow = narrow;
+}
+
+void Tables::invalidate(int rule)
+{
+    for (int n = 0; n < 8; ++n) {
+        if (rule >= 0 && rule < 8 && n != rule)
+            continue;
+        for (WideRule *r : {&wide[static_cast<unsigned>(n)], &hardwareWide[static_cast<unsigned>(n)]}) {
+            r->valid = false;
+            for (WideField &f : r->fields)
+                f.enabled = false;
+        }
+    }
+}
+
+void Tables::clearRules()
+{
+    wide = {};
+    narrow = {};
 }
 
 int Tables::bind(unsigned index, unsigned id)

@@ -5,7 +5,6 @@
 
 #include <array>
 #include <cstdint>
-#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -36,14 +35,43 @@ struct NarrowEntry {
     unsigned field = 0;
     unsigned command = 0; // one bit of a word entry
     bool fromBottom = false;
-    unsigned length = 0;  // 1 to 32
+    unsigned length = 0; // 1 to 32
     unsigned sel = 0;
-    uint32_t mask = 0;    // of a halfword entry
+    uint32_t mask = 0; // of a halfword entry
     uint32_t key = 0;
     bool operator==(const NarrowEntry &) const = default;
 };
 
-using ActionFields = std::map<std::string, unsigned>; // by name; 0 where it is missing
+// The fields of an action. The first 14 are the enable bits.
+enum ActionField {
+    kEnable0 = 0,
+    kChannel = 14,
+    kQueue,
+    kFport,
+    kNbq,
+    kCpu,
+    kSpTag,
+    kCnt0,
+    kCnt1,
+    kMtrG,
+    kDscp,
+    kTc,
+    kVpm0,
+    kVo0,
+    kVp0,
+    kVid0,
+    kVo1,
+    kVp1,
+    kVid1,
+    kFqos,
+    kFast,
+    kMc,
+    kKeepPcp,
+    kOwf,
+    kDpi,
+    kActionFields
+};
+using ActionFields = std::array<unsigned, kActionFields>;
 
 struct Condition {
     unsigned field;
@@ -58,7 +86,9 @@ class Tables
 public:
     std::array<WideRule, 8> wide;
     std::array<NarrowEntry, 32> narrow;
-    std::array<ActionFields, 40> actions;
+    std::array<WideRule, 8> hardwareWide; // as of the last rewrite
+    std::array<NarrowEntry, 32> hardwareNarrow;
+    std::array<ActionFields, 40> actions{};
     std::array<std::array<unsigned, 8>, 5> bindings{};
     int revision = 0;
     bool ppe = false;
@@ -74,6 +104,9 @@ public:
     int setAction(unsigned index, unsigned sub, bool on, const std::array<unsigned, 4> &values);
     int clearAction(unsigned index);
     int bind(unsigned index, unsigned id);
+    void rewrite();
+    void invalidate(int rule); // one LUT0 rule, or all for a number that is none
+    void clearRules();
 
     static uint32_t reduce(uint64_t mask, int width);
 
