@@ -69,7 +69,7 @@ inline uint16_t checksum(const uint8_t *data, size_t bytes)
 }
 
 struct Ipv4 {
-    unsigned tos = 0xB9; // DSCP 46 and a congestion bit
+    unsigned tos = 0xB9;   // DSCP 46 and a congestion bit
     unsigned fragment = 0; // flags and offset word
     unsigned protocol = 6;
     uint32_t source = 0xC0A80102;

@@ -1,8 +1,8 @@
 /* SPDX-License-Identifier: MIT OR GPL-2.0 */
 /* A C11 unit that includes every public header and calls operations: the headers are C as much as C++. */
-#include "ifc/ifc_util.h"
 #include "ifc/ifc_glb.h"
 #include "ifc/ifc_regs.h"
+#include "ifc/ifc_util.h"
 #include "ifc_platform.h"
 #include "orva_hook/orva_hook_ifc_type.h"
 #include "orva_hook/orva_hook_qdma_type.h"
@@ -14,7 +14,8 @@ _Static_assert(sizeof(struct orva_ifc_param) == 288 * 4, "288 words");
 _Static_assert(sizeof(ifc_field_param) == 36, "9 words");
 _Static_assert(sizeof(IFC_Mode_t) == sizeof(unsigned int), "the mode is a word");
 _Static_assert(offsetof(IFC_Private_T, dbgLevel) == 0, "first member");
-_Static_assert(offsetof(IFC_Private_T, lock) == offsetof(IFC_Private_T, lut0HitMap) + 12, "behind the bitmaps");
+_Static_assert(offsetof(IFC_Private_T, lock) == offsetof(IFC_Private_T, lut0HitMap) + 12,
+               "behind the bitmaps");
 _Static_assert(FIELD_IDX_MAX == 68 && UDF15 == 47 && SA_ID == 67, "field ids");
 
 int c_consumer(void);

@@ -140,7 +140,7 @@ TEST_F(CmdTest, PacketHelpers)
     gives("_getLowestBit 0", "= 0x0\n");
     gives("getLowestBit 0", "= 0x1\n");
     gives("isTPID 0x0081", "= 1\n");
-    gives("transTPIDtoVPM 0xA888", "= 2\n");
+    gives("transTPIDtoVPM 0XA888", "= 2\n");
     gives("transTPIDtoVPM 0", "= -1\n");
     gives("transVPMtoTPID 2", "= 0x88a8\n");
     gives("skb_chksum 2 4500", "= 0xbaff\n");
@@ -234,6 +234,7 @@ TEST_F(CmdTest, RefusesBadConditionsAndFrames)
         many += " 28:0:1:1";
     refuses(many, "ifc_del_lut_rules_auto: too many conditions: accepted: at most 48");
     refuses("dump_skb 123", "dump_skb: frame '123': accepted: up to 2048 bytes, two hexadecimal digits each");
+    refuses("dump_skb g0", "dump_skb: frame 'g0': accepted: up to 2048 bytes, two hexadecimal digits each");
     refuses("dump_skb 0g", "dump_skb: frame '0g': accepted: up to 2048 bytes, two hexadecimal digits each");
     refuses("dump_skb " + std::string(4098, '0'),
             "dump_skb: frame '" + std::string(40, '0') +

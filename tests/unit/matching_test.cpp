@@ -266,6 +266,15 @@ TEST_F(MatchingTest, Lut0StopsAfter31Conditions)
     EXPECT_EQ(matchLut0(list, 31), 1);
 }
 
+TEST_F(MatchingTest, DeletionCounts31Conditions)
+{
+    std::vector<Cond> list;
+    for (unsigned n = 0; n < 48; ++n)
+        list.push_back({n < 31 ? 14 + n % 18 : 5, 0, 1, 1}); // field 5 would be refused, but is not looked at
+    EXPECT_EQ(del(list), -1);
+    EXPECT_THAT(pieces(), ElementsAre("@del ifc lut0 rule not find\n", "@del ifc lut1 rule not find\n"));
+}
+
 TEST_F(MatchingTest, Lut1RangeComparisons)
 {
     const std::vector<Cond> rule = {{SIPv4, 1, 0xFFFF0000, 0x0A0B0000}, {DPORT, 2, 0xFF00, 0x1200}};
