@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// The checksum against the plain word loop, in a build without vector registers, and against DPDK's, with them.
+// The checksum against the plain word loop, in a build without vector registers, and against DPDK's, with
+// them.
 #include "paired.h"
 
 #include "ifc/ifc_glb.h"

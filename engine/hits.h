@@ -15,7 +15,8 @@ struct Hits {
     uint32_t lut1[2]; // entries 0 to 31, 32 to 63; this chip has no entry above 31
 };
 
-// Model: the lowest-numbered hit decides, LUT0 before LUT1. The number of its action and counter, or kNoEntry.
+// Model: the lowest-numbered hit decides, LUT0 before LUT1. The number of its action and counter, or
+// kNoEntry.
 inline int decidingEntry(const Hits &hits)
 {
     if (hits.lut0 != 0)

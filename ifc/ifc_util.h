@@ -231,8 +231,8 @@ int lut1_has_free_rule(uint field_num);
  * Lock: inside ifc_clear_action() and the rewrite only.
  * Known: never found in LUT1 are a request with a condition behind a MAC, with two MACs, or with a MAC that
  * was written as one entry, and any chain behind a stray valid entry without end flag. A MAC whose
- * low part differs is still found by its high part, so a chain with another MAC of the same upper 16 bits goes
- * as well. An empty request deletes the valid LUT0 rules that have no field enabled.
+ * low part differs is still found by its high part, so a chain with another MAC of the same upper 16 bits
+ * goes as well. An empty request deletes the valid LUT0 rules that have no field enabled.
  */
 int ifc_del_lut_rules_auto(struct orva_ifc_param *ifc_param_ptr);
 
@@ -275,11 +275,11 @@ int ifc_match_lut1(ifc_field_param param);
  *   5       5           MTR_G 8                                                     "MTR_G:%d\n"
  *   6       6           IPv4 DSCP 8                                                 "IPv4 DSCP:%d\n"
  *   7       7           IPv6 TC 8                                                   "IPv6 Traffic Class:%d\n"
- *   8       8           vpm0 2          vo0 2     vid0[15:12] 4   vid0[11:0] 12   "vpm0:%d, vo0:%d, vid0:0x%x\n"
- *   9       9           vo1 2           vid1[15:12] 4  vid1[11:0] 12                "vo1:%d, vid1:0x%x\n"
- *   10..13  10..13      fqos, fast, mc, keep pcp: bit 0                             "fqos:%d\n" and so on
- *   14      none        cpu bit 0       nbq 5                         "ifc_set_action: cpu:%d, nbq:%d\n"
- *   15      none        owf bit 0                                                   "owf:%d\n"
+ *   8       8           vpm0 2          vo0 2     vid0[15:12] 4   vid0[11:0] 12   "vpm0:%d, vo0:%d,
+ *   vid0:0x%x\n" 9       9           vo1 2           vid1[15:12] 4  vid1[11:0] 12                "vo1:%d,
+ *   vid1:0x%x\n" 10..13  10..13      fqos, fast, mc, keep pcp: bit 0                             "fqos:%d\n"
+ *   and so on 14      none        cpu bit 0       nbq 5                         "ifc_set_action: cpu:%d,
+ *   nbq:%d\n" 15      none        owf bit 0                                                   "owf:%d\n"
  *   16      13          dpi bit 0                                                   "dpi:%d\n"
  *
  * IFC_DISABLE clears the enable bit and writes the fields as zero. One revision query for 0..14, outside the

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Random operations against the layer on the simulated window, and against the plain model. After each one the
-// results, the shadow tables, the hardware's tables and the actions must say the same. A failing sequence is
-// shrunk and printed as lines for `ifcctl op`.
+// Random operations against the layer on the simulated window, and against the plain model. After each one
+// the results, the shadow tables, the hardware's tables and the actions must say the same. A failing sequence
+// is shrunk and printed as lines for `ifcctl op`.
 //
 // Usage: random_driver [--operations N] [--seed S]
 #include "table_model.h"
@@ -496,7 +496,8 @@ std::string failureOf(const std::vector<Step> &steps, size_t *at = nullptr)
     return "";
 }
 
-// Leaves out what the failure does not need: halves, quarters, ..., single operations, then single conditions.
+// Leaves out what the failure does not need: halves, quarters, ..., single operations, then single
+// conditions.
 std::vector<Step> shrink(std::vector<Step> steps)
 {
     const auto fails = [](std::vector<Step> &candidate) {

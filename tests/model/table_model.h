@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// A plain, slow model of the classifier's tables: rules as lists of conditions, masks as sets of bits, actions as
-// named numbers. No bit images: what it says of a table is compared with a decoding of the image.
+// A plain, slow model of the classifier's tables: rules as lists of conditions, masks as sets of bits,
+// actions as named numbers. No bit images: what it says of a table is compared with a decoding of the image.
 #pragma once
 
 #include <array>

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// The surroundings of a test of the rule layer: a fresh chip in strict mode, and ears on log, lock and registers.
+// The surroundings of a test of the rule layer: a fresh chip in strict mode, and ears on log, lock and
+// registers.
 #pragma once
 
 #include "engine/register_window.h"

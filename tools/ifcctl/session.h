@@ -36,7 +36,8 @@ public:
     const Options &options() const { return options_; }
     engine::RegisterWindow &window() { return window_; }
 
-    // Calls an operation. What it prints goes to standard error at debug levels, else nowhere; `kept` gets it.
+    // Calls an operation. What it prints goes to standard error at debug levels, else nowhere; `kept` gets
+    // it.
     template <typename Operation>
     auto call(const Operation &operation)
     {
