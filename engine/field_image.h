@@ -29,8 +29,8 @@ constexpr FieldPlaces makeFieldPlaces()
 {
     FieldPlaces places{};
     unsigned lsb = 0;
-#define IFC_PLACE(id, name, bits)                                                                            \
-    places.place[id] = {static_cast<uint16_t>(lsb), bits};                                                   \
+#define IFC_PLACE(id, name, bits)                          \
+    places.place[id] = {static_cast<uint16_t>(lsb), bits}; \
     lsb += bits;
     IFC_LUT0_FIELD_LIST(IFC_PLACE)
 #undef IFC_PLACE

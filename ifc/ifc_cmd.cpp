@@ -222,36 +222,24 @@ void transportChecksum(const Arguments &a, Answer &answer)
 }
 
 // Shorthands for the table: an operation that returns a number, bits, or nothing.
-#define IFC_CMD_INT(name, params, tail, ...)                                                                        \
-    {                                                                                                               \
-#name, params, sizeof(params) / sizeof(Param), tail, [](const Arguments &a, Answer &answer) {                     \
-         (void)a;                                                                                                      \
-         number(answer, name(__VA_ARGS__));                                                                            \
-     } \
-    }
-#define IFC_CMD_PLAIN(name)                                                                                  \
-    {                                                                                                        \
-#name, nullptr, 0, Tail::None, [](const Arguments &, Answer &answer) { number(answer, name()); }     \
-    }
-#define IFC_CMD_BITS(name, params, ...)                                                                      \
-    {                                                                                                        \
-#name, params, sizeof(params) / sizeof(Param), Tail::None,                                           \
-            [](const Arguments &a, Answer &answer) { bits(answer, name(__VA_ARGS__)); }                      \
-    }
-#define IFC_CMD_VOID(name, params, ...)                                                                             \
-    {                                                                                                               \
-#name, params, sizeof(params) / sizeof(Param), Tail::None, [](const Arguments &a, Answer &answer) {               \
-         name(__VA_ARGS__);                                                                                            \
-         answer.say("= ok\n");                                                                                         \
-     } \
-    }
-#define IFC_CMD_OWN(name, params, tail, function)                                                            \
-    {                                                                                                        \
-#name, params, sizeof(params) / sizeof(Param), tail, function                                        \
-    }
+// clang-format off
+#define IFC_CMD_OWN(name, params, tail, function) \
+    {#name, params, sizeof(params) / sizeof(Param), tail, function}
+#define IFC_CMD_INT(name, params, tail, ...) \
+    IFC_CMD_OWN(name, params, tail, \
+                [](const Arguments &a, Answer &answer) { number(answer, name(__VA_ARGS__)); })
+#define IFC_CMD_BITS(name, params, ...) \
+    IFC_CMD_OWN(name, params, Tail::None, \
+                [](const Arguments &a, Answer &answer) { bits(answer, name(__VA_ARGS__)); })
+#define IFC_CMD_VOID(name, params, ...) \
+    IFC_CMD_OWN(name, params, Tail::None, \
+                [](const Arguments &a, Answer &answer) { name(__VA_ARGS__); answer.say("= ok\n"); })
+#define IFC_CMD_PLAIN(name) \
+    {#name, nullptr, 0, Tail::None, [](const Arguments &, Answer &answer) { number(answer, name()); }}
 
 constexpr Operation kOperations[] = {
-    IFC_CMD_INT(ifcSetRuleConfig, kTransfer, Tail::None, static_cast<uint8_t>(a.u(0)), static_cast<uint8_t>(a.u(1)),
+    IFC_CMD_INT(ifcSetRuleConfig, kTransfer, Tail::None, static_cast<uint8_t>(a.u(0)),
+                static_cast<uint8_t>(a.u(1)),
                 a.i(2), a.i(3)),
     IFC_CMD_INT(ifcChecConfigDone, kPoll, Tail::None, a.u(0), a.u(1)),
     IFC_CMD_PLAIN(write_all_ifc_rule_to_hw),
@@ -266,10 +254,12 @@ constexpr Operation kOperations[] = {
     IFC_CMD_INT(ifc_get_rule_from_reg, kInt, Tail::None, a.i(0)),
     IFC_CMD_INT(ifc_parser_lut0_rule, kShownRule, Tail::None, &IFC_LUT0_Rule[a.i(0)], a.i(1)),
     IFC_CMD_INT(ifc_get_rule_from_hw, kInt, Tail::None, a.i(0)),
-    IFC_CMD_INT(ifc_set_lut0_rules, kSetLut0, Tail::None, a.u(0), mode(a, 1), a.u(2), a.u(3), a.u(4), a.u(5), a.u(6),
+    IFC_CMD_INT(ifc_set_lut0_rules, kSetLut0, Tail::None, a.u(0), mode(a, 1), a.u(2), a.u(3), a.u(4),
+                a.u(5), a.u(6),
                 a.u(7)),
     IFC_CMD_VOID(ifc_delete_lut0, kOneRule, a.i(0)),
-    IFC_CMD_INT(ifc_set_lut1_rules, kSetLut1, Tail::None, a.u(0), mode(a, 1), a.u(2), a.u(3), a.u(4), a.u(5), a.u(6),
+    IFC_CMD_INT(ifc_set_lut1_rules, kSetLut1, Tail::None, a.u(0), mode(a, 1), a.u(2), a.u(3), a.u(4),
+                a.u(5), a.u(6),
                 a.u(7)),
     IFC_CMD_VOID(ifc_delete_lut1, kOneEntry, a.i(0)),
     IFC_CMD_BITS(change_mask_from_48_to_32, kReduce, a.u(0), a.u(1), a.i(2)),
@@ -281,7 +271,8 @@ constexpr Operation kOperations[] = {
     IFC_CMD_INT(ifc_match_rule_lut0, kMatchLut0, Tail::Request, a.request, a.u(0), a.u(1)),
     IFC_CMD_INT(ifc_match_rule_lut1, kMatchLut1, Tail::Request, a.request, a.u(0), a.u(1)),
     {"ifc_match_lut1", nullptr, 0, Tail::Condition, matchLut1},
-    IFC_CMD_INT(ifc_set_action, kSetAction, Tail::None, a.u(0), a.u(1), mode(a, 2), a.u(3), a.u(4), a.u(5), a.u(6)),
+    IFC_CMD_INT(ifc_set_action, kSetAction, Tail::None, a.u(0), a.u(1), mode(a, 2), a.u(3), a.u(4), a.u(5),
+                a.u(6)),
     IFC_CMD_INT(ifc_clear_action, kOneIndex, Tail::None, a.u(0)),
     IFC_CMD_PLAIN(clear_all_ifc_actions),
     IFC_CMD_INT(ifc_dump_action, kOneAction, Tail::None, a.i(0)),
@@ -311,6 +302,7 @@ constexpr Operation kOperations[] = {
          answer.say("= ok\n");
      }},
 };
+// clang-format on
 
 struct Variable {
     Param param;

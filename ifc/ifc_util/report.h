@@ -36,9 +36,9 @@ inline bool traces(unsigned aboveLevel)
 #define IFC_REPORT(text, ...) (void)printk("%s [%d]: " text, IFC_SOURCE, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
 
 // The refusals that several operations share, so that each text stands once.
-#define IFC_REPORT_ACTION_INDEX(index)                                                                       \
+#define IFC_REPORT_ACTION_INDEX(index) \
     IFC_REPORT("Error: Action Index is %d, which should less than %d\n", index, IFC_ACTIONS)
-#define IFC_REPORT_FIELD_INDEX(index)                                                                        \
+#define IFC_REPORT_FIELD_INDEX(index) \
     IFC_REPORT("Error: Field Index is %d, which should between 1 and 47\n", index)
-#define IFC_REPORT_COMMAND(field)                                                                            \
+#define IFC_REPORT_COMMAND(field) \
     IFC_REPORT("Error: the command of %s should less than 2!\n", ifc_field_name[field])

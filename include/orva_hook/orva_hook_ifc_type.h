@@ -22,37 +22,37 @@
  *               enumerator; the fourteen in between are referred to by number.
  *   id 48..67   results of the parser that no rule table can compare
  */
-#define IFC_LUT0_FIELD_LIST(X)                                                                               \
-    X(1, DMAC, 48)                                                                                           \
-    X(2, SMAC, 48)                                                                                           \
-    X(3, DIPv4, 32)                                                                                          \
-    X(4, SIPv4, 32)                                                                                          \
-    X(5, DIPv6_31_0, 32)                                                                                     \
-    X(6, DIPv6_63_32, 32)                                                                                    \
-    X(7, DIPv6_95_64, 32)                                                                                    \
-    X(8, DIPv6_127_96, 32)                                                                                   \
-    X(9, SIPv6_31_0, 32)                                                                                     \
-    X(10, SIPv6_63_32, 32)                                                                                   \
-    X(11, SIPv6_95_64, 32)                                                                                   \
-    X(12, SIPv6_127_96, 32)                                                                                  \
-    X(13, FLOW_LABEL, 20)                                                                                    \
-    X(14, SINF, 5)                                                                                           \
-    X(15, FRAME_TYPE, 3)                                                                                     \
-    X(16, VPM0, 2)                                                                                           \
-    X(17, VPM1, 2)                                                                                           \
-    X(18, VID0, 12)                                                                                          \
-    X(19, PBIT0, 4)                                                                                          \
-    X(20, VID1, 12)                                                                                          \
-    X(21, PBIT1, 4)                                                                                          \
-    X(22, ETYPE, 16)                                                                                         \
-    X(23, GEMPORT, 16)                                                                                       \
-    X(24, IPv4_PROTOCOL, 8)                                                                                  \
-    X(25, IPv6_NEXT_HEADER, 8)                                                                               \
-    X(26, IPv4_DSCP, 8)                                                                                      \
-    X(27, IPv6_TRAFFIC_CLASS, 8)                                                                             \
-    X(28, DPORT, 16)                                                                                         \
-    X(29, SPORT, 16)                                                                                         \
-    X(30, PPPOE_SESSION, 16)                                                                                 \
+#define IFC_LUT0_FIELD_LIST(X)   \
+    X(1, DMAC, 48)               \
+    X(2, SMAC, 48)               \
+    X(3, DIPv4, 32)              \
+    X(4, SIPv4, 32)              \
+    X(5, DIPv6_31_0, 32)         \
+    X(6, DIPv6_63_32, 32)        \
+    X(7, DIPv6_95_64, 32)        \
+    X(8, DIPv6_127_96, 32)       \
+    X(9, SIPv6_31_0, 32)         \
+    X(10, SIPv6_63_32, 32)       \
+    X(11, SIPv6_95_64, 32)       \
+    X(12, SIPv6_127_96, 32)      \
+    X(13, FLOW_LABEL, 20)        \
+    X(14, SINF, 5)               \
+    X(15, FRAME_TYPE, 3)         \
+    X(16, VPM0, 2)               \
+    X(17, VPM1, 2)               \
+    X(18, VID0, 12)              \
+    X(19, PBIT0, 4)              \
+    X(20, VID1, 12)              \
+    X(21, PBIT1, 4)              \
+    X(22, ETYPE, 16)             \
+    X(23, GEMPORT, 16)           \
+    X(24, IPv4_PROTOCOL, 8)      \
+    X(25, IPv6_NEXT_HEADER, 8)   \
+    X(26, IPv4_DSCP, 8)          \
+    X(27, IPv6_TRAFFIC_CLASS, 8) \
+    X(28, DPORT, 16)             \
+    X(29, SPORT, 16)             \
+    X(30, PPPOE_SESSION, 16)     \
     X(31, DMAC_TYPE, 2)
 
 #define IFC_UDF_BITS 16
