@@ -31,7 +31,7 @@ constexpr FieldPlaces makeFieldPlaces()
     unsigned lsb = 0;
 #define IFC_PLACE(id, name, bits)                          \
     places.place[id] = {static_cast<uint16_t>(lsb), bits}; \
-    lsb += bits;
+    lsb += (bits);
     IFC_LUT0_FIELD_LIST(IFC_PLACE)
 #undef IFC_PLACE
     for (unsigned n = UDF0; n <= UDF15; ++n)

@@ -83,7 +83,7 @@ Action parseAction(const Words &words, size_t &at)
     if (toCpu && toPort)
         throw usage("action", "cpu fport", "one of them: fport clears the cpu flag");
     while (at < words.size()) {
-        const std::string word = words[at++];
+        const std::string &word = words[at++];
         const ActionWord *entry = findWord(word);
         if (entry == nullptr)
             throw usage("action", word, knownActionWords());

@@ -184,7 +184,7 @@ void frameReplay(Session &session, const Words &words, size_t at)
 {
     if (at >= words.size())
         throw usage("frame replay", "", "a capture file, or - for standard input");
-    const std::string path = words[at++];
+    const std::string &path = words[at++];
     engine::SideData side;
     std::string outPath;
     bool onlyHits = false;

@@ -68,7 +68,7 @@ bool parseSideData(const Words &words, size_t &at, engine::SideData &side)
     if (at >= words.size() || (words[at] != "iface" && words[at] != "gem_port"))
         return false;
     const bool iface = words[at] == "iface";
-    const std::string field = words[at++];
+    const std::string &field = words[at++];
     const std::string value = at < words.size() ? words[at++] : "";
     const auto number = static_cast<int32_t>(numberFor(field, value, 0, iface ? 31 : 65535));
     (iface ? side.sourceInterface : side.gemPort) = number;
