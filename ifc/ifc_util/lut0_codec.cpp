@@ -2,6 +2,8 @@
 // Packs and unpacks the mask and key areas of a LUT0 rule.
 #include "ifc/ifc_util.h"
 
+#include <stddef.h>
+
 namespace
 {
 
