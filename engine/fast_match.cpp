@@ -6,167 +6,145 @@
 namespace engine
 {
 
-void LaneTables::clear()
-{
-    __builtin_memset(mask_, 0, sizeof mask_);
-    __builtin_memset(key_, 0, sizeof key_);
-    __builtin_memset(present_, 0, sizeof present_);
-}
-
-void LaneTables::require(unsigned lane, unsigned word, uint32_t mask, uint32_t key)
-{
-    mask_[lane][word] |= mask;
-    key_[lane][word] |= key & mask;
-}
-
-void LaneTables::requirePresent(unsigned lane, uint64_t fields)
-{
-    present_[lane] |= fields;
-}
-
 namespace
 {
 
-// The lanes that accept a byte, for all its 256 values.
-struct ByteOfLanes {
-    uint8_t mask[64];
-    uint8_t key[64];
+constexpr unsigned kPresentWord = offsetof(FieldImage, present) / 4;
 
-    bool used() const
-    {
-        uint8_t any = 0;
-        for (const uint8_t lane : mask)
-            any |= lane;
-        return any != 0;
-    }
-    void fill(Lanes *lanes) const
-    {
-        for (unsigned value = 0; value < 256; ++value) {
-            Lanes accepted = 0;
-            for (unsigned lane = 0; lane < 64; ++lane)
-                accepted |= static_cast<Lanes>((value & mask[lane]) == key[lane]) << lane;
-            lanes[value] = accepted;
-        }
-    }
+// Mask and key of a condition where they stand in the image, from word `word` on.
+struct Placed {
+    unsigned word;
+    uint64_t mask;
+    uint64_t key;
+    bool possible; // false: the key asks for bits that the field does not have
 };
 
-} // namespace
-
-void LaneTables::compile()
+Placed place(const Condition &condition)
 {
-    ByteOfLanes byte;
-    valueCount_ = 0;
-    for (unsigned n = 0; n < kImageBytes; ++n) {
-        for (unsigned lane = 0; lane < 64; ++lane) {
-            byte.mask[lane] = static_cast<uint8_t>(mask_[lane][n / 4] >> n % 4 * 8);
-            byte.key[lane] = static_cast<uint8_t>(key_[lane][n / 4] >> n % 4 * 8);
-        }
-        if (!byte.used())
-            continue;
-        byte.fill(lanes_[valueCount_]);
-        valueBytes_[valueCount_++] = static_cast<uint8_t>(n);
-    }
-    presentCount_ = 0;
-    for (unsigned n = 0; n < kPresentBytes; ++n) {
-        for (unsigned lane = 0; lane < 64; ++lane)
-            byte.mask[lane] = byte.key[lane] = static_cast<uint8_t>(present_[lane] >> 8 * n);
-        if (!byte.used())
-            continue;
-        byte.fill(lanes_[valueCount_ + presentCount_]);
-        presentBytes_[presentCount_++] = static_cast<uint8_t>(n);
-    }
+    const FieldPlace where = kFieldPlaces.place[condition.field];
+    const uint64_t reach = fieldOnes(condition.field) >> condition.part;
+    const uint64_t mask = condition.mask & reach;
+    const unsigned lsb = where.lsb + condition.part;
+    return {lsb / 32, mask << lsb % 32, (condition.key & mask) << lsb % 32,
+            (condition.key & condition.mask & ~reach) == 0};
 }
 
-namespace
+bool isField(unsigned field)
 {
-
-constexpr unsigned kNarrowLane = IFC_LUT0_RULES;
-
-constexpr Lanes laneBit(unsigned lane)
-{
-    return Lanes{1} << lane;
+    return field != 0 && field < kFieldEnd;
 }
 
 } // namespace
 
-// `invertible`: the lane has this condition only.
-void FastMatch::add(unsigned lane, const Condition &condition, bool invertible)
+void FastMatch::note(const Condition &condition)
 {
-    const unsigned field = condition.field;
-    if (field == 0 || field >= kFieldEnd) {
-        valid_ &= ~laneBit(lane);
-        return;
-    }
-    if (field >= UDF0)
-        udfs_ |= static_cast<uint16_t>(1u << (field - UDF0));
-    tables_.requirePresent(lane, fieldBit(field));
+    if (condition.field >= UDF0 && condition.field < kFieldEnd)
+        udfs_ |= static_cast<uint16_t>(1u << (condition.field - UDF0));
+}
 
-    const bool inverted = condition.command == Command::NotEqual && invertible;
-    if (condition.command != Command::Equal && !inverted) {
-        residual_[residuals_++] = {laneBit(lane), condition};
+void FastMatch::addWide(unsigned rule, const Condition &condition)
+{
+    note(condition);
+    if (condition.command != Command::Equal) {
+        wideResidual_[wideResiduals_++] = {1u << rule, condition};
         return;
     }
-    // Mask and key where the field stands in the image. Above a field's width a frame has zeros.
-    const FieldPlace place = kFieldPlaces.place[field];
-    const uint64_t reach = fieldOnes(field) >> condition.part;
-    if ((condition.key & condition.mask & ~reach) != 0) {
-        if (!inverted)
-            valid_ &= ~laneBit(lane);
+    const Placed placed = place(condition);
+    const auto half = [](uint64_t value, unsigned n) { return static_cast<uint32_t>(value >> 32 * n); };
+    for (unsigned n = 0; n < 2; ++n) {
+        if (half(placed.mask, n) != 0)
+            wide_.require(rule, placed.word + n, half(placed.mask, n), half(placed.key, n));
+    }
+    // An absent field is 0 in the image: only a key of 0 has to ask whether it is there.
+    const uint64_t present = fieldBit(condition.field);
+    for (unsigned n = 0; n < 2 && placed.key == 0; ++n) {
+        if (half(present, n) != 0)
+            wide_.require(rule, kPresentWord + n, half(present, n), half(present, n));
+    }
+}
+
+void FastMatch::addNarrow(unsigned entry, const Condition &condition)
+{
+    note(condition);
+    if (!isField(condition.field))
+        return; // in no group: it never holds
+    const Placed placed = place(condition);
+    const uint64_t low = placed.mask & UINT32_MAX;
+    const bool oneWord = low == placed.mask || low == 0;
+    if (condition.command != Command::Equal || placed.key == 0 || !oneWord) {
+        narrowResidual_[narrowResiduals_++] = {1u << entry, condition};
         return;
     }
-    if (inverted)
-        invert_ |= laneBit(lane);
-    if ((condition.mask & reach) == 0)
+    if (!placed.possible)
         return;
-    const unsigned lsb = place.lsb + condition.part;
-    const uint64_t mask = (condition.mask & reach) << lsb % 32;
-    const uint64_t key = condition.key << lsb % 32;
-    tables_.require(lane, lsb / 32, static_cast<uint32_t>(mask), static_cast<uint32_t>(key));
-    if (mask >> 32 != 0)
-        tables_.require(lane, lsb / 32 + 1, static_cast<uint32_t>(mask >> 32),
-                        static_cast<uint32_t>(key >> 32));
+    const unsigned up = low == 0 ? 1 : 0;
+    const unsigned word = placed.word + up;
+    unsigned n = 0;
+    while (n < groups_ && (groupWord_[n] != word || groupFill_[n] == kLanes))
+        ++n;
+    if (n == groups_) {
+        __builtin_memset(&group_[groups_], 0, sizeof group_[groups_]);
+        groupFill_[groups_] = 0;
+        groupWord_[groups_++] = static_cast<uint8_t>(word);
+    }
+    const unsigned lane = groupFill_[n]++;
+    group_[n].mask[lane] = static_cast<uint32_t>(placed.mask >> 32 * up);
+    group_[n].key[lane] = static_cast<uint32_t>(placed.key >> 32 * up);
+    group_[n].bit[lane] = 1u << entry;
 }
 
 void FastMatch::compile(const Tables &tables)
 {
-    tables_.clear();
-    valid_ = 0;
-    invert_ = 0;
+    wide_.clear();
+    groups_ = 0;
+    wideValid_ = 0;
     start_ = 0;
     end_ = 0;
-    residuals_ = 0;
+    wideResiduals_ = 0;
+    narrowResiduals_ = 0;
     udfs_ = 0;
     for (unsigned n = 0; n < IFC_LUT0_RULES; ++n) {
         const uint32_t *rule = tables.lut0[n];
         if (!wideValid(rule))
             continue;
-        valid_ |= laneBit(n);
+        wideValid_ |= 1u << n;
         for (uint32_t left = wideEnabled(rule); left != 0; left &= left - 1)
-            add(n, wideCondition(rule, static_cast<unsigned>(__builtin_ctz(left)) + 1), false);
+            addWide(n, wideCondition(rule, static_cast<unsigned>(__builtin_ctz(left)) + 1));
     }
     Chain chain{};
     for (unsigned from = 0; nextChain(tables, from, chain); from = chain.end + 1) {
         start_ |= 1u << chain.first;
         end_ |= 1u << chain.end;
-        for (unsigned n = chain.first; n <= chain.end; ++n) {
-            valid_ |= laneBit(kNarrowLane + n);
-            add(kNarrowLane + n, narrowCondition(tables.lut1[n]), true);
-        }
+        for (unsigned n = chain.first; n <= chain.end; ++n)
+            addNarrow(n, narrowCondition(tables.lut1[n]));
     }
-    tables_.compile();
 }
 
 void FastMatch::match(const FieldImage &fields, Hits &hits) const
 {
-    Lanes lanes = (tables_.values(fields) ^ invert_) & tables_.presence(fields) & valid_;
-    for (unsigned n = 0; n < residuals_; ++n) {
-        const Residual &residual = residual_[n];
-        if ((lanes & residual.lane) != 0 && !holds(residual.condition, fields))
-            lanes &= ~residual.lane;
+    uint32_t wide[1];
+    wide_.match(fields, wide);
+    uint32_t lut0 = wide[0] & wideValid_;
+    for (unsigned n = 0; n < wideResiduals_ && lut0 != 0; ++n) {
+        const Residual &residual = wideResidual_[n];
+        if ((lut0 & residual.bit) != 0 && !holds(residual.condition, fields))
+            lut0 &= ~residual.bit;
     }
+
+    Vector held = {};
+    for (unsigned n = 0; n < groups_; ++n) {
+        const Group &group = group_[n];
+        const Vector word = fields.word[groupWord_[n]] - Vector{};
+        held |= reinterpret_cast<Vector>((word & group.mask) == group.key) & group.bit;
+    }
+    uint32_t narrow = orOfLanes(held);
+    for (unsigned n = 0; n < narrowResiduals_; ++n) {
+        if (holds(narrowResidual_[n].condition, fields))
+            narrow |= narrowResidual_[n].bit;
+    }
+
+    hits.lut0 = lut0;
     // A carry runs from each chain's start through the conditions that hold and comes out at its end.
-    const uint32_t narrow = static_cast<uint32_t>(lanes >> kNarrowLane);
-    hits.lut0 = static_cast<uint32_t>(lanes & (laneBit(kNarrowLane) - 1));
     hits.lut1[0] = ((narrow & ~end_) + start_) & end_ & narrow;
     hits.lut1[1] = 0;
 }

@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Matching by bit vectors: for each byte of the field image that some rule looks at, a table of 256 words
-// tells which of up to 64 lanes accept it. A frame costs one look-up and one AND a byte, whatever the number
-// of rules; a word holds all lanes, so code with and without vector registers is the same and gives the same.
+// Matching with vectors of eight 32-bit lanes (GCC vector extensions: without vector registers the compiler
+// writes the same out in scalar code, with the same results). Rules stand side by side in the lanes, so a word
+// of the field image is fetched once and compared with eight rules at a time.
 //
-// Lanes 0 to 7 are the LUT0 rules, 8 to 39 the LUT1 entries. Conditions that are not "masked equal" are
-// answered behind the look-ups. Chains of narrow entries resolve with one addition.
+// Wide rules: one column for each image word that some rule looks at; differences add up in the lanes.
+// Narrow entries: sorted by image word, up to eight of the same word in a group. Chains resolve with one
+// addition. What is not "masked equal to a key that is not 0" is answered by condition.h behind that.
 #pragma once
+
+#include <stddef.h>
 
 #include "engine/condition.h"
 #include "engine/hits.h"
@@ -14,59 +17,59 @@
 namespace engine
 {
 
-using Lanes = uint64_t;
+using Vector = uint32_t __attribute__((vector_size(32)));
+constexpr unsigned kLanes = 8;
 
-constexpr unsigned kImageBytes = kImageWords * 4;
-constexpr unsigned kPresentBytes = (kFieldEnd + 7) / 8;
+inline uint32_t orOfLanes(const Vector &lanes)
+{
+    Vector v = lanes;
+    v |= __builtin_shuffle(v, Vector{4, 5, 6, 7, 0, 1, 2, 3});
+    v |= __builtin_shuffle(v, Vector{2, 3, 0, 1, 6, 7, 4, 5});
+    v |= __builtin_shuffle(v, Vector{1, 0, 3, 2, 5, 4, 7, 6});
+    return v[0];
+}
 
-// The look-up tables alone: lanes of "these bytes, masked, equal those". Large (about 230 KB).
-class LaneTables
+// Up to 8 * Vectors rules, each of masked words that must equal; all of a rule's must.
+template <unsigned Vectors>
+class Columns
 {
 public:
-    void clear();
-    // Lane `lane` accepts only images whose word `word`, masked, equals the masked key.
-    void require(unsigned lane, unsigned word, uint32_t mask, uint32_t key);
-    // Lane `lane` accepts only frames that have all these fields.
-    void requirePresent(unsigned lane, uint64_t fields);
-    void compile();
+    // The present bitmap counts as two more words.
+    static constexpr unsigned kWords = sizeof(FieldImage) / 4;
 
-    Lanes values(const FieldImage &fields) const
+    void clear() { __builtin_memset(this, 0, sizeof *this); }
+
+    void require(unsigned rule, unsigned word, uint32_t mask, uint32_t key)
     {
-        const uint8_t *bytes = reinterpret_cast<const uint8_t *>(fields.word);
-        return lookUp(bytes, valueBytes_, valueCount_, 0);
+        unsigned n = 0;
+        while (n < count_ && word_[n] != word)
+            ++n;
+        if (n == count_)
+            word_[count_++] = static_cast<uint8_t>(word);
+        mask_[n][rule / kLanes][rule % kLanes] |= mask;
+        key_[n][rule / kLanes][rule % kLanes] |= key & mask;
     }
-    Lanes presence(const FieldImage &fields) const
+
+    // accepted[v] gets bit n for each rule 8 * v + n whose words are equal.
+    void match(const FieldImage &fields, uint32_t (&accepted)[Vectors]) const
     {
-        const uint8_t *bytes = reinterpret_cast<const uint8_t *>(&fields.present);
-        return lookUp(bytes, presentBytes_, presentCount_, valueCount_);
+        const auto *image = reinterpret_cast<const uint32_t *>(&fields);
+        Vector different[Vectors] = {};
+        for (unsigned n = 0; n < count_; ++n) {
+            const Vector word = image[word_[n]] - Vector{};
+            for (unsigned v = 0; v < Vectors; ++v)
+                different[v] |= (word & mask_[n][v]) ^ key_[n][v];
+        }
+        constexpr Vector kBits = {1, 2, 4, 8, 16, 32, 64, 128};
+        for (unsigned v = 0; v < Vectors; ++v)
+            accepted[v] = orOfLanes(reinterpret_cast<Vector>(different[v] == 0) & kBits);
     }
 
 private:
-    Lanes lookUp(const uint8_t *bytes, const uint8_t *which, unsigned count, unsigned table) const
-    {
-        const Lanes(*lanes)[256] = lanes_ + table;
-        Lanes even = ~Lanes{0};
-        Lanes odd = ~Lanes{0};
-        unsigned n = 0;
-        for (; n + 2 <= count; n += 2) {
-            even &= lanes[n][bytes[which[n]]];
-            odd &= lanes[n + 1][bytes[which[n + 1]]];
-        }
-        if (n < count)
-            even &= lanes[n][bytes[which[n]]];
-        return even & odd;
-    }
-
-    static constexpr unsigned kBytes = kImageBytes + kPresentBytes;
-
-    Lanes lanes_[kBytes][256];
-    uint8_t valueBytes_[kImageBytes];
-    uint8_t presentBytes_[kPresentBytes];
-    unsigned valueCount_ = 0;
-    unsigned presentCount_ = 0;
-    uint32_t mask_[64][kImageWords];
-    uint32_t key_[64][kImageWords];
-    uint64_t present_[64];
+    Vector mask_[kWords][Vectors];
+    Vector key_[kWords][Vectors];
+    uint8_t word_[kWords];
+    unsigned count_;
 };
 
 // The tables behind the register window, compiled.
@@ -80,21 +83,32 @@ public:
     uint16_t udfs() const { return udfs_; }
 
 private:
+    struct Group {
+        Vector mask;
+        Vector key;
+        Vector bit; // of the entry in each lane, 0 in a lane without one
+    };
     struct Residual {
-        Lanes lane;
+        uint32_t bit;
         Condition condition;
     };
-    static constexpr unsigned kMaxResiduals = IFC_LUT0_RULES * IFC_LUT0_FIELDS + IFC_LUT1_RULES;
 
-    void add(unsigned lane, const Condition &condition, bool invertible);
+    void addWide(unsigned rule, const Condition &condition);
+    void addNarrow(unsigned entry, const Condition &condition);
+    void note(const Condition &condition);
 
-    LaneTables tables_;
-    Lanes valid_ = 0;  // lanes that can hit at all
-    Lanes invert_ = 0; // lanes whose one condition is "masked not equal"
+    Columns<1> wide_;
+    Group group_[IFC_LUT1_RULES];
+    uint8_t groupWord_[IFC_LUT1_RULES];
+    uint8_t groupFill_[IFC_LUT1_RULES];
+    unsigned groups_ = 0;
+    uint32_t wideValid_ = 0; // rules that can hit at all
     uint32_t start_ = 0;
     uint32_t end_ = 0;
-    unsigned residuals_ = 0;
-    Residual residual_[kMaxResiduals];
+    unsigned wideResiduals_ = 0;
+    unsigned narrowResiduals_ = 0;
+    Residual wideResidual_[IFC_LUT0_RULES * IFC_LUT0_FIELDS];
+    Residual narrowResidual_[IFC_LUT1_RULES];
     uint16_t udfs_ = 0;
 };
 

@@ -1,0 +1,17 @@
+# SPDX-License-Identifier: MIT OR GPL-2.0
+# The engine is compiled once more, for the machine that runs the bench. Loops start at cache lines: else the same
+# loop is faster or slower with its address.
+find_library(PCAP_LIBRARY pcap REQUIRED)
+add_executable(engine_bench engine_bench.cpp ${IFC_ENGINE_SOURCES}
+    ${PROJECT_SOURCE_DIR}/tools/ifcctl/frame_capture.cpp)
+target_compile_options(engine_bench PRIVATE -O3 -march=native -falign-loops=64)
+target_link_libraries(engine_bench PRIVATE ifc_headers ifc_warnings benchmark::benchmark ${PCAP_LIBRARY})
+if(DPDK_FOUND)
+    add_library(engine_bench_acl OBJECT engine_bench_acl.cpp)
+    target_compile_options(engine_bench_acl PRIVATE -O3 -march=native -falign-loops=64 -include rte_config.h)
+    target_include_directories(engine_bench_acl PRIVATE ${PROJECT_SOURCE_DIR})
+    target_include_directories(engine_bench_acl SYSTEM PRIVATE ${DPDK_INCLUDE_DIRS})
+    target_compile_definitions(engine_bench PRIVATE IFC_HAVE_DPDK)
+    target_link_directories(engine_bench PRIVATE ${DPDK_LIBRARY_DIRS})
+    target_link_libraries(engine_bench PRIVATE engine_bench_acl rte_acl rte_eal)
+endif()
