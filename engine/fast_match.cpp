@@ -71,13 +71,16 @@ void FastMatch::addNarrow(unsigned entry, const Condition &condition)
     const Placed placed = place(condition);
     const uint64_t low = placed.mask & UINT32_MAX;
     const bool oneWord = low == placed.mask || low == 0;
-    if (condition.command != Command::Equal || placed.key == 0 || !oneWord) {
+    if (condition.command != Command::Equal || !oneWord) {
         narrowResidual_[narrowResiduals_++] = {1u << entry, condition};
         return;
     }
     if (!placed.possible)
         return;
-    const unsigned up = low == 0 ? 1 : 0;
+    // An absent field is 0 in the image: only a key of 0 has to ask whether it is there.
+    if (placed.key == 0)
+        presence_[presences_++] = {condition.field, 1u << entry};
+    const unsigned up = low == 0 && placed.mask != 0 ? 1 : 0;
     const unsigned word = placed.word + up;
     unsigned n = 0;
     while (n < groups_ && (groupWord_[n] != word || groupFill_[n] == kLanes))
@@ -102,6 +105,7 @@ void FastMatch::compile(const Tables &tables)
     end_ = 0;
     wideResiduals_ = 0;
     narrowResiduals_ = 0;
+    presences_ = 0;
     udfs_ = 0;
     for (unsigned n = 0; n < IFC_LUT0_RULES; ++n) {
         const uint32_t *rule = tables.lut0[n];
@@ -138,6 +142,10 @@ void FastMatch::match(const FieldImage &fields, Hits &hits) const
         held |= reinterpret_cast<Vector>((word & group.mask) == group.key) & group.bit;
     }
     uint32_t narrow = orOfLanes(held);
+    for (unsigned n = 0; n < presences_; ++n) {
+        const uint32_t absent = ~static_cast<uint32_t>(fields.present >> presence_[n].field) & 1;
+        narrow &= ~(presence_[n].bit & (0 - absent));
+    }
     for (unsigned n = 0; n < narrowResiduals_; ++n) {
         if (holds(narrowResidual_[n].condition, fields))
             narrow |= narrowResidual_[n].bit;

@@ -93,6 +93,11 @@ private:
         Condition condition;
     };
 
+    struct Presence {
+        uint8_t field;
+        uint32_t bit;
+    };
+
     void addWide(unsigned rule, const Condition &condition);
     void addNarrow(unsigned entry, const Condition &condition);
     void note(const Condition &condition);
@@ -109,6 +114,8 @@ private:
     unsigned narrowResiduals_ = 0;
     Residual wideResidual_[IFC_LUT0_RULES * IFC_LUT0_FIELDS];
     Residual narrowResidual_[IFC_LUT1_RULES];
+    unsigned presences_ = 0;
+    Presence presence_[IFC_LUT1_RULES];
     uint16_t udfs_ = 0;
 };
 
