@@ -19,6 +19,7 @@ void Classifier::refresh()
     settings_.userTpid = static_cast<uint16_t>(window_.tpidConfig() >> FE_TPID_CFG_USER_LSB);
     on_ = (window_.globalConfig() & IFC_GLB_CFG_ENABLE) != 0;
     fast_.compile(window_.tables());
+    settings_.udfs = fast_.udfs();
     revision_ = window_.revision();
     compiled_ = true;
 }
@@ -31,30 +32,27 @@ void Classifier::parse(const uint8_t *data, size_t length, const SideData &side,
     parseFrame(data, length, side, all, parsed);
 }
 
-Hits Classifier::match(const FieldImage &fields)
+HitBits Classifier::match(const FieldImage &fields)
 {
     refresh();
-    Hits hits{};
     if (!on_)
-        return hits;
-    if (method_ == Method::Plain)
-        plainMatch(window_.tables(), fields, hits);
-    else
-        fast_.match(fields, hits);
-    return hits;
+        return 0;
+    if (method_ == Method::Fast)
+        return fast_.match(fields);
+    Hits hits;
+    plainMatch(window_.tables(), fields, hits);
+    return hitBitsOf(hits);
 }
 
-Result Classifier::classify(const uint8_t *data, size_t length, const SideData &side, ParsedFrame &parsed)
+HitBits Classifier::run(const uint8_t *data, size_t length, const SideData &side, ParsedFrame &parsed)
 {
     refresh();
-    settings_.udfs = fast_.udfs();
     parseFrame(data, length, side, settings_, parsed);
-    Result result{};
-    result.hits = match(parsed.fields);
-    result.entry = decidingEntry(result.hits);
-    if (result.entry != kNoEntry)
-        count(result.entry, length);
-    return result;
+    const HitBits bits = match(parsed.fields);
+    const int entry = decidingEntry(bits);
+    if (entry != kNoEntry)
+        count(entry, length);
+    return bits;
 }
 
 void Classifier::count(int entry, size_t bytes)

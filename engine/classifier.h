@@ -32,10 +32,14 @@ public:
 
     // One frame through the whole engine. `parsed` is left for whoever wants the fields or applyAction(); it
     // holds the user-defined fields that some rule looks at.
-    Result classify(const uint8_t *data, size_t length, const SideData &side, ParsedFrame &parsed);
+    Result classify(const uint8_t *data, size_t length, const SideData &side, ParsedFrame &parsed)
+    {
+        const HitBits bits = run(data, length, side, parsed);
+        return {hitsOf(bits), decidingEntry(bits)};
+    }
 
     // Comparison alone. Model: while bit 0 of IFC_GLB_CFG is 0 nothing hits.
-    Hits match(const FieldImage &fields);
+    HitBits match(const FieldImage &fields);
 
     // Model: counter entry e counts each frame that rule e decides, and its bytes without the FCS.
     void count(int entry, size_t bytes);
@@ -44,6 +48,7 @@ public:
     uint16_t userTpid() const { return settings_.userTpid; }
 
 private:
+    HitBits run(const uint8_t *data, size_t length, const SideData &side, ParsedFrame &parsed);
     void refresh();
 
     RegisterWindow &window_;

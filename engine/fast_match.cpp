@@ -124,7 +124,7 @@ void FastMatch::compile(const Tables &tables)
     }
 }
 
-void FastMatch::match(const FieldImage &fields, Hits &hits) const
+HitBits FastMatch::match(const FieldImage &fields) const
 {
     uint32_t wide[1];
     wide_.match(fields, wide);
@@ -151,10 +151,9 @@ void FastMatch::match(const FieldImage &fields, Hits &hits) const
             narrow |= narrowResidual_[n].bit;
     }
 
-    hits.lut0 = lut0;
     // A carry runs from each chain's start through the conditions that hold and comes out at its end.
-    hits.lut1[0] = ((narrow & ~end_) + start_) & end_ & narrow;
-    hits.lut1[1] = 0;
+    narrow = ((narrow & ~end_) + start_) & end_ & narrow;
+    return HitBits{narrow} << IFC_LUT0_RULES | lut0;
 }
 
 } // namespace engine

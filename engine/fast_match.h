@@ -77,7 +77,7 @@ class FastMatch
 {
 public:
     void compile(const Tables &tables);
-    void match(const FieldImage &fields, Hits &hits) const;
+    HitBits match(const FieldImage &fields) const;
 
     // Bit n: some entry looks at UDFn.
     uint16_t udfs() const { return udfs_; }

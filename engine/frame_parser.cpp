@@ -342,7 +342,11 @@ void parseFrame(const uint8_t *data, size_t length, const SideData &side, const 
 {
     // Offsets are 32 bits wide and stay far from their end; no header lies behind the first 16 MB.
     constexpr size_t kFar = 1u << 24;
-    parsed = ParsedFrame{};
+    clearFields(parsed.fields);
+    parsed.network = 0;
+    parsed.transport = 0;
+    parsed.tags = 0;
+    parsed.ipVersion = 0;
     Parser parser{data, static_cast<uint32_t>(length < kFar ? length : kFar), parsed};
     parser.addresses();
     parser.typeAndPayload(settings.userTpid);

@@ -15,15 +15,25 @@ struct Hits {
     uint32_t lut1[2]; // entries 0 to 31, 32 to 63; this chip has no entry above 31
 };
 
+// The same in one word, by action number: bits 0 to 7 the LUT0 rules, bit 8 + k LUT1 entry k.
+using HitBits = uint64_t;
+
+inline Hits hitsOf(HitBits bits)
+{
+    return {static_cast<uint32_t>(bits & ((1u << IFC_LUT0_RULES) - 1)),
+            {static_cast<uint32_t>(bits >> IFC_LUT0_RULES), 0}};
+}
+
+inline HitBits hitBitsOf(const Hits &hits)
+{
+    return HitBits{hits.lut1[0]} << IFC_LUT0_RULES | hits.lut0;
+}
+
 // Model: the lowest-numbered hit decides, LUT0 before LUT1. The number of its action and counter, or
 // kNoEntry.
-inline int decidingEntry(const Hits &hits)
+inline int decidingEntry(HitBits bits)
 {
-    if (hits.lut0 != 0)
-        return __builtin_ctz(hits.lut0);
-    if (hits.lut1[0] != 0)
-        return static_cast<int>(IFC_LUT0_RULES) + __builtin_ctz(hits.lut1[0]);
-    return kNoEntry;
+    return bits != 0 ? __builtin_ctzll(bits) : kNoEntry;
 }
 
 // Hands the hit bitmaps to the driver, where checkIFCResult() looks for them.

@@ -258,7 +258,7 @@ TEST_F(ClassifierTest, RandomlyPlacedRulesHitWhatTheyDescribeAndNothingBeside)
             setField(fields, wish.field, fulfil(random, wish));
         for (const auto method : {Classifier::Method::Fast, Classifier::Method::Plain}) {
             classifier->setMethod(method);
-            reportHits(classifier->match(fields), *gpIfcPriv);
+            reportHits(hitsOf(classifier->match(fields)), *gpIfcPriv);
             ASSERT_EQ(checkIFCResult(entry < 8 ? IFC_LUT0 : IFC_LUT1, entry < 8 ? entry : entry - 8), 0)
                 << "round " << round;
             for (const Wish &wish : wishes) {
@@ -282,7 +282,7 @@ TEST_F(ClassifierTest, RandomlyPlacedRulesHitWhatTheyDescribeAndNothingBeside)
                     continue;
                 other.present &= ~fieldBit(wish.field);
                 setField(other, wish.field, value ^ bit);
-                reportHits(classifier->match(other), *gpIfcPriv);
+                reportHits(hitsOf(classifier->match(other)), *gpIfcPriv);
                 ASSERT_EQ(checkIFCResult(0, -1), 0)
                     << "round " << round << " field " << wish.field << " command " << wish.command;
                 ++changed;
