@@ -45,8 +45,10 @@ rte_acl_field_def field(unsigned n, uint8_t type, uint8_t size, uint8_t input, s
 
 bool aclPrepare(const std::vector<FiveTupleRule> &rules, const std::vector<FiveTuple> &tuples)
 {
-    char name[] = "bench", noHuge[] = "--no-huge", noPci[] = "--no-pci", alone[] = "--no-shconf";
-    char quiet[] = "--log-level=lib.*:error", memory[] = "-m", megabytes[] = "128", lcores[] = "-l", one[] = "0";
+    char name[] = "bench", noHuge[] = "--no-huge", noPci[] = "--no-pci";
+    char alone[] = "--no-shconf";
+    char quiet[] = "--log-level=lib.*:error", memory[] = "-m", megabytes[] = "128", lcores[] = "-l",
+         one[] = "0";
     char *arguments[] = {name, noHuge, noPci, alone, quiet, memory, megabytes, lcores, one};
     if (rte_eal_init(static_cast<int>(std::size(arguments)), arguments) < 0)
         return false;
