@@ -80,8 +80,8 @@ void FastMatch::addNarrow(unsigned entry, const Condition &condition)
     // An absent field is 0 in the image: only a key of 0 has to ask whether it is there.
     if (placed.key == 0)
         presence_[presences_++] = {condition.field, 1u << entry};
-    const unsigned up = low == 0 && placed.mask != 0 ? 1 : 0;
-    const unsigned word = placed.word + up;
+    const unsigned up = low == 0 ? 1 : 0;
+    const unsigned word = placed.mask != 0 ? placed.word + up : 0; // no bits to compare: any word will do
     unsigned n = 0;
     while (n < groups_ && (groupWord_[n] != word || groupFill_[n] == kLanes))
         ++n;

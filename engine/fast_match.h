@@ -23,9 +23,9 @@ constexpr unsigned kLanes = 8;
 inline uint32_t orOfLanes(const Vector &lanes)
 {
     Vector v = lanes;
-    v |= __builtin_shuffle(v, Vector{4, 5, 6, 7, 0, 1, 2, 3});
-    v |= __builtin_shuffle(v, Vector{2, 3, 0, 1, 6, 7, 4, 5});
-    v |= __builtin_shuffle(v, Vector{1, 0, 3, 2, 5, 4, 7, 6});
+    v |= __builtin_shufflevector(v, v, 4, 5, 6, 7, 0, 1, 2, 3);
+    v |= __builtin_shufflevector(v, v, 2, 3, 0, 1, 6, 7, 4, 5);
+    v |= __builtin_shufflevector(v, v, 1, 0, 3, 2, 5, 4, 7, 6);
     return v[0];
 }
 
