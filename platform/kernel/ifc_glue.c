@@ -1,0 +1,169 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+// The kernel's services for the rule layer: log lines, lock, delay, register access.
+#include <linux/delay.h>
+#include <linux/io.h>
+#include <linux/kernel.h>
+#include <linux/ktime.h>
+#include <linux/printk.h>
+#include <linux/string.h>
+
+#include "ifc/ifc_glb.h"
+#include "ifc/ifc_regs.h"
+#include "ifc_glue.h"
+#include "ifc_sim.h"
+
+static void __iomem *fe_base;
+static int chip_revision;
+
+static unsigned int accesses;
+static unsigned int held_from;
+static ktime_t held_since;
+static struct ifc_glue_hold longest;
+
+/*
+ * Lines arrive in pieces, but each call of the kernel's print begins a new record. Pieces are put together
+ * here, and a record is written when its line ends or the room is used up.
+ */
+static DEFINE_SPINLOCK(line_lock);
+static char line[256];
+static size_t line_used;
+
+static char *capture;
+static size_t capture_size;
+static size_t capture_used;
+static bool capture_to_log = true;
+
+void ifc_glue_setup(void __iomem *base, int revision)
+{
+    fe_base = base;
+    chip_revision = revision;
+    accesses = 0;
+    memset(&longest, 0, sizeof(longest));
+}
+
+static void write_record(void)
+{
+    line[line_used] = '\0';
+    pr_info("%s\n", line);
+    line_used = 0;
+}
+
+static void put_char(char c)
+{
+    if (capture && capture_used + 1 < capture_size)
+        capture[capture_used++] = c;
+    if (!capture_to_log)
+        return;
+    if (c == '\n') {
+        write_record();
+        return;
+    }
+    line[line_used++] = c;
+    if (line_used == sizeof(line) - 1)
+        write_record();
+}
+
+int ifc_kernel_printk(const char *fmt, ...)
+{
+    static char piece[256];
+    unsigned long flags;
+    va_list args;
+    int length;
+    int n;
+
+    spin_lock_irqsave(&line_lock, flags);
+    va_start(args, fmt);
+    length = vscnprintf(piece, sizeof(piece), fmt, args);
+    va_end(args);
+    for (n = 0; n < length; n++)
+        put_char(piece[n]);
+    spin_unlock_irqrestore(&line_lock, flags);
+    return length;
+}
+
+void ifc_glue_flush(void)
+{
+    unsigned long flags;
+
+    spin_lock_irqsave(&line_lock, flags);
+    if (line_used)
+        write_record();
+    spin_unlock_irqrestore(&line_lock, flags);
+}
+
+void ifc_glue_capture_begin(char *text, size_t size, bool to_log)
+{
+    unsigned long flags;
+
+    spin_lock_irqsave(&line_lock, flags);
+    capture = text;
+    capture_size = size;
+    capture_used = 0;
+    capture_to_log = to_log;
+    spin_unlock_irqrestore(&line_lock, flags);
+}
+
+size_t ifc_glue_capture_end(void)
+{
+    unsigned long flags;
+    size_t used;
+
+    spin_lock_irqsave(&line_lock, flags);
+    used = capture_used;
+    capture[used] = '\0';
+    capture = NULL;
+    capture_to_log = true;
+    spin_unlock_irqrestore(&line_lock, flags);
+    return used;
+}
+
+unsigned long ifc_spin_lock_irqsave(spinlock_t *lock)
+{
+    unsigned long flags;
+
+    spin_lock_irqsave(lock, flags);
+    held_from = accesses;
+    held_since = ktime_get();
+    return flags;
+}
+
+void ifc_spin_unlock_irqrestore(spinlock_t *lock, unsigned long flags)
+{
+    u64 held = ktime_to_ns(ktime_sub(ktime_get(), held_since));
+
+    if (held > longest.nanoseconds)
+        longest.nanoseconds = held;
+    if (accesses - held_from > longest.accesses)
+        longest.accesses = accesses - held_from;
+    spin_unlock_irqrestore(lock, flags);
+}
+
+struct ifc_glue_hold ifc_glue_longest_hold(void)
+{
+    return longest;
+}
+
+void ifc_kernel_mdelay(unsigned long msecs)
+{
+    mdelay(msecs);
+}
+
+uint32_t get_frame_engine_data(uint32_t reg)
+{
+    accesses++;
+    return fe_base ? readl(fe_base + (reg - FE_BASE)) : ifc_sim_read(reg);
+}
+
+void set_frame_engine_data(uint32_t reg, uint32_t value)
+{
+    accesses++;
+    if (fe_base)
+        writel(value, fe_base + (reg - FE_BASE));
+    else
+        ifc_sim_write(reg, value);
+}
+
+int GET_HIR(void)
+{
+    return chip_revision;
+}

@@ -1,0 +1,27 @@
+/* SPDX-License-Identifier: MIT OR GPL-2.0 */
+/* The C glue behind ifc_platform.h. */
+#ifndef IFC_GLUE_H
+#define IFC_GLUE_H
+
+#include <linux/types.h>
+
+/* Where register accesses go. NULL base: the simulated window. */
+void ifc_glue_setup(void __iomem *base, int revision);
+
+/*
+ * Between begin and end all that the rule layer prints is kept in text (its length is returned) and, with
+ * to_log, goes to the kernel log as well. One caller at a time.
+ */
+void ifc_glue_capture_begin(char *text, size_t size, bool to_log);
+size_t ifc_glue_capture_end(void);
+
+/* Ends a line that was left open. */
+void ifc_glue_flush(void);
+
+struct ifc_glue_hold {
+    unsigned int accesses; /* register accesses in the longest section with interrupts off */
+    u64 nanoseconds;       /* of the longest one */
+};
+struct ifc_glue_hold ifc_glue_longest_hold(void);
+
+#endif
