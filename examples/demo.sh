@@ -17,4 +17,9 @@ The dump behind it is what the driver prints of its tables:
 
 TEXT
 case $ifcctl in /*) ;; *) ifcctl=$OLDPWD/$ifcctl ;; esac
-exec "$ifcctl" -b gateway.ifc
+{
+    cat gateway.ifc
+    # Traffic of two real protocol stacks, then tagged, PPPoE and multicast frames: which rule took what.
+    echo "frame replay stack.pcap"
+    echo "frame replay framings.pcap"
+} | "$ifcctl" -b -

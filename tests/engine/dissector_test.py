@@ -5,9 +5,11 @@
 Usage: dissector_test.py IFCCTL CAPTURE...   Exit code 77: there is no tshark.
 """
 import json
+import os
 import shutil
 import subprocess
 import sys
+import tempfile
 
 NAMES = [
     "frame.number", "frame.len", "eth.dst", "eth.src", "eth.type", "llc.type", "vlan.id", "vlan.priority",
@@ -70,6 +72,27 @@ def expected(seen):
     return want
 
 
+def acted_upon(ifcctl):
+    """Frames that an action has edited: the dissector finds their marks, and their checksums right."""
+    rules = """ppe on
+classifier enable
+rule add vlan_id 200 eth_type ipv4 action dscp 10 vpm0 2 vo0 1 vid0 55
+frame replay %s -o %s --only-hits
+"""
+    framings = next(c for c in sys.argv[2:] if c.endswith("framings.pcap"))
+    with tempfile.TemporaryDirectory() as folder:
+        out = os.path.join(folder, "out.pcap")
+        subprocess.run([ifcctl, "-b", "-"], input=rules % (framings, out), text=True, check=True,
+                       stdout=subprocess.DEVNULL)
+        text = subprocess.run(["tshark", "-r", out, "-o", "ip.check_checksum:TRUE", "-T", "fields", "-e",
+                               "ieee8021ad.id", "-e", "vlan.id", "-e", "ip.dsfield.dscp", "-e",
+                               "ip.checksum.status"], check=True, capture_output=True, text=True).stdout
+    lines = text.splitlines()
+    good = len(lines) == 2 and all(line.split("\t") == ["55", "200", "10", "1"] for line in lines)
+    print(f"{len(lines)} edited frames" + ("" if good else f": tshark says {lines}"))
+    return good
+
+
 def main():
     if shutil.which("tshark") is None:
         print("no tshark here")
@@ -107,7 +130,8 @@ def main():
                     print(f"{capture}:{mine['frame']}: {name} {fields[name]}, not seen by tshark")
                     wrong += 1
     print(f"{frames} frames, {compared} fields compared, {wrong} differ")
-    return 1 if wrong or frames == 0 else 0
+    good = acted_upon(ifcctl)
+    return 1 if wrong or frames == 0 or not good else 0
 
 
 if __name__ == "__main__":
