@@ -190,8 +190,28 @@ static int regs_show(struct seq_file *seq, void *unused)
 }
 DEFINE_SHOW_ATTRIBUTE(regs);
 
-static struct debugfs_blob_wrapper lut0_blob = {.data = IFC_LUT0_Rule, .size = sizeof(IFC_LUT0_Rule)};
-static struct debugfs_blob_wrapper lut1_blob = {.data = IFC_LUT1_Rule, .size = sizeof(IFC_LUT1_Rule)};
+/* The shadow tables as they stand in memory. */
+static ssize_t image_read(struct file *file, char __user *to, size_t count, loff_t *at)
+{
+    bool wide = file_inode(file)->i_private == IFC_LUT0_Rule;
+    ssize_t result;
+
+    if (mutex_lock_interruptible(&callers))
+        return -ERESTARTSYS;
+    if (wide)
+        result = simple_read_from_buffer(to, count, at, IFC_LUT0_Rule, sizeof(IFC_LUT0_Rule));
+    else
+        result = simple_read_from_buffer(to, count, at, IFC_LUT1_Rule, sizeof(IFC_LUT1_Rule));
+    mutex_unlock(&callers);
+    return result;
+}
+
+static const struct file_operations image_fops = {
+    .owner = THIS_MODULE,
+    .open = simple_open,
+    .read = image_read,
+    .llseek = default_llseek,
+};
 
 static int debug_level_get(void *data, u64 *value)
 {
@@ -217,8 +237,8 @@ static void make_files(void)
     debugfs_create_file("counters", 0600, folder, NULL, &counters_fops);
     debugfs_create_file("status", 0600, folder, NULL, &status_fops);
     debugfs_create_file("regs", 0600, folder, NULL, &regs_fops);
-    debugfs_create_blob("lut0", 0600, folder, &lut0_blob);
-    debugfs_create_blob("lut1", 0600, folder, &lut1_blob);
+    debugfs_create_file("lut0", 0600, folder, IFC_LUT0_Rule, &image_fops);
+    debugfs_create_file("lut1", 0600, folder, IFC_LUT1_Rule, &image_fops);
     debugfs_create_file("debug_level", 0600, folder, NULL, &debug_level_fops);
     debugfs_create_u32("send_to_ppe", 0600, folder, &ifcSendToPpe);
 }

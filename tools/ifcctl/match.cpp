@@ -273,7 +273,7 @@ Match parseMatch(const Words &words, size_t &at, const std::string &until)
     Match match;
     std::vector<std::pair<size_t, std::string>> versioned; // place in match, word
     while (at < words.size() && words[at] != until) {
-        const std::string word = words[at++];
+        const std::string &word = words[at++];
         const bool known =
             addressWords().count(word) || versionedWords().count(word) || fieldWords().count(word);
         if (!known)
