@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // Matching with vectors of eight 32-bit lanes (vector extensions of gcc and clang: without vector registers
-// the compiler writes the same out in scalar code, with the same results). Rules stand side by side in the lanes,
-// so a word of the field image is fetched once and compared with eight rules at a time.
+// the compiler writes the same out in scalar code, with the same results). Rules stand side by side in the
+// lanes, so a word of the field image is fetched once and compared with eight rules at a time.
 //
 // Wide rules: one column for each image word that some rule looks at; differences add up in the lanes.
 // Narrow entries: sorted by image word, up to eight of the same word in a group. Chains resolve with one
