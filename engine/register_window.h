@@ -60,7 +60,7 @@ public:
 
     // Power-on with all zero contents.
     void powerOn(const Settings &settings);
-    // Power-on with tables and data registers holding noise that the seed determines.
+    // Power-on with tables and data registers holding noise, the same for the same number.
     void powerOn(const Settings &settings, uint32_t seed);
 
     uint32_t read(uint32_t reg);

@@ -6,6 +6,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds=$1
 build=build/fuzz
+mkdir -p build
 cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_C_COMPILER=clang-14 -DCMAKE_CXX_COMPILER=clang++-14 \
     -DIFC_BUILD_TESTS=OFF -DIFC_BUILD_TOOLS=OFF -DIFC_BUILD_FUZZ=ON >"$build.log" 2>&1 || { cat "$build.log" >&2; exit 1; }
 cmake --build "$build" -j "$(nproc)" >"$build.log" 2>&1 || { cat "$build.log" >&2; exit 1; }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// ifc.ko: the rule layer on a simulated register window or on the frame engine itself, with files for an operator
-// under debugfs.
+// ifc.ko: the rule layer on a simulated register window or on the frame engine itself, with files for an
+// operator under debugfs.
 #include <linux/debugfs.h>
 #include <linux/fs.h>
 #include <linux/io.h>

@@ -2,8 +2,9 @@
 /*
  * The kernel's and the SoC's services as the rule layer sees them, inside a Linux kernel.
  *
- * C sources get the kernel's own headers. C++ sources cannot include those: they get the same types by size and
- * offset, generated from C (ifc_offsets.c), and ifc_layout.cpp proves at compile time that both sides agree.
+ * C sources get the kernel's own headers. C++ sources cannot include those: they get the same types by size
+ * and offset, generated from C (ifc_offsets.c), and ifc_layout.cpp proves at compile time that both sides
+ * agree.
  */
 #ifndef IFC_PLATFORM_H
 #define IFC_PLATFORM_H

@@ -106,6 +106,16 @@ Action parseAction(const Words &words, size_t &at)
     return action;
 }
 
+void refuseWithoutPpe(const Action &action)
+{
+    for (const SubAction &sub : action)
+        if (ifcSendToPpe == 0 && sub.actIdx != IFC_ACT_CPU_NBQ)
+            throw refused(
+                "action", "ppe off",
+                "while the PPE is off only 'cpu' (with nbq) is accepted, and the rule layer would delete "
+                "the rule; say 'ppe on' first");
+}
+
 nlohmann::ordered_json describeAction(const IFC_Action_Format &a)
 {
     const auto &b = a.bits;

@@ -66,12 +66,7 @@ void actionSet(Session &session, const Words &words, size_t at)
 {
     const unsigned entry = entryNumber(words, at, "action set");
     const Action action = parseAction(words, at);
-    for (const SubAction &sub : action)
-        if (ifcSendToPpe == 0 && sub.actIdx != IFC_ACT_CPU_NBQ)
-            throw refused(
-                "action set", std::to_string(entry),
-                "while the PPE is off only 'cpu' is accepted, and the rule layer would delete the rule; "
-                "say 'ppe on' first");
+    refuseWithoutPpe(action);
     std::string text;
     for (const SubAction &sub : action)
         text += session.textOf([&] {

@@ -29,18 +29,6 @@ Match matchOf(const Session &session, const Words &words, size_t &at)
     return match;
 }
 
-void refuseActionsWithoutPpe(const Action &action)
-{
-    if (ifcSendToPpe != 0)
-        return;
-    for (const SubAction &sub : action)
-        if (sub.actIdx != IFC_ACT_CPU_NBQ)
-            throw refused(
-                "action", "ppe off",
-                "while the PPE is off only 'cpu' (with nbq) is accepted, and the rule layer would delete "
-                "the rule; say 'ppe on' first");
-}
-
 // Each named sub-action; the lines that the rule layer prints of them are not shown.
 void programAction(Session &session, unsigned id, const Action &action)
 {
@@ -67,7 +55,7 @@ void ruleAdd(Session &session, const Words &words, size_t at)
     Action action;
     if (at < words.size())
         action = parseAction(words, ++at);
-    refuseActionsWithoutPpe(action);
+    refuseWithoutPpe(action);
     const Plan plan = planPlacement(match, session.options().force);
 
     orva_ifc_param request = toRequest(match);
@@ -93,7 +81,7 @@ void ruleValidate(Session &session, const Words &words, size_t at)
 {
     const Match match = matchOf(session, words, at);
     if (at < words.size())
-        refuseActionsWithoutPpe(parseAction(words, ++at));
+        refuseWithoutPpe(parseAction(words, ++at));
     const Plan plan = planPlacement(match, session.options().force);
     std::string text =
         "would go to " + plan.place + ", " + std::to_string(entryCount(match)) + " entries counted\n";
