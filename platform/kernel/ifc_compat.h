@@ -7,6 +7,6 @@
 
 /* 5.8: the `fallthrough` of the kernel is a macro everywhere; nothing here needs it. */
 
-/* 5.6: debugfs_create_u32() stopped to return a dentry. Its result is not used on either side, so no guard. */
+/* 5.6: debugfs_create_u32() returns nothing any more. Its result is not used on either side, so no guard. */
 
 #endif

@@ -112,7 +112,7 @@ void refuseWithoutPpe(const Action &action)
         if (ifcSendToPpe == 0 && sub.actIdx != IFC_ACT_CPU_NBQ)
             throw refused(
                 "action", "ppe off",
-                "while the PPE is off only 'cpu' (with nbq) is accepted, and the rule layer would delete "
+                "while the PPE is off only 'cpu' (with nbq) is accepted, and the rule layer would "
                 "the rule; say 'ppe on' first");
 }
 
