@@ -1,0 +1,141 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT OR GPL-2.0
+"""Frames through the tool: send, replay, fields, explain. Usage: frame_test.py IFCCTL SOURCE-ROOT"""
+import gzip
+import json
+import os
+import struct
+import subprocess
+import sys
+import tempfile
+import unittest
+
+IFCCTL, ROOT = sys.argv[1], sys.argv[2]
+STACK = os.path.join(ROOT, "examples", "stack.pcap")
+# Ethernet, IPv4 10.0.0.1 to 224.0.0.1, UDP 0x1234 to 53, no data.
+DNS = "01005e0000010a0b0c0d0e0f08004500001c00010000401190ce0a000001e0000001123400350008ffff"
+RULE = ("ppe on", "classifier enable", "rule add dst_port 53 ip_proto udp action queue 3 dscp 46")
+
+
+def run(*args, text=None):
+    return subprocess.run([IFCCTL, *args], input=text, capture_output=True, timeout=60)
+
+
+def batch(*lines, args=()):
+    result = run(*args, "-b", "-", text=("\n".join(lines) + "\n").encode())
+    return result.returncode, result.stdout.decode(), result.stderr.decode()
+
+
+def records(name):
+    with open(name, "rb") as file:
+        data = file.read()
+    frames, at = [], 24
+    while at < len(data):
+        length = struct.unpack_from("<I", data, at + 8)[0]
+        frames.append(data[at + 16:at + 16 + length])
+        at += 16 + length
+    return frames
+
+
+class Frames(unittest.TestCase):
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory()
+        self.addCleanup(self.folder.cleanup)
+
+    def path(self, name):
+        return os.path.join(self.folder.name, name)
+
+    def test_send(self):
+        code, out, err = batch(*RULE, "frame send " + DNS, "result check lut1 1", "counter show 9")
+        self.assertEqual((code, err), (0, ""))
+        self.assertIn("hits: LUT1-1\n", out)
+        self.assertIn("exactly this was hit\n", out)
+        self.assertIn("    9          1                 42\n", out)
+        code, out, _ = batch(*RULE, "frame send " + DNS, args=("-j",))
+        sent = json.loads(out.splitlines()[-1])
+        self.assertEqual((sent["rule"], sent["hits"]), (9, {"lut0": [], "lut1": [1]}))
+        leaves = bytes.fromhex(sent["out"])
+        self.assertEqual(leaves[15] >> 2, 46)
+        words = struct.unpack(">10H", leaves[14:34])
+        total = sum(words)
+        self.assertEqual((total & 0xFFFF) + (total >> 16), 0xFFFF, "the header's checksum is right")
+
+    def test_the_switch(self):
+        _, out, _ = batch("ppe on", RULE[2], "frame send " + DNS)
+        self.assertIn("hits: none\n", out)
+        self.assertIn("the classifier is off\n", out)
+
+    def test_a_miss(self):
+        _, out, _ = batch(*RULE, "frame send " + DNS.replace("0035", "0036"), "result check none")
+        self.assertIn("hits: none\n", out)
+        self.assertIn("exactly this was hit\n", out)
+
+    def test_explain(self):
+        code, out, _ = batch(*RULE, "rule add dst_port 54", "rule explain 9 " + DNS, "rule explain " + DNS, args=("-j",))
+        self.assertEqual(code, 0)
+        one, every = (json.loads(line) for line in out.splitlines()[-2:])
+        self.assertTrue(one["hits"])
+        self.assertEqual([c["holds"] for c in one["conditions"]], [True, True])
+        self.assertEqual([rule["rule"] for rule in every], [9, 10], "nearest first")
+        self.assertEqual(every[1]["conditions"][0]["frame"], "0x35")
+        self.assertFalse(every[1]["hits"])
+        code, out, _ = batch(*RULE, f"rule explain 9 {STACK}:1")
+        self.assertEqual(code, 0)
+        self.assertIn("FAILS", out)
+
+    def test_replay(self):
+        code, out, err = batch(*RULE, "frame replay " + STACK, args=("-j",))
+        self.assertEqual((code, err), (0, ""))
+        total = json.loads(out.splitlines()[-1])
+        self.assertEqual(total["frames"], len(records(STACK)))
+        port53 = [json.loads(line)["fields"].get("DPORT") for line in run("frame", "fields", STACK).stdout.splitlines()].count(53)
+        self.assertGreater(port53, 0)
+        self.assertEqual(total["hit"], port53)
+
+    def test_replay_writes_what_was_acted_upon(self):
+        for extra, expected in (("", len(records(STACK))), (" --only-hits", 1)):
+            out = self.path("out.pcap")
+            code, _, err = batch(*RULE, f"frame replay {STACK} -o {out}{extra}")
+            self.assertEqual((code, err), (0, ""))
+            self.assertEqual(len(records(out)), expected)
+
+    def test_the_same_fields_from_every_kind_of_file(self):
+        plain = run("frame", "fields", STACK).stdout
+        self.assertEqual(len(plain.splitlines()), len(records(STACK)))
+        with open(STACK, "rb") as file:
+            data = file.read()
+        with gzip.open(self.path("a.gz"), "wb") as file:
+            file.write(data)
+        self.assertEqual(run("frame", "fields", self.path("a.gz")).stdout, plain)
+        self.assertEqual(run("frame", "fields", "-", text=data).stdout, plain)
+        with open(self.path("a.pcapng"), "wb") as file:  # section, interface, a packet block each
+            file.write(struct.pack("<IIIHHqI", 0x0A0D0D0A, 28, 0x1A2B3C4D, 1, 0, -1, 28))
+            file.write(struct.pack("<IIHHII", 1, 20, 1, 0, 65535, 20))
+            for frame in records(STACK):
+                padded = frame + bytes(-len(frame) % 4)
+                size = 32 + len(padded)
+                file.write(struct.pack("<IIIIIII", 6, size, 0, 0, 0, len(frame), len(frame)) + padded + struct.pack("<I", size))
+        self.assertEqual(run("frame", "fields", self.path("a.pcapng")).stdout, plain)
+
+    def test_truncated_captures_do_not_crash(self):
+        with open(STACK, "rb") as file:
+            data = file.read()
+        for length in (0, 1, 23, 24, 25, 39, 40, 41, 100, len(data) - 1):
+            with open(self.path("cut"), "wb") as file:
+                file.write(data[:length])
+            result = run("frame", "fields", self.path("cut"))
+            self.assertIn(result.returncode, (0, 2), length)
+            self.assertEqual(result.returncode != 0, bool(result.stderr), length)
+
+    def test_refusals(self):
+        for line, part in (("frame send 0", "frame"), ("frame send xy", "frame"), ("frame replay /no/such", "/no/such"),
+                           (f"rule explain 9 {STACK}:9999", "9999"), ("rule explain 40 " + DNS, "40"),
+                           ("frame send " + DNS + " iface 32", "iface")):
+            code, _, err = batch(*RULE, line)
+            self.assertIn(code, (2, 3), line)
+            self.assertEqual(err.count("\n"), 1, err)
+            self.assertIn(part, err)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1], verbosity=1)
