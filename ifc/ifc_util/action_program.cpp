@@ -65,10 +65,8 @@ uint enableBit(uint actIdx)
 // Bits above the 14 of the bitmap (sub-action 14) get lost.
 void switchEnableBit(IFC_Action_Format &action, uint bit, bool on)
 {
-    if (on)
-        action.bits.enable |= 1u << bit & 0x3FFF;
-    else
-        action.bits.enable &= ~(1u << bit) & 0x3FFF;
+    const uint others = action.bits.enable & ~(1u << bit);
+    action.bits.enable = (others | static_cast<uint>(on) << bit) & 0x3FFFu;
 }
 
 } // namespace
