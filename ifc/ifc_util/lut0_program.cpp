@@ -42,7 +42,7 @@ int ifc_set_lut0_rules(uint ifcIndex, IFC_Mode_t enMode, uint fieldIdx, uint com
         rule.word[0] = 0; // Known: the whole rule goes off, with all its enable bits
     } else {
         rule.bits.valid = 1;
-        rule.bits.enable |= 1u << (fieldIdx - 1);
+        rule.word[0] |= 1u << (fieldIdx - 1);
         setCommand(rule, fieldIdx, command);
 
         uint masks[32];
