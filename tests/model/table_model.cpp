@@ -101,7 +101,7 @@ int Tables::setLut1(unsigned index, bool on, bool end, unsigned field, unsigned 
         const uint64_t mask = bottom ? ones(count) : ones(48) & ~ones(48 - count);
         unsigned lowCount = 0;
         for (unsigned bit = 0; bit < 32; ++bit)
-            lowCount += mask >> bit & 1;
+            lowCount += static_cast<unsigned>(mask >> bit & 1);
         const auto high = static_cast<uint32_t>(mask >> 32);
         if (lowCount != 0)
             wordEntry(index, high == 0 && end, lowCount, bottom);
