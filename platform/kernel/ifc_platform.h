@@ -33,10 +33,10 @@ typedef struct ifc_kernel_spinlock {
 } spinlock_t;
 
 /* Each member at the place where the kernel has it; between them is what the rule layer does not look at. */
-#define IFC_SKB_MEMBER(type, name)                                      \
-    struct __attribute__((packed)) {                                    \
-        unsigned char before_##name[IFC_SKB_##name];                    \
-        type name;                                                      \
+#define IFC_SKB_MEMBER(type, name)                   \
+    struct __attribute__((packed)) {                 \
+        unsigned char before_##name[IFC_SKB_##name]; \
+        type name;                                   \
     }
 struct sk_buff {
     union {

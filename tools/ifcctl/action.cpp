@@ -110,10 +110,9 @@ void refuseWithoutPpe(const Action &action)
 {
     for (const SubAction &sub : action)
         if (ifcSendToPpe == 0 && sub.actIdx != IFC_ACT_CPU_NBQ)
-            throw refused(
-                "action", "ppe off",
-                "while the PPE is off only 'cpu' (with nbq) is accepted, and the rule layer would "
-                "the rule; say 'ppe on' first");
+            throw refused("action", "ppe off",
+                          "while the PPE is off only 'cpu' (with nbq) is accepted, and the rule layer would "
+                          "the rule; say 'ppe on' first");
 }
 
 nlohmann::ordered_json describeAction(const IFC_Action_Format &a)
