@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 #include "ifc/ifc_cmd.h"
 
+#include "ifc/ifc_regs.h"
 #include "ifc/ifc_util.h"
 
 namespace
@@ -317,6 +318,22 @@ constexpr Variable kVariables[] = {
      [](uint value) { ifcSendToPpe = value; }},
 };
 
+// One row of a table as the hardware holds it: a read transfer, then the four data registers.
+constexpr Param kRow[] = {Upto("sel", IFC_SEL_COUNTER), Upto("index", 255), Upto("offset", 255)};
+
+void readRow(Answer &answer, const int64_t *values)
+{
+    const int result = ifcSetRuleConfig(static_cast<uint8_t>(values[1]), static_cast<uint8_t>(values[2]),
+                                        static_cast<int>(values[0]), IFC_TYPE_READ);
+    if (result != 0) {
+        number(answer, result);
+        return;
+    }
+    answer.say("= 0x%08x 0x%08x 0x%08x 0x%08x\n", get_frame_engine_data(IFC_DATA0),
+               get_frame_engine_data(IFC_DATA1), get_frame_engine_data(IFC_DATA2),
+               get_frame_engine_data(IFC_DATA3));
+}
+
 constinit orva_ifc_param requestBuffer{};
 constinit unsigned char frameBuffer[kMostFrameBytes] = {};
 
@@ -528,6 +545,20 @@ int help(Answer &answer, const char *line)
         describe(answer, operation);
     for (const Variable &variable : kVariables)
         answer.say("get %s | set %s VALUE\n", variable.param.name, variable.param.name);
+    answer.say("get row SEL INDEX OFFSET\n");
+    return IFC_CMD_DONE;
+}
+
+int getRow(Answer &answer, const char *line)
+{
+    int64_t values[sizeof(kRow) / sizeof(Param)];
+    uint n = 0;
+    for (const Param &param : kRow)
+        if (!readNumber(answer, "get row", param, nextWord(line), values[n++]))
+            return IFC_CMD_REFUSED;
+    if (const Word more = nextWord(line); more.length != 0)
+        return noSuch(answer, "get row", more, "row SEL INDEX OFFSET");
+    readRow(answer, values);
     return IFC_CMD_DONE;
 }
 
@@ -535,6 +566,8 @@ int variable(Answer &answer, bool set, const char *line)
 {
     const char *const verb = set ? "set" : "get";
     const Word name = nextWord(line);
+    if (!set && equals(name, "row"))
+        return getRow(answer, line);
     const Word text = nextWord(line);
     for (const Variable &v : kVariables) {
         if (!equals(name, v.param.name))
@@ -549,7 +582,7 @@ int variable(Answer &answer, bool set, const char *line)
         bits(answer, v.get());
         return IFC_CMD_DONE;
     }
-    return noSuch(answer, verb, name, "dbgLevel ifcSendToPpe");
+    return noSuch(answer, verb, name, set ? "dbgLevel ifcSendToPpe" : "dbgLevel ifcSendToPpe row");
 }
 
 int callOperation(Answer &answer, const Operation &operation, const char *line)

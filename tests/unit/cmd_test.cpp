@@ -59,6 +59,19 @@ TEST_F(CmdTest, Transfers)
     gives("clear_all_ifc_rules", "= 0\n");
 }
 
+TEST_F(CmdTest, RowsOfTheHardware)
+{
+    chip.tables().action[39][3] = 0x1234;
+    gives("get row 2 39 0", "= 0x00001234 0x00000000 0x00000000 0x00000000\n");
+    EXPECT_EQ(traffic().size(), 6u); // command, poll, four data registers
+    refuses("get row 4 0 0", "get row: sel '4': accepted: 0 to 3");
+    refuses("get row 0 0", "get row: offset '': accepted: 0 to 255");
+    refuses("get row 0 0 0 0", "get row '0': accepted: row SEL INDEX OFFSET");
+    refuses("set row 0", "set 'row': accepted: dbgLevel ifcSendToPpe");
+    powerOn(0);
+    gives("get row 0 0 0", "= -62\n");
+}
+
 TEST_F(CmdTest, Lut0)
 {
     gives("ifc_set_lut0_rules 2 1 28 3 0 0xffff 0 0x1234", "= 0\n");
@@ -163,7 +176,7 @@ TEST_F(CmdTest, Variables)
     refuses("set dbgLevel", "set '': accepted: NAME VALUE");
     refuses("get dbgLevel 1", "get '1': accepted: NAME");
     refuses("set dbgLevel 1 1", "set '1': accepted: NAME VALUE");
-    refuses("get debug", "get 'debug': accepted: dbgLevel ifcSendToPpe");
+    refuses("get debug", "get 'debug': accepted: dbgLevel ifcSendToPpe row");
 }
 
 TEST_F(CmdTest, RefusesWhatTheOperationsDoNotCheck)

@@ -4,8 +4,7 @@
 #include "commands.h"
 #include "hardware.h"
 
-#include "ifc/ifc_cmd.h"
-#include "ifc/ifc_util.h"
+#include "ifc/ifc_glb.h"
 
 namespace ifcctl
 {
@@ -16,35 +15,35 @@ namespace
 void ppeOn(Session &session, const Words &words, size_t at)
 {
     expectEnd(words, at, "ppe");
-    ifcSendToPpe = 1;
+    session.call("set ifcSendToPpe", 1);
     session.print("", {{"ppe", true}});
 }
 
 void ppeOff(Session &session, const Words &words, size_t at)
 {
     expectEnd(words, at, "ppe");
-    ifcSendToPpe = 0;
+    session.call("set ifcSendToPpe", 0);
     session.print("", {{"ppe", false}});
 }
 
 void classifierEnable(Session &session, const Words &words, size_t at)
 {
     expectEnd(words, at, "classifier");
-    session.call(ifc_enable);
+    session.call("ifc_enable");
     session.print("", {{"classifier", true}});
 }
 
 void classifierDisable(Session &session, const Words &words, size_t at)
 {
     expectEnd(words, at, "classifier");
-    session.call(ifc_disable);
+    session.call("ifc_disable");
     session.print("", {{"classifier", false}});
 }
 
 void classifierStatus(Session &session, const Words &words, size_t at)
 {
     expectEnd(words, at, "classifier");
-    const std::string text = session.textOf(ifc_get_ifc_staus);
+    const std::string text = session.textOf("ifc_get_ifc_staus");
     session.print(text, {{"classifier", text.find("Enable") != std::string::npos}});
 }
 
@@ -57,8 +56,8 @@ void actionShow(Session &session, const Words &words, size_t at)
 {
     const unsigned entry = entryNumber(words, at, "action show");
     expectEnd(words, at, "action show");
-    const std::string text = session.textOf([&] { return ifc_dump_action(static_cast<int>(entry)); });
-    auto json = describeAction(readAction(entry));
+    const std::string text = session.textOf("ifc_dump_action", entry);
+    auto json = describeAction(readAction(session, entry));
     session.print(text, {{"action", entry}, {"fields", json}});
 }
 
@@ -69,18 +68,16 @@ void actionSet(Session &session, const Words &words, size_t at)
     refuseWithoutPpe(action);
     std::string text;
     for (const SubAction &sub : action)
-        text += session.textOf([&] {
-            return ifc_set_action(entry, sub.actIdx, IFC_ENABLE, sub.values[0], sub.values[1], sub.values[2],
-                                  sub.values[3]);
-        });
-    session.print(text, {{"action", entry}, {"fields", describeAction(readAction(entry))}});
+        text += session.textOf("ifc_set_action", entry, sub.actIdx, 1, sub.values[0], sub.values[1], sub.values[2],
+                               sub.values[3]);
+    session.print(text, {{"action", entry}, {"fields", describeAction(readAction(session, entry))}});
 }
 
 void actionClear(Session &session, const Words &words, size_t at)
 {
     const unsigned entry = entryNumber(words, at, "action clear");
     expectEnd(words, at, "action clear");
-    session.call([&] { return ifc_clear_action(entry); });
+    session.call("ifc_clear_action", entry);
     session.print("", {{"action", entry}, {"cleared", true}});
 }
 
@@ -97,7 +94,8 @@ void counterShow(Session &session, const Words &words, size_t at)
     for (unsigned entry = first; entry <= last; ++entry) {
         unsigned long long bytes = 0;
         unsigned long long packets = 0;
-        session.call([&] { return ifc_get_acnt(entry, &bytes, &packets); });
+        session.call("ifc_get_acnt", entry);
+        (void)std::sscanf(session.lastAnswer().c_str(), "= %*d bytes %llu packets %llu", &bytes, &packets);
         json.push_back({{"entry", entry}, {"packets", packets}, {"bytes", bytes}});
         if (!one && bytes == 0 && packets == 0)
             continue;
@@ -114,17 +112,14 @@ void counterBind(Session &session, const Words &words, size_t at)
     // The rule layer admits 16 as well, which changes the neighbour's id: not from here.
     const unsigned id = expectNumber(words, at, "counter bind", 15);
     expectEnd(words, at, "counter bind");
-    session.call([&] { return ifc_set_acnt(entry, id); });
+    session.call("ifc_set_acnt", entry, id);
     session.print("", {{"entry", entry}, {"id", id}});
 }
 
 void counterReset(Session &session, const Words &words, size_t at)
 {
     expectEnd(words, at, "counter reset");
-    session.call([] {
-        clear_all_ifc_acnt();
-        return 0;
-    });
+    session.call("clear_all_ifc_acnt");
     session.print("", {{"counters", "cleared"}});
 }
 
@@ -135,8 +130,7 @@ void resultCheck(Session &session, const Words &words, size_t at)
     if (table < 2)
         index = static_cast<int>(expectNumber(words, at, "result check", table == 0 ? 7 : 31));
     expectEnd(words, at, "result check");
-    const bool as =
-        session.call([&] { return checkIFCResult(table == 1 ? IFC_LUT1 : IFC_LUT0, index); }) == 0;
+    const bool as = session.call("checkIFCResult", table == 1 ? 1 : 0, index) == 0;
     session.print(as ? "exactly this was hit\n" : "something else was hit\n", {{"result", as}});
 }
 
@@ -146,18 +140,13 @@ void op(Session &session, const Words &words, size_t at)
     std::string line;
     for (; at < words.size(); ++at)
         line += (line.empty() ? "" : " ") + words[at];
-    std::string answer;
-    int code = IFC_CMD_NOTHING;
-    const std::string printed = session.textOf([&] {
-        return code = ifc_cmd_run(
-                   line.c_str(), [](void *to, const char *text) { *static_cast<std::string *>(to) += text; },
-                   &answer);
-    });
-    if (code == IFC_CMD_NOTHING)
+    if (line.empty())
         throw usage("op", "", "an operation with its arguments; 'op help' lists them");
-    if (code == IFC_CMD_REFUSED)
-        throw Error(kExitUsage, "op " + answer.substr(0, answer.find_last_not_of('\n') + 1));
-    session.print(printed + answer, {{"op", line}, {"printed", printed}, {"answer", answer}});
+    const Reply &reply = session.run(line);
+    if (reply.refused)
+        throw Error(kExitUsage, "op " + reply.answer.substr(0, reply.answer.find_last_not_of('\n') + 1));
+    session.print(reply.printed + reply.answer,
+                  {{"op", line}, {"printed", reply.printed}, {"answer", reply.answer}});
 }
 
 } // namespace

@@ -8,7 +8,7 @@
 namespace ifcctl
 {
 
-enum ExitCode { kExitDone = 0, kExitUsage = 2, kExitRefused = 3, kExitTimeout = 4 };
+enum ExitCode { kExitDone = 0, kExitUsage = 2, kExitRefused = 3, kExitTimeout = 4, kExitDevice = 5 };
 
 class Error : public std::runtime_error
 {

@@ -24,25 +24,25 @@ constexpr const char *kModel = "model: docs/hardware-model.md\n";
 
 bool classifierOn(Session &session)
 {
-    return (session.window().globalConfig() & IFC_GLB_CFG_ENABLE) != 0;
+    return (session.device().window().globalConfig() & IFC_GLB_CFG_ENABLE) != 0;
 }
 
 IFC_Action_Format actionOf(Session &session, int entry)
 {
     IFC_Action_Format action;
-    const uint32_t *words = session.window().tables().action[entry];
+    const uint32_t *words = session.device().window().tables().action[entry];
     std::copy(words, words + std::size(action.word), action.word);
     return action;
 }
 
 // The frame as it leaves the engine: a frame that no rule decides leaves as it came.
-FrameBytes acted(engine::Classifier &classifier, const Session &session, int entry,
+FrameBytes acted(engine::Classifier &classifier, Session &session, int entry,
                  const engine::ParsedFrame &parsed, const uint8_t *data, size_t length)
 {
     if (entry == engine::kNoEntry)
         return {data, data + length};
     FrameBytes out(length + engine::kMaxGrowth);
-    const engine::Action action = classifier.action(entry, session.options().revision);
+    const engine::Action action = classifier.action(entry, session.device().revision());
     out.resize(
         engine::applyAction(action, parsed, classifier.userTpid(), data, length, out.data(), out.size()));
     return out;
@@ -58,10 +58,10 @@ void frameSend(Session &session, const Words &words, size_t at)
         ;
     expectEnd(words, at, "frame send");
 
-    const auto classifier = std::make_unique<engine::Classifier>(session.window());
+    const auto classifier = std::make_unique<engine::Classifier>(session.device().window());
     engine::ParsedFrame parsed;
-    const engine::Result result = classifier->classify(frame.data(), frame.size(), side, parsed);
-    engine::reportHits(result.hits, *gpIfcPriv);
+    const engine::Result result =
+        session.device().classify(*classifier, frame.data(), frame.size(), side, parsed);
     const FrameBytes out = acted(*classifier, session, result.entry, parsed, frame.data(), frame.size());
 
     std::string text = "hits: " + describeHits(result.hits) + "\n";
@@ -208,15 +208,14 @@ void frameReplay(Session &session, const Words &words, size_t at)
     std::optional<CaptureWriter> out;
     if (!outPath.empty())
         out.emplace(outPath, capture.nanoseconds());
-    const auto classifier = std::make_unique<engine::Classifier>(session.window());
+    const auto classifier = std::make_unique<engine::Classifier>(session.device().window());
     Totals totals;
-    engine::Hits last{};
     {
         Progress progress(capture);
         engine::ParsedFrame parsed;
         for (CapturedFrame frame{}; capture.next(frame);) {
-            const engine::Result result = classifier->classify(frame.data, frame.length, side, parsed);
-            last = result.hits;
+            const engine::Result result = 
+                session.device().classify(*classifier, frame.data, frame.length, side, parsed);
             countHits(totals, result, frame.length);
             if (out && (!onlyHits || result.entry != engine::kNoEntry)) {
                 const FrameBytes bytes =
@@ -226,7 +225,6 @@ void frameReplay(Session &session, const Words &words, size_t at)
             progress.frame(totals.frames);
         }
     }
-    engine::reportHits(last, *gpIfcPriv);
     if (out)
         out->finish();
     printTotals(session, totals);
@@ -243,7 +241,7 @@ void frameFields(Session &session, const Words &words, size_t at)
         ;
     expectEnd(words, at, "frame fields");
 
-    const auto classifier = std::make_unique<engine::Classifier>(session.window());
+    const auto classifier = std::make_unique<engine::Classifier>(session.device().window());
     engine::ParsedFrame parsed;
     uint64_t number = 0;
     for (CapturedFrame frame{}; capture.next(frame);) {
@@ -286,10 +284,10 @@ void ruleExplain(Session &session, const Words &words, size_t at)
         ;
     expectEnd(words, at, "rule explain");
 
-    const auto classifier = std::make_unique<engine::Classifier>(session.window());
+    const auto classifier = std::make_unique<engine::Classifier>(session.device().window());
     engine::ParsedFrame parsed;
     classifier->parse(frame.data(), frame.size(), side, parsed);
-    const engine::Tables &tables = session.window().tables();
+    const engine::Tables &tables = session.device().window().tables();
     std::string text =
         classifierOn(session) ? "" : "the classifier is off: nothing hits before 'classifier enable'\n";
     if (id) {

@@ -2,13 +2,15 @@
 // The tables as the hardware holds them, read through the register window.
 #pragma once
 
+#include "session.h"
+
 #include "ifc/ifc_glb.h"
 
 namespace ifcctl
 {
 
-IFC_LUT0_Format readLut0(unsigned rule);
-IFC_LUT1_Format readLut1(unsigned entry);
-IFC_Action_Format readAction(unsigned entry);
+IFC_LUT0_Format readLut0(Session &session, unsigned rule);
+IFC_LUT1_Format readLut1(Session &session, unsigned entry);
+IFC_Action_Format readAction(Session &session, unsigned entry);
 
 } // namespace ifcctl

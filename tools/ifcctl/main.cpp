@@ -26,7 +26,7 @@ std::string listOfCommands()
             line += "\n" + std::string(46, ' ');
         text += line + command.help + "\n";
     }
-    return text + "\nExit codes: 0 done, 2 usage, 3 refused by the rule layer, 4 hardware time-out.";
+    return text + "\nExit codes: 0 done, 2 usage, 3 refused by the rule layer, 4 hardware time-out, 5 device failed.";
 }
 
 // Lines that did something: comments and empty lines do not count.
@@ -64,11 +64,16 @@ int main(int argc, char **argv)
     app.add_flag("-j,--json", options.json, "JSON, one document a listing");
     app.add_flag("--force", options.force, "place a MAC mask that LUT1 stores wider than asked");
     app.add_flag("--keep-order", options.keepOrder, "do not put a MAC condition last");
-    app.add_option("--trace", options.traceFile, "write every register access to this file");
-    app.add_option("--revision", options.revision, "the chip's revision (12, 14 and 15 are special)")
-        ->check(CLI::Range(0, 255));
-    app.add_option("--done-after", options.doneAfter, "the done bit shows at this read; 0 = never")
-        ->check(CLI::Range(0, 255));
+    app.add_option("--device", options.device,
+                   "sim: a driver of its own on a simulated chip (default); debugfs[:FOLDER]: a loaded ifc.ko");
+    const auto *trace =
+        app.add_option("--trace", options.traceFile, "sim: write every register access to this file");
+    const auto *revision =
+        app.add_option("--revision", options.revision, "sim: the chip's revision (12, 14 and 15 are special)")
+            ->check(CLI::Range(0, 255));
+    const auto *doneAfter =
+        app.add_option("--done-after", options.doneAfter, "sim: the done bit shows at this read; 0 = never")
+            ->check(CLI::Range(0, 255));
     app.add_option("--debug", options.debug, "debug level; the rule layer's messages go to standard error")
         ->check(CLI::Range(0, 3));
     app.add_option("command", words, "one command instead of a batch");
@@ -77,6 +82,9 @@ int main(int argc, char **argv)
         app.parse(argc, argv);
         if (batch.empty() == words.empty())
             throw CLI::RequiredError("either a batch (-b FILE) or one command");
+        for (const CLI::Option *option : {trace, revision, doneAfter})
+            if (option->count() != 0 && options.device != "sim")
+                throw CLI::ValidationError(option->get_name(), "accepted only with --device sim");
     } catch (const CLI::ParseError &error) {
         const int code = app.exit(error);
         return code == 0 ? kExitDone : kExitUsage;

@@ -325,19 +325,13 @@ void putMacLast(Match &match)
         std::stable_partition(match.begin(), match.end(), [&](const Condition &c) { return !isMac(c); });
 }
 
-orva_ifc_param toRequest(const Match &match)
+std::string requestText(const Match &match)
 {
-    orva_ifc_param request{};
-    for (size_t i = 0; i < match.size(); ++i) {
-        const Condition &c = match[i];
-        request.fieldIdx[i] = c.field;
-        request.command[i] = c.command;
-        request.mask_low[i] = static_cast<uint32_t>(c.mask);
-        request.mask_high[i] = static_cast<uint32_t>(c.mask >> 32);
-        request.key_low[i] = static_cast<uint32_t>(c.key);
-        request.key_high[i] = static_cast<uint32_t>(c.key >> 32);
-    }
-    return request;
+    std::string text;
+    for (const Condition &c : match)
+        text += (text.empty() ? "" : " ") + std::to_string(c.field) + ':' + std::to_string(c.command) + ':' +
+                std::to_string(c.mask) + ':' + std::to_string(c.key);
+    return text;
 }
 
 unsigned entryCount(const Match &match)

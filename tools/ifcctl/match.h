@@ -33,7 +33,8 @@ Match parseMatch(const Words &words, size_t &at, const std::string &until);
 // A MAC condition goes last if it is the only one: only there the automatic deletion finds it.
 void putMacLast(Match &match);
 
-orva_ifc_param toRequest(const Match &match);
+// The request as the command handler reads it.
+std::string requestText(const Match &match);
 
 bool isMacField(unsigned field);
 unsigned entryCount(const Match &match); // LUT1 entries that the placement reserves

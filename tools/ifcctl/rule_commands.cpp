@@ -7,7 +7,7 @@
 #include "rules.h"
 #include "values.h"
 
-#include "ifc/ifc_util.h"
+#include "ifc/ifc_glb.h"
 
 #include <algorithm>
 
@@ -33,10 +33,8 @@ Match matchOf(const Session &session, const Words &words, size_t &at)
 void programAction(Session &session, unsigned id, const Action &action)
 {
     for (const SubAction &sub : action)
-        if (session.call([&] {
-                return ifc_set_action(id, sub.actIdx, IFC_ENABLE, sub.values[0], sub.values[1], sub.values[2],
-                                      sub.values[3]);
-            }) != 0)
+        if (session.call("ifc_set_action", id, sub.actIdx, 1, sub.values[0], sub.values[1], sub.values[2],
+                         sub.values[3]) != 0)
             throw refused("action", std::to_string(id), session.lastMessage());
 }
 
@@ -58,8 +56,7 @@ void ruleAdd(Session &session, const Words &words, size_t at)
     refuseWithoutPpe(action);
     const Plan plan = planPlacement(match, session.options().force);
 
-    orva_ifc_param request = toRequest(match);
-    const int id = session.call([&] { return ifc_set_lut_rules_auto(&request); });
+    const int id = session.call("ifc_set_lut_rules_auto", requestText(match));
     if (id < 0)
         throw refused("rule", words[2], session.lastMessage());
     session.checkTransfers();
@@ -99,15 +96,14 @@ void ruleValidate(Session &session, const Words &words, size_t at)
 
 std::vector<PlacedRule> findRules(Session &session, const Match &match)
 {
-    orva_ifc_param request = toRequest(match);
-    const auto conditions = static_cast<unsigned>(match.size());
+    const std::string request = requestText(match);
     std::vector<PlacedRule> found;
     for (PlacedRule &rule : placedRules()) {
         const unsigned entries = rule.last - rule.first + 1;
-        const bool hit = rule.lut0 ? ifc_match_rule_lut0(&request, conditions, rule.first) == 1
-                                   : rule.complete && entries == entryCount(match) && session.call([&] {
-                                         return ifc_match_rule_lut1(&request, entries, rule.first);
-                                     }) == 1;
+        const bool hit = rule.lut0
+                             ? session.call("ifc_match_rule_lut0", match.size(), rule.first, request) == 1
+                             : rule.complete && entries == entryCount(match) &&
+                                   session.call("ifc_match_rule_lut1", entries, rule.first, request) == 1;
         if (hit)
             found.push_back(rule);
     }
@@ -159,17 +155,11 @@ void deleteById(Session &session, unsigned id)
     const auto rule = ruleOf(id);
     if (!rule)
         throw refused("rule del id", std::to_string(id), "there is no rule at this place (see 'rule list')");
-    session.call([&] {
-        for (unsigned n = rule->first; n <= rule->last; ++n) {
-            const unsigned action = rule->lut0 ? n : IFC_LUT0_RULES + n;
-            if (rule->lut0)
-                ifc_delete_lut0(static_cast<int>(n));
-            else
-                ifc_delete_lut1(static_cast<int>(n));
-            (void)ifc_clear_action(action);
-        }
-        return write_all_ifc_rule_to_hw();
-    });
+    for (unsigned n = rule->first; n <= rule->last; ++n) {
+        session.call(rule->lut0 ? "ifc_delete_lut0" : "ifc_delete_lut1", n);
+        session.call("ifc_clear_action", rule->lut0 ? n : IFC_LUT0_RULES + n);
+    }
+    session.call("write_all_ifc_rule_to_hw");
     session.print("deleted: rule " + std::to_string(rule->id) + ", " + describePlace(*rule) + '\n',
                   {{"deleted", nlohmann::ordered_json::array({toJson(*rule)})}});
 }
@@ -193,8 +183,7 @@ void ruleDel(Session &session, const Words &words, size_t at)
                     "the automatic deletion would also take rule " + std::to_string(rule.id) +
                         ", whose MAC differs in its lower 32 bits; use 'rule del id N' (or --force)");
     const auto before = placedRules();
-    orva_ifc_param request = toRequest(match);
-    if (session.call([&] { return ifc_del_lut_rules_auto(&request); }) != 0)
+    if (session.call("ifc_del_lut_rules_auto", requestText(match)) != 0)
         throw notFound(words, match);
     std::string text;
     auto json = nlohmann::ordered_json::array();
@@ -218,7 +207,7 @@ void ruleList(Session &session, const Words &words, size_t at)
         for (const Condition &c : rule.conditions)
             text += "  " + describeCondition(c) + '\n';
         auto entry = toJson(rule);
-        entry["actions"] = describeAction(readAction(rule.id));
+        entry["actions"] = describeAction(readAction(session, rule.id));
         text += "  action " + entry["actions"].dump() + '\n';
         json.push_back(entry);
     }
@@ -242,12 +231,12 @@ void ruleRead(Session &session, const Words &words, size_t at)
     std::string shadow;
     bool same = false;
     if (id < IFC_LUT0_RULES) {
-        hardware = session.textOf([&] { return ifc_get_rule_from_reg(static_cast<int>(id)); });
-        shadow = session.textOf([&] { return ifc_get_rule_from_hw(static_cast<int>(id)); });
-        const IFC_LUT0_Format record = readLut0(id);
+        hardware = session.textOf("ifc_get_rule_from_reg", id);
+        shadow = session.textOf("ifc_get_rule_from_hw", id);
+        const IFC_LUT0_Format record = readLut0(session, id);
         same = std::equal(record.word, record.word + IFC_LUT0_WORDS, IFC_LUT0_Rule[id].word);
     } else {
-        const IFC_LUT1_Format record = readLut1(id - IFC_LUT0_RULES);
+        const IFC_LUT1_Format record = readLut1(session, id - IFC_LUT0_RULES);
         const IFC_LUT1_Format &own = IFC_LUT1_Rule[id - IFC_LUT0_RULES];
         hardware = wordsText(record.word, 2) + '\n';
         shadow = wordsText(own.word, 2) + '\n';
@@ -260,11 +249,9 @@ void ruleRead(Session &session, const Words &words, size_t at)
 void ruleClear(Session &session, const Words &words, size_t at)
 {
     expectEnd(words, at, "rule clear");
-    session.call([] {
-        (void)clear_all_ifc_rules();
-        (void)clear_all_ifc_actions();
-        return write_all_ifc_rule_to_hw();
-    });
+    session.call("clear_all_ifc_rules");
+    session.call("clear_all_ifc_actions");
+    session.call("write_all_ifc_rule_to_hw");
     session.print("all rules and actions cleared\n", {{"cleared", true}});
 }
 

@@ -1,69 +1,33 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 #include "session.h"
 
-#include "ifc/ifc_util.h"
-#include "platform/host/host_platform.h"
-
-#include <cerrno>
-#include <cstring>
+#include <cstdio>
+#include <cstdlib>
 
 namespace ifcctl
 {
 
-namespace
+const Reply &Session::run(const std::string &line)
 {
-
-// A session begins with a driver that has just been loaded.
-void resetDriver(unsigned debug)
-{
-    *gpIfcPriv = IFC_Private_T{};
-    gpIfcPriv->dbgLevel = static_cast<uint8>(debug);
-    (void)clear_all_ifc_rules();
-    ifcSendToPpe = 0;
-}
-
-} // namespace
-
-Session::Session(const Options &options) : options_(options), trace_(nullptr, std::fclose)
-{
-    if (!options.traceFile.empty()) {
-        trace_.reset(std::fopen(options.traceFile.c_str(), "w"));
-        if (!trace_)
-            throw usage("--trace", options.traceFile,
-                        std::string("a file that can be written (") + std::strerror(errno) + ")");
-    }
-    window_.powerOn({options.doneAfter, true});
-    if (trace_)
-        window_.onAccess(
-            [](void *file, const engine::Access &access) {
-                std::fprintf(static_cast<std::FILE *>(file), "%c 0x%08x 0x%08x\n",
-                             access.kind == engine::AccessKind::Read ? 'R' : 'W', access.reg, access.value);
-            },
-            trace_.get());
-    host::attach(&window_);
-    host::setRevision(options.revision);
-    host::setLogSink([this](std::string_view piece) { heard(piece); });
-    resetDriver(options.debug);
-}
-
-Session::~Session()
-{
-    host::setLogSink({});
-    host::attach(nullptr);
-}
-
-void Session::heard(std::string_view piece)
-{
-    if (piece.find("Timeout for set IFC Rule configuration.") != std::string_view::npos)
+    last_ = device_->run(line);
+    if (last_.printed.find("Timeout for set IFC Rule configuration.") != std::string::npos)
         timedOut_ = true;
     if (options_.debug != 0)
-        std::fwrite(piece.data(), 1, piece.size(), stderr);
-    kept_ += piece;
+        std::fwrite(last_.printed.data(), 1, last_.printed.size(), stderr);
+    return last_;
+}
+
+int Session::callLine(const std::string &line)
+{
+    if (run(line).refused || last_.answer.rfind("= ", 0) != 0)
+        throw Error(kExitDevice, "device: '" + line + "': " + last_.answer.substr(0, last_.answer.find('\n')));
+    // "= ok" of an operation without a result counts as 0.
+    return static_cast<int>(std::strtol(last_.answer.c_str() + 2, nullptr, 0));
 }
 
 std::string Session::lastMessage() const
 {
-    std::string text = kept_;
+    std::string text = last_.printed;
     while (!text.empty() && text.back() == '\n')
         text.pop_back();
     const size_t line = text.rfind('\n');
@@ -71,6 +35,19 @@ std::string Session::lastMessage() const
         text.erase(0, line + 1);
     const size_t prefix = text.find("]: ");
     return prefix == std::string::npos ? text : text.substr(prefix + 3);
+}
+
+std::array<uint32_t, 4> Session::row(unsigned sel, unsigned index, unsigned offset)
+{
+    std::array<uint32_t, 4> words{};
+    (void)call("get row", sel, index, offset);
+    const char *at = last_.answer.c_str() + 2;
+    for (uint32_t &value : words) {
+        char *end = nullptr;
+        value = static_cast<uint32_t>(std::strtoul(at, &end, 16));
+        at = end;
+    }
+    return *at == '\n' && last_.answer.compare(0, 4, "= 0x") == 0 ? words : std::array<uint32_t, 4>{};
 }
 
 void Session::checkTransfers()

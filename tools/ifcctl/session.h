@@ -1,60 +1,54 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// A simulated chip with a driver on it, for the life of a batch.
+// A device for the life of a batch, and what its operations said.
 #pragma once
 
-#include "engine/register_window.h"
+#include "device.h"
 #include "errors.h"
 
-#include <cstdio>
-#include <memory>
+#include <array>
 #include <string>
-#include <string_view>
+#include <type_traits>
 
 #include <nlohmann/json.hpp>
 
 namespace ifcctl
 {
 
-struct Options {
-    bool json = false;
-    bool force = false;
-    bool keepOrder = false;
-    int revision = 0;
-    unsigned doneAfter = 1;
-    unsigned debug = 0;
-    std::string traceFile;
-};
-
 class Session
 {
 public:
-    explicit Session(const Options &options);
-    ~Session();
-    Session(const Session &) = delete;
-    Session &operator=(const Session &) = delete;
+    explicit Session(const Options &options) : options_(options), device_(openDevice(options)) {}
 
     const Options &options() const { return options_; }
-    engine::RegisterWindow &window() { return window_; }
+    Device &device() { return *device_; }
 
-    // Calls an operation. What it prints goes to standard error at debug levels, else nowhere; `kept` gets
-    // it.
-    template <typename Operation>
-    auto call(const Operation &operation)
+    // Calls an operation by its name and gives its result. What it prints goes to standard error at debug levels, else
+    // nowhere; lastMessage() and textOf() know it.
+    template <typename... Arguments>
+    int call(const char *operation, const Arguments &...arguments)
     {
-        kept_.clear();
-        return operation();
+        std::string line = operation;
+        ((line += ' ' + word(arguments)), ...);
+        return callLine(line);
     }
+    // The same, with the text that it printed.
+    template <typename... Arguments>
+    std::string textOf(const char *operation, const Arguments &...arguments)
+    {
+        (void)call(operation, arguments...);
+        return last_.printed;
+    }
+
     // The last message of the operation that call() ran, without its prefix and line end.
     std::string lastMessage() const;
+    // The handler's answer to it.
+    const std::string &lastAnswer() const { return last_.answer; }
 
-    // Calls an operation and gives its text, as printed.
-    template <typename Operation>
-    std::string textOf(const Operation &operation)
-    {
-        kept_.clear();
-        (void)operation();
-        return kept_;
-    }
+    // Any line of the command handler.
+    const Reply &run(const std::string &line);
+
+    // One row of a table as the hardware holds it: IFC_DATA0 to IFC_DATA3; zeros when the transfer does not complete.
+    std::array<uint32_t, 4> row(unsigned sel, unsigned index, unsigned offset);
 
     // A transfer that did not complete since the last look ends the batch.
     void checkTransfers();
@@ -63,13 +57,18 @@ public:
     void print(const std::string &text, const nlohmann::ordered_json &json);
 
 private:
-    void heard(std::string_view piece);
+    static const std::string &word(const std::string &text) { return text; }
+    template <typename Number, typename = std::enable_if_t<std::is_arithmetic_v<Number>>>
+    static std::string word(Number number)
+    {
+        return std::to_string(number);
+    }
+    int callLine(const std::string &line);
 
     Options options_;
-    engine::RegisterWindow window_;
-    std::string kept_;
+    std::unique_ptr<Device> device_;
+    Reply last_{};
     bool timedOut_ = false;
-    std::unique_ptr<std::FILE, int (*)(std::FILE *)> trace_;
 };
 
 } // namespace ifcctl

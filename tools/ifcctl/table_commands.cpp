@@ -7,7 +7,7 @@
 #include "rules.h"
 #include "values.h"
 
-#include "ifc/ifc_util.h"
+#include "ifc/ifc_glb.h"
 
 namespace ifcctl
 {
@@ -28,7 +28,7 @@ void tableDump(Session &session, const Words &words, size_t at)
 {
     expectEnd(words, at, "table dump");
     if (!session.options().json) {
-        session.print(session.textOf(ifc_dump_all_rules), {});
+        session.print(session.textOf("ifc_dump_all_rules"), {});
         return;
     }
     nlohmann::ordered_json json;
@@ -44,7 +44,7 @@ void tableDump(Session &session, const Words &words, size_t at)
     json["rules"] = nlohmann::ordered_json::array();
     for (const PlacedRule &rule : placedRules()) {
         auto entry = toJson(rule);
-        entry["actions"] = describeAction(readAction(rule.id));
+        entry["actions"] = describeAction(readAction(session, rule.id));
         json["rules"].push_back(entry);
     }
     session.print("", json);
@@ -72,9 +72,9 @@ void tableVerify(Session &session, const Words &words, size_t at)
     auto differences = nlohmann::ordered_json::array();
     std::string text;
     for (unsigned n = 0; n < IFC_LUT0_RULES; ++n)
-        compare("LUT0-" + std::to_string(n), readLut0(n).word, IFC_LUT0_Rule[n].word, differences, text);
+        compare("LUT0-" + std::to_string(n), readLut0(session, n).word, IFC_LUT0_Rule[n].word, differences, text);
     for (unsigned n = 0; n < IFC_LUT1_RULES; ++n)
-        compare("LUT1-" + std::to_string(n), readLut1(n).word, IFC_LUT1_Rule[n].word, differences, text);
+        compare("LUT1-" + std::to_string(n), readLut1(session, n).word, IFC_LUT1_Rule[n].word, differences, text);
     const size_t count = differences.size();
     session.print(text + (count == 0 ? "hardware and shadow agree\n" : ""),
                   {{"same", count == 0}, {"differences", differences}});
