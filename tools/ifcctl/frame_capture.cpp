@@ -2,8 +2,7 @@
 #include "frame_capture.h"
 
 #include "errors.h"
-
-#include <pcap/pcap.h>
+#include "pcap_source.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -81,14 +80,12 @@ CaptureStatus PlainCapture::fail(const char *problem)
 }
 
 struct FrameCapture::Pcap {
-    pcap_t *handle = nullptr;
     pid_t unpacker = -1;
-    bool nanoseconds = true;
+    std::unique_ptr<PcapSource> source;
 
     ~Pcap()
     {
-        if (handle != nullptr)
-            pcap_close(handle);
+        source.reset(); // closes the pipe first
         if (unpacker > 0)
             (void)waitpid(unpacker, nullptr, 0);
     }
@@ -114,8 +111,7 @@ FrameCapture::FrameCapture(const std::string &path) : path_(path)
     plain_ = std::make_unique<PlainCapture>();
     try {
         if (S_ISREG(about.st_mode) && plain_->open(descriptor_)) {
-            if (plain_->linkType() != kLinkTypeEthernet)
-                bad("link type " + std::to_string(plain_->linkType()) + "; accepted: 1 (Ethernet)");
+            checkLinkType(plain_->linkType());
             return;
         }
         plain_.reset();
@@ -136,6 +132,12 @@ void FrameCapture::bad(const std::string &problem) const
 {
     const std::string where = frames_ == 0 ? "" : " behind frame " + std::to_string(frames_);
     throw Error(kExitUsage, "capture '" + path_ + "': " + problem + where);
+}
+
+void FrameCapture::checkLinkType(uint32_t linkType) const
+{
+    if (linkType != kLinkTypeEthernet)
+        bad("link type " + std::to_string(linkType) + "; accepted: 1 (Ethernet)");
 }
 
 namespace
@@ -194,20 +196,17 @@ void FrameCapture::openPcap()
         if (file == nullptr)
             bad(std::strerror(errno));
     }
-    char problem[PCAP_ERRBUF_SIZE] = "";
-    pcap_->handle = pcap_fopen_offline_with_tstamp_precision(file, PCAP_TSTAMP_PRECISION_NANO, problem);
-    if (pcap_->handle == nullptr) {
-        if (file != stdin)
-            (void)std::fclose(file);
-        bad(problem);
+    try {
+        pcap_->source = std::make_unique<PcapSource>(file);
+    } catch (const std::runtime_error &error) {
+        bad(error.what());
     }
-    if (pcap_datalink(pcap_->handle) != DLT_EN10MB)
-        bad("link type " + std::to_string(pcap_datalink(pcap_->handle)) + "; accepted: 1 (Ethernet)");
+    checkLinkType(pcap_->source->linkType());
 }
 
 bool FrameCapture::nanoseconds() const
 {
-    return plain_ ? plain_->nanoseconds() : pcap_->nanoseconds;
+    return plain_ ? plain_->nanoseconds() : true;
 }
 
 bool FrameCapture::next(CapturedFrame &frame)
@@ -224,15 +223,12 @@ bool FrameCapture::next(CapturedFrame &frame)
             bad(plain_->problem());
         }
     }
-    pcap_pkthdr *header = nullptr;
-    const u_char *data = nullptr;
-    const int status = pcap_next_ex(pcap_->handle, &header, &data);
-    if (status == PCAP_ERROR_BREAK)
-        return false;
-    if (status != 1)
-        bad(pcap_geterr(pcap_->handle));
-    frame = {data, header->caplen, header->len, static_cast<uint32_t>(header->ts.tv_sec),
-             static_cast<uint32_t>(header->ts.tv_usec)};
+    try {
+        if (!pcap_->source->next(frame))
+            return false;
+    } catch (const std::runtime_error &error) {
+        bad(error.what());
+    }
     ++frames_;
     consumed_ += frame.length;
     return true;

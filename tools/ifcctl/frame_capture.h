@@ -91,6 +91,7 @@ private:
     struct Pcap;
 
     void openPcap();
+    void checkLinkType(uint32_t linkType) const;
     [[noreturn]] void bad(const std::string &problem) const;
 
     std::string path_;
