@@ -1,77 +1,116 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT OR GPL-2.0
-# Builds ifc.ko for a 32-bit ARM kernel, boots that kernel in an emulated machine, drives the module there and judges
-# the console by its markers. Prints what ran, with times.
+# Builds ifc.ko and its tests for a 32-bit ARM kernel, boots that kernel in an emulated machine, drives the module there
+# and judges the console by its markers. Prints what ran, with times.
+# Usage: kernel-test.sh [debug]; debug: on a kernel of our own with all of its checks (scripts/kernel-debug-build.sh)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
+kind=${1:-packaged}
 build=$root/build/kernel-test
 limit=180
+case $kind in
+packaged) ;;
+debug) build=$root/build/kernel-debug-test limit=900 ;;
+*) echo "kernel-test: '$kind': accepted: nothing, or debug" >&2; exit 2 ;;
+esac
 mkdir -p "$build"
 start=$SECONDS
 step() { printf '%4d s  %s\n' $((SECONDS - start)) "$*"; }
 
 step "target: kernel, headers, busybox"
 target=$(scripts/kernel-fetch.sh build/kernel-target 2>/dev/null)
-step "target is $(cat "$target/complete")"
+kernel=$target
+if [ "$kind" = debug ]; then
+    kernel=$(scripts/kernel-debug-build.sh build/kernel-debug)
+    step "target is $(make -s -C "$kernel/headers" ARCH=arm kernelrelease 2>/dev/null), with all checks"
+else
+    step "target is $(cat "$target/complete")"
+fi
 
 module=$build/module
 mkdir -p "$module"
 cp -u platform/kernel/* "$module/"
-env -u DEB_BUILD_ARCH -u DEB_HOST_ARCH make -C "$target/headers" M="$module" IFC_ROOT="$root" ARCH=arm \
+env -u DEB_BUILD_ARCH -u DEB_HOST_ARCH make -C "$kernel/headers" M="$module" IFC_ROOT="$root" ARCH=arm \
     CROSS_COMPILE=arm-linux-gnueabihf- -j"$(nproc)" modules >"$build/module.log" 2>&1 || {
     tail -30 "$build/module.log"
     exit 1
 }
 text=$(arm-linux-gnueabihf-size "$module/ifc.ko" | awk 'END { print $1 }')
-step "module is built, $text bytes of text"
+layer=$(cd "$module" && arm-linux-gnueabihf-size $(cd "$root/ifc/ifc_util" && ls ./*.cpp | sed 's/cpp$/o/') |
+    awk 'NR > 1 { sum += $1 } END { print sum }')
+step "modules are built; ifc.ko: $text bytes of text, of which the rule layer $layer"
+exported=$(awk '$3 ~ /\/ifc$/ { print $2 }' "$module/Module.symvers" | sort)
+for operation in $(sed -nE 's/^(int|void|uint|unsigned int|int8_t|int32_t|uint16_t) (\w+)\(.*/\2/p' ifc/ifc_util.h); do
+    grep -qx "$operation" <<<"$exported" || { echo "FAIL $operation is not exported"; exit 1; }
+done
 
-# The batch of the machine, and what this machine's engine says to the same.
+# The tool, static, and what this machine's engine says to the same batches.
 cmake --preset release >/dev/null
 cmake --build build/release --target ifcctl -j "$(nproc)" >/dev/null
-cp tests/kernel/batch.txt "$build/batch"
-sed 's/^/op /' "$build/batch" >"$build/host.ifc"
-echo "table dump" >>"$build/host.ifc"
-build/release/tools/ifcctl/ifcctl -b "$build/host.ifc" >"$build/host.txt"
-sed -n '/^$/,$p' "$build/host.txt" | sed -n '/LUT0-0/,$p' >"$build/host.dump"
-step "host's dump: $(wc -l <"$build/host.dump") lines"
+cmake -S . -B build/armhf-tool -DCMAKE_TOOLCHAIN_FILE="$root/cmake/armhf.cmake" -DCMAKE_BUILD_TYPE=Release \
+    -DIFC_BUILD_TESTS=OFF >/dev/null
+cmake --build build/armhf-tool --target ifcctl -j "$(nproc)" >/dev/null
+step "ifcctl is built for this machine and for the target"
 
 fs=$build/initramfs
 rm -rf "$fs"
 mkdir -p "$fs"/{bin,proc,sys,dev,tmp}
 cp "$target/busybox" "$fs/bin/busybox"
-cp tests/kernel/init "$fs/init"
-cp tests/kernel/checks.sh "$build/batch" "$fs/"
-cp "$module/ifc.ko" "$fs/"
+cp tests/kernel/{init,checks.sh} examples/{stack,framings}.pcap "$module"/{ifc,ifc_test}.ko "$fs/"
+cp build/armhf-tool/tools/ifcctl/ifcctl "$fs/bin/"
+host=$root/build/release/tools/ifcctl/ifcctl
+expected=$fs/expected
+mkdir -p "$expected"
+cp tests/kernel/batch.txt "$fs/batch"
+{ sed 's/^/op /' "$fs/batch"; echo "table dump"; } | "$host" -b - >"$build/host.txt"
+sed -n '/^$/,$p' "$build/host.txt" | sed -n '/LUT0-0/,$p' >"$build/host.dump"
+cp examples/gateway.ifc "$fs/gateway.ifc"
+"$host" -b "$fs/gateway.ifc" >"$expected/gateway"
+cp tests/kernel/tool.ifc "$fs/tool.ifc"
+# The captures stand at the root of the machine.
+(cd "$fs" && sed 's| /\([a-z]*\.pcap\)| \1|' tool.ifc | "$host" -b - >"$expected/tool")
+(cd "$fs" && sed 's| /\([a-z]*\.pcap\)| \1|' tool.ifc | "$host" -j -b - >"$expected/tool.json")
+sed '/^table dump/q' examples/gateway.ifc >"$fs/replay.ifc"
+echo "frame replay /framings.pcap -o /tmp/out.pcap" >>"$fs/replay.ifc"
+(cd "$fs" && sed 's| /framings| framings|; s|/tmp/out.pcap|expected/out.pcap|' replay.ifc | "$host" -b - >/dev/null)
 chmod +x "$fs/init" "$fs/checks.sh"
 (cd "$fs" && find . | cpio -o -H newc -R 0:0 2>/dev/null | gzip -1) >"$build/initrd.gz"
+step "this machine's engine: dump of $(wc -l <"$build/host.dump") lines, tool output of $(wc -l <"$expected/tool")"
 
 step "booting"
 timeout $limit qemu-system-arm -M virt -cpu cortex-a15 -smp 2 -m 256 -nographic -no-reboot -nic none \
-    -kernel "$target/vmlinuz" -initrd "$build/initrd.gz" \
-    -append "console=ttyAMA0 rdinit=/init panic=-1 quiet loglevel=1" </dev/null >"$build/console.log" 2>&1 || true
+    -kernel "$kernel/vmlinuz" -initrd "$build/initrd.gz" \
+    -append "console=ttyAMA0 rdinit=/init panic=-1 quiet loglevel=1 kasan_multi_shot" </dev/null \
+    >"$build/console.log" 2>&1 || true
 tr -d '\r' <"$build/console.log" >"$build/console.txt"
 step "the machine has stopped"
 
-grep -E '^(PASS|FAIL|NOTE) ' "$build/console.txt" || true
+grep -aE '^(PASS|FAIL|NOTE) ' "$build/console.txt" || true
 status=0
 fail() { echo "FAIL $*"; status=1; }
-grep -q '^END OF CHECKS$' "$build/console.txt" || fail "the machine did not reach the end of its checks"
+grep -q '^END OF CHECKS$' "$build/console.txt" || { fail "the machine did not reach the end of its checks"; tail -5 "$build/console.txt"; }
 ! grep -q '^FAIL ' "$build/console.txt" || status=1
-if grep -aE 'BUG:|WARNING:|Oops|Unable to handle|possible recursive locking|KASAN|UBSAN' "$build/console.txt"; then
+if sed -n '/^BEGIN REPORTS$/,/^END REPORTS$/p' "$build/console.txt" | sed '1d;$d' | grep -a .; then
     fail "the kernel reported a fault"
+fi
+if grep -aE 'BUG:|WARNING:|Oops|Unable to handle|possible (recursive|circular)|KASAN|UBSAN|Kernel panic' "$build/console.txt"; then
+    fail "the kernel reported a fault on its console"
 fi
 for part in file log; do
     sed -n "/^BEGIN DUMP $part\$/,/^END DUMP $part\$/p" "$build/console.txt" | sed '1d;$d' >"$build/$part.dump"
     grep -v '^$' "$build/host.dump" >"$build/host.lines"
     grep -v '^$' "$build/$part.dump" >"$build/$part.lines" || true
     if cmp -s "$build/host.lines" "$build/$part.lines"; then
-        echo "PASS dump by $part equals the host's, $(wc -l <"$build/$part.lines") lines"
+        echo "PASS dump by $part equals this machine's, $(wc -l <"$build/$part.lines") lines"
     else
-        fail "dump by $part differs from the host's"
+        fail "dump by $part differs from this machine's"
         diff "$build/host.lines" "$build/$part.lines" | head -20 || true
     fi
 done
-passed=$(grep -c '^PASS ' "$build/console.txt" || true)
-step "$((passed + 2 * (status == 0))) passed, status $status"
+passed=$(($(grep -c '^PASS ' "$build/console.txt" || true) + 2))
+failed=$(grep -c '^FAIL ' "$build/console.txt" || true)
+[ $status -eq 0 ] || [ "$failed" -ne 0 ] || failed=1
+step "the end"
+echo "$passed passed, $failed failed"
 exit $status

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // The kernel's services for the rule layer: log lines, lock, delay, register access.
 #include <linux/delay.h>
+#include <linux/export.h>
 #include <linux/io.h>
 #include <linux/kernel.h>
 #include <linux/ktime.h>
@@ -19,6 +20,7 @@ static unsigned int accesses;
 static unsigned int held_from;
 static ktime_t held_since;
 static struct ifc_glue_hold longest;
+static void (*watcher)(const struct ifc_glue_event *event);
 
 /*
  * Lines arrive in pieces, but each call of the kernel's print begins a new record. Pieces are put together
@@ -50,8 +52,10 @@ static void write_record(void)
 
 static void put_char(char c)
 {
-    if (capture && capture_used + 1 < capture_size)
+    if (capture && capture_used + 1 < capture_size) {
         capture[capture_used++] = c;
+        capture[capture_used] = '\0';
+    }
     if (!capture_to_log)
         return;
     if (c == '\n') {
@@ -97,11 +101,13 @@ void ifc_glue_capture_begin(char *text, size_t size, bool to_log)
 
     spin_lock_irqsave(&line_lock, flags);
     capture = text;
+    capture[0] = '\0';
     capture_size = size;
     capture_used = 0;
     capture_to_log = to_log;
     spin_unlock_irqrestore(&line_lock, flags);
 }
+EXPORT_SYMBOL_GPL(ifc_glue_capture_begin);
 
 size_t ifc_glue_capture_end(void)
 {
@@ -110,11 +116,19 @@ size_t ifc_glue_capture_end(void)
 
     spin_lock_irqsave(&line_lock, flags);
     used = capture_used;
-    capture[used] = '\0';
     capture = NULL;
     capture_to_log = true;
     spin_unlock_irqrestore(&line_lock, flags);
     return used;
+}
+EXPORT_SYMBOL_GPL(ifc_glue_capture_end);
+
+static void tell(enum ifc_glue_event_kind kind, u32 reg, u32 value)
+{
+    struct ifc_glue_event event = {kind, reg, value};
+
+    if (watcher)
+        watcher(&event);
 }
 
 unsigned long ifc_spin_lock_irqsave(spinlock_t *lock)
@@ -122,6 +136,7 @@ unsigned long ifc_spin_lock_irqsave(spinlock_t *lock)
     unsigned long flags;
 
     spin_lock_irqsave(lock, flags);
+    tell(IFC_GLUE_LOCK, 0, 0);
     held_from = accesses;
     held_since = ktime_get();
     return flags;
@@ -135,8 +150,27 @@ void ifc_spin_unlock_irqrestore(spinlock_t *lock, unsigned long flags)
         longest.nanoseconds = held;
     if (accesses - held_from > longest.accesses)
         longest.accesses = accesses - held_from;
+    tell(IFC_GLUE_UNLOCK, 0, 0);
     spin_unlock_irqrestore(lock, flags);
 }
+
+void ifc_glue_watch(void (*watch)(const struct ifc_glue_event *event))
+{
+    watcher = watch;
+}
+EXPORT_SYMBOL_GPL(ifc_glue_watch);
+
+bool ifc_glue_simulated(void)
+{
+    return !fe_base;
+}
+EXPORT_SYMBOL_GPL(ifc_glue_simulated);
+
+void ifc_glue_set_revision(int revision)
+{
+    chip_revision = revision;
+}
+EXPORT_SYMBOL_GPL(ifc_glue_set_revision);
 
 struct ifc_glue_hold ifc_glue_longest_hold(void)
 {
@@ -145,18 +179,24 @@ struct ifc_glue_hold ifc_glue_longest_hold(void)
 
 void ifc_kernel_mdelay(unsigned long msecs)
 {
+    tell(IFC_GLUE_WAIT, 0, msecs);
     mdelay(msecs);
 }
 
 uint32_t get_frame_engine_data(uint32_t reg)
 {
+    u32 value;
+
     accesses++;
-    return fe_base ? readl(fe_base + (reg - FE_BASE)) : ifc_sim_read(reg);
+    value = fe_base ? readl(fe_base + (reg - FE_BASE)) : ifc_sim_read(reg);
+    tell(IFC_GLUE_READ, reg, value);
+    return value;
 }
 
 void set_frame_engine_data(uint32_t reg, uint32_t value)
 {
     accesses++;
+    tell(IFC_GLUE_WRITE, reg, value);
     if (fe_base)
         writel(value, fe_base + (reg - FE_BASE));
     else
@@ -165,5 +205,6 @@ void set_frame_engine_data(uint32_t reg, uint32_t value)
 
 int GET_HIR(void)
 {
+    tell(IFC_GLUE_REVISION, 0, 0);
     return chip_revision;
 }

@@ -10,10 +10,29 @@ void ifc_glue_setup(void __iomem *base, int revision);
 
 /*
  * Between begin and end all that the rule layer prints is kept in text (its length is returned) and, with
- * to_log, goes to the kernel log as well. One caller at a time.
+ * to_log, goes to the kernel log as well. text is a string at all times. One caller at a time.
  */
 void ifc_glue_capture_begin(char *text, size_t size, bool to_log);
 size_t ifc_glue_capture_end(void);
+
+/* For tests. */
+enum ifc_glue_event_kind {
+    IFC_GLUE_READ,
+    IFC_GLUE_WRITE,
+    IFC_GLUE_LOCK,
+    IFC_GLUE_UNLOCK,
+    IFC_GLUE_WAIT,
+    IFC_GLUE_REVISION,
+};
+struct ifc_glue_event {
+    u8 kind;
+    u32 reg;   /* of reads and writes */
+    u32 value; /* of them; of a wait its milliseconds */
+};
+/* Hears of everything that the layer asks of the hardware, in order. NULL: nobody. */
+void ifc_glue_watch(void (*watch)(const struct ifc_glue_event *event));
+void ifc_glue_set_revision(int revision);
+bool ifc_glue_simulated(void);
 
 /* Ends a line that was left open. */
 void ifc_glue_flush(void);

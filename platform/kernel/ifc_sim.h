@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: MIT OR GPL-2.0 */
-/* The simulated register window as the glue sees it. Not locked: callers are serialised. */
+/* The simulated frame engine as the glue sees it. Not locked: callers are serialised. */
 #ifndef IFC_SIM_H
 #define IFC_SIM_H
 
@@ -11,6 +11,15 @@ void ifc_sim_power_on(unsigned int done_after);
 unsigned int ifc_sim_read(unsigned int reg);
 void ifc_sim_write(unsigned int reg, unsigned int value);
 unsigned int ifc_sim_errors(void);
+
+struct ifc_sim_verdict {
+    int entry; /* that decides: number of its action and counter; -1: none */
+    unsigned int lut0;
+    unsigned int lut1[2];
+};
+/* One frame without FCS. Negative side data: not known. */
+void ifc_sim_classify(const unsigned char *frame, unsigned int length, int source_interface, int gem_port,
+                      struct ifc_sim_verdict *verdict);
 
 #ifdef __cplusplus
 }

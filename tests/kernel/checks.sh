@@ -6,6 +6,7 @@ check() { # WHAT COMMAND...
     shift
     if "$@"; then echo "PASS $what"; else echo "FAIL $what"; fi
 }
+fresh_log() { dmesg -c >>/tmp/kernel.log; } # what is thrown away is still looked through at the end
 load() { insmod /ifc.ko "$@" 2>/dev/null; }
 unload() { rmmod ifc; }
 op() { echo "$*" >$dir/command 2>/dev/null; }
@@ -17,13 +18,26 @@ is() { # OPERATION EXPECTED-LAST-LINE
 refused() { # OPERATION EXPECTED-REPLY
     ! op "$1" && [ "$(reply)" = "$2" ]
 }
-number_of() { awk -v w="$1" '$0 ~ w { for (i = 1; i <= NF; i++) if ($i ~ /^[0-9]+$/) { print $i; exit } }' $dir/status; }
+longest() {
+    awk -v when="$1" '/longest/ { printf "NOTE interrupts off%s: at most %d register accesses, %d us in this machine\n",
+        when, $6, $9 / 1000 }' $dir/status
+}
 
 check "module loads" load
 check "files are for root alone" [ "$(stat -c %a $dir/command)$(stat -c %a $dir/lut0)" = 600600 ]
 
+# The directed tests of the layer, in here.
+fresh_log
+check "directed tests" insmod /ifc_test.ko
+dmesg | grep 'ifc_test: .*cases' | sed 's/^\[[^]]*\] /NOTE /'
+dmesg | grep 'ifc_test: ' | head -20 | grep -v 'ifc_test: ok' | grep -v ' cases, ' | sed 's/^\[[^]]*\] /NOTE /'
+check "its module unloads" rmmod ifc_test
+check "the driver is as after a load" [ "$(grep -c 'valid:0' $dir/rules)" = 40 ]
+unload
+load
+
 # The same batch as on the host.
-dmesg -c >/dev/null
+fresh_log
 while read -r line; do
     op "$line" || echo "FAIL $line"
 done </batch
@@ -31,7 +45,7 @@ check "free space as on the host" is "lut1_has_free_rule 3" "= 8"
 echo "BEGIN DUMP file"
 cat $dir/rules
 echo "END DUMP file"
-dmesg -c >/dev/null
+fresh_log
 op ifc_dump_all_rules
 echo "BEGIN DUMP log"
 dmesg | sed 's/^\[ *[0-9.]*\] //' | grep -v '^ifc:'
@@ -45,7 +59,52 @@ check "actions are listed" [ "$(wc -l <$dir/actions)" = 40 ]
 check "hardware agrees with the shadow" is "ifc_get_rule_from_reg 0" "= 0"
 check "no access that the hardware does not know" grep -q 'does not know: 0$' $dir/status
 
+# The operator's tool: gateway rules, then every command, as on the host.
+unload
+load
+ifcctl --device debugfs -b /gateway.ifc >/tmp/gateway 2>/tmp/error || sed "s/^/NOTE /" /tmp/error
+check "gateway rules through ifcctl" cmp /tmp/gateway /expected/gateway
+check "classifies the capture" sh -c "tail -n 1 /replay.ifc | ifcctl --device debugfs -b - >/tmp/replay"
+check "frames as acted upon" cmp /tmp/out.pcap /expected/out.pcap
+sed 's/^/NOTE /' /tmp/replay | cut -c1-60
+check "counters by file and by tool" [ "$(awk 'NR > 1 && $2 { print $1, $2, $3 }' $dir/counters)" = \
+    "$(ifcctl --device debugfs counter show | awk 'NR > 1 { print $1, $2, $3 }')" ]
+check "something was counted" [ "$(awk 'NR > 1 { n += $2 } END { print n }' $dir/counters)" -gt 5 ]
+for form in "" .json; do
+    unload
+    load
+    ifcctl --device debugfs ${form:+-j} -b /tool.ifc >/tmp/tool$form 2>&1
+    check "every command of ifcctl${form:+, as JSON}" cmp /tmp/tool$form /expected/tool$form
+done
+exits() { # CODE ARGUMENT...
+    code=$1
+    shift
+    ifcctl "$@" >/dev/null 2>/tmp/error
+    [ $? = "$code" ]
+}
+check "ifcctl: an unknown word" exits 2 --device debugfs rule add dst_prt 80
+check "ifcctl: no space" exits 3 --device debugfs rule del id 0
+check "ifcctl: no such device" exits 2 --device debugfs:/nowhere rule list
+check "ifcctl: with its reason" grep -q "'debugfs:/nowhere': accepted: the folder of a loaded ifc.ko" /tmp/error
+many() { # PORT
+    n=0
+    while [ $n -lt 4 ]; do
+        ifcctl --device debugfs rule add dst_port $(($1 + n)) action cpu nbq 1 >/dev/null 2>&1 || echo "FAIL adding $1"
+        n=$((n + 1))
+    done
+}
+many 100 &
+many 200 &
+wait
+check "two of ifcctl at once" [ "$(ifcctl --device debugfs rule list | grep -c '^rule')" = 8 ]
+check "and nothing differs" ifcctl --device debugfs table verify >/dev/null
+check "a frame by hand" sh -c "echo 'ffffffffffff' >$dir/frame && grep -q 'entry -1 lut0 00 lut1 00000000 00000000' $dir/frame"
+check "a bad frame is refused" sh -c "! echo 'fff' >$dir/frame 2>/dev/null && grep -q 'accepted: up to 16384 bytes' $dir/frame"
+check "bad side data is refused" sh -c "! echo 'ff 32 0' >$dir/frame 2>/dev/null"
+
 # Bad commands.
+unload
+load
 check "unknown operation" refused "ifc_no_such" "operation 'ifc_no_such': accepted: help, get, set, or a name that 'help' lists"
 check "index out of range" refused "ifc_delete_lut0 8" "ifc_delete_lut0: rule '8': accepted: 0 to 7"
 check "too few arguments" refused "ifc_set_acnt 1" "ifc_set_acnt: 1 arguments are too few: accepted: ifc_set_acnt ifcIndex acntIdx"
@@ -83,7 +142,7 @@ hammer 20 &
 wait
 check "two processors at once" is "ifc_match_lut1 28:0:0xffff:149" "= 3"
 check "both have written" [ "$(cat $dir/rules | grep -c 'Key:0095')" = 2 ]
-awk '/longest/ { print "NOTE " $0 }' $dir/status
+longest
 
 # Unloading under an open file: the kernel refuses while it is in use, and works after.
 exec 5<$dir/command
@@ -94,19 +153,21 @@ check "no file is left" [ ! -e $dir ]
 
 # Time-outs.
 check "loads with a chip that never answers" load done_after=0
-dmesg -c >/dev/null
+fresh_log
+check "ifcctl reports time-outs" exits 4 --device debugfs rule add dst_port 80
 check "a time-out is reported" is "ifcSetRuleConfig 0 0 1 1" "= -62"
 check "and logged" sh -c "dmesg | grep -q 'transfer.cpp \[[0-9]*\]: Timeout for set IFC Rule configuration.'"
 op write_all_ifc_rule_to_hw
-awk '/longest/ { print "NOTE with every transfer timing out: " $0 }' $dir/status
+longest " when every transfer times out"
 unload
 
 # Parameters out of range.
-dmesg -c >/dev/null
+fresh_log
 check "unknown back end" sh -c '! insmod /ifc.ko backend=pci 2>/dev/null'
 check "mmio without a base" sh -c '! insmod /ifc.ko backend=mmio 2>/dev/null'
 check "revision out of range" sh -c '! insmod /ifc.ko revision=256 2>/dev/null'
 check "done_after out of range" sh -c '! insmod /ifc.ko done_after=256 2>/dev/null'
+check "fe_base without mmio" sh -c '! insmod /ifc.ko fe_base=0x1fb50000 2>/dev/null'
 for name in backend fe_base revision done_after; do
     check "$name has its message" sh -c "dmesg | grep -q 'ifc: $name .*accepted'"
 done

@@ -68,8 +68,8 @@ void actionSet(Session &session, const Words &words, size_t at)
     refuseWithoutPpe(action);
     std::string text;
     for (const SubAction &sub : action)
-        text += session.textOf("ifc_set_action", entry, sub.actIdx, 1, sub.values[0], sub.values[1], sub.values[2],
-                               sub.values[3]);
+        text += session.textOf("ifc_set_action", entry, sub.actIdx, 1, sub.values[0], sub.values[1],
+                               sub.values[2], sub.values[3]);
     session.print(text, {{"action", entry}, {"fields", describeAction(readAction(session, entry))}});
 }
 

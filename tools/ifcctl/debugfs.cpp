@@ -39,17 +39,16 @@ public:
     int descriptor() const { return descriptor_; }
     const std::string &path() const { return path_; }
 
-    Error failed() const
-    {
-        return {kExitDevice, "device: " + path_ + ": " + std::strerror(errno)};
-    }
+    Error failed() const { return {kExitDevice, "device: " + path_ + ": " + std::strerror(errno)}; }
     // All of it, from its start.
     std::string content() const
     {
         std::string all;
         for (;;) {
             char piece[4096];
-            const ssize_t got = pread(descriptor_, piece, sizeof piece, static_cast<off_t>(all.size()));
+            ssize_t got = pread(descriptor_, piece, sizeof piece, static_cast<off_t>(all.size()));
+            if (got < 0 && errno == ESPIPE) // a file that can be read once, from its start
+                got = ::read(descriptor_, piece, sizeof piece);
             if (got < 0)
                 throw failed();
             if (got == 0)
@@ -82,13 +81,13 @@ class Debugfs : public Device
 public:
     Debugfs(const std::string &folder, const Options &options)
         : folder_(folder), command_(folder, "command", O_RDWR), lut0_(folder, "lut0", O_RDONLY),
-          lut1_(folder, "lut1", O_RDONLY), sendToPpe_(folder, "send_to_ppe", O_RDONLY),
-          frame_(folder, "frame", O_RDWR)
+          lut1_(folder, "lut1", O_RDONLY), frame_(folder, "frame", O_RDWR)
     {
-        for (const File *file : {&command_, &lut0_, &lut1_, &sendToPpe_})
+        for (const File *file : {&command_, &lut0_, &lut1_})
             if (!file->there())
                 throw usage("--device", "debugfs:" + folder,
-                            "the folder of a loaded ifc.ko (" + file->path() + ": " + std::strerror(errno) + ")");
+                            "the folder of a loaded ifc.ko (" + file->path() + ": " + std::strerror(errno) +
+                                ")");
         if (flock(command_.descriptor(), LOCK_EX | LOCK_NB) != 0) {
             std::fputs("ifcctl: another one is at work on this device, waiting\n", stderr);
             if (flock(command_.descriptor(), LOCK_EX) != 0)
@@ -176,7 +175,10 @@ private:
     {
         lut0_.image(IFC_LUT0_Rule, sizeof IFC_LUT0_Rule);
         lut1_.image(IFC_LUT1_Rule, sizeof IFC_LUT1_Rule);
-        ifcSendToPpe = static_cast<uint32_t>(std::strtoul(sendToPpe_.content().c_str(), nullptr, 0));
+        const File sendToPpe(folder_, "send_to_ppe", O_RDONLY);
+        if (!sendToPpe.there())
+            throw sendToPpe.failed();
+        ifcSendToPpe = static_cast<uint32_t>(std::strtoul(sendToPpe.content().c_str(), nullptr, 0));
     }
 
     // Every row of the hardware, put into a window of this process through its registers.
@@ -221,7 +223,6 @@ private:
     File command_;
     File lut0_;
     File lut1_;
-    File sendToPpe_;
     File frame_; // not there when the module drives real hardware
     int revision_ = 0;
     std::string levelBefore_;

@@ -214,7 +214,7 @@ void frameReplay(Session &session, const Words &words, size_t at)
         Progress progress(capture);
         engine::ParsedFrame parsed;
         for (CapturedFrame frame{}; capture.next(frame);) {
-            const engine::Result result = 
+            const engine::Result result =
                 session.device().classify(*classifier, frame.data, frame.length, side, parsed);
             countHits(totals, result, frame.length);
             if (out && (!onlyHits || result.entry != engine::kNoEntry)) {

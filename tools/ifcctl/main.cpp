@@ -26,7 +26,8 @@ std::string listOfCommands()
             line += "\n" + std::string(46, ' ');
         text += line + command.help + "\n";
     }
-    return text + "\nExit codes: 0 done, 2 usage, 3 refused by the rule layer, 4 hardware time-out, 5 device failed.";
+    return text + "\nExit codes: 0 done, 2 usage, 3 refused by the rule layer, 4 hardware time-out, 5 device "
+                  "failed.";
 }
 
 // Lines that did something: comments and empty lines do not count.
@@ -64,8 +65,9 @@ int main(int argc, char **argv)
     app.add_flag("-j,--json", options.json, "JSON, one document a listing");
     app.add_flag("--force", options.force, "place a MAC mask that LUT1 stores wider than asked");
     app.add_flag("--keep-order", options.keepOrder, "do not put a MAC condition last");
-    app.add_option("--device", options.device,
-                   "sim: a driver of its own on a simulated chip (default); debugfs[:FOLDER]: a loaded ifc.ko");
+    app.add_option(
+        "--device", options.device,
+        "sim: a driver of its own on a simulated chip (default); debugfs[:FOLDER]: a loaded ifc.ko");
     const auto *trace =
         app.add_option("--trace", options.traceFile, "sim: write every register access to this file");
     const auto *revision =

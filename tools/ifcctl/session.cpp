@@ -20,7 +20,8 @@ const Reply &Session::run(const std::string &line)
 int Session::callLine(const std::string &line)
 {
     if (run(line).refused || last_.answer.rfind("= ", 0) != 0)
-        throw Error(kExitDevice, "device: '" + line + "': " + last_.answer.substr(0, last_.answer.find('\n')));
+        throw Error(kExitDevice,
+                    "device: '" + line + "': " + last_.answer.substr(0, last_.answer.find('\n')));
     // "= ok" of an operation without a result counts as 0.
     return static_cast<int>(std::strtol(last_.answer.c_str() + 2, nullptr, 0));
 }

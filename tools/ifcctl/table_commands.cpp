@@ -72,9 +72,11 @@ void tableVerify(Session &session, const Words &words, size_t at)
     auto differences = nlohmann::ordered_json::array();
     std::string text;
     for (unsigned n = 0; n < IFC_LUT0_RULES; ++n)
-        compare("LUT0-" + std::to_string(n), readLut0(session, n).word, IFC_LUT0_Rule[n].word, differences, text);
+        compare("LUT0-" + std::to_string(n), readLut0(session, n).word, IFC_LUT0_Rule[n].word, differences,
+                text);
     for (unsigned n = 0; n < IFC_LUT1_RULES; ++n)
-        compare("LUT1-" + std::to_string(n), readLut1(session, n).word, IFC_LUT1_Rule[n].word, differences, text);
+        compare("LUT1-" + std::to_string(n), readLut1(session, n).word, IFC_LUT1_Rule[n].word, differences,
+                text);
     const size_t count = differences.size();
     session.print(text + (count == 0 ? "hardware and shadow agree\n" : ""),
                   {{"same", count == 0}, {"differences", differences}});

@@ -1,0 +1,15 @@
+/* SPDX-License-Identifier: MIT OR GPL-2.0 */
+/* The operator's files under debugfs, and the mutex that serialises the rule layer's callers. */
+#ifndef IFC_FILES_H
+#define IFC_FILES_H
+
+#include <linux/types.h>
+
+int ifc_files_init(const char *backend, int revision, bool simulated);
+void ifc_files_exit(void);
+
+/* Whoever calls operations beside the files holds this; exported to other modules. May sleep. */
+void ifc_callers_lock(void);
+void ifc_callers_unlock(void);
+
+#endif
