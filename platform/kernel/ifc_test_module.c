@@ -61,8 +61,8 @@ void directed_fail(const char *file, int line, const char *what, long long got, 
     const char *slash = strrchr(file, '/');
 
     failures++;
-    pr_err("ifc_test: %s: %s:%d: %s: got %lld, expected %lld\n", running, slash ? slash + 1 : file, line, what, got,
-           expected);
+    pr_err("ifc_test: %s: %s:%d: %s: got %lld, expected %lld\n", running, slash ? slash + 1 : file, line,
+           what, got, expected);
 }
 
 /* Rules, flags and chip as after a load. */
@@ -118,9 +118,7 @@ static int __init ifc_test_init(void)
     return failed_cases ? -EINVAL : 0;
 }
 
-static void __exit ifc_test_exit(void)
-{
-}
+static void __exit ifc_test_exit(void) {}
 
 module_init(ifc_test_init);
 module_exit(ifc_test_exit);
