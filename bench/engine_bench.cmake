@@ -5,7 +5,8 @@ find_library(PCAP_LIBRARY pcap REQUIRED)
 add_executable(engine_bench engine_bench.cpp ${IFC_ENGINE_SOURCES}
     ${PROJECT_SOURCE_DIR}/tools/ifcctl/frame_capture.cpp ${PROJECT_SOURCE_DIR}/tools/ifcctl/pcap_source.cpp)
 target_compile_options(engine_bench PRIVATE -O3 -march=native -falign-loops=64)
-target_link_libraries(engine_bench PRIVATE ifc_headers ifc_warnings benchmark::benchmark ${PCAP_LIBRARY})
+target_link_libraries(engine_bench PRIVATE ifc_headers ifc_warnings ifc_util ifc_state ifc_host
+    benchmark::benchmark ${PCAP_LIBRARY})
 if(DPDK_FOUND)
     add_library(engine_bench_acl OBJECT engine_bench_acl.cpp)
     target_compile_options(engine_bench_acl PRIVATE -O3 -march=native -falign-loops=64 -include rte_config.h)

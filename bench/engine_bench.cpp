@@ -14,6 +14,9 @@
 #include "engine/classifier.h"
 #include "engine/wire.h"
 #include "engine_bench_acl.h"
+#include "gateway_rules.h"
+#include "ifc/ifc_util.h"
+#include "platform/host/host_platform.h"
 #include "tests/engine/frames.h"
 #include "tests/engine/random.h"
 #include "tools/ifcctl/frame_capture.h"
@@ -25,16 +28,12 @@ namespace
 
 constexpr double kLineRate = 14.88e6; // 64-byte frames on a 10 Gbit/s line
 
-struct Mix {
-    std::vector<frames::Bytes> all;
-};
-
 // Eight kinds of headers, 64 to 594 bytes.
-Mix makeMix()
+std::vector<frames::Bytes> makeMix()
 {
     using namespace frames;
     Random random(5);
-    Mix mix;
+    std::vector<frames::Bytes> mix;
     for (unsigned n = 0; n < 2048; ++n) {
         const unsigned kind = random.below(8);
         const Ipv4 v4 = {.tos = random.below(4) << 4,
@@ -42,7 +41,8 @@ Mix makeMix()
                          .source = 0xC0A80100 + random.below(64),
                          .destination = 0xCB007100 + random.below(64)};
         const Bytes payload = ports(1024 + random.below(64), 5000 + random.below(64), 16);
-        Bytes frame = macs(random.oneIn(4) ? "01:00:5e:00:00:05" : "02:11:22:33:44:55");
+        Bytes frame = macs(random.oneIn(4) ? "01:00:5e:00:00:05" : "02:11:22:33:44:55",
+                           random.oneIn(4) ? "0a:66:77:88:99:bb" : "0a:66:77:88:99:aa");
         size_t length = 64;
         switch (kind) {
         case 0: // TCP
@@ -79,24 +79,27 @@ Mix makeMix()
             frame = frame + word16(0x0806) + fill(46);
             break;
         }
+        if (kind == 5 || kind == 6)
+            frame[14 + 23] = static_cast<uint8_t>(random.below(4)); // of the source address, the last byte
         frame.resize(std::max(length, frame.size()), 0);
-        mix.all.push_back(frame);
+        mix.push_back(frame);
     }
     return mix;
 }
 
-void wideRule(Tables &tables, unsigned n, std::initializer_list<std::pair<unsigned, uint64_t>> conditions)
+void wideRule(Tables &tables, unsigned n, const gateway::Rule &terms)
 {
     uint32_t *rule = tables.lut0[n];
     rule[0] |= 0x80000000;
-    for (const auto &[field, key] : conditions) {
-        rule[0] |= 1u << (field - 1);
-        const FieldPlace place = kFieldPlaces.place[field];
+    for (const gateway::Term &term : terms) {
+        rule[0] |= 1u << (term.field - 1);
+        const FieldPlace place = kFieldPlaces.place[term.field];
         for (unsigned bit = 0; bit < place.width; ++bit) {
             const unsigned at = place.lsb + bit;
-            rule[IFC_LUT0_MASK_WORD + IFC_LUT0_AREA_WORDS - 1 - at / 32] |= 1u << at % 32;
+            rule[IFC_LUT0_MASK_WORD + IFC_LUT0_AREA_WORDS - 1 - at / 32] |=
+                static_cast<uint32_t>(term.mask >> bit & 1) << at % 32;
             rule[IFC_LUT0_KEY_WORD + IFC_LUT0_AREA_WORDS - 1 - at / 32] |=
-                static_cast<uint32_t>(key >> bit & 1) << at % 32;
+                static_cast<uint32_t>(term.key >> bit & 1) << at % 32;
         }
     }
 }
@@ -113,18 +116,17 @@ void narrow32(Tables &tables, unsigned n, unsigned field, unsigned length, uint3
     tables.lut1[n][1] = key;
 }
 
-// All 40 entries in use: 8 wide rules of a gateway's kind, chains of two to five narrow entries.
-void makeRules(Tables &tables)
+// Nothing but "equal" in all 40 entries: 8 wide rules, chains of two to four narrow entries.
+void equalRules(Tables &tables)
 {
+    using gateway::is;
     for (unsigned n = 0; n < 8; ++n)
         wideRule(tables, n,
-                 {{DMAC, 0x021122334455},
-                  {ETYPE, n < 6 ? 0x0800 : 0x86DD},
-                  {n < 6 ? SIPv4 : SIPv6_31_0, n < 6 ? 0xC0A80101 + n : 0x00030004},
-                  {n < 6 ? DIPv4 : DIPv6_31_0, n < 6 ? 0xCB007101 + n : 0x000C000D},
-                  {n < 6 ? IPv4_PROTOCOL : IPv6_NEXT_HEADER, n % 2 == 0 ? 6 : 17},
-                  {DPORT, 5000 + n},
-                  {SPORT, 1024 + n}});
+                 {is(DMAC, 0x021122334455), is(ETYPE, n < 6 ? 0x0800 : 0x86DD),
+                  is(n < 6 ? SIPv4 : SIPv6_31_0, n < 6 ? 0xC0A80101 + n : 0x00030004),
+                  is(n < 6 ? DIPv4 : DIPv6_31_0, n < 6 ? 0xCB007101 + n : 0x000C000D),
+                  is(n < 6 ? IPv4_PROTOCOL : IPv6_NEXT_HEADER, n % 2 == 0 ? 6 : 17), is(DPORT, 5000 + n),
+                  is(SPORT, 1024 + n)});
     for (unsigned n = 0; n < 32; n += 8) {
         narrow32(tables, n, SIPv4, 26, 0xC0A80100, false);
         narrow32(tables, n + 1, DIPv4, 0, 0xCB007100 + n, false);
@@ -137,16 +139,60 @@ void makeRules(Tables &tables)
     }
 }
 
-// A classifier with all rules in place, and the frames.
+// The gateway's rules, placed by the rule layer. False: one did not fit.
+bool gatewayRules(RegisterWindow &window)
+{
+    host::reset();
+    host::attach(&window);
+    host::muteLog(true);
+    clear_all_ifc_rules();
+    bool good = true;
+    for (const gateway::Rule &rule : gateway::rules()) {
+        orva_ifc_param request{};
+        unsigned n = 0;
+        for (const gateway::Term &term : rule) {
+            request.fieldIdx[n] = term.field;
+            request.command[n] = static_cast<uint32_t>(term.command);
+            request.mask_low[n] = static_cast<uint32_t>(term.mask);
+            request.mask_high[n] = static_cast<uint32_t>(term.mask >> 32);
+            request.key_low[n] = static_cast<uint32_t>(term.key);
+            request.key_high[n++] = static_cast<uint32_t>(term.key >> 32);
+        }
+        good = ifc_set_lut_rules_auto(&request) >= 0 && good;
+    }
+    host::reset();
+    return good;
+}
+
+const std::vector<frames::Bytes> &mix()
+{
+    static const std::vector<frames::Bytes> all = makeMix();
+    return all;
+}
+
+enum class Rules { Gateway, Equal };
+
+// A classifier with rules in all 40 entries.
 struct Bed {
     RegisterWindow window;
     std::unique_ptr<Classifier> classifier;
-    Mix mix = makeMix();
 
-    explicit Bed(Classifier::Method method)
+    Bed(Rules rules, Classifier::Method method)
     {
         window.powerOn({});
-        makeRules(window.tables());
+        bool good = true;
+        if (rules == Rules::Gateway)
+            good = gatewayRules(window);
+        else
+            equalRules(window.tables());
+        for (const auto &rule : window.tables().lut0)
+            good = good && wideValid(rule);
+        for (const auto &entry : window.tables().lut1)
+            good = good && narrowValid(entry);
+        if (!good) {
+            std::fprintf(stderr, "engine_bench: the rules do not fill the tables\n");
+            std::exit(1);
+        }
         window.write(IFC_GLB_CFG, IFC_GLB_CFG_ENABLE);
         classifier = std::make_unique<Classifier>(window);
         classifier->setMethod(method);
@@ -156,34 +202,23 @@ struct Bed {
     {
         unsigned hits = 0;
         ParsedFrame parsed;
-        for (const frames::Bytes &frame : mix.all)
+        for (const frames::Bytes &frame : mix())
             hits += classifier->classify(frame.data(), frame.size(), {}, parsed).entry != kNoEntry;
         return hits;
     }
 };
 
-Bed &fastBed()
+template <Rules Kind, Classifier::Method Method>
+Bed &bedOf()
 {
-    static Bed bed(Classifier::Method::Fast);
+    static Bed bed(Kind, Method);
     return bed;
 }
 
-Bed &plainBed()
+template <Rules Kind, Classifier::Method Method>
+void frames2048(benchmark::State &state)
 {
-    static Bed bed(Classifier::Method::Plain);
-    return bed;
-}
-
-void framesFast(benchmark::State &state)
-{
-    Bed &bed = fastBed();
-    for (auto _ : state)
-        benchmark::DoNotOptimize(bed.pass());
-}
-
-void framesPlain(benchmark::State &state)
-{
-    Bed &bed = plainBed();
+    Bed &bed = bedOf<Kind, Method>();
     for (auto _ : state)
         benchmark::DoNotOptimize(bed.pass());
 }
@@ -194,7 +229,7 @@ void parseAlone(benchmark::State &state)
     settings.udfs = 0;
     ParsedFrame parsed;
     for (auto _ : state) {
-        for (const frames::Bytes &frame : fastBed().mix.all) {
+        for (const frames::Bytes &frame : mix()) {
             parseFrame(frame.data(), frame.size(), {}, settings, parsed);
             benchmark::DoNotOptimize(parsed.fields.present);
         }
@@ -208,6 +243,7 @@ struct FiveTuples {
     std::vector<FiveTuple> keys;
     std::vector<FieldImage> images;
     std::unique_ptr<Columns<kVectors>> columns = std::make_unique<Columns<kVectors>>();
+    std::vector<FastMatch> tables = std::vector<FastMatch>(IFC_ACTIONS / IFC_LUT0_RULES);
 
     FiveTuples()
     {
@@ -222,6 +258,7 @@ struct FiveTuples {
                              random.oneIn(2),
                              random.oneIn(3)});
         compile();
+        compileTables();
         for (unsigned n = 0; n < 1024; ++n) {
             // Made from a rule, and often changed in a field.
             FiveTuple key = rules[random.below(IFC_ACTIONS)].key;
@@ -255,6 +292,36 @@ struct FiveTuples {
             require(DPORT, rule.anyDestinationPort ? 0 : 0xFFFF, rule.key.destinationPort);
         }
     }
+    // The whole engine knows 8 such rules at a time: five of it, one after the other.
+    void compileTables()
+    {
+        using gateway::is;
+        const auto image = std::make_unique<Tables>();
+        for (unsigned t = 0; t < tables.size(); ++t) {
+            *image = {};
+            for (unsigned n = 0; n < IFC_LUT0_RULES; ++n) {
+                const FiveTupleRule &rule = rules[IFC_LUT0_RULES * t + n];
+                wideRule(*image, n,
+                         {is(SIPv4, rule.key.source, gateway::prefix(rule.sourceBits)),
+                          is(DIPv4, rule.key.destination, gateway::prefix(rule.destinationBits)),
+                          is(IPv4_PROTOCOL, rule.key.protocol)});
+                if (!rule.anySourcePort)
+                    wideRule(*image, n, {is(SPORT, rule.key.sourcePort)});
+                if (!rule.anyDestinationPort)
+                    wideRule(*image, n, {is(DPORT, rule.key.destinationPort)});
+            }
+            tables[t].compile(*image);
+        }
+    }
+    void classifyByTables(std::vector<uint32_t> &results) const
+    {
+        for (size_t n = 0; n < images.size(); ++n) {
+            uint64_t rule = 0;
+            for (unsigned t = 0; t < tables.size(); ++t)
+                rule |= tables[t].match(images[n]) << IFC_LUT0_RULES * t;
+            results[n] = rule == 0 ? 0 : static_cast<uint32_t>(__builtin_ctzll(rule)) + 1;
+        }
+    }
     void classify(std::vector<uint32_t> &results) const
     {
         for (size_t n = 0; n < images.size(); ++n) {
@@ -272,6 +339,15 @@ FiveTuples &fiveTuples()
 {
     static FiveTuples all;
     return all;
+}
+
+void matchTables(benchmark::State &state)
+{
+    std::vector<uint32_t> results(fiveTuples().keys.size());
+    for (auto _ : state) {
+        fiveTuples().classifyByTables(results);
+        benchmark::ClobberMemory();
+    }
 }
 
 void matchColumns(benchmark::State &state)
@@ -365,9 +441,12 @@ void capturePcap(benchmark::State &state)
         benchmark::DoNotOptimize(readPcap());
 }
 
-BENCHMARK(framesFast);
-BENCHMARK(framesPlain);
+BENCHMARK_TEMPLATE(frames2048, Rules::Gateway, Classifier::Method::Fast)->Name("gatewayFast");
+BENCHMARK_TEMPLATE(frames2048, Rules::Gateway, Classifier::Method::Plain)->Name("gatewayPlain");
+BENCHMARK_TEMPLATE(frames2048, Rules::Equal, Classifier::Method::Fast)->Name("equalFast");
+BENCHMARK_TEMPLATE(frames2048, Rules::Equal, Classifier::Method::Plain)->Name("equalPlain");
 BENCHMARK(parseAlone);
+BENCHMARK(matchTables);
 BENCHMARK(matchColumns);
 #ifdef IFC_HAVE_DPDK
 BENCHMARK(matchAcl);
@@ -383,45 +462,83 @@ bool agree(const char *what, bool same)
     return same;
 }
 
+// Frames that hit, when both engines say the same of each; else 0.
+template <Rules Kind>
+unsigned hitsOfBoth()
+{
+    unsigned hits = 0;
+    ParsedFrame parsed;
+    for (const frames::Bytes &frame : mix()) {
+        Result results[2];
+        results[0] = bedOf<Kind, Classifier::Method::Fast>().classifier->classify(frame.data(), frame.size(),
+                                                                                  {}, parsed);
+        results[1] = bedOf<Kind, Classifier::Method::Plain>().classifier->classify(frame.data(), frame.size(),
+                                                                                   {}, parsed);
+        if (hitBitsOf(results[0].hits) != hitBitsOf(results[1].hits))
+            return 0;
+        hits += results[0].entry != kNoEntry;
+    }
+    return hits;
+}
+
+// Two lines about a set of rules: its frames a second, and its time against the plain engine's.
+void printFrames(const paired::Collector &collector, const char *rules, unsigned hits, const char *fast,
+                 const char *plain)
+{
+    const auto found = collector.times.find(fast);
+    if (found == collector.times.end())
+        return;
+    const auto count = static_cast<double>(mix().size());
+    const double rate = count / paired::median(found->second) * 1e9;
+    std::printf("%s: all 40 entries in use, %.0f %% of %.0f frames hit\n", rules, 100 * hits / count, count);
+    std::printf("  parse, match, count: %.1f ns a frame, %.1f million a second on one core, %.2f of a full "
+                "10 Gbit/s line",
+                1e9 / rate, rate / 1e6, rate / kLineRate);
+    paired::printVerdict(rate / kLineRate, 1.5, paired::Bound::AtLeast);
+    std::printf("\n");
+    paired::printRatio(collector, "  fast, plain engine", fast, plain, 0.5);
+}
+
 } // namespace
 
 int main(int argc, char **argv)
 {
-    const unsigned hits = fastBed().pass();
-    bool good = agree("frames", hits != 0 && hits == plainBed().pass());
+    const unsigned gatewayHits = hitsOfBoth<Rules::Gateway>();
+    const unsigned equalHits = hitsOfBoth<Rules::Equal>();
+    bool good = agree("frames", gatewayHits != 0 && equalHits != 0);
     good = agree("capture", readOwn() != 0 && readOwn() == readPcap()) && good;
+    std::vector<uint32_t> own(fiveTuples().keys.size());
+    std::vector<uint32_t> other(own.size());
+    fiveTuples().classifyByTables(own);
+    fiveTuples().classify(other);
+    good = agree("match", own == other) && good;
 #ifdef IFC_HAVE_DPDK
     if (!aclPrepare(fiveTuples().rules, fiveTuples().keys)) {
         std::fprintf(stderr, "engine_bench: rte_acl does not start here\n");
         return 1;
     }
-    std::vector<uint32_t> own(fiveTuples().keys.size());
-    std::vector<uint32_t> theirs(own.size());
-    fiveTuples().classify(own);
-    aclClassify(theirs);
-    good = agree("match", own == theirs) && good;
+    aclClassify(other);
+    good = agree("rte_acl", own == other) && good;
 #endif
     if (!good)
         return 1;
 
     const paired::Collector collector = paired::runAll(argc, argv);
-    const auto frames = static_cast<double>(fastBed().mix.all.size());
-    const auto timeOf = [&](const char *name) {
-        const auto found = collector.times.find(name);
-        return found == collector.times.end() ? 0 : paired::median(found->second);
-    };
-    std::printf("%u of %.0f frames of the mix hit a rule; all 40 entries in use\n", hits, frames);
-    if (timeOf("parseAlone") > 0)
-        std::printf("parse alone %.1f ns a frame\n", timeOf("parseAlone") / frames);
-    if (timeOf("framesFast") > 0) {
-        const double rate = frames / timeOf("framesFast") * 1e9;
-        std::printf(
-            "parse, match, count: %.1f ns, %.1f million frames/s on one core, %.2f of a full 10 Gbit/s "
-            "line (bound 1.50 or more)\n",
-            1e9 / rate, rate / 1e6, rate / kLineRate);
-    }
-    paired::printRatio(collector, "2048 frames: fast, plain engine", "framesFast", "framesPlain", 0.5);
-    paired::printRatio(collector, "1024 keys, 40 rules: columns, rte_acl", "matchColumns", "matchAcl", 0.9);
+    printFrames(collector, "gateway rules", gatewayHits, "gatewayFast", "gatewayPlain");
+    printFrames(collector, "rules of \"equal\" alone", equalHits, "equalFast", "equalPlain");
+    const auto parse = collector.times.find("parseAlone");
+    if (parse != collector.times.end())
+        std::printf("parse alone: %.1f ns a frame\n",
+                    paired::median(parse->second) / static_cast<double>(mix().size()));
+#ifdef IFC_HAVE_DPDK
+    std::printf("1024 keys, the same 40 rules of five fields; one is the highest of all that match:\n");
+    paired::printRatio(collector, "  engine, five tables of 8 wide rules; rte_acl", "matchTables", "matchAcl",
+                       0.9);
+    paired::printRatio(collector, "  its columns, widened to 40 rules; rte_acl", "matchColumns", "matchAcl",
+                       0.9);
+#else
+    std::printf("rte_acl: not installed\n");
+#endif
     paired::printRatio(collector, "400000 frames: own reader, pcap_next_ex", "captureOwn", "capturePcap",
                        0.25);
     return 0;

@@ -52,6 +52,18 @@ inline Collector runAll(int argc, char **argv)
     return collector;
 }
 
+enum class Bound { AtMost, AtLeast };
+
+// What has come out of a bound, at the end of a line.
+inline void printVerdict(double value, double bound, Bound kind)
+{
+    const bool met = kind == Bound::AtMost ? value <= bound : value >= bound;
+    if (met)
+        std::printf("  met (bound %.2f)", bound);
+    else
+        std::printf("  NOT met (%.3f of %.2f)", value, bound);
+}
+
 // One line: the median of A/B over the repetitions, in the order in which they ran.
 inline void printRatio(const Collector &collector, const std::string &what, const std::string &a,
                        const std::string &b, double bound)
@@ -66,7 +78,7 @@ inline void printRatio(const Collector &collector, const std::string &what, cons
     std::printf("%-44s %9.1f ns %9.1f ns  ratio %5.2f", what.c_str(), median(ofA->second),
                 median(ofB->second), median(ratios));
     if (bound > 0)
-        std::printf("  bound %.2f", bound);
+        printVerdict(median(ratios), bound, Bound::AtMost);
     std::printf("  (%zu pairs)\n", ratios.size());
 }
 
