@@ -56,14 +56,10 @@ inline bool narrowEnd(const uint32_t *entry)
     return (entry[0] >> 14 & 1) != 0;
 }
 
-// Model: a condition on a field that the frame does not have is false, whatever its command.
-inline bool holds(const Condition &condition, const FieldImage &fields)
+// The comparison alone, of masked numbers without sign.
+constexpr bool compares(Command command, uint64_t value, uint64_t key)
 {
-    if (!hasField(fields, condition.field))
-        return false;
-    const uint64_t value = fieldValue(fields, condition.field) >> condition.part & condition.mask;
-    const uint64_t key = condition.key & condition.mask;
-    switch (condition.command) {
+    switch (command) {
     case Command::Equal:
         return value == key;
     case Command::NotEqual:
@@ -73,6 +69,14 @@ inline bool holds(const Condition &condition, const FieldImage &fields)
     default:
         return value <= key;
     }
+}
+
+// Model: a condition on a field that the frame does not have is false, whatever its command.
+inline bool holds(const Condition &condition, const FieldImage &fields)
+{
+    const uint64_t value = fieldValue(fields, condition.field) >> condition.part & condition.mask;
+    return hasField(fields, condition.field) &&
+           compares(condition.command, value, condition.key & condition.mask);
 }
 
 } // namespace engine

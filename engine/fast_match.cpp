@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 #include "engine/fast_match.h"
 
+#include <stddef.h>
+
 #include "engine/plain_match.h"
 
 namespace engine
@@ -10,150 +12,245 @@ namespace
 {
 
 constexpr unsigned kPresentWord = offsetof(FieldImage, present) / 4;
+constexpr uint32_t kTopBit = 0x80000000;
 
-// Mask and key of a condition where they stand in the image, from word `word` on.
-struct Placed {
-    unsigned word;
-    uint64_t mask;
-    uint64_t key;
-    bool possible; // false: the key asks for bits that the field does not have
-};
+// The kinds of frames: each of these sets of fields is there or not.
+constexpr uint64_t kTagFields = fieldBit(VID0) | fieldBit(PBIT0) | fieldBit(VID1) | fieldBit(PBIT1);
+constexpr uint64_t kIpv4Fields =
+    fieldBit(DIPv4) | fieldBit(SIPv4) | fieldBit(IPv4_PROTOCOL) | fieldBit(IPv4_DSCP);
+constexpr uint64_t kIpv6Fields = ((fieldBit(FLOW_LABEL) << 1) - fieldBit(DIPv6_31_0)) |
+                                 fieldBit(IPv6_NEXT_HEADER) | fieldBit(IPv6_TRAFFIC_CLASS);
+constexpr uint64_t kPppoeFields = fieldBit(PPPOE_SESSION);
+constexpr uint64_t kKinds[] = {kTagFields, kIpv4Fields, kIpv6Fields, kPppoeFields};
 
-Placed place(const Condition &condition)
+constexpr HitBits ruleBit(unsigned rule)
 {
-    const FieldPlace where = kFieldPlaces.place[condition.field];
-    const uint64_t reach = fieldOnes(condition.field) >> condition.part;
-    const uint64_t mask = condition.mask & reach;
-    const unsigned lsb = where.lsb + condition.part;
-    return {lsb / 32, mask << lsb % 32, (condition.key & mask) << lsb % 32,
-            (condition.key & condition.mask & ~reach) == 0};
+    return HitBits{1} << rule;
 }
 
-bool isField(unsigned field)
+// Where a rule stands in the lanes: in which half of them, and its bit there.
+constexpr unsigned halfOf(unsigned rule)
 {
-    return field != 0 && field < kFieldEnd;
+    return rule < IFC_LUT0_RULES ? rule / (IFC_LUT0_RULES / 2) : (rule - IFC_LUT0_RULES) / IFC_LUT1_SUB_TABLE;
+}
+
+constexpr uint32_t laneBit(unsigned rule)
+{
+    return rule < IFC_LUT0_RULES ? 1u << rule
+                                 : 1u << (IFC_LUT0_RULES + (rule - IFC_LUT0_RULES) % IFC_LUT1_SUB_TABLE);
+}
+
+// The inverse of both.
+constexpr HitBits hitBits(uint32_t half0, uint32_t half1)
+{
+    constexpr uint32_t kWide = (1u << IFC_LUT0_RULES) - 1;
+    return half0 | (half1 & kWide) | HitBits{half1 & ~kWide} << IFC_LUT1_SUB_TABLE;
 }
 
 } // namespace
 
-void FastMatch::note(const Condition &condition)
+void FastMatch::begin()
 {
-    if (condition.field >= UDF0 && condition.field < kFieldEnd)
-        udfs_ |= static_cast<uint16_t>(1u << (condition.field - UDF0));
+    groups_ = 0;
+    residuals_ = 0;
+    rules_ = 0;
+    fieldsOfAll_ = 0;
+    checks_ = 0;
 }
 
-void FastMatch::addWide(unsigned rule, const Condition &condition)
+void FastMatch::addRule(unsigned rule)
 {
-    note(condition);
-    if (condition.command != Command::Equal) {
-        wideResidual_[wideResiduals_++] = {1u << rule, condition};
+    rules_ |= ruleBit(rule);
+    fields_[rule] = 0;
+    present_[rule] = 0;
+}
+
+// What must be equal in the same word is one check.
+void FastMatch::addCheck(unsigned rule, unsigned word, uint32_t mask, uint32_t low, uint32_t span)
+{
+    for (unsigned n = 0; n < checks_ && span == 0; ++n) {
+        Check &other = check_[n];
+        if (other.rule == rule && other.word == word && other.span == 0 &&
+            ((other.low ^ low) & other.mask & mask) == 0) {
+            other.mask |= mask;
+            other.low |= low;
+            return;
+        }
+    }
+    check_[checks_++] = {static_cast<uint8_t>(rule), static_cast<uint8_t>(word), mask, low, span};
+}
+
+void FastMatch::require(unsigned rule, const Condition &condition)
+{
+    const uint64_t field = fieldBit(condition.field);
+    const uint64_t reach = fieldOnes(condition.field) >> condition.part;
+    const uint64_t mask = condition.mask & reach;
+    const uint64_t key = condition.key & condition.mask;
+    const bool zeroHolds = compares(condition.command, 0, key);
+    const bool anyHolds = mask == 0 || (key & ~reach) != 0; // or none: the field cannot reach the key
+    if ((field & kAllFields) == 0 || (anyHolds && !zeroHolds)) {
+        rules_ &= ~ruleBit(rule);
         return;
     }
-    const Placed placed = place(condition);
-    const auto half = [](uint64_t value, unsigned n) { return static_cast<uint32_t>(value >> 32 * n); };
+    fieldsOfAll_ |= field;
+    fields_[rule] |= field;
+    if (zeroHolds)
+        present_[rule] |= field; // an absent field is 0 in the image
+    if (anyHolds)
+        return;
+
+    const unsigned lsb = kFieldPlaces.place[condition.field].lsb + condition.part;
+    const auto half = [&](uint64_t value, unsigned n) {
+        return static_cast<uint32_t>(value << lsb % 32 >> 32 * n);
+    };
+    const bool twoWords = half(mask, 0) != 0 && half(mask, 1) != 0;
+    if (twoWords && condition.command != Command::Equal) {
+        residual_[residuals_++] = {static_cast<uint8_t>(rule), condition};
+        return;
+    }
     for (unsigned n = 0; n < 2; ++n) {
-        if (half(placed.mask, n) != 0)
-            wide_.require(rule, placed.word + n, half(placed.mask, n), half(placed.key, n));
-    }
-    // An absent field is 0 in the image: only a key of 0 has to ask whether it is there.
-    const uint64_t present = fieldBit(condition.field);
-    for (unsigned n = 0; n < 2 && placed.key == 0; ++n) {
-        if (half(present, n) != 0)
-            wide_.require(rule, kPresentWord + n, half(present, n), half(present, n));
+        const unsigned word = lsb / 32 + n;
+        const uint32_t m = half(mask, n);
+        const uint32_t k = half(key, n);
+        if (m == 0)
+            continue;
+        switch (condition.command) {
+        case Command::Equal:
+            addCheck(rule, word, m, k, 0);
+            break;
+        case Command::NotEqual:
+            addCheck(rule, word, m, k + 1, UINT32_MAX - 1);
+            break;
+        case Command::GreaterOrEqual:
+            addCheck(rule, word, m, k, m - k);
+            break;
+        case Command::LessOrEqual:
+            addCheck(rule, word, m, 0, k);
+            break;
+        }
     }
 }
 
-void FastMatch::addNarrow(unsigned entry, const Condition &condition)
+// Puts a check into the groups from `first` on: where it already stands, or into a lane that is free. False:
+// there are no more groups.
+bool FastMatch::place(const Check &check, unsigned first)
 {
-    note(condition);
-    if (!isField(condition.field))
-        return; // in no group: it never holds
-    const Placed placed = place(condition);
-    const uint64_t low = placed.mask & UINT32_MAX;
-    const bool oneWord = low == placed.mask || low == 0;
-    if (condition.command != Command::Equal || !oneWord) {
-        narrowResidual_[narrowResiduals_++] = {1u << entry, condition};
-        return;
+    const unsigned lanes = halfOf(check.rule) * kLanes / 2;
+    const uint32_t low = check.low + kTopBit;
+    const auto span = static_cast<int32_t>(check.span ^ kTopBit);
+    for (unsigned n = first;; ++n) {
+        if (n == groups_) {
+            if (n == kGroups)
+                return false;
+            __builtin_memset(&group_[n], 0, sizeof group_[n]);
+            word_[n] = check.word;
+            ++groups_;
+        }
+        Group &group = group_[n];
+        if (word_[n] != check.word)
+            continue;
+        for (unsigned lane = lanes; lane < lanes + kLanes / 2; ++lane) {
+            const bool same =
+                group.mask[lane] == check.mask && group.low[lane] == low && group.span[lane] == span;
+            if (group.rules[lane] != 0 && !same)
+                continue;
+            group.mask[lane] = check.mask;
+            group.low[lane] = low;
+            group.span[lane] = span;
+            group.rules[lane] |= laneBit(check.rule);
+            return true;
+        }
     }
-    if (!placed.possible)
-        return;
-    // An absent field is 0 in the image: only a key of 0 has to ask whether it is there.
-    if (placed.key == 0)
-        presence_[presences_++] = {condition.field, 1u << entry};
-    const unsigned up = low == 0 ? 1 : 0;
-    const unsigned word = placed.mask != 0 ? placed.word + up : 0; // no bits to compare: any word will do
-    unsigned n = 0;
-    while (n < groups_ && (groupWord_[n] != word || groupFill_[n] == kLanes))
-        ++n;
-    if (n == groups_) {
-        __builtin_memset(&group_[groups_], 0, sizeof group_[groups_]);
-        groupFill_[groups_] = 0;
-        groupWord_[groups_++] = static_cast<uint8_t>(word);
+}
+
+bool FastMatch::emit(unsigned program)
+{
+    HitBits rules = rules_;
+    for (HitBits left = rules; left != 0; left &= left - 1) {
+        const unsigned rule = static_cast<unsigned>(__builtin_ctzll(left));
+        for (unsigned n = 0; n < sizeof kKinds / sizeof *kKinds; ++n) {
+            if ((program >> n & 1) == 0 && (fields_[rule] & kKinds[n]) != 0)
+                rules &= ~ruleBit(rule);
+        }
     }
-    const unsigned lane = groupFill_[n]++;
-    group_[n].mask[lane] = static_cast<uint32_t>(placed.mask >> 32 * up);
-    group_[n].key[lane] = static_cast<uint32_t>(placed.key >> 32 * up);
-    group_[n].bit[lane] = 1u << entry;
+    const unsigned first = groups_;
+    for (unsigned n = 0; n < checks_; ++n) {
+        if ((rules >> check_[n].rule & 1) != 0 && !place(check_[n], first)) {
+            groups_ = first;
+            return false;
+        }
+    }
+    program_[program] = {rules, static_cast<uint16_t>(first), static_cast<uint16_t>(groups_)};
+    return true;
+}
+
+void FastMatch::finish()
+{
+    for (HitBits left = rules_; left != 0; left &= left - 1) {
+        const unsigned rule = static_cast<unsigned>(__builtin_ctzll(left));
+        for (unsigned n = 0; n < 2; ++n) {
+            const auto present = static_cast<uint32_t>(present_[rule] >> 32 * n);
+            if (present != 0)
+                addCheck(rule, kPresentWord + n, present, present, 0);
+        }
+    }
+    // The program of all rules always fits, and does for a kind whose own does not.
+    emit(kPrograms - 1);
+    for (unsigned program = 0; program < kPrograms - 1; ++program) {
+        if (!emit(program))
+            program_[program] = program_[kPrograms - 1];
+    }
 }
 
 void FastMatch::compile(const Tables &tables)
 {
-    wide_.clear();
-    groups_ = 0;
-    wideValid_ = 0;
-    start_ = 0;
-    end_ = 0;
-    wideResiduals_ = 0;
-    narrowResiduals_ = 0;
-    presences_ = 0;
-    udfs_ = 0;
+    begin();
     for (unsigned n = 0; n < IFC_LUT0_RULES; ++n) {
         const uint32_t *rule = tables.lut0[n];
         if (!wideValid(rule))
             continue;
-        wideValid_ |= 1u << n;
+        addRule(n);
         for (uint32_t left = wideEnabled(rule); left != 0; left &= left - 1)
-            addWide(n, wideCondition(rule, static_cast<unsigned>(__builtin_ctz(left)) + 1));
+            require(n, wideCondition(rule, static_cast<unsigned>(__builtin_ctz(left)) + 1));
     }
     Chain chain{};
     for (unsigned from = 0; nextChain(tables, from, chain); from = chain.end + 1) {
-        start_ |= 1u << chain.first;
-        end_ |= 1u << chain.end;
+        addRule(IFC_LUT0_RULES + chain.end);
         for (unsigned n = chain.first; n <= chain.end; ++n)
-            addNarrow(n, narrowCondition(tables.lut1[n]));
+            require(IFC_LUT0_RULES + chain.end, narrowCondition(tables.lut1[n]));
     }
+    finish();
+}
+
+unsigned FastMatch::programOf(const FieldImage &fields)
+{
+    const auto has = [&](unsigned kind) {
+        return static_cast<unsigned>((fields.present & kKinds[kind]) != 0);
+    };
+    return has(0) + 2 * has(1) + 4 * has(2) + 8 * has(3);
 }
 
 HitBits FastMatch::match(const FieldImage &fields) const
 {
-    uint32_t wide[1];
-    wide_.match(fields, wide);
-    uint32_t lut0 = wide[0] & wideValid_;
-    for (unsigned n = 0; n < wideResiduals_ && lut0 != 0; ++n) {
-        const Residual &residual = wideResidual_[n];
-        if ((lut0 & residual.bit) != 0 && !holds(residual.condition, fields))
-            lut0 &= ~residual.bit;
-    }
-
-    Vector held = {};
-    for (unsigned n = 0; n < groups_; ++n) {
+    using Word = uint32_t __attribute__((may_alias)); // the present bitmap is two more words
+    const auto *image = reinterpret_cast<const Word *>(&fields);
+    const Program &program = program_[programOf(fields)];
+    Vector failed = {};
+    for (unsigned n = program.first; n < program.end; ++n) {
         const Group &group = group_[n];
-        const Vector word = fields.word[groupWord_[n]] - Vector{};
-        held |= reinterpret_cast<Vector>((word & group.mask) == group.key) & group.bit;
+        const Vector word = image[word_[n]] - Vector{};
+        const auto over = reinterpret_cast<SignedVector>((word & group.mask) - group.low);
+        failed |= reinterpret_cast<Vector>(over > group.span) & group.rules;
     }
-    uint32_t narrow = orOfLanes(held);
-    for (unsigned n = 0; n < presences_; ++n) {
-        const uint32_t absent = ~static_cast<uint32_t>(fields.present >> presence_[n].field) & 1;
-        narrow &= ~(presence_[n].bit & (0 - absent));
+    failed |= __builtin_shufflevector(failed, failed, 2, 3, 0, 1, 6, 7, 4, 5);
+    failed |= __builtin_shufflevector(failed, failed, 1, 0, 3, 2, 5, 4, 7, 6);
+    HitBits hits = program.rules & ~hitBits(failed[0], failed[kLanes / 2]);
+    for (unsigned n = 0; n < residuals_; ++n) {
+        const Residual &residual = residual_[n];
+        if ((hits >> residual.rule & 1) != 0 && !holds(residual.condition, fields))
+            hits &= ~ruleBit(residual.rule);
     }
-    for (unsigned n = 0; n < narrowResiduals_; ++n) {
-        if (holds(narrowResidual_[n].condition, fields))
-            narrow |= narrowResidual_[n].bit;
-    }
-
-    // A carry runs from each chain's start through the conditions that hold and comes out at its end.
-    narrow = ((narrow & ~end_) + start_) & end_ & narrow;
-    return HitBits{narrow} << IFC_LUT0_RULES | lut0;
+    return hits;
 }
 
 } // namespace engine

@@ -67,6 +67,8 @@ constexpr uint64_t fieldBit(unsigned field)
     return uint64_t{1} << field;
 }
 
+constexpr uint64_t kAllFields = fieldBit(kFieldEnd) - fieldBit(1);
+
 inline bool hasField(const FieldImage &image, unsigned field)
 {
     return (image.present >> field & 1) != 0;
