@@ -6,9 +6,14 @@
 namespace engine
 {
 
+constexpr uint64_t kCounterPackets = 0x00FFFFFFFFFFFFFF;
+
 Classifier::Classifier(RegisterWindow &window) : window_(window)
 {
     defaultUdfs(settings_);
+    for (unsigned n = 0; n < IFC_COUNTERS; ++n)
+        counter_[n] = window.tables().counter[n];
+    counter_[IFC_COUNTERS] = noCounter_;
 }
 
 // Takes over what changed behind the registers since the last frame.
@@ -35,6 +40,11 @@ void Classifier::parse(const uint8_t *data, size_t length, const SideData &side,
 HitBits Classifier::match(const FieldImage &fields)
 {
     refresh();
+    return matchNow(fields);
+}
+
+HitBits Classifier::matchNow(const FieldImage &fields) const
+{
     if (!on_)
         return 0;
     if (method_ == Method::Fast)
@@ -48,10 +58,9 @@ HitBits Classifier::run(const uint8_t *data, size_t length, const SideData &side
 {
     refresh();
     parseFrame(data, length, side, settings_, parsed);
-    const HitBits bits = match(parsed.fields);
-    const int entry = decidingEntry(bits);
-    if (entry != kNoEntry)
-        count(entry, length);
+    const HitBits bits = matchNow(parsed.fields);
+    // Frames without a hit count too, where nobody looks: a branch on it cannot be foreseen.
+    addToCounter(counter_[__builtin_ctzll(bits | HitBits{1} << IFC_COUNTERS)], length);
     return bits;
 }
 
@@ -67,12 +76,11 @@ Action Classifier::action(int entry, int revision) const
 
 void addToCounter(uint32_t *counter, uint64_t bytes)
 {
-    const uint64_t total = (uint64_t{counter[1]} << 32 | counter[0]) + bytes;
-    counter[0] = static_cast<uint32_t>(total);
-    counter[1] = static_cast<uint32_t>(total >> 32);
-    const uint64_t packets = (uint64_t{counter[3]} << 32 | counter[2]) + 1;
-    counter[2] = static_cast<uint32_t>(packets);
-    counter[3] = static_cast<uint32_t>(packets >> 32) & 0x00FFFFFF;
+    uint64_t words[2]; // little-endian, as the records are
+    __builtin_memcpy(words, counter, sizeof words);
+    words[0] += bytes;
+    words[1] = (words[1] + 1) & kCounterPackets;
+    __builtin_memcpy(counter, words, sizeof words);
 }
 
 } // namespace engine

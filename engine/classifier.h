@@ -49,6 +49,7 @@ public:
 
 private:
     HitBits run(const uint8_t *data, size_t length, const SideData &side, ParsedFrame &parsed);
+    HitBits matchNow(const FieldImage &fields) const;
     void refresh();
 
     RegisterWindow &window_;
@@ -58,6 +59,8 @@ private:
     bool compiled_ = false;
     uint32_t revision_ = 0;
     FastMatch fast_;
+    uint32_t *counter_[IFC_COUNTERS + 1]; // of each entry, and of the frames that no rule decides
+    uint32_t noCounter_[4] = {};
 };
 
 // Adds one frame to a counter entry in the order of the data registers: 64 bits of bytes, 56 of packets.

@@ -180,6 +180,14 @@ bool FastMatch::emit(unsigned program)
             return false;
         }
     }
+    while ((groups_ - first) % kStep != 0) {
+        if (groups_ == kGroups) {
+            groups_ = first;
+            return false;
+        }
+        __builtin_memset(&group_[groups_], 0, sizeof group_[groups_]);
+        word_[groups_++] = 0;
+    }
     program_[program] = {rules, static_cast<uint16_t>(first), static_cast<uint16_t>(groups_)};
     return true;
 }
@@ -236,11 +244,13 @@ HitBits FastMatch::match(const FieldImage &fields) const
     const auto *image = reinterpret_cast<const Word *>(&fields);
     const Program &program = program_[programOf(fields)];
     Vector failed = {};
-    for (unsigned n = program.first; n < program.end; ++n) {
-        const Group &group = group_[n];
-        const Vector word = image[word_[n]] - Vector{};
-        const auto over = reinterpret_cast<SignedVector>((word & group.mask) - group.low);
-        failed |= reinterpret_cast<Vector>(over > group.span) & group.rules;
+    for (size_t n = program.first; n < program.end; n += kStep) {
+        for (size_t m = 0; m < kStep; ++m) {
+            const Group &group = group_[n + m];
+            const Vector word = image[word_[n + m]] - Vector{};
+            const auto over = reinterpret_cast<SignedVector>((word & group.mask) - group.low);
+            failed |= reinterpret_cast<Vector>(over > group.span) & group.rules;
+        }
     }
     failed |= __builtin_shufflevector(failed, failed, 2, 3, 0, 1, 6, 7, 4, 5);
     failed |= __builtin_shufflevector(failed, failed, 1, 0, 3, 2, 5, 4, 7, 6);

@@ -48,7 +48,8 @@ private:
     // A MAC makes two checks. A rule adds up to two of the fields that must be there.
     static constexpr unsigned kChecks =
         IFC_LUT0_RULES * (IFC_LUT0_FIELDS + IFC_LAST_MAC_FIELD + 2) + IFC_LUT1_RULES * 4;
-    static constexpr unsigned kGroups = 256;
+    static constexpr unsigned kGroups = 512;
+    static constexpr unsigned kStep = 2;
     static constexpr unsigned kPrograms = 16;
 
     struct Check {

@@ -50,15 +50,44 @@ inline void put(FieldImage &image, uint32_t value)
     image.word[wordOf(Field)] |= value << shiftOf(Field);
 }
 
-// The parts of a frame, each with the end of its enclosing layer.
+// Two words at once, the lower one first.
+inline void putPair(FieldImage &image, unsigned word, uint64_t value)
+{
+    __builtin_memcpy(image.word + word, &value, sizeof value);
+}
+
+// What follows in a frame: from `at` on, `left` bytes up to the end of the layer.
+struct Rest {
+    const uint8_t *at;
+    uint32_t left;
+
+    Rest behind(uint32_t bytes) const { return {at + bytes, left - bytes}; }
+    Rest upTo(uint32_t bytes) const { return {at, bytes < left ? bytes : left}; }
+};
+
+// The layers of a frame. Fields go to the image; all else stays here until the end, in registers that no write
+// to the image can touch. Each layer notes its own fields: one variable for all is written too often.
 struct Parser {
     const uint8_t *data;
     uint32_t length;
-    ParsedFrame &out;
+    FieldImage &fields;
+    uint64_t macs = 0; // fields that are present
+    uint64_t tagged = 0;
+    uint64_t types = 0;
+    uint64_t session = 0;
+    uint64_t addresses = 0;
+    uint64_t ports = 0;
+    uint64_t others = 0;
+    uint32_t network = 0;
+    uint32_t transport = 0;
+    uint8_t tags = 0;
+    uint8_t ipVersion = 0;
 
-    void ports(uint32_t protocol, uint32_t at, uint32_t end)
+    uint32_t offset(const Rest &rest) const { return static_cast<uint32_t>(rest.at - data); }
+
+    [[gnu::always_inline]] void transportHeader(uint32_t protocol, const Rest &rest)
     {
-        out.transport = at;
+        transport = offset(rest);
         switch (protocol) {
         case kTcp:
         case kUdp:
@@ -69,66 +98,58 @@ struct Parser {
         default:
             return;
         }
-        if (end < at + kPortBytes)
+        if (rest.left < kPortBytes)
             return;
-        put<SPORT>(out.fields, be16(data + at));
-        put<DPORT>(out.fields, be16(data + at + 2));
-        out.fields.present |= fieldBit(SPORT) | fieldBit(DPORT);
+        static_assert(wordOf(SPORT) == wordOf(DPORT) && shiftOf(SPORT) == 16 && shiftOf(DPORT) == 0);
+        fields.word[wordOf(SPORT)] = be32(rest.at);
+        ports = fieldBit(SPORT) | fieldBit(DPORT);
     }
 
-    void ipv4(uint32_t at, uint32_t end)
+    [[gnu::always_inline]] void ipv4(Rest rest)
     {
-        if (end < at + kIpv4Bytes)
+        if (rest.left < kIpv4Bytes)
             return;
-        const uint8_t *header = data + at;
+        const uint8_t *header = rest.at;
         const uint32_t headerBytes = (header[0] & 0xFu) * 4;
         if (header[0] >> 4 != 4 || headerBytes < kIpv4Bytes)
             return;
         const uint32_t protocol = header[9];
-        put<IPv4_DSCP>(out.fields, header[1] >> 2); // Model: RFC 2474, without the two ECN bits
-        put<IPv4_PROTOCOL>(out.fields, protocol);
-        put<SIPv4>(out.fields, be32(header + 12));
-        put<DIPv4>(out.fields, be32(header + 16));
-        out.fields.present |=
-            fieldBit(IPv4_DSCP) | fieldBit(IPv4_PROTOCOL) | fieldBit(SIPv4) | fieldBit(DIPv4);
-        out.ipVersion = 4;
-        const uint32_t packetEnd = at + be16(header + 2);
-        if (packetEnd < end)
-            end = packetEnd;
+        const uint32_t dscp = header[1] >> 2; // Model: RFC 2474, without the two ECN bits
+        fields.word[wordOf(IPv4_DSCP)] = dscp << shiftOf(IPv4_DSCP) | protocol << shiftOf(IPv4_PROTOCOL);
+        static_assert(wordOf(SIPv4) == wordOf(DIPv4) + 1);
+        putPair(fields, wordOf(DIPv4), be64(header + 12));
+        addresses = fieldBit(IPv4_DSCP) | fieldBit(IPv4_PROTOCOL) | fieldBit(SIPv4) | fieldBit(DIPv4);
+        ipVersion = 4;
+        rest = rest.upTo(be16(header + 2));
         const uint32_t fragmentOffset = be16(header + 6) & 0x1FFF;
-        if (fragmentOffset == 0 && end >= at + headerBytes)
-            ports(protocol, at + headerBytes, end);
+        if (fragmentOffset == 0 && rest.left >= headerBytes)
+            transportHeader(protocol, rest.behind(headerBytes));
     }
 
-    void ipv6(uint32_t at, uint32_t end)
+    [[gnu::always_inline]] void ipv6(Rest rest)
     {
-        if (end < at + kIpv6Bytes)
+        if (rest.left < kIpv6Bytes)
             return;
-        const uint8_t *header = data + at;
+        const uint8_t *header = rest.at;
         if (header[0] >> 4 != 6)
             return;
         const uint32_t first = be32(header);
-        put<FLOW_LABEL>(out.fields, first & 0xFFFFF);
-        put<IPv6_TRAFFIC_CLASS>(out.fields, first >> 20 & 0xFF);
-        uint32_t *source = out.fields.word + wordOf(SIPv6_31_0);
-        uint32_t *destination = out.fields.word + wordOf(DIPv6_31_0);
-        for (unsigned n = 0; n < 4; ++n) {
-            source[3 - n] = be32(header + 8 + 4 * n);
-            destination[3 - n] = be32(header + 24 + 4 * n);
-        }
-        out.ipVersion = 6;
-        const uint32_t payloadBytes = be16(header + 4);
-        if (end - at - kIpv6Bytes > payloadBytes)
-            end = at + kIpv6Bytes + payloadBytes;
+        put<FLOW_LABEL>(fields, first & 0xFFFFF);
+        putPair(fields, wordOf(SIPv6_95_64), be64(header + 8));
+        putPair(fields, wordOf(SIPv6_31_0), be64(header + 16));
+        putPair(fields, wordOf(DIPv6_95_64), be64(header + 24));
+        putPair(fields, wordOf(DIPv6_31_0), be64(header + 32));
+        ipVersion = 6;
+        rest = rest.behind(kIpv6Bytes).upTo(be16(header + 4));
 
-        const uint32_t next = header[6];
-        uint32_t upper = next;
-        const bool first_fragment = isExtension(next) ? extensions(upper, at, end) : (at += kIpv6Bytes, true);
-        put<IPv6_NEXT_HEADER>(out.fields, upper);
-        out.fields.present |=
+        uint32_t upper = header[6];
+        const bool firstFragment = !isExtension(upper) || extensions(upper, rest);
+        fields.word[wordOf(IPv6_TRAFFIC_CLASS)] =
+            (first >> 20 & 0xFF) << shiftOf(IPv6_TRAFFIC_CLASS) | upper << shiftOf(IPv6_NEXT_HEADER);
+        addresses =
             fieldBits(DIPv6_31_0, FLOW_LABEL) | fieldBit(IPv6_TRAFFIC_CLASS) | fieldBit(IPv6_NEXT_HEADER);
-        if (first_fragment)
-            ports(upper, at, end);
+        if (firstFragment)
+            transportHeader(upper, rest);
     }
 
     static bool isExtension(uint32_t next)
@@ -137,88 +158,87 @@ struct Parser {
                next == kAuthentication;
     }
 
-    // Walks the chain from the base header at `at`. False: what follows is not the start of a transport
-    // header, because a header is cut off or the packet is a later fragment.
-    bool extensions(uint32_t &next, uint32_t &at, uint32_t end) const
+    // Walks the chain behind the base header. False: what follows is not the start of a transport header,
+    // because a header is cut off or the packet is a later fragment.
+    static bool extensions(uint32_t &next, Rest &rest)
     {
-        at += kIpv6Bytes;
         while (isExtension(next)) {
-            if (end < at + 8)
+            if (rest.left < 8)
                 return false;
-            const uint8_t *header = data + at;
+            const uint8_t *header = rest.at;
             uint32_t bytes = 8;
             if (next == kAuthentication)
                 bytes = (header[1] + 2u) * 4;
             else if (next != kFragment)
                 bytes = (header[1] + 1u) * 8;
-            if (end < at + bytes)
+            if (rest.left < bytes)
                 return false;
             const bool later = next == kFragment && (be16(header + 2) & 0xFFF8) != 0;
             next = header[0];
-            at += bytes;
+            rest = rest.behind(bytes);
             if (later)
                 return false;
         }
         return true;
     }
 
-    void pppoe(uint32_t at, uint32_t end, bool session)
+    [[gnu::always_inline]] void pppoe(Rest rest, bool isSession)
     {
-        if (end < at + kPppoeBytes || data[at] != 0x11)
+        if (rest.left < kPppoeBytes || rest.at[0] != 0x11)
             return;
-        put<PPPOE_SESSION>(out.fields, be16(data + at + 2));
-        out.fields.present |= fieldBit(PPPOE_SESSION);
-        const uint32_t payloadEnd = at + kPppoeBytes + be16(data + at + 4);
-        if (payloadEnd < end)
-            end = payloadEnd;
-        at += kPppoeBytes;
-        if (!session || data[at - kPppoeBytes + 1] != 0 || end < at + kPppProtocolBytes)
+        const uint8_t *header = rest.at;
+        put<PPPOE_SESSION>(fields, be16(header + 2));
+        session = fieldBit(PPPOE_SESSION);
+        rest = rest.behind(kPppoeBytes).upTo(be16(header + 4));
+        if (!isSession || header[1] != 0 || rest.left < kPppProtocolBytes)
             return;
-        const uint32_t protocol = be16(data + at);
-        at += kPppProtocolBytes;
-        out.network = at;
+        const uint32_t protocol = be16(rest.at);
+        rest = rest.behind(kPppProtocolBytes);
+        network = offset(rest);
         if (protocol == kPppIpv4)
-            ipv4(at, end);
+            ipv4(rest);
         else if (protocol == kPppIpv6)
-            ipv6(at, end);
+            ipv6(rest);
     }
 
-    void payload(uint32_t type, uint32_t at, uint32_t end)
+    void payload(uint32_t type, const Rest &rest)
     {
         switch (type) {
         case kTypeIpv4:
-            ipv4(at, end);
+            ipv4(rest);
             break;
         case kTypeIpv6:
-            ipv6(at, end);
+            ipv6(rest);
             break;
         case kTypePppoeDiscovery:
-            pppoe(at, end, false);
-            break;
         case kTypePppoeSession:
-            pppoe(at, end, true);
+            pppoe(rest, type == kTypePppoeSession);
             break;
         default:
             break;
         }
     }
 
-    // The words behind a length of IEEE 802.3: LLC, perhaps SNAP.
-    FrameType llc(uint32_t at, uint32_t bytes)
+    void typeField(uint32_t type)
     {
-        uint32_t end = length;
-        if (end - at > bytes)
-            end = at + bytes;
-        out.network = at;
-        const uint8_t *header = data + at;
-        if (end < at + kSnapBytes || header[0] != 0xAA || header[1] != 0xAA || header[2] != 0x03 ||
+        put<ETYPE>(fields, type);
+        types |= fieldBit(ETYPE);
+    }
+
+    // The words behind a length of IEEE 802.3: LLC, perhaps SNAP. The type, or 0, and what is behind it.
+    FrameType llc(uint32_t &type, Rest &rest)
+    {
+        rest = rest.upTo(type);
+        type = 0;
+        network = offset(rest);
+        const uint8_t *header = rest.at;
+        if (rest.left < kSnapBytes || header[0] != 0xAA || header[1] != 0xAA || header[2] != 0x03 ||
             header[3] != 0 || header[4] != 0 || header[5] != 0)
             return FrameType::Llc;
-        const uint32_t type = be16(header + 6);
-        put<ETYPE>(out.fields, type);
-        out.fields.present |= fieldBit(ETYPE);
-        out.network = at + kSnapBytes;
-        payload(type, at + kSnapBytes, end);
+        type = be16(header + 6);
+        typeField(type);
+        rest = rest.behind(kSnapBytes);
+        network = offset(rest);
         return FrameType::Snap;
     }
 
@@ -232,81 +252,101 @@ struct Parser {
         return userTpid != 0 && type == userTpid ? 3 : 0;
     }
 
+    // A tag behind its TPID, and the length/type word behind it. False: there is no such word.
+    template <unsigned Vpm, unsigned Vid, unsigned Pbit>
+    bool tag(uint32_t vpm, uint32_t &type, Rest &rest)
+    {
+        if (rest.left < 2)
+            return false;
+        const uint32_t control = be16(rest.at);
+        put<Vpm>(fields, vpm);
+        put<Vid>(fields, control & 0xFFF);
+        put<Pbit>(fields, control >> 12);
+        tagged |= fieldBit(Vpm) | fieldBit(Vid) | fieldBit(Pbit);
+        ++tags;
+        if (rest.left < 4)
+            return false;
+        type = be16(rest.at + 2);
+        rest = rest.behind(4);
+        return true;
+    }
+
     void typeAndPayload(uint16_t userTpid)
     {
-        uint32_t at = kTypeOffset;
-        if (length < at + 2)
+        if (length < kTypeOffset + 2)
             return;
-        uint32_t type = be16(data + at);
-        at += 2;
+        uint32_t type = be16(data + kTypeOffset);
+        Rest rest{data + kTypeOffset + 2, length - kTypeOffset - 2};
         uint32_t vpm = vpmOf(type, userTpid);
         if (vpm != 0) [[unlikely]] {
-            if (length < at + 2)
+            if (!tag<VPM0, VID0, PBIT0>(vpm, type, rest))
                 return;
-            const uint32_t outer = be16(data + at);
-            put<VPM0>(out.fields, vpm);
-            put<VID0>(out.fields, outer & 0xFFF);
-            put<PBIT0>(out.fields, outer >> 12);
-            out.fields.present |= fieldBit(VPM0) | fieldBit(VID0) | fieldBit(PBIT0);
-            out.tags = 1;
-            if (length < at + 4)
-                return;
-            type = be16(data + at + 2);
-            at += 4;
             vpm = vpmOf(type, userTpid);
-            if (vpm != 0) {
-                if (length < at + 2)
-                    return;
-                const uint32_t inner = be16(data + at);
-                put<VPM1>(out.fields, vpm);
-                put<VID1>(out.fields, inner & 0xFFF);
-                put<PBIT1>(out.fields, inner >> 12);
-                out.fields.present |= fieldBit(VPM1) | fieldBit(VID1) | fieldBit(PBIT1);
-                out.tags = 2;
-                if (length < at + 4)
-                    return;
-                type = be16(data + at + 2);
-                at += 4;
-            }
+            if (vpm != 0 && !tag<VPM1, VID1, PBIT1>(vpm, type, rest))
+                return;
         }
         // Model: no tag is VPM code 0.
-        out.fields.present |= fieldBit(VPM0) | fieldBit(VPM1) | fieldBit(FRAME_TYPE);
+        types = fieldBit(VPM0) | fieldBit(VPM1) | fieldBit(FRAME_TYPE);
 
         FrameType kind = FrameType::EthernetII;
         if (type >= kFirstType) {
-            put<ETYPE>(out.fields, type);
-            out.fields.present |= fieldBit(ETYPE);
-            out.network = at;
+            typeField(type);
+            network = offset(rest);
             if (type == kTypePppoeDiscovery)
                 kind = FrameType::PppoeDiscovery;
             else if (type == kTypePppoeSession)
                 kind = FrameType::PppoeSession;
-            payload(type, at, length);
+        } else if (type <= kLastLength) {
+            kind = llc(type, rest);
         } else {
-            kind = type <= kLastLength ? llc(at, type) : FrameType::Undefined;
+            kind = FrameType::Undefined;
         }
-        put<FRAME_TYPE>(out.fields, static_cast<uint32_t>(kind));
+        put<FRAME_TYPE>(fields, static_cast<uint32_t>(kind));
+        payload(type, rest);
     }
 
-    void addresses()
+    // 48 bits each.
+    void destination(uint64_t address)
     {
-        if (length < kMacBytes)
-            return;
-        const uint32_t high = be16(data);
-        const uint32_t low = be32(data + 2);
-        out.fields.word[0] = low;
-        out.fields.word[1] = high;
-        DmacType type = (high & 0x0100) != 0 ? DmacType::Multicast : DmacType::Unicast;
-        if ((high & low << 16 >> 16 & low >> 16) == 0xFFFF)
-            type = DmacType::Broadcast;
-        put<DMAC_TYPE>(out.fields, static_cast<uint32_t>(type));
-        out.fields.present |= fieldBit(DMAC) | fieldBit(DMAC_TYPE);
-        if (length < 2 * kMacBytes)
-            return;
-        const uint32_t sourceLow = be32(data + kMacBytes + 2);
-        out.fields.word[1] |= sourceLow << 16;
-        out.fields.word[2] = be16(data + kMacBytes) << 16 | sourceLow >> 16;
-        out.fields.present |= fieldBit(SMAC);
+        const uint64_t multicast = address >> 40 & 1;
+        const uint64_t broadcast = address == 0xFFFFFFFFFFFF;
+        static_assert(DmacType{1} == DmacType::Multicast && DmacType{2} == DmacType::Broadcast);
+        put<DMAC_TYPE>(fields, static_cast<uint32_t>(multicast + broadcast));
+        macs = fieldBit(DMAC) | fieldBit(DMAC_TYPE);
+        putPair(fields, wordOf(DMAC), address);
+    }
+
+    void bothMacs(uint64_t to, uint64_t from)
+    {
+        destination(to);
+        static_assert(wordOf(SMAC) == 1 && shiftOf(SMAC) == 16);
+        putPair(fields, 1, to >> 32 | from << 16);
+        macs |= fieldBit(SMAC);
+    }
+
+    void macAddresses()
+    {
+        const auto at = [&](uint32_t offset) {
+            return uint64_t{be16(data + offset)} << 32 | be32(data + offset + 2);
+        };
+        if (length >= 2 * kMacBytes + 2)
+            bothMacs(be64(data) >> 16, be64(data + kMacBytes) >> 16);
+        else if (length >= 2 * kMacBytes)
+            bothMacs(at(0), at(kMacBytes));
+        else if (length >= kMacBytes)
+            destination(at(0));
+    }
+
+    void sideData(const SideData &side)
+    {
+        if (side.sourceInterface >= 0) {
+            put<SINF>(fields, static_cast<uint32_t>(side.sourceInterface) & 0x1F);
+            others |= fieldBit(SINF);
+        }
+        if (side.gemPort >= 0) {
+            put<GEMPORT>(fields, static_cast<uint32_t>(side.gemPort) & 0xFFFF);
+            others |= fieldBit(GEMPORT);
+        }
     }
 
     void userDefined(const ParserSettings &settings)
@@ -316,17 +356,19 @@ struct Parser {
             const UdfPlace &place = settings.udf[n];
             uint32_t at = 0;
             if (place.base != UdfBase::Frame) {
-                at = place.base == UdfBase::Network ? out.network : out.transport;
+                at = place.base == UdfBase::Network ? network : transport;
                 if (at == 0)
                     continue;
             }
             at += place.offset;
             if (length < at + 2)
                 continue;
-            out.fields.word[IFC_LUT0_AREA_WORDS + n / 2] |= be16(data + at) << 16 * (n & 1);
-            out.fields.present |= fieldBit(UDF0 + n);
+            fields.word[IFC_LUT0_AREA_WORDS + n / 2] |= be16(data + at) << 16 * (n & 1);
+            others |= fieldBit(UDF0 + n);
         }
     }
+
+    uint64_t present() const { return macs | tagged | types | session | addresses | ports | others; }
 };
 
 } // namespace
@@ -343,23 +385,17 @@ void parseFrame(const uint8_t *data, size_t length, const SideData &side, const 
     // Offsets are 32 bits wide and stay far from their end; no header lies behind the first 16 MB.
     constexpr size_t kFar = 1u << 24;
     clearFields(parsed.fields);
-    parsed.network = 0;
-    parsed.transport = 0;
-    parsed.tags = 0;
-    parsed.ipVersion = 0;
-    Parser parser{data, static_cast<uint32_t>(length < kFar ? length : kFar), parsed};
-    parser.addresses();
+    Parser parser{data, static_cast<uint32_t>(length < kFar ? length : kFar), parsed.fields};
+    parser.macAddresses();
     parser.typeAndPayload(settings.userTpid);
-    if (side.sourceInterface >= 0) {
-        put<SINF>(parsed.fields, static_cast<uint32_t>(side.sourceInterface) & 0x1F);
-        parsed.fields.present |= fieldBit(SINF);
-    }
-    if (side.gemPort >= 0) {
-        put<GEMPORT>(parsed.fields, static_cast<uint32_t>(side.gemPort) & 0xFFFF);
-        parsed.fields.present |= fieldBit(GEMPORT);
-    }
+    parser.sideData(side);
     if (settings.udfs != 0)
         parser.userDefined(settings);
+    parsed.fields.present = parser.present();
+    parsed.network = parser.network;
+    parsed.transport = parser.transport;
+    parsed.tags = parser.tags;
+    parsed.ipVersion = parser.ipVersion;
 }
 
 } // namespace engine

@@ -22,6 +22,13 @@ inline uint32_t be32(const uint8_t *p)
     return __builtin_bswap32(word);
 }
 
+inline uint64_t be64(const uint8_t *p)
+{
+    uint64_t word;
+    __builtin_memcpy(&word, p, sizeof word);
+    return __builtin_bswap64(word);
+}
+
 inline void putBe16(uint8_t *p, uint32_t value)
 {
     p[0] = static_cast<uint8_t>(value >> 8);
