@@ -53,6 +53,7 @@ void FastMatch::begin()
 {
     groups_ = 0;
     residuals_ = 0;
+    residualRules_ = 0;
     rules_ = 0;
     fieldsOfAll_ = 0;
     checks_ = 0;
@@ -106,6 +107,7 @@ void FastMatch::require(unsigned rule, const Condition &condition)
     const bool twoWords = half(mask, 0) != 0 && half(mask, 1) != 0;
     if (twoWords && condition.command != Command::Equal) {
         residual_[residuals_++] = {static_cast<uint8_t>(rule), condition};
+        residualRules_ |= ruleBit(rule);
         return;
     }
     for (unsigned n = 0; n < 2; ++n) {
@@ -238,6 +240,16 @@ unsigned FastMatch::programOf(const FieldImage &fields)
     return has(0) + 2 * has(1) + 4 * has(2) + 8 * has(3);
 }
 
+HitBits FastMatch::failedResiduals(const FieldImage &fields) const
+{
+    HitBits failed = 0;
+    for (unsigned n = 0; n < residuals_; ++n) {
+        if (!holds(residual_[n].condition, fields))
+            failed |= ruleBit(residual_[n].rule);
+    }
+    return failed;
+}
+
 HitBits FastMatch::match(const FieldImage &fields) const
 {
     using Word = uint32_t __attribute__((may_alias)); // the present bitmap is two more words
@@ -255,11 +267,8 @@ HitBits FastMatch::match(const FieldImage &fields) const
     failed |= __builtin_shufflevector(failed, failed, 2, 3, 0, 1, 6, 7, 4, 5);
     failed |= __builtin_shufflevector(failed, failed, 1, 0, 3, 2, 5, 4, 7, 6);
     HitBits hits = program.rules & ~hitBits(failed[0], failed[kLanes / 2]);
-    for (unsigned n = 0; n < residuals_; ++n) {
-        const Residual &residual = residual_[n];
-        if ((hits >> residual.rule & 1) != 0 && !holds(residual.condition, fields))
-            hits &= ~ruleBit(residual.rule);
-    }
+    if ((hits & residualRules_) != 0) [[unlikely]]
+        hits &= ~failedResiduals(fields);
     return hits;
 }
 

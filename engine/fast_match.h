@@ -76,6 +76,7 @@ private:
         Condition condition;
     };
 
+    [[gnu::noinline]] HitBits failedResiduals(const FieldImage &fields) const;
     static unsigned programOf(const FieldImage &fields);
     void addCheck(unsigned rule, unsigned word, uint32_t mask, uint32_t low, uint32_t span);
     bool place(const Check &check, unsigned first);
@@ -85,6 +86,7 @@ private:
     uint8_t word_[kGroups];
     Program program_[kPrograms];
     unsigned groups_ = 0;
+    HitBits residualRules_ = 0;
     unsigned residuals_ = 0;
     Residual residual_[IFC_LUT0_RULES * IFC_LAST_MAC_FIELD + IFC_LUT1_RULES];
 
