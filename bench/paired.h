@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Ratios of benchmarks that ran side by side: repetition by repetition, interleaved, then the median.
+// Ratios of benchmarks that ran side by side: repetition by repetition, interleaved, then the median. Times are
+// of the processor, so that what other programs take in between does not count.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -23,7 +24,7 @@ public:
     {
         for (const Run &run : runs)
             if (run.run_type == Run::RT_Iteration)
-                times[run.run_name.str()].push_back(run.GetAdjustedRealTime());
+                times[run.run_name.str()].push_back(run.GetAdjustedCPUTime());
     }
     std::map<std::string, std::vector<double>> times;
 };

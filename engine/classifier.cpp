@@ -11,6 +11,7 @@ constexpr uint64_t kCounterPackets = 0x00FFFFFFFFFFFFFF;
 Classifier::Classifier(RegisterWindow &window) : window_(window)
 {
     defaultUdfs(settings_);
+    noteUdfOrder(settings_);
     for (unsigned n = 0; n < IFC_COUNTERS; ++n)
         counter_[n] = window.tables().counter[n];
     counter_[IFC_COUNTERS] = noCounter_;

@@ -25,7 +25,11 @@ public:
     explicit Classifier(RegisterWindow &window);
 
     void setMethod(Method method) { method_ = method; }
-    void setUdf(unsigned n, UdfPlace place) { settings_.udf[n] = place; }
+    void setUdf(unsigned n, UdfPlace place)
+    {
+        settings_.udf[n] = place;
+        noteUdfOrder(settings_);
+    }
 
     // Fields as the classifier sees them now, all user-defined fields included.
     void parse(const uint8_t *data, size_t length, const SideData &side, ParsedFrame &parsed);

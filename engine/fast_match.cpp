@@ -14,14 +14,31 @@ namespace
 constexpr unsigned kPresentWord = offsetof(FieldImage, present) / 4;
 constexpr uint32_t kTopBit = 0x80000000;
 
-// The kinds of frames: each of these sets of fields is there or not.
-constexpr uint64_t kTagFields = fieldBit(VID0) | fieldBit(PBIT0) | fieldBit(VID1) | fieldBit(PBIT1);
+// The fields that come together with each of these, or with none of them. Frames are of few kinds.
+constexpr uint64_t kBaseFields = fieldBit(DMAC) | fieldBit(SMAC) | fieldBit(DMAC_TYPE) |
+                                 fieldBit(FRAME_TYPE) | fieldBit(VPM0) | fieldBit(VPM1);
+constexpr uint64_t kOuterFields = fieldBit(VID0) | fieldBit(PBIT0);
+constexpr uint64_t kInnerFields = fieldBit(VID1) | fieldBit(PBIT1);
 constexpr uint64_t kIpv4Fields =
     fieldBit(DIPv4) | fieldBit(SIPv4) | fieldBit(IPv4_PROTOCOL) | fieldBit(IPv4_DSCP);
 constexpr uint64_t kIpv6Fields = ((fieldBit(FLOW_LABEL) << 1) - fieldBit(DIPv6_31_0)) |
                                  fieldBit(IPv6_NEXT_HEADER) | fieldBit(IPv6_TRAFFIC_CLASS);
-constexpr uint64_t kPppoeFields = fieldBit(PPPOE_SESSION);
-constexpr uint64_t kKinds[] = {kTagFields, kIpv4Fields, kIpv6Fields, kPppoeFields};
+constexpr uint64_t kPortFields = fieldBit(SPORT) | fieldBit(DPORT);
+constexpr uint64_t kSessionFields = fieldBit(PPPOE_SESSION);
+constexpr uint64_t kKnownFields =
+    kBaseFields | kOuterFields | kInnerFields | kIpv4Fields | kIpv6Fields | kPortFields | kSessionFields;
+
+constexpr uint64_t kTagKinds[] = {0, kOuterFields, kOuterFields | kInnerFields};
+constexpr uint64_t kNetworkKinds[] = {0, kIpv4Fields, kIpv4Fields | kPortFields, kIpv6Fields,
+                                      kIpv6Fields | kPortFields};
+constexpr uint64_t kSessionKinds[] = {0, kSessionFields};
+
+// Tells the kinds apart by one field of each set.
+constexpr unsigned kindOf(uint64_t present)
+{
+    static_assert(VID1 == VID0 + 2 && IPv6_NEXT_HEADER == IPv4_PROTOCOL + 1 && PPPOE_SESSION == SPORT + 1);
+    return (present >> VID0 & 5) | (present >> (IPv4_PROTOCOL - 3) & 0x18) | (present >> (SPORT - 5) & 0x60);
+}
 
 constexpr HitBits ruleBit(unsigned rule)
 {
@@ -133,24 +150,26 @@ void FastMatch::require(unsigned rule, const Condition &condition)
     }
 }
 
-// Puts a check into the groups from `first` on: where it already stands, or into a lane that is free. False:
-// there are no more groups.
-bool FastMatch::place(const Check &check, unsigned first)
+bool FastMatch::addGroup(unsigned word)
+{
+    if (groups_ == kGroups)
+        return false;
+    __builtin_memset(&group_[groups_], 0, sizeof group_[groups_]);
+    word_[groups_++] = static_cast<uint8_t>(word);
+    return true;
+}
+
+// Puts a check into the groups of a program: where it already stands, or into a lane that is free. Groups from
+// `equals` on hold nothing but "equal". False: there are no more groups.
+bool FastMatch::place(const Check &check, unsigned first, unsigned equals)
 {
     const unsigned lanes = halfOf(check.rule) * kLanes / 2;
-    const uint32_t low = check.low + kTopBit;
-    const auto span = static_cast<int32_t>(check.span ^ kTopBit);
-    for (unsigned n = first;; ++n) {
-        if (n == groups_) {
-            if (n == kGroups)
-                return false;
-            __builtin_memset(&group_[n], 0, sizeof group_[n]);
-            word_[n] = check.word;
-            ++groups_;
-        }
-        Group &group = group_[n];
+    for (unsigned n = first; n < groups_ || addGroup(check.word); ++n) {
         if (word_[n] != check.word)
             continue;
+        Group &group = group_[n];
+        const uint32_t low = check.low + (n < equals ? kTopBit : 0);
+        const auto span = static_cast<int32_t>(check.span ^ kTopBit);
         for (unsigned lane = lanes; lane < lanes + kLanes / 2; ++lane) {
             const bool same =
                 group.mask[lane] == check.mask && group.low[lane] == low && group.span[lane] == span;
@@ -163,52 +182,65 @@ bool FastMatch::place(const Check &check, unsigned first)
             return true;
         }
     }
+    return false;
 }
 
-bool FastMatch::emit(unsigned program)
+// A program for frames that have the known fields `present`, or for whatever frame.
+bool FastMatch::emit(Program &program, uint64_t known, uint64_t present)
 {
-    HitBits rules = rules_;
-    for (HitBits left = rules; left != 0; left &= left - 1) {
+    program.rules = rules_;
+    for (HitBits left = rules_; left != 0; left &= left - 1) {
         const unsigned rule = static_cast<unsigned>(__builtin_ctzll(left));
-        for (unsigned n = 0; n < sizeof kKinds / sizeof *kKinds; ++n) {
-            if ((program >> n & 1) == 0 && (fields_[rule] & kKinds[n]) != 0)
-                rules &= ~ruleBit(rule);
-        }
+        if ((fields_[rule] & known & ~present) != 0)
+            program.rules &= ~ruleBit(rule);
     }
     const unsigned first = groups_;
-    for (unsigned n = 0; n < checks_; ++n) {
-        if ((rules >> check_[n].rule & 1) != 0 && !place(check_[n], first)) {
-            groups_ = first;
-            return false;
+    unsigned equals = kGroups;
+    bool fits = true;
+    const auto placeAll = [&](bool equal) {
+        for (unsigned n = 0; n < checks_; ++n) {
+            if ((check_[n].span == 0) == equal && (program.rules >> check_[n].rule & 1) != 0)
+                fits = fits && place(check_[n], first, equals);
+        }
+    };
+    // "Equal" fills what lanes the others leave.
+    placeAll(false);
+    equals = groups_;
+    placeAll(true);
+    for (HitBits left = program.rules; left != 0; left &= left - 1) {
+        const unsigned rule = static_cast<unsigned>(__builtin_ctzll(left));
+        for (unsigned n = 0; n < 2; ++n) {
+            const auto ask = static_cast<uint32_t>((present_[rule] & ~known) >> 32 * n);
+            const auto word = static_cast<uint8_t>(kPresentWord + n);
+            if (ask != 0)
+                fits = fits && place({static_cast<uint8_t>(rule), word, ask, ask, 0}, first, equals);
         }
     }
-    while ((groups_ - first) % kStep != 0) {
-        if (groups_ == kGroups) {
-            groups_ = first;
-            return false;
-        }
-        __builtin_memset(&group_[groups_], 0, sizeof group_[groups_]);
-        word_[groups_++] = 0;
-    }
-    program_[program] = {rules, static_cast<uint16_t>(first), static_cast<uint16_t>(groups_)};
-    return true;
+    while (fits && (groups_ - equals) % kStep != 0)
+        fits = addGroup(0);
+    if (!fits)
+        groups_ = first;
+    program.first = static_cast<uint16_t>(first);
+    program.equals = static_cast<uint16_t>(equals);
+    program.end = static_cast<uint16_t>(groups_);
+    return fits;
 }
 
 void FastMatch::finish()
 {
-    for (HitBits left = rules_; left != 0; left &= left - 1) {
-        const unsigned rule = static_cast<unsigned>(__builtin_ctzll(left));
-        for (unsigned n = 0; n < 2; ++n) {
-            const auto present = static_cast<uint32_t>(present_[rule] >> 32 * n);
-            if (present != 0)
-                addCheck(rule, kPresentWord + n, present, present, 0);
+    // The program for whatever frame always fits, and does for a kind whose own does not.
+    emit(any_, 0, 0);
+    for (Kind &kind : kind_)
+        kind = {~uint64_t{0}, any_};
+    for (const uint64_t tags : kTagKinds) {
+        for (const uint64_t network : kNetworkKinds) {
+            for (const uint64_t session : kSessionKinds) {
+                const uint64_t present = kBaseFields | tags | network | session;
+                Program program;
+                if (emit(program, kKnownFields, present))
+                    kind_[kindOf(present)] = {present, program};
+            }
         }
-    }
-    // The program of all rules always fits, and does for a kind whose own does not.
-    emit(kPrograms - 1);
-    for (unsigned program = 0; program < kPrograms - 1; ++program) {
-        if (!emit(program))
-            program_[program] = program_[kPrograms - 1];
     }
 }
 
@@ -232,14 +264,6 @@ void FastMatch::compile(const Tables &tables)
     finish();
 }
 
-unsigned FastMatch::programOf(const FieldImage &fields)
-{
-    const auto has = [&](unsigned kind) {
-        return static_cast<unsigned>((fields.present & kKinds[kind]) != 0);
-    };
-    return has(0) + 2 * has(1) + 4 * has(2) + 8 * has(3);
-}
-
 HitBits FastMatch::failedResiduals(const FieldImage &fields) const
 {
     HitBits failed = 0;
@@ -254,14 +278,19 @@ HitBits FastMatch::match(const FieldImage &fields) const
 {
     using Word = uint32_t __attribute__((may_alias)); // the present bitmap is two more words
     const auto *image = reinterpret_cast<const Word *>(&fields);
-    const Program &program = program_[programOf(fields)];
+    const Kind &kind = kind_[kindOf(fields.present)];
+    const Program &program = (fields.present & kKnownFields) == kind.present ? kind.program : any_;
     Vector failed = {};
-    for (size_t n = program.first; n < program.end; n += kStep) {
-        for (size_t m = 0; m < kStep; ++m) {
-            const Group &group = group_[n + m];
-            const Vector word = image[word_[n + m]] - Vector{};
-            const auto over = reinterpret_cast<SignedVector>((word & group.mask) - group.low);
-            failed |= reinterpret_cast<Vector>(over > group.span) & group.rules;
+    size_t n = program.first;
+    for (; n != program.equals; ++n) {
+        const Vector word = image[word_[n]] - Vector{};
+        const auto over = reinterpret_cast<SignedVector>((word & group_[n].mask) - group_[n].low);
+        failed |= reinterpret_cast<Vector>(over > group_[n].span) & group_[n].rules;
+    }
+    for (; n < program.end; n += kStep) {
+        for (size_t m = n; m < n + kStep; ++m) {
+            const Vector word = image[word_[m]] - Vector{};
+            failed |= reinterpret_cast<Vector>((word & group_[m].mask) != group_[m].low) & group_[m].rules;
         }
     }
     failed |= __builtin_shufflevector(failed, failed, 2, 3, 0, 1, 6, 7, 4, 5);

@@ -14,8 +14,9 @@
 // word is fetched once for eight checks. The first four lanes speak for one half of the tables (LUT0 rules 0
 // to 3, LUT1 sub-table 0), the last four for the other, so that the bits of a lane name all rules of its half.
 //
-// Most rules need fields that most frames do not have. So there is a program of groups for each kind of
-// frame, without the rules that cannot hit a frame of that kind.
+// Most rules need fields that most frames do not have. So there is a program of groups for each kind of frame
+// that the parser makes, without the rules that cannot hit it and without asking what is there. Any other image
+// takes a program that asks.
 #pragma once
 
 #include "engine/condition.h"
@@ -45,12 +46,12 @@ private:
     using SignedVector = int32_t __attribute__((vector_size(32)));
     static constexpr unsigned kLanes = 8;
     static constexpr unsigned kRules = IFC_LUT0_RULES + IFC_LUT1_RULES;
-    // A MAC makes two checks. A rule adds up to two of the fields that must be there.
+    // A MAC makes two checks, and so does half of one across two words.
     static constexpr unsigned kChecks =
-        IFC_LUT0_RULES * (IFC_LUT0_FIELDS + IFC_LAST_MAC_FIELD + 2) + IFC_LUT1_RULES * 4;
+        IFC_LUT0_RULES * (IFC_LUT0_FIELDS + IFC_LAST_MAC_FIELD) + IFC_LUT1_RULES * 2;
     static constexpr unsigned kGroups = 512;
-    static constexpr unsigned kStep = 2;
-    static constexpr unsigned kPrograms = 16;
+    static constexpr unsigned kStep = 4; // the last groups go by two
+    static constexpr unsigned kKinds = 128;
 
     struct Check {
         uint8_t rule;
@@ -68,7 +69,12 @@ private:
     struct Program {
         HitBits rules;
         uint16_t first;
+        uint16_t equals; // from here on the groups hold nothing but "equal", and no span
         uint16_t end;
+    };
+    struct Kind {
+        uint64_t present; // of the fields that make the kinds
+        Program program;
     };
     // What a check cannot say: "not equal" across two words.
     struct Residual {
@@ -77,14 +83,15 @@ private:
     };
 
     [[gnu::noinline]] HitBits failedResiduals(const FieldImage &fields) const;
-    static unsigned programOf(const FieldImage &fields);
     void addCheck(unsigned rule, unsigned word, uint32_t mask, uint32_t low, uint32_t span);
-    bool place(const Check &check, unsigned first);
-    bool emit(unsigned program);
+    bool place(const Check &check, unsigned first, unsigned equals);
+    bool addGroup(unsigned word);
+    bool emit(Program &program, uint64_t known, uint64_t present);
 
     Group group_[kGroups];
     uint8_t word_[kGroups];
-    Program program_[kPrograms];
+    Kind kind_[kKinds];
+    Program any_;
     unsigned groups_ = 0;
     HitBits residualRules_ = 0;
     unsigned residuals_ = 0;

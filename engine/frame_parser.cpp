@@ -349,8 +349,24 @@ struct Parser {
         }
     }
 
+    // All at once, as the words of the network header. False: the frame ends before.
+    bool userDefinedInOrder()
+    {
+        using Halves = uint16_t __attribute__((vector_size(32)));
+        if (network == 0 || length < network + sizeof(Halves))
+            return false;
+        Halves halves;
+        __builtin_memcpy(&halves, data + network, sizeof halves);
+        halves = halves << 8 | halves >> 8;
+        __builtin_memcpy(fields.word + IFC_LUT0_AREA_WORDS, &halves, sizeof halves);
+        others |= fieldBits(UDF0, UDF15);
+        return true;
+    }
+
     void userDefined(const ParserSettings &settings)
     {
+        if (settings.udfsInOrder && userDefinedInOrder()) [[likely]]
+            return;
         for (unsigned left = settings.udfs; left != 0; left &= left - 1) {
             const unsigned n = static_cast<unsigned>(__builtin_ctz(left));
             const UdfPlace &place = settings.udf[n];
@@ -377,6 +393,16 @@ void defaultUdfs(ParserSettings &settings)
 {
     for (unsigned n = 0; n < 16; ++n)
         settings.udf[n] = {UdfBase::Network, static_cast<uint16_t>(2 * n)};
+}
+
+void noteUdfOrder(ParserSettings &settings)
+{
+    ParserSettings ordered;
+    defaultUdfs(ordered);
+    settings.udfsInOrder = true;
+    for (unsigned n = 0; n < 16; ++n)
+        settings.udfsInOrder = settings.udfsInOrder && settings.udf[n].base == ordered.udf[n].base &&
+                               settings.udf[n].offset == ordered.udf[n].offset;
 }
 
 void parseFrame(const uint8_t *data, size_t length, const SideData &side, const ParserSettings &settings,

@@ -55,10 +55,29 @@ inline uint32_t likelyMask(Random &random)
     }
 }
 
+// Fields that a frame of some kind does not have: those of a set are missing together.
+inline uint64_t absentInFrame(Random &random)
+{
+    using engine::fieldBit;
+    constexpr uint64_t kOuter = fieldBit(VID0) | fieldBit(PBIT0);
+    constexpr uint64_t kInner = fieldBit(VID1) | fieldBit(PBIT1);
+    constexpr uint64_t kIpv4 =
+        fieldBit(DIPv4) | fieldBit(SIPv4) | fieldBit(IPv4_PROTOCOL) | fieldBit(IPv4_DSCP);
+    constexpr uint64_t kIpv6 = 2 * fieldBit(FLOW_LABEL) - fieldBit(DIPv6_31_0) + fieldBit(IPv6_NEXT_HEADER) +
+                               fieldBit(IPv6_TRAFFIC_CLASS);
+    constexpr uint64_t kPorts = fieldBit(SPORT) | fieldBit(DPORT);
+    constexpr uint64_t kNetworks[] = {kIpv4 | kIpv6 | kPorts, kIpv6, kIpv4, kIpv6 | kPorts, kIpv4 | kPorts};
+    constexpr uint64_t kTags[] = {0, kInner, kInner | kOuter};
+    return kNetworks[random.below(5)] | kTags[random.below(3)] |
+           (random.oneIn(2) ? fieldBit(PPPOE_SESSION) : 0);
+}
+
+// Half of the images are such as a frame gives, the others have any fields.
 inline void randomFields(Random &random, engine::FieldImage &fields)
 {
     fields = {};
-    const uint64_t absent = random.wide() & random.wide() & random.wide();
+    const uint64_t absent =
+        random.oneIn(2) ? absentInFrame(random) : random.wide() & random.wide() & random.wide();
     for (unsigned f = 1; f < engine::kFieldEnd; ++f) {
         if ((absent >> f & 1) == 0)
             engine::setField(fields, f, likelyValue(random));
