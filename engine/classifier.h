@@ -35,7 +35,7 @@ public:
     void parse(const uint8_t *data, size_t length, const SideData &side, ParsedFrame &parsed);
 
     // One frame through the whole engine. `parsed` is left for whoever wants the fields or applyAction(); it
-    // holds the user-defined fields that some rule looks at.
+    // holds at least those user-defined fields that some rule looks at.
     Result classify(const uint8_t *data, size_t length, const SideData &side, ParsedFrame &parsed)
     {
         const HitBits bits = run(data, length, side, parsed);

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include <map>
 
 #include "frames.h"
@@ -257,6 +259,39 @@ TEST(FrameParser, UserDefinedFieldsStandWhereTheyAreConfigured)
     EXPECT_FALSE(hasField(parsed.fields, UDF0 + 1));
     EXPECT_FALSE(hasField(parsed.fields, UDF0 + 2));
     EXPECT_FALSE(hasField(parsed.fields, UDF15));
+}
+
+TEST(FrameParser, UserDefinedFieldsInOrderAreTheSameAsOneByOne)
+{
+    ParserSettings one = settings();
+    ParserSettings all = settings();
+    EXPECT_FALSE(one.udfsInOrder);
+    noteUdfOrder(all);
+    EXPECT_TRUE(all.udfsInOrder);
+    Bytes payload;
+    for (unsigned n = 0; n < 40; ++n)
+        payload.push_back(static_cast<uint8_t>(0x81 + 5 * n));
+    for (const Bytes &head : {macs() + word16(0x0800), macs() + tag(0x8100, 7) + word16(0x86DD), macs()}) {
+        for (size_t bytes = 0; bytes <= payload.size(); ++bytes) {
+            const Bytes frame = head + Bytes(payload.begin(), payload.begin() + static_cast<long>(bytes));
+            ParsedFrame slow;
+            ParsedFrame quick;
+            parseFrame(frame.data(), frame.size(), {}, one, slow);
+            parseFrame(frame.data(), frame.size(), {}, all, quick);
+            EXPECT_EQ(slow.fields.present, quick.fields.present) << frame.size();
+            EXPECT_TRUE(
+                std::equal(std::begin(slow.fields.word), std::end(slow.fields.word), quick.fields.word))
+                << frame.size();
+        }
+    }
+    // One that stands elsewhere, and back again.
+    all.udf[3].offset = 7;
+    noteUdfOrder(all);
+    EXPECT_FALSE(all.udfsInOrder);
+    all.udf[3].offset = 6;
+    all.udf[15].base = UdfBase::Frame;
+    noteUdfOrder(all);
+    EXPECT_FALSE(all.udfsInOrder);
 }
 
 TEST(FrameParser, SnapFrameWithoutRoomForItsHeaderIsLlc)
