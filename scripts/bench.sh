@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT OR GPL-2.0
-# Runs every bench of a build folder. Usage: bench.sh BUILD [PATTERN]: only those whose name holds PATTERN.
+# Runs every bench of a build folder, and says of each bound whether it is met, and which peers are missing.
+# Usage: bench.sh BUILD [PATTERN]: only those whose name holds PATTERN.
 set -euo pipefail
 build=$1
 pattern=${2:-}
