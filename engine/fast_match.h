@@ -50,7 +50,7 @@ private:
     static constexpr unsigned kChecks =
         IFC_LUT0_RULES * (IFC_LUT0_FIELDS + IFC_LAST_MAC_FIELD) + IFC_LUT1_RULES * 2;
     static constexpr unsigned kGroups = 512;
-    static constexpr unsigned kStep = 4; // the last groups go by two
+    static constexpr unsigned kStep = 4; // groups of "equal" go by four, so that loops are alike
     static constexpr unsigned kKinds = 128;
 
     struct Check {
@@ -62,8 +62,8 @@ private:
     };
     struct Group {
         Vector mask;
-        Vector low;        // and
-        SignedVector span; // with the top bit inverted: vectors compare numbers with sign
+        Vector low;        // in groups that compare with span, and
+        SignedVector span; // span itself: with the top bit inverted, as vectors compare numbers with sign
         Vector rules;
     };
     struct Program {
