@@ -62,8 +62,9 @@ private:
     };
     struct Group {
         Vector mask;
-        Vector low;        // in groups that compare with span, and
-        SignedVector span; // span itself: with the top bit inverted, as vectors compare numbers with sign
+        // With the top bit inverted, since vectors compare numbers with sign. In groups of "equal" low is the key.
+        Vector low;
+        SignedVector span;
         Vector rules;
     };
     struct Program {
