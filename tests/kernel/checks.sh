@@ -97,7 +97,7 @@ many 100 &
 many 200 &
 wait
 check "two of ifcctl at once" [ "$(ifcctl --device debugfs rule list | grep -c '^rule')" = 8 ]
-check "and nothing differs" ifcctl --device debugfs table verify >/dev/null
+check "and nothing differs" sh -c "ifcctl --device debugfs table verify >/dev/null"
 check "a frame by hand" sh -c "echo 'ffffffffffff' >$dir/frame && grep -q 'entry -1 lut0 00 lut1 00000000 00000000' $dir/frame"
 check "a bad frame is refused" sh -c "! echo 'fff' >$dir/frame 2>/dev/null && grep -q 'accepted: up to 16384 bytes' $dir/frame"
 check "bad side data is refused" sh -c "! echo 'ff 32 0' >$dir/frame 2>/dev/null"
