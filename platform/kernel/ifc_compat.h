@@ -3,10 +3,17 @@
 #ifndef IFC_COMPAT_H
 #define IFC_COMPAT_H
 
+#include <linux/slab.h>
 #include <linux/version.h>
 
-/* 5.8: the `fallthrough` of the kernel is a macro everywhere; nothing here needs it. */
+/* 5.16: kvmalloc(), kvzalloc() and kvfree() are declared by linux/slab.h; before, by linux/mm.h. */
+#if LINUX_VERSION_CODE < KERNEL_VERSION(5, 16, 0)
+#include <linux/mm.h>
+#endif
 
-/* 5.6: debugfs_create_u32() returns nothing any more. Its result is not used on either side, so no guard. */
+/*
+ * No guard is needed for what also changed, because no caller depends on it: debugfs_create_u32() returns nothing from
+ * 5.6 on (not used), the exported name of printk() changed in 5.15 (a macro), no_llseek went in 6.12 (not used).
+ */
 
 #endif

@@ -6,7 +6,6 @@
 #include <linux/string.h>
 
 #include "ifc/ifc_glb.h"
-#include "ifc_compat.h"
 #include "ifc_files.h"
 #include "ifc_glue.h"
 #include "ifc_sim.h"

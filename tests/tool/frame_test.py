@@ -167,7 +167,7 @@ class Frames(unittest.TestCase):
             file.write(self.header() + struct.pack("<IIII", 1, 2, 42, 1000) + frame + struct.pack("<IIII", 1, 2, 42, 0) + frame)
         code, out, _ = batch(*RULE, f"frame replay {self.path('cut')} -o {self.path('out')}")
         self.assertEqual(code, 0)
-        self.assertIn("1 frames were cut off", out)
+        self.assertIn(", cut off when captured: 1\n", out)
         with open(self.path("out"), "rb") as file:
             data = file.read()
         self.assertEqual(struct.unpack_from("<II", data, 32), (42, 1000))

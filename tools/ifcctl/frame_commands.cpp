@@ -172,13 +172,11 @@ void printTotals(Session &session, const Totals &totals)
                                  {"bytes", entry.bytes},
                                  {"conditions", toJson(rule.conditions)}});
     }
-    (void)std::snprintf(line, sizeof line, "%llu frames, %llu bytes; %llu frames hit a rule\n",
-                        static_cast<unsigned long long>(totals.frames),
-                        static_cast<unsigned long long>(totals.bytes),
-                        static_cast<unsigned long long>(totals.hit));
-    text += line;
+    text += "frames: " + std::to_string(totals.frames) + ", bytes: " + std::to_string(totals.bytes) +
+            ", hit a rule: " + std::to_string(totals.hit);
     if (totals.cut != 0)
-        text += std::to_string(totals.cut) + " frames were cut off when they were captured\n";
+        text += ", cut off when captured: " + std::to_string(totals.cut);
+    text += '\n';
     if (!classifierOn(session))
         text += "the classifier is off\n";
     session.print(text + kModel, json);
