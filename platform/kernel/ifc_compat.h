@@ -12,8 +12,9 @@
 #endif
 
 /*
- * No guard is needed for what also changed, because no caller depends on it: debugfs_create_u32() returns nothing from
- * 5.6 on (not used), the exported name of printk() changed in 5.15 (a macro), no_llseek went in 6.12 (not used).
+ * No guard is needed for what also changed, because no caller depends on it: debugfs_create_u32() returns
+ * nothing from 5.6 on (not used), the exported name of printk() changed in 5.15 (a macro), no_llseek went in
+ * 6.12 (not used).
  */
 
 #endif

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// ifc_test.ko: runs the directed tests of the rule layer inside the kernel, on the simulated engine of ifc.ko. Loading
-// it is the run; it stays loaded only when all cases hold. The driver is left as after a load: no rules, all zero.
+// ifc_test.ko: runs the directed tests of the rule layer inside the kernel, on the simulated engine of
+// ifc.ko. Loading it is the run; it stays loaded only when all cases hold. The driver is left as after a
+// load: no rules, all zero.
 #include <linux/kernel.h>
 #include <linux/module.h>
 #include <linux/string.h>

@@ -26,8 +26,8 @@ enum class CaptureStatus { Frame, End, Bad };
 class PlainCapture
 {
 public:
-    // Reads the file header from a descriptor, which stays the caller's. False: not this format, not this version
-    // of it, or not Ethernet alone.
+    // Reads the file header from a descriptor, which stays the caller's. False: not this format, not this
+    // version of it, or not Ethernet alone.
     bool open(int descriptor);
 
     // A frame longer than this is no Ethernet frame but damage.
@@ -111,8 +111,8 @@ private:
     std::unique_ptr<Pcap> pcap_;
 };
 
-// Writes a plain pcap file. It gets its name when it is complete; before, and after an error, what had the name keeps
-// it. What is no plain file (a device, a pipe) is written as it stands. Throws Error.
+// Writes a plain pcap file. It gets its name when it is complete; before, and after an error, what had the
+// name keeps it. What is no plain file (a device, a pipe) is written as it stands. Throws Error.
 class CaptureWriter
 {
 public:
