@@ -4,6 +4,8 @@
 import gzip
 import json
 import os
+import pty
+import shutil
 import stat
 import struct
 import subprocess
@@ -105,9 +107,13 @@ class Frames(unittest.TestCase):
         self.assertEqual(len(plain.splitlines()), len(records(STACK)))
         with open(STACK, "rb") as file:
             data = file.read()
-        with gzip.open(self.path("a.gz"), "wb") as file:
-            file.write(data)
-        self.assertEqual(run("frame", "fields", self.path("a.gz")).stdout, plain)
+        for packer in ("gzip", "zstd", "xz"):
+            if shutil.which(packer) is None:
+                continue
+            packed = subprocess.run([packer, "-c"], input=data, stdout=subprocess.PIPE, check=True).stdout
+            with open(self.path(packer), "wb") as file:
+                file.write(packed)
+            self.assertEqual(run("frame", "fields", self.path(packer)).stdout, plain, packer)
         self.assertEqual(run("frame", "fields", "-", text=data).stdout, plain)
         with open(self.path("a.pcapng"), "wb") as file:  # section, interface, a packet block each
             file.write(struct.pack("<IIIHHqI", 0x0A0D0D0A, 28, 0x1A2B3C4D, 1, 0, -1, 28))
@@ -117,6 +123,22 @@ class Frames(unittest.TestCase):
                 size = 32 + len(padded)
                 file.write(struct.pack("<IIIIIII", 6, size, 0, 0, 0, len(frame), len(frame)) + padded + struct.pack("<I", size))
         self.assertEqual(run("frame", "fields", self.path("a.pcapng")).stdout, plain)
+
+    def test_progress_on_a_terminal(self):
+        frame = bytes.fromhex(DNS)
+        record = struct.pack("<IIII", 1, 2, len(frame), len(frame)) + frame
+        with open(self.path("long"), "wb") as file:
+            file.write(self.header() + 300000 * record)
+        terminal, end = pty.openpty()
+        result = subprocess.run([IFCCTL, "frame", "replay", self.path("long")], stdout=subprocess.PIPE, stderr=end, timeout=60)
+        os.close(end)
+        shown = os.read(terminal, 4096)
+        os.close(terminal)
+        self.assertEqual(result.returncode, 0)
+        self.assertRegex(shown, rb"^\r262144 frames, [0-9]+ %")
+        self.assertTrue(shown.endswith(b"\r\x1b[K"), shown)
+        self.assertIn(b"frames: 300000, ", result.stdout)
+        self.assertEqual(run("frame", "replay", self.path("long")).stderr, b"", "no terminal, no progress")
 
     def test_truncated_captures_do_not_crash(self):
         with open(STACK, "rb") as file:
