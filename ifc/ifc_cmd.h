@@ -26,7 +26,7 @@ extern "C" {
 typedef void (*ifc_cmd_print)(void *user, const char *text);
 
 enum {
-    IFC_CMD_DONE = 0,    /* the operation was called; the answer begins with "= " */
+    IFC_CMD_DONE = 0,    /* the operation was called; the answer begins with "= ", no later line of it does */
     IFC_CMD_NOTHING = 1, /* an empty line or a comment ('#') */
     IFC_CMD_REFUSED = -1 /* nothing was called; the answer is one line that says what is accepted */
 };

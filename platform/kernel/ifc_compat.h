@@ -11,10 +11,12 @@
 #include <linux/mm.h>
 #endif
 
-/*
- * No guard is needed for what also changed, because no caller depends on it: debugfs_create_u32() returns
- * nothing from 5.6 on (not used), the exported name of printk() changed in 5.15 (a macro), no_llseek went in
- * 6.12 (not used).
- */
+/* hex2bin() stands in a header of its own in kernels behind 6.1; before, in linux/kernel.h. */
+#include <linux/kernel.h>
+#if LINUX_VERSION_CODE > KERNEL_VERSION(6, 1, 255)
+#if __has_include(<linux/hex.h>)
+#include <linux/hex.h>
+#endif
+#endif
 
 #endif

@@ -334,7 +334,7 @@ void CaptureWriter::bad() const
 
 void CaptureWriter::put(const void *data, size_t bytes)
 {
-    if (std::fwrite(data, 1, bytes, file_) != bytes)
+    if (bytes != 0 && std::fwrite(data, 1, bytes, file_) != bytes)
         bad();
 }
 
