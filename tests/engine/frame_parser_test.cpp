@@ -150,6 +150,57 @@ TEST(FrameParser, PppoeDiscoveryAndSession)
     EXPECT_FALSE(hasField(parse(wrong).fields, PPPOE_SESSION));
 }
 
+// Version and type, a nibble each, are 1.
+TEST(FrameParser, PppoeIsVersion1Type1)
+{
+    Bytes frame = macs() + word16(0x8864) + pppoe(0, 1, word16(0x0021) + ipv4({}, ports()));
+    for (unsigned first = 0; first < 256; ++first) {
+        frame[14] = static_cast<uint8_t>(first);
+        const ParsedFrame parsed = parse(frame);
+        EXPECT_EQ(hasField(parsed.fields, PPPOE_SESSION), first == 0x11) << first;
+        EXPECT_EQ(hasField(parsed.fields, DIPv4), first == 0x11) << first;
+        EXPECT_EQ(fieldValue(parsed.fields, FRAME_TYPE), static_cast<uint64_t>(FrameType::PppoeSession));
+    }
+}
+
+TEST(FrameParser, PppProtocolIsNeverOneByte)
+{
+    const Bytes session = macs() + word16(0x8864);
+    const ParsedFrame four = parse(session + pppoe(0, 1, Bytes{0x21} + ipv4({}, ports())));
+    EXPECT_TRUE(hasField(four.fields, PPPOE_SESSION));
+    EXPECT_FALSE(hasField(four.fields, DIPv4));
+    EXPECT_EQ(four.network, 22u);
+    const ParsedFrame six = parse(session + pppoe(0, 1, Bytes{0x57} + ipv6({}, ports())));
+    EXPECT_FALSE(hasField(six.fields, DIPv6_31_0));
+    EXPECT_EQ(six.network, 22u);
+}
+
+TEST(FrameParser, PppoeLengthEndsThePacket)
+{
+    const Bytes four = word16(0x0021) + ipv4({}, ports());
+    const Bytes six = word16(0x0057) + ipv6({}, ports());
+    // The length field says `bytes`; all that follows is in the frame all the same.
+    const auto has = [](Bytes payload, size_t bytes, unsigned field) {
+        payload = pppoe(0, 1, payload);
+        payload[5] = static_cast<uint8_t>(bytes);
+        return hasField(parse(macs() + word16(0x8864) + payload).fields, field);
+    };
+    EXPECT_FALSE(has(four, 2 + 19, DIPv4));
+    EXPECT_TRUE(has(four, 2 + 20, DIPv4));
+    EXPECT_FALSE(has(four, 2 + 23, DPORT));
+    EXPECT_TRUE(has(four, 2 + 24, DPORT));
+    EXPECT_FALSE(has(six, 2 + 39, DIPv6_31_0));
+    EXPECT_TRUE(has(six, 2 + 40, DIPv6_31_0));
+    EXPECT_FALSE(has(six, 2 + 43, DPORT));
+    EXPECT_TRUE(has(six, 2 + 44, DPORT));
+    EXPECT_FALSE(has(four, 1, DIPv4));
+    EXPECT_TRUE(has(four, 0, PPPOE_SESSION));
+    EXPECT_TRUE(has(four, 255, DPORT)); // never beyond the frame
+    EXPECT_FALSE(hasField(
+        parse(macs() + word16(0x8864) + Bytes{0x11, 0} + word16(1) + word16(1400) + word16(0x0021)).fields,
+        DIPv4));
+}
+
 TEST(FrameParser, Ipv4PortsNeedTheFirstFragment)
 {
     const auto has = [](const Ipv4 &header, const Bytes &payload = ports()) {
@@ -157,13 +208,51 @@ TEST(FrameParser, Ipv4PortsNeedTheFirstFragment)
     };
     EXPECT_TRUE(has({.fragment = 0x4000}));
     EXPECT_TRUE(has({.fragment = 0x2000})); // first of several
+    for (unsigned bit = 0; bit < 16; ++bit) // the offset, "more", "don't", and a reserved one
+        EXPECT_EQ(has({.fragment = 1u << bit}), bit > 12) << bit;
     EXPECT_FALSE(has({.fragment = 0x2001}));
-    EXPECT_FALSE(has({.fragment = 0x1FFF}));
     EXPECT_TRUE(has({.optionBytes = 40}));
     for (const unsigned protocol : {6u, 17u, 33u, 132u, 136u})
         EXPECT_TRUE(has({.protocol = protocol})) << protocol;
-    for (const unsigned protocol : {1u, 2u, 47u, 50u, 58u, 255u})
-        EXPECT_FALSE(has({.protocol = protocol})) << protocol;
+    unsigned withPorts = 0;
+    for (unsigned protocol = 0; protocol < 256; ++protocol)
+        withPorts += has({.protocol = protocol}) ? 1 : 0;
+    EXPECT_EQ(withPorts, 5u);
+}
+
+// The inner headers stand where the ports would, and none of their bytes shows.
+TEST(FrameParser, TunnelsShowTheirOuterHeadersOnly)
+{
+    const Bytes innerFour = ipv4({.source = 1, .destination = 2}, ports());
+    const Bytes innerSix = ipv6({.trafficClass = 1, .flowLabel = 2, .next = 6}, ports());
+    Fields outer = join({kAddresses, kNoTags, kind(FrameType::EthernetII), kIpv4});
+    for (const auto &[protocol, inner] : {std::pair{4u, innerFour}, {41u, innerSix}}) {
+        outer[IPv4_PROTOCOL] = protocol;
+        const ParsedFrame parsed = parse(macs() + word16(0x0800) + ipv4({.protocol = protocol}, inner));
+        EXPECT_EQ(fieldsOf(parsed), outer) << protocol;
+        EXPECT_EQ(parsed.transport, 34u);
+        EXPECT_EQ(parsed.network, 14u);
+        EXPECT_EQ(parsed.ipVersion, 4);
+    }
+    outer = join({kAddresses, kNoTags, kind(FrameType::EthernetII), kIpv6Addresses});
+    for (const auto &[next, inner] : {std::pair{4u, innerFour}, {41u, innerSix}}) {
+        outer[IPv6_NEXT_HEADER] = next;
+        const ParsedFrame parsed = parse(macs() + word16(0x86DD) + ipv6({.next = next}, inner));
+        EXPECT_EQ(fieldsOf(parsed), outer) << next;
+        EXPECT_EQ(parsed.transport, 54u);
+        EXPECT_EQ(parsed.network, 14u);
+        EXPECT_EQ(parsed.ipVersion, 6);
+    }
+}
+
+// An authentication header in IPv4 is a protocol like any other.
+TEST(FrameParser, Ipv4AuthenticationHeaderIsNotWalked)
+{
+    const ParsedFrame parsed =
+        parse(macs() + word16(0x0800) + ipv4({.protocol = 51}, Bytes{6, 4} + fill(22) + ports()));
+    EXPECT_EQ(fieldValue(parsed.fields, IPv4_PROTOCOL), 51u);
+    EXPECT_FALSE(hasField(parsed.fields, DPORT));
+    EXPECT_EQ(parsed.transport, 34u);
 }
 
 TEST(FrameParser, MalformedIpv4GivesNoFieldsOfIt)
@@ -221,6 +310,53 @@ TEST(FrameParser, WalksIpv6ExtensionHeaders)
     // A header that reaches past the packet ends the walk with its own number.
     EXPECT_EQ(fields(0, Bytes{17, 200} + ports()), expect(0, false));
     EXPECT_EQ(fields(44, Bytes{17, 0}), expect(44, false));
+}
+
+TEST(FrameParser, Ipv6PayloadLengthEndsThePacket)
+{
+    const auto parsed = [](Bytes packet, size_t bytes) {
+        packet[4] = static_cast<uint8_t>(bytes >> 8);
+        packet[5] = static_cast<uint8_t>(bytes);
+        return parse(macs() + word16(0x86DD) + packet);
+    };
+    const Bytes udp = ipv6({}, ports());
+    EXPECT_FALSE(hasField(parsed(udp, 0).fields, DPORT));
+    EXPECT_FALSE(hasField(parsed(udp, 3).fields, DPORT));
+    EXPECT_TRUE(hasField(parsed(udp, 4).fields, DPORT));
+    EXPECT_TRUE(hasField(parsed(udp, 0xFFFF).fields, DPORT)); // never beyond the frame
+    EXPECT_TRUE(hasField(parsed(udp, 0).fields, DIPv6_31_0));
+    EXPECT_FALSE(hasField(parse(macs() + word16(0x86DD) + ipv6({}, word16(1))).fields, DPORT));
+    // An extension header behind the end is cut off.
+    const Bytes chain = ipv6({.next = 0}, Bytes{17, 0} + fill(6) + ports());
+    EXPECT_EQ(fieldValue(parsed(chain, 7).fields, IPv6_NEXT_HEADER), 0u);
+    EXPECT_EQ(fieldValue(parsed(chain, 8).fields, IPv6_NEXT_HEADER), 17u);
+    EXPECT_FALSE(hasField(parsed(chain, 11).fields, DPORT));
+    EXPECT_TRUE(hasField(parsed(chain, 12).fields, DPORT));
+}
+
+// The offset takes 13 bits; behind it are two reserved bits and "more fragments".
+TEST(FrameParser, Ipv6FragmentOffsetIsThirteenBits)
+{
+    for (unsigned bit = 0; bit < 16; ++bit) {
+        const Bytes fragment = Bytes{17, 0} + word16(1u << bit) + fill(4);
+        const ParsedFrame parsed = parse(macs() + word16(0x86DD) + ipv6({.next = 44}, fragment + ports()));
+        EXPECT_EQ(hasField(parsed.fields, DPORT), bit < 3) << bit;
+        EXPECT_EQ(parsed.transport, bit < 3 ? 62u : 0u) << bit;
+        EXPECT_EQ(fieldValue(parsed.fields, IPv6_NEXT_HEADER), 17u) << bit;
+    }
+}
+
+// What a later fragment holds is not its first header, so the number is not followed.
+TEST(FrameParser, LaterIpv6FragmentKeepsItsNextHeader)
+{
+    const auto next = [](unsigned offset) {
+        const Bytes fragment = Bytes{60, 0} + word16(offset) + fill(4);
+        const Bytes options = Bytes{17, 0} + fill(6);
+        const Bytes packet = ipv6({.next = 44}, fragment + options + ports());
+        return fieldValue(parse(macs() + word16(0x86DD) + packet).fields, IPv6_NEXT_HEADER);
+    };
+    EXPECT_EQ(next(0), 17u);
+    EXPECT_EQ(next(8), 60u);
 }
 
 TEST(FrameParser, SideDataMakesSourceInterfaceAndGemPort)
