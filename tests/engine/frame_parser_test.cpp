@@ -395,6 +395,108 @@ TEST(FrameParser, UserDefinedFieldsStandWhereTheyAreConfigured)
     EXPECT_FALSE(hasField(parsed.fields, UDF15));
 }
 
+TEST(FrameParser, UserDefinedFieldsAreTheWordsOfTheNetworkHeaderByDefault)
+{
+    Bytes counting;
+    for (unsigned n = 0; n < 33; ++n)
+        counting.push_back(static_cast<uint8_t>(0x80 + n));
+    const ParsedFrame parsed = parse(macs() + tag(0x8100, 1) + word16(0x0806) + counting);
+    for (unsigned n = 0; n < 16; ++n)
+        EXPECT_EQ(fieldValue(parsed.fields, UDF0 + n), 0x8081 + n * 0x0202) << n;
+    // The last one needs both its bytes.
+    const ParsedFrame cut = parse(macs() + word16(0x0806) + Bytes(counting.begin(), counting.begin() + 31));
+    EXPECT_TRUE(hasField(cut.fields, UDF15 - 1));
+    EXPECT_FALSE(hasField(cut.fields, UDF15));
+}
+
+TEST(FrameParser, OnlyTheAskedUserDefinedFieldsAreTakenOut)
+{
+    const Bytes frame = macs() + word16(0x0806) + fill(46, 0x77);
+    for (const unsigned asked : {0x0000u, 0x0001u, 0x8000u, 0x5A5Au}) {
+        ParserSettings some = settings();
+        some.udfs = static_cast<uint16_t>(asked);
+        ParsedFrame parsed;
+        parseFrame(frame.data(), frame.size(), {}, some, parsed);
+        for (unsigned n = 0; n < 16; ++n) {
+            EXPECT_EQ(hasField(parsed.fields, UDF0 + n), (asked >> n & 1) != 0) << n;
+            EXPECT_EQ(fieldValue(parsed.fields, UDF0 + n), (asked >> n & 1) * 0x7777) << n;
+        }
+    }
+}
+
+TEST(FrameParser, BasesOfUserDefinedFields)
+{
+    // Offsets of the network and the transport header; 0: there is none.
+    const auto expect = [](const Bytes &frame, size_t network, size_t transport) {
+        ParserSettings where = settings();
+        where.udf[0] = {UdfBase::Network, 0};
+        where.udf[1] = {UdfBase::Transport, 0};
+        where.udf[2] = {UdfBase::Frame, 4};
+        ParsedFrame parsed;
+        parseFrame(frame.data(), frame.size(), {}, where, parsed);
+        EXPECT_EQ(parsed.network, network);
+        EXPECT_EQ(parsed.transport, transport);
+        const auto word = [&](size_t at) { return at == 0 ? 0 : unsigned{frame[at]} << 8 | frame[at + 1]; };
+        EXPECT_EQ(hasField(parsed.fields, UDF0), network != 0);
+        EXPECT_EQ(fieldValue(parsed.fields, UDF0), word(network));
+        EXPECT_EQ(hasField(parsed.fields, UDF0 + 1), transport != 0);
+        EXPECT_EQ(fieldValue(parsed.fields, UDF0 + 1), word(transport));
+        EXPECT_EQ(fieldValue(parsed.fields, UDF0 + 2), word(4));
+    };
+    const Bytes four = word16(0x0800) + ipv4({}, ports());
+    const Bytes snap = word16(52) + hex("aa aa 03 00 00 00");
+    expect(macs() + four, 14, 34);
+    expect(macs() + tag(0x8100, 1) + four, 18, 38);
+    expect(macs() + tag(0x88A8, 1) + tag(0x8100, 2) + word16(0x0800) + ipv4({.optionBytes = 8}, ports()), 22,
+           50);
+    // Behind SNAP, and behind the length where there is no SNAP.
+    expect(macs() + snap + four, 22, 42);
+    expect(macs() + snap + word16(0x0806) + fill(44, 3), 22, 0);
+    expect(macs() + tag(0x8100, 1) + snap + four, 26, 46);
+    expect(macs() + word16(46) + hex("42 42 03") + fill(43, 3), 14, 0);
+    // Behind the PPP protocol, whichever it is.
+    const Bytes session = macs() + word16(0x8864);
+    expect(session + pppoe(0, 7, word16(0x0021) + ipv4({}, ports())), 22, 42);
+    expect(session + pppoe(0, 7, word16(0xC021) + fill(40, 3)), 22, 0);
+    // Transport without ports; fragments; a chain that is walked, and one that is cut off.
+    expect(macs() + word16(0x0800) + ipv4({.protocol = 1}, ports()), 14, 34);
+    expect(macs() + word16(0x0800) + ipv4({.fragment = 1}, ports()), 14, 0);
+    expect(macs() + word16(0x86DD) + ipv6({.next = 58}, ports()), 14, 54);
+    expect(macs() + word16(0x86DD) + ipv6({.next = 60}, Bytes{58, 1} + fill(14) + ports()), 14, 70);
+    expect(macs() + word16(0x86DD) + ipv6({.next = 60}, Bytes{58, 9} + fill(14) + ports()), 14, 0);
+    expect(macs() + word16(0x0806) + fill(46, 3), 14, 0);
+    expect(macs() + word16(0x05FF) + fill(46, 3), 0, 0);
+    // A header that fills its packet has its payload's place; what stands there is padding.
+    Bytes padded = macs() + word16(0x0800) + ipv4({}, fill(26, 9));
+    padded[17] = 20;
+    expect(padded, 14, 34);
+    padded[17] = 19;
+    expect(padded, 14, 0);
+}
+
+// The base moves behind the PPP protocol word when that is whole and the code is that of session data.
+TEST(FrameParser, PppoeHeaderIsTheBaseWithoutPppProtocol)
+{
+    const Bytes whole = macs() + word16(0x8864) + pppoe(0, 0x0102, word16(0x0021) + ipv4({}, ports()));
+    for (size_t length = 16; length <= whole.size(); ++length) {
+        const ParsedFrame parsed = parse(Bytes(whole.begin(), whole.begin() + static_cast<long>(length)));
+        EXPECT_EQ(parsed.network, length < 22 ? 14u : 22u) << length;
+        if (length != 22 && length != 23) {
+            EXPECT_EQ(fieldValue(parsed.fields, UDF0), length < 22 ? 0x1100u : 0x45B9u) << length;
+        }
+    }
+    Bytes frame = whole;
+    frame[19] = 1; // the header's length cuts the word
+    EXPECT_EQ(parse(frame).network, 14u);
+    frame = whole;
+    frame[15] = 9;
+    EXPECT_EQ(parse(frame).network, 14u);
+    frame = whole;
+    frame[14] = 0x21;
+    EXPECT_EQ(parse(frame).network, 14u);
+    EXPECT_EQ(parse(macs() + word16(0x8863) + pppoe(9, 0, word16(0x0021) + fill(20))).network, 14u);
+}
+
 TEST(FrameParser, SnapFrameWithoutRoomForItsHeaderIsLlc)
 {
     EXPECT_EQ(fieldsOf(parse(macs() + word16(8) + hex("aa aa 03 00 00 00 08"))),
@@ -450,3 +552,129 @@ INSTANTIATE_TEST_SUITE_P(
                                               fill(22) + ports()),
                     macs() + word16(60) + hex("aa aa 03 00 00 00 08 00") + ipv4({}, ports(1, 2, 28)),
                     macs() + word16(40) + hex("42 42 03") + fill(37)));
+
+namespace
+{
+
+// The frame's length from which on these fields are there, with these values.
+struct Appearance {
+    size_t length;
+    Fields fields;
+};
+
+struct Timetable {
+    const char *name;
+    Bytes frame;
+    std::vector<Appearance> appearances;
+};
+
+Fields without(Fields fields, unsigned field)
+{
+    fields.erase(field);
+    return fields;
+}
+
+const Fields kDestination = {{DMAC, 0x021122334455}, {DMAC_TYPE, 0}};
+const Fields kSource = {{SMAC, 0x0A66778899AA}};
+const Fields kIpv4Header = without(kIpv4, ETYPE);
+const Fields kIpv6Header = without(kIpv6Addresses, ETYPE);
+
+Fields type(unsigned etype, FrameType kindOfFrame = FrameType::EthernetII)
+{
+    return join({{{ETYPE, etype}}, kind(kindOfFrame)});
+}
+
+Fields nextHeader(unsigned value)
+{
+    return {{IPv6_NEXT_HEADER, value}};
+}
+
+std::vector<Timetable> timetables()
+{
+    const Bytes chain = Bytes{60, 1} + fill(14) + Bytes{43, 0} + fill(6) + Bytes{44, 0} + fill(6) +
+                        Bytes{51, 0} + fill(6) + Bytes{6, 4} + fill(22) + ports();
+    return {
+        {"two tags, options",
+         macs() + tag(0x88A8, 0x3064) + tag(0x8100, 0x5065) + word16(0x0800) +
+             ipv4({.optionBytes = 12}, ports()),
+         {{6, kDestination},
+          {12, kSource},
+          {16, {{VPM0, 2}, {VID0, 100}, {PBIT0, 3}}},
+          {20, {{VPM1, 1}, {VID1, 101}, {PBIT1, 5}}},
+          {22, type(0x0800)},
+          {42, kIpv4Header},
+          {58, kPorts}}},
+        {"one tag, address resolution",
+         macs() + tag(0x8100, 0x3064) + word16(0x0806) + fill(28),
+         {{6, kDestination},
+          {12, kSource},
+          {16, {{VPM0, 1}, {VID0, 100}, {PBIT0, 3}}},
+          {18, join({type(0x0806), {{VPM1, 0}}})}}},
+        {"extension headers",
+         macs() + word16(0x86DD) + ipv6({.next = 0}, chain),
+         {{6, kDestination},
+          {12, kSource},
+          {14, join({type(0x86DD), kNoTags})},
+          {54, join({kIpv6Header, nextHeader(0)})},
+          {70, nextHeader(60)},
+          {78, nextHeader(43)},
+          {86, nextHeader(44)},
+          {94, nextHeader(51)},
+          {118, nextHeader(6)},
+          {122, kPorts}}},
+        {"PPPoE session",
+         macs() + word16(0x8864) + pppoe(0, 7, word16(0x0021) + ipv4({}, ports())),
+         {{6, kDestination},
+          {12, kSource},
+          {14, join({type(0x8864, FrameType::PppoeSession), kNoTags})},
+          {20, {{PPPOE_SESSION, 7}}},
+          {42, kIpv4Header},
+          {46, kPorts}}},
+        {"PPPoE session with IPv6",
+         macs() + word16(0x8864) + pppoe(0, 7, word16(0x0057) + ipv6({}, ports())),
+         {{6, kDestination},
+          {12, kSource},
+          {14, join({type(0x8864, FrameType::PppoeSession), kNoTags})},
+          {20, {{PPPOE_SESSION, 7}}},
+          {62, join({kIpv6Header, nextHeader(17)})},
+          {66, kPorts}}},
+        {"PPPoE discovery",
+         macs() + word16(0x8863) + pppoe(9, 8, fill(20)),
+         {{6, kDestination},
+          {12, kSource},
+          {14, join({type(0x8863, FrameType::PppoeDiscovery), kNoTags})},
+          {20, {{PPPOE_SESSION, 8}}}}},
+        {"SNAP",
+         macs() + word16(52) + hex("aa aa 03 00 00 00 08 00") + ipv4({}, ports()),
+         {{6, kDestination},
+          {12, kSource},
+          {14, join({kind(FrameType::Llc), kNoTags})},
+          {22, type(0x0800, FrameType::Snap)},
+          {42, kIpv4Header},
+          {46, kPorts}}},
+        {"undefined length/type word",
+         macs() + word16(0x05FF) + fill(46),
+         {{6, kDestination}, {12, kSource}, {14, join({kind(FrameType::Undefined), kNoTags})}}},
+    };
+}
+
+} // namespace
+
+// Not a byte earlier and not a byte later.
+TEST(TruncationTable, EachHeaderShowsWithItsLastByte)
+{
+    for (const Timetable &table : timetables()) {
+        Fields expected;
+        auto next = table.appearances.begin();
+        for (size_t length = 0; length <= table.frame.size(); ++length) {
+            if (next != table.appearances.end() && next->length == length) {
+                for (const auto &[field, value] : next->fields)
+                    expected[field] = value;
+                ++next;
+            }
+            const Bytes cut(table.frame.begin(), table.frame.begin() + static_cast<long>(length));
+            EXPECT_EQ(fieldsOf(parse(cut)), expected) << table.name << " cut to " << length;
+        }
+        EXPECT_EQ(next, table.appearances.end()) << table.name;
+    }
+}
