@@ -164,6 +164,44 @@ TEST_F(ClassifierTest, UserDefinedFieldsAreComparedWhereConfigured)
     EXPECT_EQ(classify(kFrame).entry, kNoEntry);
 }
 
+// parse() shows all sixteen; classify() takes out those that some rule looks at.
+TEST_F(ClassifierTest, ParsingTakesAllUserDefinedFields)
+{
+    ifc_set_lut1_rules(0, IFC_ENABLE, 1, UDF0 + 3, 0, 0, 0, 0);
+    const Bytes frame = macs() + word16(0x0806) + fill(46, 0x77);
+    ParsedFrame parsed;
+    classifier->classify(frame.data(), frame.size(), {}, parsed);
+    EXPECT_EQ(parsed.fields.present >> UDF0, 1u << 3);
+    classifier->parse(frame.data(), frame.size(), {}, parsed);
+    EXPECT_EQ(parsed.fields.present >> UDF0, 0xFFFFu);
+    for (unsigned n = 0; n < 16; ++n)
+        EXPECT_EQ(fieldValue(parsed.fields, UDF0 + n), 0x7777u) << n;
+    // And leaves alone what classify() does.
+    classifier->classify(frame.data(), frame.size(), {}, parsed);
+    EXPECT_EQ(parsed.fields.present >> UDF0, 1u << 3);
+}
+
+// An address that the driver puts into two entries: "not equal" wants both halves different.
+TEST_F(ClassifierTest, NotEqualMacIsComparedByHalvesInNarrowEntriesOnly)
+{
+    const auto hits = [&](std::string_view source) {
+        return classify(macs("02:11:22:33:44:55", source) + word16(0x0806) + fill(46)).entry;
+    };
+    orva_ifc_param request{};
+    add(request, SMAC, 1, 0xFFFFFFFFFFFF, 0x0A66778899AA);
+    const int entry = ifc_set_lut_rules_auto(&request);
+    ASSERT_EQ(entry, 9); // two entries, 0 and 1
+    EXPECT_EQ(hits("0a:66:77:88:99:aa"), kNoEntry);
+    EXPECT_EQ(hits("0a:66:77:88:99:ab"), kNoEntry);
+    EXPECT_EQ(hits("0b:66:77:88:99:aa"), kNoEntry);
+    EXPECT_EQ(hits("0b:66:77:88:99:ab"), 9);
+    clear_all_ifc_rules();
+    ifc_set_lut0_rules(4, IFC_ENABLE, SMAC, 1, 0xFFFF, 0xFFFFFFFF, 0x0A66, 0x778899AA);
+    EXPECT_EQ(hits("0a:66:77:88:99:aa"), kNoEntry);
+    EXPECT_EQ(hits("0a:66:77:88:99:ab"), 4);
+    EXPECT_EQ(hits("0b:66:77:88:99:aa"), 4);
+}
+
 TEST_F(ClassifierTest, ActionArrivesDecoded)
 {
     ifc_set_lut0_rules(2, IFC_ENABLE, SPORT, 0, 0, 0, 0, 0);
