@@ -1,60 +1,12 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // Rules that the rule layer wrote through the registers, found again by the engine in real frames.
-#include "engine/classifier.h"
-
-#include <gtest/gtest.h>
-
-#include <memory>
-
-#include "frames.h"
-#include "ifc/ifc_util.h"
-#include "platform/host/host_platform.h"
-#include "random.h"
+#include "classifier_fixture.h"
 
 using namespace engine;
 using namespace frames;
 
 namespace
 {
-
-class ClassifierTest : public testing::Test
-{
-protected:
-    void SetUp() override
-    {
-        host::reset();
-        window.powerOn({});
-        host::attach(&window);
-        host::muteLog(true);
-        clear_all_ifc_rules();
-        ifcSendToPpe = 1;
-        ifc_enable();
-    }
-    void TearDown() override { host::reset(); }
-
-    Result classify(const Bytes &frame, const SideData &side = {})
-    {
-        ParsedFrame parsed;
-        const Result result = classifier->classify(frame.data(), frame.size(), side, parsed);
-        reportHits(result.hits, *gpIfcPriv);
-        return result;
-    }
-    static void add(orva_ifc_param &request, unsigned field, unsigned command, uint64_t mask, uint64_t key)
-    {
-        unsigned n = 0;
-        while (request.fieldIdx[n] != 0)
-            ++n;
-        request.fieldIdx[n] = field;
-        request.command[n] = command;
-        request.mask_low[n] = static_cast<uint32_t>(mask);
-        request.mask_high[n] = static_cast<uint32_t>(mask >> 32);
-        request.key_low[n] = static_cast<uint32_t>(key);
-        request.key_high[n] = static_cast<uint32_t>(key >> 32);
-    }
-
-    RegisterWindow window;
-    std::unique_ptr<Classifier> classifier = std::make_unique<Classifier>(window);
-};
 
 const Bytes kFrame = macs() + word16(0x0800) + ipv4({}, ports());
 
@@ -226,21 +178,6 @@ struct Wish {
     uint64_t mask;
     uint64_t key;
 };
-
-// Masks that a narrow entry can hold.
-uint64_t contiguousMask(Random &random, unsigned field)
-{
-    if (field > IFC_LAST_WORD_FIELD)
-        return (random.oneIn(3) ? fieldOnes(field) : (random.wide() & fieldOnes(field))) | 1;
-    const unsigned width = field <= IFC_LAST_MAC_FIELD ? 48 : 32;
-    const uint64_t ones = width == 48 ? 0xFFFFFFFFFFFF : 0xFFFFFFFF;
-    // The mask of a MAC from bit 0 on, longer than 32 bits, reduces to 47 bits whatever it is.
-    if (field == FLOW_LABEL)
-        return (uint64_t{1} << (1 + random.below(20))) - 1;
-    if (random.oneIn(2))
-        return ones & ones << random.below(width);
-    return (uint64_t{1} << (1 + random.below(32))) - 1;
-}
 
 // A value of the field that fulfils the wish.
 uint64_t fulfil(Random &random, const Wish &wish)

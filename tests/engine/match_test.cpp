@@ -201,9 +201,10 @@ TEST(Match, NotEqualMacInTwoEntriesWantsBothHalvesDifferent)
         // A wide rule compares the whole.
         both.tables = {};
         putWide(both.tables, 0, field, 1, fieldOnes(field), 0x001122334455);
-        for (const uint64_t address : {0x001122334455, 0x001122334454, 0x801122334455, 0x801122334454}) {
+        for (const uint64_t flipped : {0x0ull, 0x1ull, 0x800000000000ull, 0x800000000001ull}) {
+            const uint64_t address = 0x001122334455 ^ flipped;
             setField(both.fields, field, address);
-            EXPECT_EQ(both.match().lut0, address == 0x001122334455 ? 0u : 1u);
+            EXPECT_EQ(both.match().lut0, flipped == 0 ? 0u : 1u);
         }
     }
 }
