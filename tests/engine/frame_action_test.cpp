@@ -152,6 +152,8 @@ TEST(FrameAction, FlagsNeedTheirEnableBits)
         entry.bits.enable = enable & 0x3FFF;
         const Action action = decodeAction(entry.word, 0);
         EXPECT_TRUE(action.cpu && action.owf);
+        EXPECT_EQ(action.on & (1u << IFC_ACT_CPU_NBQ | 1u << IFC_ACT_OWF),
+                  1u << IFC_ACT_CPU_NBQ | 1u << IFC_ACT_OWF);
         return std::tuple{action.fqos, action.fast, action.mc};
     };
     EXPECT_EQ(flags(0x3FFF & ~(7u << IFC_ACT_FQOS)), std::tuple(false, false, false));
@@ -254,6 +256,20 @@ TEST(FrameAction, TrafficClassKeepsVersionAndFlowLabel)
     EXPECT_EQ(fieldValue(parse(out).fields, FLOW_LABEL), 0x54321u);
 }
 
+TEST(FrameAction, EveryTrafficClassReplacesEveryOther)
+{
+    Action action{};
+    action.on = 1u << IFC_ACT_IPV6_TRAFFIC_CLASS;
+    for (unsigned before = 0; before < 256; ++before) {
+        for (unsigned after = 0; after < 256; ++after) {
+            action.ipv6TrafficClass = static_cast<uint8_t>(after);
+            ASSERT_EQ(applied(action, macs() + word16(0x86DD) + ipv6({.trafficClass = before}, ports())),
+                      macs() + word16(0x86DD) + ipv6({.trafficClass = after}, ports()))
+                << before << " " << after;
+        }
+    }
+}
+
 TEST(FrameAction, InsertsTags)
 {
     EXPECT_EQ(applied(tagAction(TagCode::Insert, 1, 0x3064), kPlain), macs() + tag(0x8100, 0x3064) + kRest);
@@ -287,6 +303,9 @@ TEST(FrameAction, ReplacesTags)
     EXPECT_EQ(applied(tagAction(TagCode::Keep, 0, 0, TagCode::Replace, 8), kTwo),
               macs() + tag(0x88A8, 0xE00A) + tag(0x8100, 8) + kRest);
     EXPECT_EQ(applied(tagAction(TagCode::Replace, 1, 7), kPlain), kPlain);
+    // One tag is no inner tag.
+    EXPECT_EQ(applied(tagAction(TagCode::Keep, 0, 0, TagCode::Replace, 8), kOne), kOne);
+    EXPECT_EQ(applied(tagAction(TagCode::Keep, 0, 0, TagCode::Remove), kOne), kOne);
 }
 
 TEST(FrameAction, KeepPcpTakesPriorityFromTheFrame)

@@ -85,6 +85,18 @@ TEST(FrameParser, ReadsTwoTagsOfTheThreeTpids)
                     kPorts}));
 }
 
+TEST(FrameParser, CountsCompleteTags)
+{
+    const Bytes frame = macs() + tag(0x8100, 1) + tag(0x8100, 2) + word16(0x0806) + fill(28);
+    for (size_t length = 0; length <= frame.size(); ++length)
+        EXPECT_EQ(parse(Bytes(frame.begin(), frame.begin() + static_cast<long>(length))).tags, length < 16 ? 0
+                                                                                               : length < 20
+                                                                                                   ? 1
+                                                                                                   : 2)
+            << length;
+    EXPECT_EQ(parse(macs() + tag(0x88A8, 1) + word16(0x0806) + fill(28)).tags, 1);
+}
+
 TEST(FrameParser, StopsBehindTwoTags)
 {
     const ParsedFrame parsed = parse(macs() + tag(0x8100, 1) + tag(0x8100, 2) + tag(0x8100, 3) + fill(40));
@@ -115,6 +127,14 @@ TEST(FrameParser, Ieee8023WithLlcAndSnap)
         EXPECT_EQ(fieldsOf(parse(macs() + word16(length) + hex(llc) + word16(0x0800) + packet)),
                   join({kAddresses, kNoTags, kind(FrameType::Llc)}))
             << llc;
+    // Any other byte of the six makes it LLC.
+    for (size_t n = 0; n < 6; ++n) {
+        Bytes other = hex("aa aa 03 00 00 00");
+        other[n] ^= 1;
+        EXPECT_EQ(fieldsOf(parse(macs() + word16(length) + other + word16(0x0800) + packet)),
+                  join({kAddresses, kNoTags, kind(FrameType::Llc)}))
+            << n;
+    }
     // The length ends the packet: behind it is padding.
     EXPECT_EQ(fieldsOf(parse(macs() + word16(8) + hex("aa aa 03 00 00 00") + word16(0x0800) + packet)),
               join({kAddresses, kNoTags, kind(FrameType::Snap), {{ETYPE, 0x0800}}}));
@@ -133,6 +153,11 @@ TEST(FrameParser, PppoeDiscoveryAndSession)
                     kNoTags,
                     kind(FrameType::PppoeDiscovery),
                     {{ETYPE, 0x8863}, {PPPOE_SESSION, 0xBEEF}}}));
+
+    // Discovery carries no packet, also with the code and the words of session data.
+    EXPECT_EQ(
+        fieldsOf(parse(macs() + word16(0x8863) + pppoe(0, 1, word16(0x0021) + ipv4({}, ports())))),
+        join({kAddresses, kNoTags, kind(FrameType::PppoeDiscovery), {{ETYPE, 0x8863}, {PPPOE_SESSION, 1}}}));
 
     Fields inside = kIpv4;
     inside[ETYPE] = 0x8864;
@@ -464,6 +489,7 @@ TEST(FrameParser, BasesOfUserDefinedFields)
     expect(macs() + word16(0x86DD) + ipv6({.next = 58}, ports()), 14, 54);
     expect(macs() + word16(0x86DD) + ipv6({.next = 60}, Bytes{58, 1} + fill(14) + ports()), 14, 70);
     expect(macs() + word16(0x86DD) + ipv6({.next = 60}, Bytes{58, 9} + fill(14) + ports()), 14, 0);
+    expect(macs() + word16(0x86DD) + ipv6({.next = 60}, Bytes{58, 0, 1, 2}), 14, 0);
     expect(macs() + word16(0x0806) + fill(46, 3), 14, 0);
     expect(macs() + word16(0x05FF) + fill(46, 3), 0, 0);
     // A header that fills its packet has its payload's place; what stands there is padding.
