@@ -394,6 +394,33 @@ TEST(FrameParser, SideDataMakesSourceInterfaceAndGemPort)
     parseFrame(frame.data(), frame.size(), {.sourceInterface = 31, .gemPort = 0xABCD}, settings(), parsed);
     EXPECT_EQ(fieldValue(parsed.fields, SINF), 31u);
     EXPECT_EQ(fieldValue(parsed.fields, GEMPORT), 0xABCDu);
+    // 0 is a number like any other, and each comes without the other.
+    parseFrame(frame.data(), frame.size(), {.sourceInterface = 0}, settings(), parsed);
+    EXPECT_EQ(fieldsOf(parsed),
+              join({kAddresses, kNoTags, kind(FrameType::EthernetII), {{ETYPE, 0x0806}, {SINF, 0}}}));
+    parseFrame(frame.data(), frame.size(), {.gemPort = 0}, settings(), parsed);
+    EXPECT_EQ(fieldsOf(parsed),
+              join({kAddresses, kNoTags, kind(FrameType::EthernetII), {{ETYPE, 0x0806}, {GEMPORT, 0}}}));
+    parseFrame(frame.data(), frame.size(), {.sourceInterface = 10, .gemPort = 0x0102}, settings(), parsed);
+    EXPECT_EQ(fieldValue(parsed.fields, SINF), 10u);
+    EXPECT_EQ(fieldValue(parsed.fields, GEMPORT), 0x0102u);
+}
+
+// Nothing of the frame before is left in the record.
+TEST(FrameParser, ForgetsTheFrameBefore)
+{
+    const Bytes first = macs() + tag(0x8100, 1) + tag(0x8100, 2) + word16(0x0800) + ipv4({}, ports());
+    ParsedFrame parsed;
+    parseFrame(first.data(), first.size(), {.sourceInterface = 1, .gemPort = 2}, settings(), parsed);
+    EXPECT_EQ(parsed.ipVersion, 4);
+    parseFrame(first.data(), 0, {}, settings(), parsed);
+    EXPECT_EQ(parsed.fields.present, 0u);
+    for (const uint32_t word : parsed.fields.word)
+        EXPECT_EQ(word, 0u);
+    EXPECT_EQ(parsed.network, 0u);
+    EXPECT_EQ(parsed.transport, 0u);
+    EXPECT_EQ(parsed.tags, 0);
+    EXPECT_EQ(parsed.ipVersion, 0);
 }
 
 TEST(FrameParser, UserDefinedFieldsStandWhereTheyAreConfigured)
