@@ -97,7 +97,7 @@ struct Parser {
             end = packetEnd;
         const uint32_t fragmentOffset = be16(header + 6) & 0x1FFF;
         if (fragmentOffset == 0 && end >= at + headerBytes)
-            ports(protocol, at + headerBytes, end);
+            ports(protocol, at + headerBytes, end); // Model: nothing is walked, not even authentication
     }
 
     void ipv6(uint32_t at, uint32_t end)
@@ -156,6 +156,7 @@ struct Parser {
             const bool later = next == kFragment && (be16(header + 2) & 0xFFF8) != 0;
             next = header[0];
             at += bytes;
+            // Model: behind a later fragment's header stands no header, so its number is not followed.
             if (later)
                 return false;
         }
@@ -176,7 +177,7 @@ struct Parser {
             return;
         const uint32_t protocol = be16(data + at);
         at += kPppProtocolBytes;
-        out.network = at;
+        out.network = at; // Model: until here it was the PPPoE header
         if (protocol == kPppIpv4)
             ipv4(at, end);
         else if (protocol == kPppIpv6)
@@ -211,6 +212,7 @@ struct Parser {
             end = at + bytes;
         out.network = at;
         const uint8_t *header = data + at;
+        // Model: a SNAP header that is cut off is LLC.
         if (end < at + kSnapBytes || header[0] != 0xAA || header[1] != 0xAA || header[2] != 0x03 ||
             header[3] != 0 || header[4] != 0 || header[5] != 0)
             return FrameType::Llc;
