@@ -262,25 +262,30 @@ int ifc_match_lut1(ifc_field_param param);
  * Actions. They live in the hardware only: there is no shadow.
  * ------------------------------------------------------------------------------------------------------ */
 
+/* clang-format off */
 /*
  * Edits sub-action actIdx (0..16) of entry ifcIndex (0..39): read, change, print, write back.
- * Returns 0, or -1 when refused. Values are cut to their fields' widths.
+ * Returns 0, or -1 when refused. Values are cut to their fields' widths (the number behind a name);
+ * "bit" is the place of the enable bit.
  *
- *   actIdx  enable bit  value0          value1    value2            value3          printed
- *   0       0           channel 5       queue 3                                     "channel:%d, queue:%d\n"
- *   1       1           fport 4         nbq 5                                       "fport:%d, nbq:%d\n"
- *   2       2           sp_tag/gem 16                                               "sp_tag/gemport:0x%x\n"
- *   3       3           CNT0 6                                                      "CNT0:%d\n"
- *   4       4           CNT1 5                                                      "CNT1:%d\n"
- *   5       5           MTR_G 8                                                     "MTR_G:%d\n"
- *   6       6           IPv4 DSCP 8                                                 "IPv4 DSCP:%d\n"
- *   7       7           IPv6 TC 8                                                   "IPv6 Traffic Class:%d\n"
- *   8       8           vpm0 2          vo0 2     vid0[15:12] 4   vid0[11:0] 12   "vpm0:%d, vo0:%d,
- *   vid0:0x%x\n" 9       9           vo1 2           vid1[15:12] 4  vid1[11:0] 12                "vo1:%d,
- *   vid1:0x%x\n" 10..13  10..13      fqos, fast, mc, keep pcp: bit 0                             "fqos:%d\n"
- *   and so on 14      none        cpu bit 0       nbq 5                         "ifc_set_action: cpu:%d,
- *   nbq:%d\n" 15      none        owf bit 0                                                   "owf:%d\n"
- *   16      13          dpi bit 0                                                   "dpi:%d\n"
+ *   actIdx  bit   value0       value1        value2        value3        printed
+ *   0       0     channel 5    queue 3                                   "channel:%d, queue:%d\n"
+ *   1       1     fport 4      nbq 5                                     "fport:%d, nbq:%d\n"
+ *   2       2     sp_tag 16                                              "sp_tag/gemport:0x%x\n"
+ *   3       3     CNT0 6                                                 "CNT0:%d\n"
+ *   4       4     CNT1 5                                                 "CNT1:%d\n"
+ *   5       5     MTR_G 8                                                "MTR_G:%d\n"
+ *   6       6     IPv4 DSCP 8                                            "IPv4 DSCP:%d\n"
+ *   7       7     IPv6 TC 8                                              "IPv6 Traffic Class:%d\n"
+ *   8       8     vpm0 2       vo0 2         vid0[15:12] 4 vid0[11:0] 12 "vpm0:%d, vo0:%d, vid0:0x%x\n"
+ *   9       9     vo1 2        vid1[15:12] 4 vid1[11:0] 12               "vo1:%d, vid1:0x%x\n"
+ *   10      10    fqos 1                                                 "fqos:%d\n"
+ *   11      11    fast 1                                                 "fast:%d\n"
+ *   12      12    mc 1                                                   "mc:%d\n"
+ *   13      13    keep pcp 1                                             "keep pcp:%d\n"
+ *   14      none  cpu 1        nbq 5                                     "ifc_set_action: cpu:%d, nbq:%d\n"
+ *   15      none  owf 1                                                  "owf:%d\n"
+ *   16      13    dpi 1                                                  "dpi:%d\n"
  *
  * IFC_DISABLE clears the enable bit and writes the fields as zero. One revision query for 0..14, outside the
  * lock; on revision 12 the enable bits of 4 to 13 stand one lower.
@@ -294,6 +299,7 @@ int ifc_match_lut1(ifc_field_param param);
  * 1 and 14 share nbq, and 1 prints it uncut. Disabling 15 or 16 still writes bit 0 of value0. 16 shares its
  * enable bit with 13 (3 with 4 on revision 12).
  */
+/* clang-format on */
 int ifc_set_action(uint ifcIndex, uint actIdx, IFC_Mode_t enMode, uint value0, uint value1, uint value2,
                    uint value3);
 
