@@ -424,6 +424,7 @@ unsigned int skb_chksum(const struct sk_buff *skb, int lens);
 
 /*
  * Checksum of the 20 bytes from offset on: an IPv4 header (RFC 791) without its options.
+ * Known: an offset of -20 to -1 sums nothing and returns 0xFFFF.
  * At DBG_WARN prints [at]"ipv4_checksum: offset:%d\n" and [at]"data: %x\n".
  */
 unsigned int ipv4_checksum(const struct sk_buff *skb, int offset);

@@ -68,8 +68,10 @@ TEST_F(VlanTest, StandardTpidsComeFirst)
 {
     userTpid(0x8100);
     EXPECT_EQ(transTPIDtoVPM(0x0081), 1);
+    EXPECT_EQ(transVPMtoTPID(3), 0x8100) << "the other way the register decides";
     userTpid(0x88A8);
     EXPECT_EQ(transTPIDtoVPM(0xA888), 2);
+    EXPECT_EQ(transVPMtoTPID(3), 0x88A8);
 }
 
 namespace
@@ -235,6 +237,41 @@ TEST_F(ChecksumTest, EmptyRangesEnd)
     EXPECT_EQ(tcp_udp_checksum(&skb, 0, 5, 6), finish(11));
 }
 
+TEST_F(ChecksumTest, AnOffsetBelowZeroSumsNothing)
+{
+    std::vector<unsigned char> data(60, 0x55);
+    sk_buff skb = bufferOf(data);
+    skb.data += 20; // what lies before is readable, so that a sum over it shows
+    skb.len = 40;
+    for (int offset = -20; offset < 0; ++offset) {
+        EXPECT_EQ(ipv4_checksum(&skb, offset), 0xFFFFu) << offset;
+        EXPECT_EQ(tcp_udp_checksum(&skb, offset, 5, 6), finish(11)) << offset;
+    }
+    EXPECT_NE(ipv4_checksum(&skb, 0), 0xFFFFu);
+    gpIfcPriv->dbgLevel = 3;
+    (void)ipv4_checksum(&skb, -1);
+    EXPECT_THAT(pieces(), ElementsAre("@ipv4_checksum: offset:-1\n", "@data: 0\n"));
+}
+
+TEST_F(ChecksumTest, OneReadingOfTheLevelServesAWholeSum)
+{
+    std::vector<unsigned char> data(20, 0);
+    sk_buff skb = bufferOf(data);
+    const auto linesWhenItDropsMeanwhile = [&](const auto &checksum) {
+        gpIfcPriv->dbgLevel = 3;
+        forget();
+        (void)checksum();
+        return said.size();
+    };
+    host::setLogSink([this](std::string_view piece) {
+        said.emplace_back(piece);
+        gpIfcPriv->dbgLevel = 0;
+    });
+    EXPECT_EQ(linesWhenItDropsMeanwhile([&] { return skb_chksum(&skb, 20); }), 11u);
+    EXPECT_EQ(linesWhenItDropsMeanwhile([&] { return ipv4_checksum(&skb, 0); }), 12u);
+    EXPECT_EQ(linesWhenItDropsMeanwhile([&] { return tcp_udp_checksum(&skb, 0, 1, 2); }), 13u);
+}
+
 TEST_F(ChecksumTest, AWholeUdpDatagramChecksToZero)
 {
     // From the source address on: addresses, UDP header, payload "abc".
@@ -285,6 +322,13 @@ TEST_F(ChecksumTest, TracesOfAnIpv4Header)
     gpIfcPriv->dbgLevel = 3;
     EXPECT_EQ(ipv4_checksum(&skb, 4), finish(1));
     EXPECT_EQ(said.size(), 12u) << "ten words, never the options";
+    forget();
+    d[6] = 0x80, d[21] = 2;
+    EXPECT_EQ(ipv4_checksum(&skb, 4), finish(0x8003));
+    EXPECT_THAT(pieces(),
+                ElementsAre("@ipv4_checksum: offset:4\n", "data: 1\n", "data: 8001\n", "data: 8001\n",
+                            "data: 8001\n", "data: 8001\n", "data: 8001\n", "data: 8001\n", "data: 8001\n",
+                            "data: 8003\n", "data: 8003\n", "@data: 8003\n"));
 }
 
 class PacketDumpTest : public LayerTest
