@@ -229,10 +229,14 @@ int lut1_has_free_rule(uint field_num);
  *        [at]"del ifc lut0 rule not find\n", [at]"del ifc lut1 rule not find\n" (each also when the other
  *        table had one), [at]"del ifc rule index %d\n" for each LUT1 entry, with its action index.
  * Lock: inside ifc_clear_action() and the rewrite only.
- * Known: never found in LUT1 are a request with a condition behind a MAC, with two MACs, or with a MAC that
- * was written as one entry, and any chain behind a stray valid entry without end flag. A MAC whose
- * low part differs is still found by its high part, so a chain with another MAC of the same upper 16 bits
- * goes as well. An empty request deletes the valid LUT0 rules that have no field enabled.
+ * Known: as placed, not found in LUT1 are a request with a condition behind a MAC, with two MACs, or with a
+ * MAC that was written as one entry, and any chain behind a stray valid entry without end flag. Valid entries
+ * are counted up to the end flag, but what is compared and deleted is the range of as many entries that ends
+ * there. So exactly one stray entry in front makes a chain with a MAC's high part alone be found, and goes
+ * with it; and when a gap lies within the range, its all-zero entry stands for the conditions behind a MAC,
+ * which are not compared, and what the gap pushed out of the range stays. A MAC whose low part differs is
+ * still found by its high part, so a chain with another MAC of the same upper 16 bits goes as well. An empty
+ * request deletes the valid LUT0 rules that have no field enabled.
  */
 int ifc_del_lut_rules_auto(struct orva_ifc_param *ifc_param_ptr);
 
@@ -245,7 +249,8 @@ int ifc_match_rule_lut0(struct orva_ifc_param *ifc_param_ptr, uint field_num, ui
 /*
  * 1 when the request's conditions are found among the field_num LUT1 entries from ifc_idx_start on (a MAC
  * counts twice); else 0. field_num 0 gives 1. Valid bits and end flags are not looked at. No lock.
- * An irreducible mask of a MAC or IPv4 address prints its message at each entry that is looked at.
+ * An irreducible mask prints its message at each entry that is looked at for an IPv4 address, and at each of
+ * type 1 that is looked at for a MAC.
  * Known: the mask length of a MAC's low part is compared in 4 bits; a matched MAC high part steps over the
  * next condition; a low part that matches at the end of the range looks at the entry behind it (an all-zero
  * one behind entry 31): a matching high part there fails the whole request, any other counts as found.
