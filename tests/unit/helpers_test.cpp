@@ -130,10 +130,19 @@ TEST_F(PppoeTest, TracesTheHeaderAtTheHighestLevel)
     gpIfcPriv->dbgLevel = DBG_WARN;
     (void)getPppoeSid(&skb, 1, &sid, &tag);
     EXPECT_TRUE(said.empty());
-    gpIfcPriv->dbgLevel = DBG_MSG;
-    (void)getPppoeSid(&skb, 1, &sid, &tag);
-    EXPECT_THAT(said, ElementsAre("\n==============\n", " Ver=1\n", " Type=1\n", " Code=9\n", " sid=1234\n",
-                                  " Len=86\n", " tag_type=c021\n", " tag_len=258\n", "=================\n"));
+    for (const int level : {3, 4, 255}) {
+        gpIfcPriv->dbgLevel = static_cast<uint8>(level);
+        forget();
+        (void)getPppoeSid(&skb, 1, &sid, &tag);
+        EXPECT_THAT(said,
+                    ElementsAre("\n==============\n", " Ver=1\n", " Type=1\n", " Code=9\n", " sid=1234\n",
+                                " Len=86\n", " tag_type=c021\n", " tag_len=258\n", "=================\n"));
+    }
+    forget();
+    bytes[1] = 0x2F;
+    EXPECT_EQ(getPppoeSid(&skb, 1, &sid, &tag), -1);
+    EXPECT_EQ(said.size(), 9u) << "before the header is judged";
+    EXPECT_EQ(text().substr(0, 32), "\n==============\n Ver=2\n Type=15\n");
 }
 
 namespace
@@ -300,14 +309,16 @@ TEST_F(ChecksumTest, TracesByLevel)
     EXPECT_EQ(tcp_udp_checksum(&skb, 2, 1, 2), finish(0x100FF + 3));
     EXPECT_THAT(pieces(),
                 ElementsAre("@data: 11333\n", "@tcp_udp_checksum: offset:2\n", "@checksum1: 10102\n"));
-    forget();
-    gpIfcPriv->dbgLevel = 3;
-    EXPECT_EQ(skb_chksum(&skb, 5), finish(0x11333));
-    EXPECT_THAT(pieces(), ElementsAre("data: 1234\n", "data: 11233\n", "@data: 11333\n"));
-    forget();
-    EXPECT_EQ(tcp_udp_checksum(&skb, 2, 1, 2), finish(0x100FF + 3));
-    EXPECT_THAT(pieces(), ElementsAre("@tcp_udp_checksum: offset:2\n", "data: ffff\n", "data: 100ff\n",
-                                      "@checksum1: 10102\n"));
+    for (const int level : {3, 4, 255}) {
+        gpIfcPriv->dbgLevel = static_cast<uint8>(level);
+        forget();
+        EXPECT_EQ(skb_chksum(&skb, 5), finish(0x11333));
+        EXPECT_THAT(pieces(), ElementsAre("data: 1234\n", "data: 11233\n", "@data: 11333\n"));
+        forget();
+        EXPECT_EQ(tcp_udp_checksum(&skb, 2, 1, 2), finish(0x100FF + 3));
+        EXPECT_THAT(pieces(), ElementsAre("@tcp_udp_checksum: offset:2\n", "data: ffff\n", "data: 100ff\n",
+                                          "@checksum1: 10102\n"));
+    }
 }
 
 TEST_F(ChecksumTest, TracesOfAnIpv4Header)
@@ -367,6 +378,11 @@ TEST_F(PacketDumpTest, SixteenBytesALine)
     dump(17);
     EXPECT_THAT(said, ElementsAre(header(), "0000: 00 07 0e 15 1c 23 2a 31 38 3f 46 4d 54 5b 62 69 \n",
                                   "0010: 70 \n"));
+    for (const int level : {1, 2, 3, 4, 255}) {
+        gpIfcPriv->dbgLevel = static_cast<uint8>(level);
+        dump(17);
+        EXPECT_EQ(said.size(), 3u) << level;
+    }
     dump(65552);
     EXPECT_EQ(said.size(), 1u + 4097u);
     EXPECT_EQ(said.back().substr(0, 7), "10000: ");

@@ -25,7 +25,7 @@ TEST_F(TransferTest, BuildsTheCommandWordAndCutsItsArguments)
 
 TEST_F(TransferTest, ShowsTheCommandWordAtTheHighestLevelOnly)
 {
-    for (int level = 0; level < 4; ++level) {
+    for (const int level : {0, 1, 2, 3, 4, 255}) {
         forget();
         gpIfcPriv->dbgLevel = static_cast<uint8>(level);
         (void)ifcSetRuleConfig(3, 10, 0, 1);
@@ -196,6 +196,21 @@ TEST_F(RewriteTest, ClearIfcRulesInvalidatesOneOrAll)
     }
 }
 
+TEST_F(RewriteTest, ClearIfcRulesGoesOnAfterTimeOuts)
+{
+    fillShadow();
+    powerOn(0);
+    EXPECT_EQ(clear_ifc_rules(8), 0);
+    Traffic t;
+    for (uint32_t rule = 0; rule < 8; ++rule)
+        t.write(0xBFB50210, 0).transfer(command(rule, 10, 0, 1), 3, false);
+    expectTraffic(t);
+    EXPECT_EQ(events, std::vector<host::Event>(24, host::Event::Delay)) << "no lock";
+    EXPECT_EQ(pieces(), std::vector<std::string>(8, "@Timeout for set IFC Rule configuration.\n"));
+    for (const auto &rule : IFC_LUT0_Rule)
+        EXPECT_EQ(rule.word[0], 0u);
+}
+
 class SwitchTest : public LayerTest
 {
 };
@@ -212,6 +227,18 @@ TEST_F(SwitchTest, SetsAndClearsBit0AndKeepsTheRest)
     expectTraffic(Traffic().read(0xBFB50200, 0xA5A5A5A5).write(0xBFB50200, 0xA5A5A5A4));
     EXPECT_THAT(pieces(), ElementsAre("Exec. Success.\n"));
     EXPECT_TRUE(events.empty()) << "no lock";
+}
+
+TEST_F(SwitchTest, EveryLevelPrintsTheSame)
+{
+    for (const int level : {0, 1, 2, 3, 4, 255}) {
+        gpIfcPriv->dbgLevel = static_cast<uint8>(level);
+        forget();
+        (void)ifc_enable();
+        (void)ifc_get_ifc_staus();
+        (void)ifc_disable();
+        EXPECT_THAT(said, ElementsAre("Exec. Success.\n", "IFC :Enable .\n", "Exec. Success.\n"));
+    }
 }
 
 TEST_F(SwitchTest, StatusJudgesTheWholeSignedRegister)
