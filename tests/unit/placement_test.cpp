@@ -148,6 +148,18 @@ TEST_F(PlacementTest, ALut1RuleIsWrittenConditionByCondition)
     EXPECT_EQ(IFC_LUT1_Rule[3].word[1], 0xFFFF0000u);
 }
 
+TEST_F(PlacementTest, EveryUserDefinedFieldIsPlacedAndDeleted)
+{
+    for (unsigned field = 32; field <= 47; ++field) {
+        auto request = requestOf({{field, 3, 0xF0FF, field}});
+        EXPECT_EQ(ifc_set_lut_rules_auto(&request), 8);
+        EXPECT_EQ(IFC_LUT1_Rule[0].word[0], 0xC000u | 3u << 6 | field);
+        EXPECT_EQ(IFC_LUT1_Rule[0].word[1], 0xF0FF0000u | field);
+        EXPECT_EQ(ifc_del_lut_rules_auto(&request), 0);
+        EXPECT_EQ(IFC_LUT1_Rule[0].word[0] | IFC_LUT1_Rule[0].word[1], 0u);
+    }
+}
+
 TEST_F(PlacementTest, AMacInFrontTakesTwoEntriesAndTheLastOneIsTheAction)
 {
     occupy(0xF);

@@ -124,6 +124,30 @@ TEST_F(RewriteTest, Revisions14And15GetNoLut0Writes)
     }
 }
 
+TEST_F(RewriteTest, TheRevisionMayChangeBetweenAnyTwoQueries)
+{
+    // For each rule what the first query says and what the second, if there is one.
+    const int answers[8][2] = {{0, 14}, {14, 0}, {15, 12}, {12, 15}, {0, 0}, {15, 15}, {14, 14}, {12, 12}};
+    const bool written[8] = {true, false, true, false, true, false, false, true};
+    std::vector<int> queue;
+    for (unsigned rule = 0; rule < 8; ++rule) {
+        queue.push_back(answers[rule][0]);
+        if (answers[rule][0] != 14)
+            queue.push_back(answers[rule][1]);
+    }
+    fillShadow();
+    size_t next = 0;
+    host::setRevisionSource([&] { return next < queue.size() ? queue[next++] : -1; });
+    EXPECT_EQ(write_all_ifc_rule_to_hw(), 0);
+    EXPECT_EQ(next, queue.size());
+    EXPECT_EQ(host::revisionQueries(), queue.size());
+    for (unsigned rule = 0; rule < 8; ++rule)
+        EXPECT_EQ(std::memcmp(chip.tables().lut0[rule], IFC_LUT0_Rule[rule].word, 164) == 0, written[rule])
+            << rule;
+    EXPECT_EQ(count(AccessKind::Write), 4u * 54 + 32u * 3);
+    EXPECT_EQ(std::memcmp(chip.tables().lut1, IFC_LUT1_Rule, sizeof IFC_LUT1_Rule), 0);
+}
+
 TEST_F(RewriteTest, GoesOnAfterATimeOut)
 {
     fillShadow();
