@@ -202,6 +202,8 @@ TEST_F(ActionTest, WithoutThePpeARefusalDeletesTheRule)
 {
     (void)ifc_set_lut0_rules(5, IFC_ENABLE, DPORT, 0, 0, 1, 0, 1);
     (void)ifc_set_lut1_rules(0, IFC_ENABLE, 1, DPORT, 0, 1, 0, 1);
+    (void)ifc_set_lut0_rules(6, IFC_ENABLE, DPORT, 0, 0, 1, 0, 1);
+    (void)ifc_set_lut1_rules(1, IFC_ENABLE, 1, DPORT, 0, 1, 0, 1);
     ifcSendToPpe = 0;
     for (const unsigned n : {5u, 8u}) {
         fill(n, 0x55);
@@ -223,6 +225,8 @@ TEST_F(ActionTest, WithoutThePpeARefusalDeletesTheRule)
     EXPECT_EQ(IFC_LUT0_Rule[5].word[0], 0u);
     EXPECT_EQ(IFC_LUT0_Rule[5].word[4], 0u);
     EXPECT_EQ(IFC_LUT1_Rule[0].word[0], 0u);
+    EXPECT_NE(IFC_LUT0_Rule[6].word[0], 0u) << "the others stay";
+    EXPECT_NE(IFC_LUT1_Rule[1].word[0], 0u);
     EXPECT_NE(chip.tables().lut0[5][0], 0u) << "the hardware keeps it until the next rewrite";
     forget();
     EXPECT_EQ(set(39, 14, true, 1, 7), 0) << "only this one is carried out";

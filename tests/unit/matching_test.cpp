@@ -423,6 +423,8 @@ TEST_F(MatchingTest, Lut1RangeComparisons)
     wide[1].mask |= 0xABCD0000;
     wide[1].key |= 0xABCD0000;
     EXPECT_EQ(matchLut1(wide, 2, 0), 1) << "16 bits count";
+    wide[1].key ^= 0x8000;
+    EXPECT_EQ(matchLut1(wide, 2, 0), 0) << "all of them";
     auto same = rule;
     same[0].mask = 0x0000FFFF; // 16 bits, from the other end
     EXPECT_EQ(matchLut1(same, 2, 0), 0);
@@ -519,6 +521,9 @@ TEST_F(MatchingTest, RequestsEndWithTheirArrays)
 {
     std::vector<Cond> list(48, {0, 0, 0, 0});
     EXPECT_EQ(matchLut1(list, 60, 0), 1) << "all-zero entries hold the field 0";
+    list[0].command = 3; // the word behind the last field of the request
+    IFC_LUT1_Rule[0].type0.command = 3;
+    EXPECT_EQ(matchLut1(list, 60, 0), 1) << "no more than 48 conditions are read";
 }
 
 TEST_F(MatchingTest, AMacHighPartComparesWholeWords)
