@@ -11,7 +11,6 @@ constexpr uint64_t kCounterPackets = 0x00FFFFFFFFFFFFFF;
 Classifier::Classifier(RegisterWindow &window) : window_(window)
 {
     defaultUdfs(settings_);
-    noteUdfOrder(settings_);
     for (unsigned n = 0; n < IFC_COUNTERS; ++n)
         counter_[n] = window.tables().counter[n];
     counter_[IFC_COUNTERS] = noCounter_;
@@ -26,6 +25,7 @@ void Classifier::refresh()
     on_ = (window_.globalConfig() & IFC_GLB_CFG_ENABLE) != 0;
     fast_.compile(window_.tables());
     settings_.udfs = fast_.udfs();
+    prepareUdfs(settings_);
     revision_ = window_.revision();
     compiled_ = true;
 }
@@ -35,6 +35,7 @@ void Classifier::parse(const uint8_t *data, size_t length, const SideData &side,
     refresh();
     ParserSettings all = settings_;
     all.udfs = 0xFFFF;
+    all.udfsInOrder = false;
     parseFrame(data, length, side, all, parsed);
 }
 

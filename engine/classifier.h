@@ -28,14 +28,14 @@ public:
     void setUdf(unsigned n, UdfPlace place)
     {
         settings_.udf[n] = place;
-        noteUdfOrder(settings_);
+        prepareUdfs(settings_);
     }
 
     // Fields as the classifier sees them now, all user-defined fields included.
     void parse(const uint8_t *data, size_t length, const SideData &side, ParsedFrame &parsed);
 
     // One frame through the whole engine. `parsed` is left for whoever wants the fields or applyAction(); it
-    // holds at least those user-defined fields that some rule looks at.
+    // holds the user-defined fields that some rule looks at.
     Result classify(const uint8_t *data, size_t length, const SideData &side, ParsedFrame &parsed)
     {
         const HitBits bits = run(data, length, side, parsed);

@@ -123,7 +123,8 @@ struct Parser {
         rest = rest.upTo(be16(header + 2));
         const uint32_t fragmentOffset = be16(header + 6) & 0x1FFF;
         if (fragmentOffset == 0 && rest.left >= headerBytes)
-            transportHeader(protocol, rest.behind(headerBytes));
+            transportHeader(protocol,
+                            rest.behind(headerBytes)); // Model: nothing is walked, not even authentication
     }
 
     [[gnu::always_inline]] void ipv6(Rest rest)
@@ -176,6 +177,7 @@ struct Parser {
             const bool later = next == kFragment && (be16(header + 2) & 0xFFF8) != 0;
             next = header[0];
             rest = rest.behind(bytes);
+            // Model: behind a later fragment's header stands no header, so its number is not followed.
             if (later)
                 return false;
         }
@@ -194,7 +196,7 @@ struct Parser {
             return;
         const uint32_t protocol = be16(rest.at);
         rest = rest.behind(kPppProtocolBytes);
-        network = offset(rest);
+        network = offset(rest); // Model: until here it was the PPPoE header
         if (protocol == kPppIpv4)
             ipv4(rest);
         else if (protocol == kPppIpv6)
@@ -232,6 +234,7 @@ struct Parser {
         type = 0;
         network = offset(rest);
         const uint8_t *header = rest.at;
+        // Model: a SNAP header that is cut off is LLC.
         if (rest.left < kSnapBytes || header[0] != 0xAA || header[1] != 0xAA || header[2] != 0x03 ||
             header[3] != 0 || header[4] != 0 || header[5] != 0)
             return FrameType::Llc;
@@ -350,22 +353,24 @@ struct Parser {
     }
 
     // All at once, as the words of the network header. False: the frame ends before.
-    bool userDefinedInOrder()
+    bool userDefinedInOrder(const ParserSettings &settings)
     {
         using Halves = uint16_t __attribute__((vector_size(32)));
         if (network == 0 || length < network + sizeof(Halves))
             return false;
         Halves halves;
         __builtin_memcpy(&halves, data + network, sizeof halves);
-        halves = halves << 8 | halves >> 8;
+        Halves keep;
+        __builtin_memcpy(&keep, settings.udfKeep, sizeof keep);
+        halves = (halves << 8 | halves >> 8) & keep;
         __builtin_memcpy(fields.word + IFC_LUT0_AREA_WORDS, &halves, sizeof halves);
-        others |= fieldBits(UDF0, UDF15);
+        others |= uint64_t{settings.udfs} << UDF0;
         return true;
     }
 
     void userDefined(const ParserSettings &settings)
     {
-        if (settings.udfsInOrder && userDefinedInOrder()) [[likely]]
+        if (settings.udfsInOrder && userDefinedInOrder(settings)) [[likely]]
             return;
         for (unsigned left = settings.udfs; left != 0; left &= left - 1) {
             const unsigned n = static_cast<unsigned>(__builtin_ctz(left));
@@ -395,14 +400,16 @@ void defaultUdfs(ParserSettings &settings)
         settings.udf[n] = {UdfBase::Network, static_cast<uint16_t>(2 * n)};
 }
 
-void noteUdfOrder(ParserSettings &settings)
+void prepareUdfs(ParserSettings &settings)
 {
     ParserSettings ordered;
     defaultUdfs(ordered);
     settings.udfsInOrder = true;
-    for (unsigned n = 0; n < 16; ++n)
+    for (unsigned n = 0; n < 16; ++n) {
         settings.udfsInOrder = settings.udfsInOrder && settings.udf[n].base == ordered.udf[n].base &&
                                settings.udf[n].offset == ordered.udf[n].offset;
+        settings.udfKeep[n] = (settings.udfs >> n & 1) != 0 ? 0xFFFF : 0;
+    }
 }
 
 void parseFrame(const uint8_t *data, size_t length, const SideData &side, const ParserSettings &settings,

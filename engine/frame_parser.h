@@ -42,16 +42,17 @@ struct UdfPlace {
 
 struct ParserSettings {
     uint16_t userTpid = 0;    // the user-defined VLAN TPID, host byte order, 0 = none
-    uint16_t udfs = 0xFFFF;   // bit n: UDFn is taken out, others may be
+    uint16_t udfs = 0xFFFF;   // bit n: UDFn is taken out at all
     UdfPlace udf[16] = {};    // see defaultUdfs()
-    bool udfsInOrder = false; // all places are the default ones, which is faster; see noteUdfOrder()
+    bool udfsInOrder = false; // all places are the default ones: see prepareUdfs()
+    uint16_t udfKeep[16] = {};
 };
 
 // Model: UDFn is the n-th 16-bit word of the network header unless placed otherwise.
 void defaultUdfs(ParserSettings &settings);
 
-// Looks whether the places are those; to be called again after each change of one.
-void noteUdfOrder(ParserSettings &settings);
+// For speed: looks whether the places are those, and which are taken out. To be called again after a change.
+void prepareUdfs(ParserSettings &settings);
 
 struct ParsedFrame {
     FieldImage fields;

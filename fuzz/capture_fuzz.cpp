@@ -19,7 +19,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
                 sum += frame.data[n];
         }
     }
-    static volatile uint32_t kept;
+    [[maybe_unused]] static volatile uint32_t kept;
     kept = sum;
     (void)close(descriptor);
     return 0;

@@ -132,9 +132,9 @@ IFC_Mode_t mode(const Arguments &a, uint n)
 
 void showArrays(Answer &answer, const uint *masks, const uint *keys)
 {
+    answer.say("= ok\n");
     for (uint slot = 0; slot < 32; ++slot)
         answer.say("%2u mask 0x%08x key 0x%08x\n", slot, masks[slot], keys[slot]);
-    answer.say("= ok\n");
 }
 
 void getMaskKey(const Arguments &a, Answer &answer)

@@ -9,8 +9,9 @@
  * Numbers are decimal or, with 0x, hexadecimal; negative where the argument is signed. A request is a list of
  * conditions FIELD:COMMAND:MASK:KEY; masks and keys of MAC fields are up to 48 bits wide. A frame is written
  * as hexadecimal digits, two a byte. `help` lists everything, `help NAME` one operation.
- * `get NAME` and `set NAME VALUE` reach dbgLevel and ifcSendToPpe. `get row SEL INDEX OFFSET` reads one row of a
- * table from the hardware and answers with IFC_DATA0 to IFC_DATA3 (or -62); SEL as in ifcSetRuleConfig().
+ * `get NAME` and `set NAME VALUE` reach dbgLevel and ifcSendToPpe. `get row SEL INDEX OFFSET` reads one row
+ * of a table from the hardware and answers with IFC_DATA0 to IFC_DATA3 (or -62); SEL as in
+ * ifcSetRuleConfig().
  *
  * What the operation itself prints goes through printk as ever. Usable from C11 and C++, freestanding.
  */
@@ -25,7 +26,7 @@ extern "C" {
 typedef void (*ifc_cmd_print)(void *user, const char *text);
 
 enum {
-    IFC_CMD_DONE = 0,    /* the operation was called; the answer begins with "= " */
+    IFC_CMD_DONE = 0,    /* the operation was called; the answer begins with "= ", no later line of it does */
     IFC_CMD_NOTHING = 1, /* an empty line or a comment ('#') */
     IFC_CMD_REFUSED = -1 /* nothing was called; the answer is one line that says what is accepted */
 };

@@ -229,10 +229,14 @@ int lut1_has_free_rule(uint field_num);
  *        [at]"del ifc lut0 rule not find\n", [at]"del ifc lut1 rule not find\n" (each also when the other
  *        table had one), [at]"del ifc rule index %d\n" for each LUT1 entry, with its action index.
  * Lock: inside ifc_clear_action() and the rewrite only.
- * Known: never found in LUT1 are a request with a condition behind a MAC, with two MACs, or with a MAC that
- * was written as one entry, and any chain behind a stray valid entry without end flag. A MAC whose
- * low part differs is still found by its high part, so a chain with another MAC of the same upper 16 bits
- * goes as well. An empty request deletes the valid LUT0 rules that have no field enabled.
+ * Known: as placed, not found in LUT1 are a request with a condition behind a MAC, with two MACs, or with a
+ * MAC that was written as one entry, and any chain behind a stray valid entry without end flag. Valid entries
+ * are counted up to the end flag, but what is compared and deleted is the range of as many entries that ends
+ * there. So exactly one stray entry in front makes a chain with a MAC's high part alone be found, and goes
+ * with it; and when a gap lies within the range, its all-zero entry stands for the conditions behind a MAC,
+ * which are not compared, and what the gap pushed out of the range stays. A MAC whose low part differs is
+ * still found by its high part, so a chain with another MAC of the same upper 16 bits goes as well. An empty
+ * request deletes the valid LUT0 rules that have no field enabled.
  */
 int ifc_del_lut_rules_auto(struct orva_ifc_param *ifc_param_ptr);
 
@@ -245,7 +249,8 @@ int ifc_match_rule_lut0(struct orva_ifc_param *ifc_param_ptr, uint field_num, ui
 /*
  * 1 when the request's conditions are found among the field_num LUT1 entries from ifc_idx_start on (a MAC
  * counts twice); else 0. field_num 0 gives 1. Valid bits and end flags are not looked at. No lock.
- * An irreducible mask of a MAC or IPv4 address prints its message at each entry that is looked at.
+ * An irreducible mask prints its message at each entry that is looked at for an IPv4 address, and at each of
+ * type 1 that is looked at for a MAC.
  * Known: the mask length of a MAC's low part is compared in 4 bits; a matched MAC high part steps over the
  * next condition; a low part that matches at the end of the range looks at the entry behind it (an all-zero
  * one behind entry 31): a matching high part there fails the whole request, any other counts as found.
@@ -262,25 +267,30 @@ int ifc_match_lut1(ifc_field_param param);
  * Actions. They live in the hardware only: there is no shadow.
  * ------------------------------------------------------------------------------------------------------ */
 
+/* clang-format off */
 /*
  * Edits sub-action actIdx (0..16) of entry ifcIndex (0..39): read, change, print, write back.
- * Returns 0, or -1 when refused. Values are cut to their fields' widths.
+ * Returns 0, or -1 when refused. Values are cut to their fields' widths (the number behind a name);
+ * "bit" is the place of the enable bit.
  *
- *   actIdx  enable bit  value0          value1    value2            value3          printed
- *   0       0           channel 5       queue 3                                     "channel:%d, queue:%d\n"
- *   1       1           fport 4         nbq 5                                       "fport:%d, nbq:%d\n"
- *   2       2           sp_tag/gem 16                                               "sp_tag/gemport:0x%x\n"
- *   3       3           CNT0 6                                                      "CNT0:%d\n"
- *   4       4           CNT1 5                                                      "CNT1:%d\n"
- *   5       5           MTR_G 8                                                     "MTR_G:%d\n"
- *   6       6           IPv4 DSCP 8                                                 "IPv4 DSCP:%d\n"
- *   7       7           IPv6 TC 8                                                   "IPv6 Traffic Class:%d\n"
- *   8       8           vpm0 2          vo0 2     vid0[15:12] 4   vid0[11:0] 12   "vpm0:%d, vo0:%d,
- *   vid0:0x%x\n" 9       9           vo1 2           vid1[15:12] 4  vid1[11:0] 12                "vo1:%d,
- *   vid1:0x%x\n" 10..13  10..13      fqos, fast, mc, keep pcp: bit 0                             "fqos:%d\n"
- *   and so on 14      none        cpu bit 0       nbq 5                         "ifc_set_action: cpu:%d,
- *   nbq:%d\n" 15      none        owf bit 0                                                   "owf:%d\n"
- *   16      13          dpi bit 0                                                   "dpi:%d\n"
+ *   actIdx  bit   value0       value1        value2        value3        printed
+ *   0       0     channel 5    queue 3                                   "channel:%d, queue:%d\n"
+ *   1       1     fport 4      nbq 5                                     "fport:%d, nbq:%d\n"
+ *   2       2     sp_tag 16                                              "sp_tag/gemport:0x%x\n"
+ *   3       3     CNT0 6                                                 "CNT0:%d\n"
+ *   4       4     CNT1 5                                                 "CNT1:%d\n"
+ *   5       5     MTR_G 8                                                "MTR_G:%d\n"
+ *   6       6     IPv4 DSCP 8                                            "IPv4 DSCP:%d\n"
+ *   7       7     IPv6 TC 8                                              "IPv6 Traffic Class:%d\n"
+ *   8       8     vpm0 2       vo0 2         vid0[15:12] 4 vid0[11:0] 12 "vpm0:%d, vo0:%d, vid0:0x%x\n"
+ *   9       9     vo1 2        vid1[15:12] 4 vid1[11:0] 12               "vo1:%d, vid1:0x%x\n"
+ *   10      10    fqos 1                                                 "fqos:%d\n"
+ *   11      11    fast 1                                                 "fast:%d\n"
+ *   12      12    mc 1                                                   "mc:%d\n"
+ *   13      13    keep pcp 1                                             "keep pcp:%d\n"
+ *   14      none  cpu 1        nbq 5                                     "ifc_set_action: cpu:%d, nbq:%d\n"
+ *   15      none  owf 1                                                  "owf:%d\n"
+ *   16      13    dpi 1                                                  "dpi:%d\n"
  *
  * IFC_DISABLE clears the enable bit and writes the fields as zero. One revision query for 0..14, outside the
  * lock; on revision 12 the enable bits of 4 to 13 stand one lower.
@@ -294,6 +304,7 @@ int ifc_match_lut1(ifc_field_param param);
  * 1 and 14 share nbq, and 1 prints it uncut. Disabling 15 or 16 still writes bit 0 of value0. 16 shares its
  * enable bit with 13 (3 with 4 on revision 12).
  */
+/* clang-format on */
 int ifc_set_action(uint ifcIndex, uint actIdx, IFC_Mode_t enMode, uint value0, uint value1, uint value2,
                    uint value3);
 
@@ -418,6 +429,7 @@ unsigned int skb_chksum(const struct sk_buff *skb, int lens);
 
 /*
  * Checksum of the 20 bytes from offset on: an IPv4 header (RFC 791) without its options.
+ * Known: an offset of -20 to -1 sums nothing and returns 0xFFFF.
  * At DBG_WARN prints [at]"ipv4_checksum: offset:%d\n" and [at]"data: %x\n".
  */
 unsigned int ipv4_checksum(const struct sk_buff *skb, int offset);

@@ -22,7 +22,9 @@ for target in "$build"/fuzz/*_fuzz; do
     kept=()
     [ ! -d "fuzz/corpus/$name" ] || kept=("fuzz/corpus/$name")
     echo "fuzz: $name for $seconds s"
-    "$target" -max_total_time="$seconds" -print_final_stats=1 -artifact_prefix="$build/findings/$name-" \
+    words=()
+    [ ! -e "fuzz/$name.dict" ] || words=("-dict=fuzz/$name.dict")
+    "$target" "${words[@]}" -max_total_time="$seconds" -print_final_stats=1 -artifact_prefix="$build/findings/$name-" \
         "$grown" "${kept[@]}" >"$build/$name.log" 2>&1 || { tail -40 "$build/$name.log" >&2; exit 1; }
     grep -E 'number_of_executed_units|average_exec_per_sec' "$build/$name.log" || true
 done

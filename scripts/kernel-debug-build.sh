@@ -20,8 +20,12 @@ package=$(apt-cache depends linux-source | sed -n 's/.*Depends: *\(linux-source-
 tree=$work/$package
 if [ ! -e "$tree/Makefile" ]; then
     say "debug kernel: fetching $package"
+    rm -rf "$work"/unpacking "$work/$package"_*.deb
+    mkdir "$work/unpacking"
     (cd "$work" && apt-get download -qq "$package" && dpkg-deb --fsys-tarfile "$package"_*.deb |
-        tar -xO --wildcards './usr/src/linux-source-*.tar.xz' | tar -xJ)
+        tar -xO --wildcards './usr/src/linux-source-*.tar.xz' | tar -xJ -C unpacking)
+    mv "$work/unpacking/$package" "$tree"
+    rmdir "$work/unpacking"
 fi
 build() { env -u DEB_BUILD_ARCH -u DEB_HOST_ARCH make -C "$tree" ARCH=arm CROSS_COMPILE=arm-linux-gnueabihf- "$@"; }
 say "debug kernel: configuring"

@@ -11,11 +11,14 @@ if [ -e "$root/complete" ]; then
     echo "$root"
     exit 0
 fi
+# What an interrupted run left is no part of this one.
+rm -rf "$work/debs" "$root"
 mkdir -p "$work"/{lists/partial,cache/archives/partial,debs} "$root"
+host=$(dpkg --print-architecture)
 : >"$work/status"
 cat >"$work/apt.conf" <<CONF
 APT::Architecture "armhf";
-APT::Architectures { "armhf"; };
+APT::Architectures { "armhf"; "$host"; };
 APT::Sandbox::User "root";
 Dir::State::Lists "$work/lists";
 Dir::State::status "$work/status";
@@ -26,16 +29,23 @@ export APT_CONFIG=$work/apt.conf
 apt-get update -qq >"$work/update.log" 2>&1 || true
 
 depends_of() {
-    apt-cache show "$1" | sed -n 's/^Depends: *//p' | head -1 | tr ',' '\n' | sed 's/^ *//; s/ .*//'
+    apt-cache show "$1" 2>/dev/null | sed -n 's/^Depends: *//p' | head -1 | tr ',' '\n' | sed 's/^ *//; s/ .*//'
 }
 image=$(depends_of linux-image-armmp | grep '^linux-image-')
 headers=$(depends_of linux-headers-armmp | grep '^linux-headers-')
 common=$(depends_of "$headers" | grep -- '-common$')
 kbuild=$(depends_of "$headers" | grep '^linux-kbuild-')
+for name in image headers common kbuild; do
+    [ -n "${!name}" ] || {
+        echo "kernel-fetch: no package '$name' of linux-image-armmp and linux-headers-armmp in the lists of armhf" >&2
+        cat "$work/update.log" >&2
+        exit 1
+    }
+done
 version=$(apt-cache show "$headers" | sed -n 's/^Version: //p' | head -1)
 (cd "$work/debs" && apt-get download -qq "$image" "$headers" "$common" busybox-static)
-# The build tools run here, so they are this machine's own, in the same version.
-(cd "$work/debs" && env -u APT_CONFIG apt-get download -qq "$kbuild=$version")
+# The build tools run here, so they are for this machine, in the same version.
+(cd "$work/debs" && apt-get download -qq "$kbuild:$host=$version")
 
 for deb in "$work"/debs/*.deb; do
     case $(basename "$deb") in

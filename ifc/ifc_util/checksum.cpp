@@ -23,6 +23,8 @@ struct [[gnu::packed, gnu::may_alias]] LooseWord
 // Ranges above this length could overflow the plain 32-bit sum, whose result then differs from the wide one.
 constexpr uint kWideLimit = 0x10000;
 
+constexpr uint kIpv4Header = 20; // without options
+
 uint32_t bigEndianWord(const unsigned char *p)
 {
     return static_cast<uint32_t>(p[0]) << 8 | p[1];
@@ -99,10 +101,22 @@ uint32_t addWide(const unsigned char *p, uint bytes)
     return (folded << 8 | folded >> 8) & 0xFFFF;
 }
 
-uint32_t add(const unsigned char *p, uint bytes)
+// What an operation traces, from one reading of the level: another context may change it meanwhile.
+struct Trace {
+    bool steps;
+    bool words;
+};
+
+Trace currentTrace()
 {
-    if (ifc::traces(DBG_ST) || bytes > kWideLimit)
-        return addPlain(p, bytes, ifc::traces(DBG_WARN));
+    const uint level = gpIfcPriv->dbgLevel;
+    return {level > DBG_ST, level > DBG_WARN};
+}
+
+uint32_t add(const unsigned char *p, uint bytes, Trace trace)
+{
+    if (trace.steps || bytes > kWideLimit)
+        return addPlain(p, bytes, trace.words);
     return addWide(p, bytes);
 }
 
@@ -115,18 +129,22 @@ unsigned int finish(uint32_t sum)
 
 unsigned int skb_chksum(const struct sk_buff *skb, int lens)
 {
-    const uint32_t sum = add(skb->data, lens > 0 ? static_cast<uint>(lens) : 0);
-    if (ifc::traces(DBG_ST))
+    const Trace trace = currentTrace();
+    const uint32_t sum = add(skb->data, lens > 0 ? static_cast<uint>(lens) : 0, trace);
+    if (trace.steps)
         IFC_REPORT("data: %x\n", sum);
     return finish(sum);
 }
 
 unsigned int ipv4_checksum(const struct sk_buff *skb, int offset)
 {
-    if (ifc::traces(DBG_ST))
+    const Trace trace = currentTrace();
+    if (trace.steps)
         IFC_REPORT("ipv4_checksum: offset:%d\n", offset);
-    const uint32_t sum = add(skb->data + offset, 20);
-    if (ifc::traces(DBG_ST))
+    // Known: positions are unsigned, so the range of an offset just below 0 ends before it begins.
+    const uint first = static_cast<uint>(offset);
+    const uint32_t sum = first < first + kIpv4Header ? add(skb->data + offset, kIpv4Header, trace) : 0;
+    if (trace.steps)
         IFC_REPORT("data: %x\n", sum);
     return finish(sum);
 }
@@ -134,15 +152,16 @@ unsigned int ipv4_checksum(const struct sk_buff *skb, int offset)
 unsigned int tcp_udp_checksum(const struct sk_buff *skb, int offset, uint16_t tcp_udp_length,
                               uint8_t tcp_udp_protocol)
 {
-    if (ifc::traces(DBG_ST))
+    const Trace trace = currentTrace();
+    if (trace.steps)
         IFC_REPORT("tcp_udp_checksum: offset:%d\n", offset);
     const uint first = static_cast<uint>(offset);
-    uint32_t sum = first < skb->len ? add(skb->data + first, skb->len - first) : 0;
-    if (ifc::traces(DBG_WARN))
+    uint32_t sum = first < skb->len ? add(skb->data + first, skb->len - first, trace) : 0;
+    if (trace.words)
         (void)printk("data: %x\n", sum);
     sum += tcp_udp_length;
     sum += tcp_udp_protocol;
-    if (ifc::traces(DBG_ST))
+    if (trace.steps)
         IFC_REPORT("checksum1: %x\n", sum);
     return finish(sum);
 }

@@ -18,6 +18,7 @@ struct Host {
     host::Misuse misuse;
     engine::RegisterWindow *window = nullptr;
     int revision = 0;
+    std::function<int()> revisionSource;
     unsigned queries = 0;
     unsigned long clock = 0;
     const spinlock_t *held = nullptr;
@@ -77,6 +78,12 @@ void attach(engine::RegisterWindow *window)
 void setRevision(int revision)
 {
     self().revision = revision;
+    self().revisionSource = nullptr;
+}
+
+void setRevisionSource(std::function<int()> source)
+{
+    self().revisionSource = std::move(source);
 }
 
 unsigned revisionQueries()
@@ -127,7 +134,7 @@ int GET_HIR(void)
 {
     ++self().queries;
     tell(host::Event::RevisionQuery);
-    return self().revision;
+    return self().revisionSource ? self().revisionSource() : self().revision;
 }
 
 int printk(const char *fmt, ...)

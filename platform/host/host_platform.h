@@ -33,6 +33,8 @@ auto quietly(const Operation &operation)
 void attach(engine::RegisterWindow *window);
 
 void setRevision(int revision);
+// Answers each query in place of the one above, until the next setRevision().
+void setRevisionSource(std::function<int()> source);
 unsigned revisionQueries(); // since the last reset()
 
 unsigned long clockMilliseconds(); // simulated time spent in mdelay() since the last reset()

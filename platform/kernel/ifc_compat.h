@@ -3,10 +3,20 @@
 #ifndef IFC_COMPAT_H
 #define IFC_COMPAT_H
 
+#include <linux/slab.h>
 #include <linux/version.h>
 
-/* 5.8: the `fallthrough` of the kernel is a macro everywhere; nothing here needs it. */
+/* 5.16: kvmalloc(), kvzalloc() and kvfree() are declared by linux/slab.h; before, by linux/mm.h. */
+#if LINUX_VERSION_CODE < KERNEL_VERSION(5, 16, 0)
+#include <linux/mm.h>
+#endif
 
-/* 5.6: debugfs_create_u32() returns nothing any more. Its result is not used on either side, so no guard. */
+/* hex2bin() stands in a header of its own in kernels behind 6.1; before, in linux/kernel.h. */
+#include <linux/kernel.h>
+#if LINUX_VERSION_CODE > KERNEL_VERSION(6, 1, 255)
+#if __has_include(<linux/hex.h>)
+#include <linux/hex.h>
+#endif
+#endif
 
 #endif

@@ -2,11 +2,9 @@
 #include <linux/debugfs.h>
 #include <linux/fs.h>
 #include <linux/kernel.h>
-#include <linux/mm.h>
 #include <linux/module.h>
 #include <linux/mutex.h>
 #include <linux/seq_file.h>
-#include <linux/slab.h>
 #include <linux/string.h>
 #include <linux/uaccess.h>
 
@@ -18,19 +16,18 @@
 #include "ifc_glue.h"
 #include "ifc_sim.h"
 
-/* Both tables full of everything print less than half of it. */
-#define TEXT_SIZE (128 * 1024)
+/* Both tables full of everything print 60 KiB; the rest is for traces. What finds no room is counted. */
+#define TEXT_SIZE (512 * 1024)
 /* A frame of 2048 bytes in hexadecimal with an operation's name, or a request of 48 conditions. */
 #define COMMAND_SIZE 4608
-#define FRAME_BYTES  16384
-#define FRAME_SIZE   (2 * FRAME_BYTES + 64)
+/* As long as a frame in a capture may be. */
+#define FRAME_BYTES 262144
+#define FRAME_SIZE  (2 * FRAME_BYTES + 64)
 
 /* The operator's files are the callers that the rule layer expects to be serialised. */
 static DEFINE_MUTEX(callers);
 static struct dentry *folder;
 static const char *backend_name;
-static int chip_revision;
-static bool on_simulation;
 
 /* Under `callers`: what an operation printed, then the handler's answer. */
 static char *text;
@@ -50,52 +47,52 @@ EXPORT_SYMBOL_GPL(ifc_callers_unlock);
 
 /*
  * A reply belongs to the open file that wrote the line, so that two processes do not get each other's. Who
- * opens the file only to read gets the last one of all.
+ * opens the file only to read gets the last one of all, as it was when he began to read.
  */
 struct reply {
+    bool own; /* to a line that this file wrote */
     size_t length;
     char text[];
 };
 static struct reply *last_command;
 static struct reply *last_frame;
 
-static struct reply *reply_copy(const char *from, size_t length)
+static struct reply *reply_copy(const char *from, size_t length, bool own)
 {
     struct reply *reply = kvmalloc(sizeof(*reply) + length, GFP_KERNEL);
 
     if (reply) {
+        reply->own = own;
         reply->length = length;
         memcpy(reply->text, from, length);
     }
     return reply;
 }
 
-/* Under `callers`. Both or none. */
-static int reply_keep(struct file *file, struct reply **last)
+/* Under `callers`. The line has taken effect: without memory its reply is empty. It is read from its start. */
+static void reply_keep(struct file *file, loff_t *at, struct reply **last)
 {
-    struct reply *mine = reply_copy(text, text_length);
-    struct reply *shared = reply_copy(text, text_length);
-
-    if (!mine || !shared) {
-        kvfree(mine);
-        kvfree(shared);
-        return -ENOMEM;
-    }
     kvfree(file->private_data);
-    file->private_data = mine;
+    file->private_data = reply_copy(text, text_length, true);
     kvfree(*last);
-    *last = shared;
-    return 0;
+    *last = reply_copy(text, text_length, false);
+    file->f_pos = 0; /* for a refused line, whose position nobody stores back */
+    *at = 0;
 }
 
 static ssize_t reply_read(struct file *file, char __user *to, size_t count, loff_t *at, struct reply **last)
 {
-    const struct reply *reply;
+    struct reply *reply;
     ssize_t result = 0;
 
     if (mutex_lock_interruptible(&callers))
         return -ERESTARTSYS;
-    reply = file->private_data ? file->private_data : *last;
+    reply = file->private_data;
+    if (*at == 0 && *last && !(reply && reply->own)) {
+        kvfree(reply);
+        reply = reply_copy((*last)->text, (*last)->length, false);
+        file->private_data = reply;
+    }
     if (reply)
         result = simple_read_from_buffer(to, count, at, reply->text, reply->length);
     mutex_unlock(&callers);
@@ -137,36 +134,55 @@ static int run_line(const char *line)
 
     answer.length = 0;
     answer.text[0] = '\0';
-    ifc_glue_capture_begin(text, TEXT_SIZE - sizeof(answer.text), true);
+    ifc_glue_capture_begin(text, TEXT_SIZE - sizeof(answer.text) - 80, true);
     result = ifc_cmd_run(line, append_answer, NULL);
     text_length = ifc_glue_capture_end();
     if (text_length && text[text_length - 1] != '\n')
         append(NULL, "\n");
+    if (ifc_glue_capture_lost())
+        text_length += scnprintf(text + text_length, TEXT_SIZE - text_length,
+                                 "(%zu more characters, see the kernel log)\n", ifc_glue_capture_lost());
     append(NULL, answer.text);
     return result;
+}
+
+/* A string without a NUL inside. */
+static char *line_from_user(const char __user *from, size_t count)
+{
+    char *line = kvmalloc(count + 1, GFP_KERNEL);
+
+    if (!line)
+        return ERR_PTR(-ENOMEM);
+    if (copy_from_user(line, from, count)) {
+        kvfree(line);
+        return ERR_PTR(-EFAULT);
+    }
+    line[count] = '\0';
+    if (strlen(line) != count) {
+        kvfree(line);
+        return ERR_PTR(-EINVAL);
+    }
+    return line;
 }
 
 static ssize_t command_write(struct file *file, const char __user *from, size_t count, loff_t *at)
 {
     char *line;
     int result;
-    int kept;
 
     if (count >= COMMAND_SIZE)
         return -E2BIG;
-    line = memdup_user_nul(from, count);
+    line = line_from_user(from, count);
     if (IS_ERR(line))
         return PTR_ERR(line);
     if (mutex_lock_interruptible(&callers)) {
-        kfree(line);
+        kvfree(line);
         return -ERESTARTSYS;
     }
     result = run_line(line);
-    kept = reply_keep(file, &last_command);
+    reply_keep(file, at, &last_command);
     mutex_unlock(&callers);
-    kfree(line);
-    if (kept)
-        return kept;
+    kvfree(line);
     return result == IFC_CMD_REFUSED ? -EINVAL : count;
 }
 
@@ -189,21 +205,29 @@ static bool classify_line(char *line, u8 *frame)
 {
     struct ifc_sim_verdict verdict;
     char *digits;
+    char *first;
     size_t length;
     int source_interface = -1;
     int gem_port = -1;
-    int numbers;
+    bool numbers = true;
 
     line = strim(line);
     digits = strsep(&line, " \t");
-    numbers = line ? sscanf(line, "%d %d", &source_interface, &gem_port) : 2;
+    if (line) {
+        line = skip_spaces(line);
+        first = strsep(&line, " \t");
+        numbers =
+            line && !kstrtoint(first, 10, &source_interface) && !kstrtoint(skip_spaces(line), 10, &gem_port);
+    }
     length = strcmp(digits, "-") ? strlen(digits) : 0;
     text_length = 0;
-    if (length % 2 || length / 2 > FRAME_BYTES || hex2bin(frame, digits, length / 2)) {
-        append(NULL, "frame: accepted: up to 16384 bytes, two hexadecimal digits each, or -\n");
+    if (!*digits || length % 2 || length / 2 > FRAME_BYTES || hex2bin(frame, digits, length / 2)) {
+        text_length =
+            scnprintf(text, TEXT_SIZE, "frame: accepted: up to %u bytes, two hexadecimal digits each, or -\n",
+                      FRAME_BYTES);
         return false;
     }
-    if (numbers != 2 || source_interface < -1 || source_interface > 31 || gem_port < -1 || gem_port > 65535) {
+    if (!numbers || source_interface < -1 || source_interface > 31 || gem_port < -1 || gem_port > 65535) {
         append(NULL, "frame: side data: accepted: source interface -1 to 31 and GEM port -1 to 65535\n");
         return false;
     }
@@ -221,26 +245,23 @@ static ssize_t frame_write(struct file *file, const char __user *from, size_t co
     char *line;
     u8 *frame;
     bool good;
-    int kept;
 
     if (count >= FRAME_SIZE)
         return -E2BIG;
-    line = memdup_user_nul(from, count);
+    line = line_from_user(from, count);
     if (IS_ERR(line))
         return PTR_ERR(line);
-    frame = kmalloc(FRAME_BYTES, GFP_KERNEL);
+    frame = kvmalloc(count / 2 + 1, GFP_KERNEL);
     if (!frame || mutex_lock_interruptible(&callers)) {
-        kfree(line);
-        kfree(frame);
+        kvfree(line);
+        kvfree(frame);
         return frame ? -ERESTARTSYS : -ENOMEM;
     }
     good = classify_line(line, frame);
-    kept = reply_keep(file, &last_frame);
+    reply_keep(file, at, &last_frame);
     mutex_unlock(&callers);
-    kfree(line);
-    kfree(frame);
-    if (kept)
-        return kept;
+    kvfree(line);
+    kvfree(frame);
     return good ? count : -EINVAL;
 }
 
@@ -258,7 +279,10 @@ static const struct file_operations frame_fops = {
     .llseek = default_llseek,
 };
 
-/* Text of an operation, without a copy in the log. */
+/*
+ * Text of an operation, without a copy in the log. What another caller of the layer, one who does not hold
+ * `callers`, prints meanwhile lands in it.
+ */
 static int show_printed(struct seq_file *seq, void (*print)(void))
 {
     if (mutex_lock_interruptible(&callers))
@@ -324,11 +348,10 @@ static int status_show(struct seq_file *seq, void *unused)
     struct ifc_glue_hold hold = ifc_glue_longest_hold();
     int result = show_printed(seq, print_status);
 
-    seq_printf(seq, "backend %s revision %d\n", backend_name, chip_revision);
+    seq_printf(seq, "backend %s revision %d\n", backend_name, ifc_glue_revision());
     seq_printf(seq, "longest section with interrupts off: %u register accesses, %llu ns\n", hold.accesses,
                hold.nanoseconds);
-    if (on_simulation)
-        seq_printf(seq, "accesses that the hardware does not know: %u\n", ifc_sim_errors());
+    seq_printf(seq, "accesses that the hardware does not know: %u\n", ifc_glue_errors());
     return result;
 }
 DEFINE_SHOW_ATTRIBUTE(status);
@@ -383,20 +406,41 @@ static int debug_level_set(void *data, u64 value)
 {
     if (value >= DBG_LEVEL_MAX)
         return -EINVAL;
+    if (mutex_lock_interruptible(&callers))
+        return -ERESTARTSYS;
     gpIfcPriv->dbgLevel = value;
+    mutex_unlock(&callers);
     return 0;
 }
 DEFINE_DEBUGFS_ATTRIBUTE(debug_level_fops, debug_level_get, debug_level_set, "%llu\n");
 
-int ifc_files_init(const char *backend, int revision, bool simulated)
+static int send_to_ppe_get(void *data, u64 *value)
+{
+    *value = ifcSendToPpe;
+    return 0;
+}
+
+static int send_to_ppe_set(void *data, u64 value)
+{
+    if (value > U32_MAX)
+        return -EINVAL;
+    if (mutex_lock_interruptible(&callers))
+        return -ERESTARTSYS;
+    ifcSendToPpe = value;
+    mutex_unlock(&callers);
+    return 0;
+}
+DEFINE_DEBUGFS_ATTRIBUTE(send_to_ppe_fops, send_to_ppe_get, send_to_ppe_set, "%llu\n");
+
+int ifc_files_init(const char *backend, bool simulated)
 {
     text = kvzalloc(TEXT_SIZE, GFP_KERNEL);
     if (!text)
         return -ENOMEM;
     backend_name = backend;
-    chip_revision = revision;
-    on_simulation = simulated;
     folder = debugfs_create_dir("ifc", NULL);
+    if (IS_ERR(folder))
+        pr_warn("ifc: no files: the folder 'ifc' of debugfs cannot be made (%ld)\n", PTR_ERR(folder));
     debugfs_create_file("command", 0600, folder, NULL, &command_fops);
     debugfs_create_file("rules", 0600, folder, NULL, &rules_fops);
     debugfs_create_file("actions", 0600, folder, NULL, &actions_fops);
@@ -406,7 +450,7 @@ int ifc_files_init(const char *backend, int revision, bool simulated)
     debugfs_create_file("lut0", 0600, folder, IFC_LUT0_Rule, &image_fops);
     debugfs_create_file("lut1", 0600, folder, IFC_LUT1_Rule, &image_fops);
     debugfs_create_file("debug_level", 0600, folder, NULL, &debug_level_fops);
-    debugfs_create_u32("send_to_ppe", 0600, folder, &ifcSendToPpe);
+    debugfs_create_file("send_to_ppe", 0600, folder, NULL, &send_to_ppe_fops);
     if (simulated)
         debugfs_create_file("frame", 0600, folder, NULL, &frame_fops);
     return 0;

@@ -5,7 +5,7 @@
 
 #include <linux/types.h>
 
-int ifc_files_init(const char *backend, int revision, bool simulated);
+int ifc_files_init(const char *backend, bool simulated);
 void ifc_files_exit(void);
 
 /* Whoever calls operations beside the files holds this; exported to other modules. May sleep. */

@@ -5,6 +5,7 @@
 #include <linux/io.h>
 #include <linux/kernel.h>
 #include <linux/ktime.h>
+#include <linux/nmi.h>
 #include <linux/printk.h>
 #include <linux/string.h>
 
@@ -17,6 +18,7 @@ static void __iomem *fe_base;
 static int chip_revision;
 
 static unsigned int accesses;
+static unsigned int errors;
 static unsigned int held_from;
 static ktime_t held_since;
 static struct ifc_glue_hold longest;
@@ -29,10 +31,12 @@ static void (*watcher)(const struct ifc_glue_event *event);
 static DEFINE_SPINLOCK(line_lock);
 static char line[256];
 static size_t line_used;
+static bool line_broken; /* the room was used up, and the line has not ended */
 
 static char *capture;
 static size_t capture_size;
 static size_t capture_used;
+static size_t capture_lost;
 static bool capture_to_log = true;
 
 void ifc_glue_setup(void __iomem *base, int revision)
@@ -40,6 +44,7 @@ void ifc_glue_setup(void __iomem *base, int revision)
     fe_base = base;
     chip_revision = revision;
     accesses = 0;
+    errors = 0;
     memset(&longest, 0, sizeof(longest));
 }
 
@@ -55,16 +60,22 @@ static void put_char(char c)
     if (capture && capture_used + 1 < capture_size) {
         capture[capture_used++] = c;
         capture[capture_used] = '\0';
+    } else if (capture) {
+        capture_lost++;
     }
     if (!capture_to_log)
         return;
     if (c == '\n') {
-        write_record();
+        if (line_used || !line_broken)
+            write_record();
+        line_broken = false;
         return;
     }
     line[line_used++] = c;
-    if (line_used == sizeof(line) - 1)
+    if (line_used == sizeof(line) - 1) {
         write_record();
+        line_broken = true;
+    }
 }
 
 int ifc_kernel_printk(const char *fmt, ...)
@@ -104,6 +115,7 @@ void ifc_glue_capture_begin(char *text, size_t size, bool to_log)
     capture[0] = '\0';
     capture_size = size;
     capture_used = 0;
+    capture_lost = 0;
     capture_to_log = to_log;
     spin_unlock_irqrestore(&line_lock, flags);
 }
@@ -123,12 +135,18 @@ size_t ifc_glue_capture_end(void)
 }
 EXPORT_SYMBOL_GPL(ifc_glue_capture_end);
 
+size_t ifc_glue_capture_lost(void)
+{
+    return capture_lost;
+}
+
 static void tell(enum ifc_glue_event_kind kind, u32 reg, u32 value)
 {
     struct ifc_glue_event event = {kind, reg, value};
+    void (*watch)(const struct ifc_glue_event *event) = READ_ONCE(watcher);
 
-    if (watcher)
-        watcher(&event);
+    if (watch)
+        watch(&event);
 }
 
 unsigned long ifc_spin_lock_irqsave(spinlock_t *lock)
@@ -156,7 +174,7 @@ void ifc_spin_unlock_irqrestore(spinlock_t *lock, unsigned long flags)
 
 void ifc_glue_watch(void (*watch)(const struct ifc_glue_event *event))
 {
-    watcher = watch;
+    WRITE_ONCE(watcher, watch);
 }
 EXPORT_SYMBOL_GPL(ifc_glue_watch);
 
@@ -172,15 +190,42 @@ void ifc_glue_set_revision(int revision)
 }
 EXPORT_SYMBOL_GPL(ifc_glue_set_revision);
 
+int ifc_glue_revision(void)
+{
+    return chip_revision;
+}
+EXPORT_SYMBOL_GPL(ifc_glue_revision);
+
 struct ifc_glue_hold ifc_glue_longest_hold(void)
 {
-    return longest;
+    struct ifc_glue_hold hold;
+    unsigned long flags;
+
+    spin_lock_irqsave(&gpIfcPriv->lock, flags);
+    hold = longest;
+    spin_unlock_irqrestore(&gpIfcPriv->lock, flags);
+    return hold;
+}
+
+unsigned int ifc_glue_errors(void)
+{
+    return fe_base ? errors : ifc_sim_errors();
+}
+
+/* The window of the registers is all that is mapped; what lies beside it is nobody's. */
+static bool known(uint32_t reg)
+{
+    if (reg - FE_BASE < FE_WINDOW_SIZE && reg % 4 == 0)
+        return true;
+    errors++;
+    return false;
 }
 
 void ifc_kernel_mdelay(unsigned long msecs)
 {
     tell(IFC_GLUE_WAIT, 0, msecs);
     mdelay(msecs);
+    touch_softlockup_watchdog(); /* a chip that never answers is no reason to suspect this processor */
 }
 
 uint32_t get_frame_engine_data(uint32_t reg)
@@ -188,7 +233,10 @@ uint32_t get_frame_engine_data(uint32_t reg)
     u32 value;
 
     accesses++;
-    value = fe_base ? readl(fe_base + (reg - FE_BASE)) : ifc_sim_read(reg);
+    if (!fe_base)
+        value = ifc_sim_read(reg);
+    else
+        value = known(reg) ? readl(fe_base + (reg - FE_BASE)) : 0;
     tell(IFC_GLUE_READ, reg, value);
     return value;
 }
@@ -197,10 +245,10 @@ void set_frame_engine_data(uint32_t reg, uint32_t value)
 {
     accesses++;
     tell(IFC_GLUE_WRITE, reg, value);
-    if (fe_base)
-        writel(value, fe_base + (reg - FE_BASE));
-    else
+    if (!fe_base)
         ifc_sim_write(reg, value);
+    else if (known(reg))
+        writel(value, fe_base + (reg - FE_BASE));
 }
 
 int GET_HIR(void)

@@ -5,8 +5,14 @@
 
 #include <linux/types.h>
 
+/* What is mapped of the frame engine's registers, from FE_BASE on. */
+#define FE_WINDOW_SIZE 0x1000
+
 /* Where register accesses go. NULL base: the simulated window. */
 void ifc_glue_setup(void __iomem *base, int revision);
+
+/* Accesses to what is no register of the window: a read gives 0, a write does nothing. */
+unsigned int ifc_glue_errors(void);
 
 /*
  * Between begin and end all that the rule layer prints is kept in text (its length is returned) and, with
@@ -14,6 +20,8 @@ void ifc_glue_setup(void __iomem *base, int revision);
  */
 void ifc_glue_capture_begin(char *text, size_t size, bool to_log);
 size_t ifc_glue_capture_end(void);
+/* How many characters did not find room since begin. */
+size_t ifc_glue_capture_lost(void);
 
 /* For tests. */
 enum ifc_glue_event_kind {
@@ -32,6 +40,7 @@ struct ifc_glue_event {
 /* Hears of everything that the layer asks of the hardware, in order. NULL: nobody. */
 void ifc_glue_watch(void (*watch)(const struct ifc_glue_event *event));
 void ifc_glue_set_revision(int revision);
+int ifc_glue_revision(void);
 bool ifc_glue_simulated(void);
 
 /* Ends a line that was left open. */

@@ -6,7 +6,6 @@
 #include <linux/string.h>
 
 #include "ifc/ifc_glb.h"
-#include "ifc_compat.h"
 #include "ifc_files.h"
 #include "ifc_glue.h"
 #include "ifc_sim.h"
@@ -23,8 +22,6 @@ MODULE_PARM_DESC(revision, "the chip's revision, 0 to 255");
 static uint done_after = 1;
 module_param(done_after, uint, 0400);
 MODULE_PARM_DESC(done_after, "backend=sim: the done bit shows at this read, 0 to 255 (0 = never)");
-
-#define FE_WINDOW_SIZE 0x1000
 
 static void __iomem *window;
 
@@ -64,7 +61,7 @@ static int __init ifc_init(void)
     spin_lock_init(&gpIfcPriv->lock);
     ifc_sim_power_on(done_after);
     ifc_glue_setup(window, revision);
-    result = ifc_files_init(backend, revision, !mmio);
+    result = ifc_files_init(backend, !mmio);
     if (result) {
         if (window)
             iounmap(window);

@@ -22,6 +22,11 @@ void ifc_sim_power_on(unsigned int done_after)
     classifier = new (classifierPlace) engine::Classifier(window);
 }
 
+unsigned int ifc_sim_done_after(void)
+{
+    return window.settings().doneAfter;
+}
+
 unsigned int ifc_sim_read(unsigned int reg)
 {
     return window.read(reg);

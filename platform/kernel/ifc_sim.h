@@ -8,6 +8,7 @@ extern "C" {
 #endif
 
 void ifc_sim_power_on(unsigned int done_after);
+unsigned int ifc_sim_done_after(void);
 unsigned int ifc_sim_read(unsigned int reg);
 void ifc_sim_write(unsigned int reg, unsigned int value);
 unsigned int ifc_sim_errors(void);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// ifc_test.ko: runs the directed tests of the rule layer inside the kernel, on the simulated engine of ifc.ko. Loading
-// it is the run; it stays loaded only when all cases hold. The driver is left as after a load: no rules, all zero.
+// ifc_test.ko: runs the directed tests of the rule layer inside the kernel, on the simulated engine of
+// ifc.ko. Loading it is the run; it stays loaded only when all cases hold. The driver is left as after a
+// load: no rules, all zero.
 #include <linux/kernel.h>
 #include <linux/module.h>
 #include <linux/string.h>
@@ -65,8 +66,8 @@ void directed_fail(const char *file, int line, const char *what, long long got, 
            what, got, expected);
 }
 
-/* Rules, flags and chip as after a load. */
-static void start_afresh(void)
+/* Rules, flags and chip as after a load with these parameters. */
+static void start_afresh(unsigned int done_after, int revision)
 {
     memset(IFC_LUT0_Rule, 0, sizeof(IFC_LUT0_Rule));
     memset(IFC_LUT1_Rule, 0, sizeof(IFC_LUT1_Rule));
@@ -75,7 +76,7 @@ static void start_afresh(void)
     gpIfcPriv->lut1HitMap0 = 0;
     gpIfcPriv->lut1HitMap1 = 0;
     ifcSendToPpe = 0;
-    directed_power_on(1, 0);
+    directed_power_on(done_after, revision);
 }
 
 static int __init ifc_test_init(void)
@@ -83,6 +84,8 @@ static int __init ifc_test_init(void)
     const char *name;
     unsigned int n;
     unsigned int failed_cases = 0;
+    unsigned int done_after;
+    int revision;
 
     if (!ifc_glue_simulated()) {
         pr_err("ifc_test: backend of ifc.ko: accepted: sim\n");
@@ -96,19 +99,21 @@ static int __init ifc_test_init(void)
         return -ENOMEM;
     }
     ifc_callers_lock();
+    done_after = ifc_sim_done_after();
+    revision = ifc_glue_revision();
     ifc_glue_watch(heard);
     ifc_glue_capture_begin(text, TEXT_SIZE, false);
     for (n = 0; (name = ifc_test_case(n)) != NULL; n++) {
         unsigned int before = failures;
 
         running = name;
-        start_afresh();
+        start_afresh(1, 0);
         directed_forget();
         ifc_test_run(n);
         failed_cases += failures != before;
         pr_info("ifc_test: %s %s\n", failures != before ? "FAILED" : "ok", name);
     }
-    start_afresh();
+    start_afresh(done_after, revision);
     ifc_glue_capture_end();
     ifc_glue_watch(NULL);
     ifc_callers_unlock();

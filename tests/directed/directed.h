@@ -2,8 +2,8 @@
 // Directed tests of the rule layer that run on a host and inside a kernel: a few checks over plain functions,
 // freestanding like the layer itself. At least one case for each operation.
 //
-// Each case finds the driver's globals all zero, a chip of revision 0 that was just powered on and answers at the first
-// read, and nothing heard yet.
+// Each case finds the driver's globals all zero, a chip of revision 0 that was just powered on and answers at
+// the first read, and nothing heard yet.
 #pragma once
 
 #include "ifc/ifc_regs.h"

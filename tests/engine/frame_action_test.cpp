@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "frames.h"
 
 using namespace engine;
@@ -96,6 +98,93 @@ TEST(FrameAction, Revision12HasItsEnableBitsOneLower)
     EXPECT_EQ(decodeAction(entry.word, kRevisionSharedEnable).on, 1u << IFC_ACT_CNT0 | 1u << IFC_ACT_CNT1);
 }
 
+// Sub-action n has bit n, in revision 12 bit n - 1 from 4 on. Sub-action 16 has bit 13 in every revision.
+TEST(FrameAction, EachEnableBitSwitchesItsSubActions)
+{
+    for (const int revision : {0, 12, 14, 15}) {
+        for (unsigned bit = 0; bit < 14; ++bit) {
+            IFC_Action_Format entry{};
+            entry.bits.enable = 1u << bit & 0x3FFFu;
+            uint32_t on = 1u << bit;
+            if (revision == 12)
+                on = bit < 3 ? on : bit == 3 ? 3u << 3 : bit == 13 ? 0 : on << 1;
+            if (bit == 13)
+                on |= 1u << IFC_ACT_DPI;
+            EXPECT_EQ(decodeAction(entry.word, revision).on, on) << revision << " " << bit;
+        }
+    }
+}
+
+// Keep pcp and dpi share bit 13, but not in revision 12, where keep pcp has bit 12.
+TEST(FrameAction, DpiAndKeepPcpNeedTheirEnableBits)
+{
+    const auto decoded = [](unsigned enable, int revision) {
+        IFC_Action_Format entry{};
+        entry.bits.enable = enable & 0x3FFF;
+        entry.bits.dpi = 1;
+        entry.bits.keep_pcp = 1;
+        const Action action = decodeAction(entry.word, revision);
+        return std::pair{action.keepPcp, action.dpi};
+    };
+    EXPECT_EQ(decoded(1u << 13, 0), std::pair(true, true));
+    EXPECT_EQ(decoded(1u << 12, 0), std::pair(false, false));
+    EXPECT_EQ(decoded(1u << 13, 12), std::pair(false, true));
+    EXPECT_EQ(decoded(1u << 12, 12), std::pair(true, false));
+    EXPECT_EQ(decoded(0x0FFF, 12), std::pair(false, false));
+    // On, but with a flag of 0.
+    IFC_Action_Format entry{};
+    entry.bits.enable = 0x3FFF;
+    const Action action = decodeAction(entry.word, 12);
+    EXPECT_EQ(action.on, 0x3FFFu | 1u << IFC_ACT_DPI);
+    EXPECT_FALSE(action.keepPcp || action.dpi);
+}
+
+// Set bits without their enable bit mean nothing; cpu and owf have none and are on by themselves.
+TEST(FrameAction, FlagsNeedTheirEnableBits)
+{
+    IFC_Action_Format entry{};
+    entry.bits.fqos = 1;
+    entry.bits.fast = 1;
+    entry.bits.mc = 1;
+    entry.bits.cpu = 1;
+    entry.bits.owf = 1;
+    const auto flags = [&](unsigned enable) {
+        entry.bits.enable = enable & 0x3FFF;
+        const Action action = decodeAction(entry.word, 0);
+        EXPECT_TRUE(action.cpu && action.owf);
+        EXPECT_EQ(action.on & (1u << IFC_ACT_CPU_NBQ | 1u << IFC_ACT_OWF),
+                  1u << IFC_ACT_CPU_NBQ | 1u << IFC_ACT_OWF);
+        return std::tuple{action.fqos, action.fast, action.mc};
+    };
+    EXPECT_EQ(flags(0x3FFF & ~(7u << IFC_ACT_FQOS)), std::tuple(false, false, false));
+    EXPECT_EQ(flags(1u << IFC_ACT_FQOS), std::tuple(true, false, false));
+    EXPECT_EQ(flags(1u << IFC_ACT_FAST), std::tuple(false, true, false));
+    EXPECT_EQ(flags(1u << IFC_ACT_MC), std::tuple(false, false, true));
+}
+
+// Only the sub-action that is on edits the frame.
+TEST(FrameAction, EachEditNeedsItsSubAction)
+{
+    Action action = tagAction(TagCode::Replace, 1, 0x1007, TagCode::Replace, 0x3008);
+    action.ipv4Dscp = 1;
+    action.ipv6TrafficClass = 1;
+    const Bytes six = macs() + word16(0x86DD) + ipv6({}, ports());
+    const auto edits = [&](unsigned subAction, const Bytes &frame) {
+        action.on = 1u << subAction;
+        return applied(action, frame);
+    };
+    EXPECT_EQ(edits(IFC_ACT_VLAN0, kTwo), macs() + tag(0x8100, 0x1007) + tag(0x8100, 0x2005) + kRest);
+    EXPECT_EQ(edits(IFC_ACT_VLAN1, kTwo), macs() + tag(0x88A8, 0xE00A) + tag(0x8100, 0x3008) + kRest);
+    EXPECT_NE(edits(IFC_ACT_IPV4_DSCP, kTwo), kTwo);
+    EXPECT_EQ(edits(IFC_ACT_IPV4_DSCP, six), six);
+    EXPECT_NE(edits(IFC_ACT_IPV6_TRAFFIC_CLASS, six), six);
+    EXPECT_EQ(edits(IFC_ACT_IPV6_TRAFFIC_CLASS, kTwo), kTwo);
+    for (const unsigned other : {IFC_ACT_CHANNEL_QUEUE, IFC_ACT_MTR_G, IFC_ACT_KEEP_PCP, IFC_ACT_DPI}) {
+        EXPECT_EQ(edits(other, kTwo), kTwo) << other;
+        EXPECT_EQ(edits(other, six), six) << other;
+    }
+}
+
 TEST(FrameAction, NothingOnLeavesTheFrame)
 {
     for (const Bytes &frame : {kPlain, kOne, kTwo, Bytes{}, Bytes{1, 2, 3}})
@@ -118,6 +207,26 @@ TEST(FrameAction, DscpRepairsTheHeaderChecksum)
             EXPECT_EQ(out[15], ((dscp << 2) & 0xFC) | 1); // the ECN bits stay
             EXPECT_EQ(checksum(out.data() + 14, 20 + options), 0) << dscp;
         }
+    }
+}
+
+// Every checksum that a header can have; some make a sum that carries twice.
+TEST(FrameAction, DscpRepairsEveryChecksum)
+{
+    Action action{};
+    action.on = 1u << IFC_ACT_IPV4_DSCP;
+    action.ipv4Dscp = 1;
+    Bytes frame = macs() + word16(0x0800) + ipv4({.tos = 0}, ports());
+    for (unsigned id = 0; id < 0x10000; ++id) {
+        frame[18] = static_cast<uint8_t>(id >> 8);
+        frame[19] = static_cast<uint8_t>(id);
+        frame[24] = frame[25] = 0;
+        const uint16_t sum = checksum(frame.data() + 14, 20);
+        frame[24] = static_cast<uint8_t>(sum >> 8);
+        frame[25] = static_cast<uint8_t>(sum);
+        const Bytes out = applied(action, frame);
+        ASSERT_EQ(out[15], 4);
+        ASSERT_EQ(checksum(out.data() + 14, 20), 0) << id << ", checksum " << sum;
     }
 }
 
@@ -145,6 +254,20 @@ TEST(FrameAction, TrafficClassKeepsVersionAndFlowLabel)
     EXPECT_EQ(out, expected);
     EXPECT_EQ(fieldValue(parse(out).fields, IPv6_TRAFFIC_CLASS), 0x3Cu);
     EXPECT_EQ(fieldValue(parse(out).fields, FLOW_LABEL), 0x54321u);
+}
+
+TEST(FrameAction, EveryTrafficClassReplacesEveryOther)
+{
+    Action action{};
+    action.on = 1u << IFC_ACT_IPV6_TRAFFIC_CLASS;
+    for (unsigned before = 0; before < 256; ++before) {
+        for (unsigned after = 0; after < 256; ++after) {
+            action.ipv6TrafficClass = static_cast<uint8_t>(after);
+            ASSERT_EQ(applied(action, macs() + word16(0x86DD) + ipv6({.trafficClass = before}, ports())),
+                      macs() + word16(0x86DD) + ipv6({.trafficClass = after}, ports()))
+                << before << " " << after;
+        }
+    }
 }
 
 TEST(FrameAction, InsertsTags)
@@ -180,6 +303,9 @@ TEST(FrameAction, ReplacesTags)
     EXPECT_EQ(applied(tagAction(TagCode::Keep, 0, 0, TagCode::Replace, 8), kTwo),
               macs() + tag(0x88A8, 0xE00A) + tag(0x8100, 8) + kRest);
     EXPECT_EQ(applied(tagAction(TagCode::Replace, 1, 7), kPlain), kPlain);
+    // One tag is no inner tag.
+    EXPECT_EQ(applied(tagAction(TagCode::Keep, 0, 0, TagCode::Replace, 8), kOne), kOne);
+    EXPECT_EQ(applied(tagAction(TagCode::Keep, 0, 0, TagCode::Remove), kOne), kOne);
 }
 
 TEST(FrameAction, KeepPcpTakesPriorityFromTheFrame)
@@ -191,6 +317,43 @@ TEST(FrameAction, KeepPcpTakesPriorityFromTheFrame)
     action.keepPcp = true;
     EXPECT_EQ(applied(action, kOne), macs() + tag(0x8100, 0x6007) + tag(0x8100, 0x6005) + kRest);
     EXPECT_EQ(applied(action, kPlain), macs() + tag(0x8100, 0x1007) + kRest);
+}
+
+// A tag that is inserted takes the outer tag's, wherever it goes.
+TEST(FrameAction, KeepPcpOfAnInsertedTag1IsTheOuterTags)
+{
+    Action action = tagAction(TagCode::Keep, 0, 0, TagCode::Insert, 0x1008);
+    action.keepPcp = true;
+    EXPECT_EQ(applied(action, kTwo),
+              macs() + tag(0x88A8, 0xE00A) + tag(0x8100, 0xE008) + tag(0x8100, 0x2005) + kRest);
+    EXPECT_EQ(applied(action, kOne), macs() + tag(0x8100, 0x6005) + tag(0x8100, 0x6008) + kRest);
+    EXPECT_EQ(applied(action, kPlain), macs() + tag(0x8100, 0x1008) + kRest);
+    // Also where the outer tag leaves the frame or becomes another.
+    action.vo[0] = TagCode::Remove;
+    EXPECT_EQ(applied(action, kOne), macs() + tag(0x8100, 0x6008) + kRest);
+    action.vo[0] = TagCode::Insert;
+    action.vpm0 = 2;
+    action.vid[0] = 0x2003;
+    EXPECT_EQ(applied(action, kOne),
+              macs() + tag(0x88A8, 0x6003) + tag(0x8100, 0x6005) + tag(0x8100, 0x6008) + kRest);
+}
+
+// Without a TPID to write, a replaced tag gets its new control word behind the old TPID.
+TEST(FrameAction, ReplacedTagKeepsItsTpidWhenTheActionHasNone)
+{
+    const Bytes user = macs() + tag(0x9100, 0xE00A) + tag(0x88A8, 0x2005) + kRest;
+    for (const unsigned tpid : {0x8100u, 0x88A8u}) {
+        const Bytes frame = macs() + tag(tpid, 0x6005) + kRest;
+        EXPECT_EQ(applied(tagAction(TagCode::Replace, 0, 0x1007), frame), macs() + tag(tpid, 0x1007) + kRest);
+        EXPECT_EQ(applied(tagAction(TagCode::Replace, 3, 0x1007), frame), macs() + tag(tpid, 0x1007) + kRest);
+        EXPECT_EQ(applied(tagAction(TagCode::Replace, 3, 0x1007), frame, 0x9100),
+                  macs() + tag(0x9100, 0x1007) + kRest);
+    }
+    EXPECT_EQ(applied(tagAction(TagCode::Replace, 0, 0x1007), user, 0x9100),
+              macs() + tag(0x9100, 0x1007) + tag(0x88A8, 0x2005) + kRest);
+    // Tag 1 never has one, whatever tag 0's code.
+    EXPECT_EQ(applied(tagAction(TagCode::Replace, 1, 0x1007, TagCode::Replace, 0x3008), user, 0x9100),
+              macs() + tag(0x8100, 0x1007) + tag(0x88A8, 0x3008) + kRest);
 }
 
 TEST(FrameAction, EditsBehindChangedTagsHitTheRightBytes)

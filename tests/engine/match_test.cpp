@@ -124,6 +124,91 @@ TEST(Match, UpToField13OnlyTheLowerCommandBitCounts)
     }
 }
 
+namespace
+{
+
+// A wide rule with one condition, set bit by bit in the record's words.
+void putWide(Tables &tables, unsigned n, unsigned field, unsigned command, uint64_t mask, uint64_t key)
+{
+    uint32_t *rule = tables.lut0[n];
+    rule[0] = 0x80000000u | 1u << (field - 1);
+    rule[field <= 16 ? 2 : 1] = command << 2 * ((field - 1) % 16);
+    for (unsigned bit = 0; bit < kFieldPlaces.place[field].width; ++bit) {
+        const unsigned at = kFieldPlaces.place[field].lsb + bit;
+        const unsigned word = IFC_LUT0_AREA_WORDS - 1 - at / 32;
+        rule[IFC_LUT0_MASK_WORD + word] |= static_cast<uint32_t>(mask >> bit & 1) << at % 32;
+        rule[IFC_LUT0_KEY_WORD + word] |= static_cast<uint32_t>(key >> bit & 1) << at % 32;
+    }
+}
+
+// What a command code says of a field that is below, at or above the key.
+bool verdict(unsigned field, unsigned code, uint64_t value, uint64_t key)
+{
+    if (field <= 13)
+        code &= 1;
+    return code == 0 ? value == key : code == 1 ? value != key : code == 2 ? value >= key : value <= key;
+}
+
+} // namespace
+
+TEST(Match, EveryCommandOfEveryField)
+{
+    for (unsigned field = 1; field < kFieldEnd; ++field) {
+        const unsigned width = kFieldPlaces.place[field].width;
+        const uint64_t ones = fieldOnes(field);
+        // Below, at and above the key, in the lowest and in the highest bit.
+        const uint64_t top = uint64_t{1} << (width - 1);
+        const uint64_t key = width > 2 ? (0x123456789ABC & ones & ~(top | 1)) | 2 : 1;
+        for (const uint64_t value : {key, key ^ 1, key ^ 2, key ^ top, ones, uint64_t{0}}) {
+            for (unsigned code = 0; code < 4; ++code) {
+                Both both;
+                setField(both.fields, field, value);
+                if (field <= IFC_LUT0_FIELDS) {
+                    putWide(both.tables, 6, field, code, ones, key);
+                    EXPECT_EQ(both.match().lut0, verdict(field, code, value, key) ? 1u << 6 : 0u)
+                        << "wide " << field << " " << code;
+                    both.tables = {};
+                }
+                if (field <= IFC_LAST_WORD_FIELD) {
+                    // As 32 bits, which hold one command bit, and as 16 bits, which hold two.
+                    both.narrow32(0, field, code, IFC_LUT1_FROM_TOP, 0, static_cast<uint32_t>(key));
+                    EXPECT_EQ(both.entryHits(0), verdict(field, code, value & 0xFFFFFFFF, key & 0xFFFFFFFF))
+                        << "32 bits " << field << " " << code;
+                }
+                both.narrow(0, field, code, 0xFFFF, static_cast<unsigned>(key & 0xFFFF));
+                EXPECT_EQ(both.entryHits(0), verdict(field, code, value & 0xFFFF, key & 0xFFFF))
+                    << "16 bits " << field << " " << code;
+            }
+        }
+    }
+}
+
+// "Not equal" holds for an address in two entries when both halves differ, not when the address does.
+TEST(Match, NotEqualMacInTwoEntriesWantsBothHalvesDifferent)
+{
+    for (const unsigned field : {DMAC, SMAC}) {
+        Both both;
+        both.narrow32(2, field, 1, IFC_LUT1_FROM_TOP, 0, 0x22334455, false);
+        both.narrow(3, field, 1, 0xFFFF, 0x0011, true, IFC_LUT1_SEL_MAC_HIGH);
+        const auto hits = [&](uint64_t address) {
+            setField(both.fields, field, address);
+            return both.entryHits(3);
+        };
+        EXPECT_FALSE(hits(0x001122334455));
+        EXPECT_FALSE(hits(0x001122334454));
+        EXPECT_FALSE(hits(0x801122334455));
+        EXPECT_TRUE(hits(0x801122334454));
+        // A wide rule compares the whole.
+        both.tables = {};
+        putWide(both.tables, 0, field, 1, fieldOnes(field), 0x001122334455);
+        for (const uint64_t flipped : {0x0ull, 0x1ull, 0x800000000000ull, 0x800000000001ull}) {
+            const uint64_t address = 0x001122334455 ^ flipped;
+            setField(both.fields, field, address);
+            EXPECT_EQ(both.match().lut0, flipped == 0 ? 0u : 1u);
+        }
+    }
+}
+
 TEST(Match, AbsentFieldIsFalseForEveryCommand)
 {
     Both both;

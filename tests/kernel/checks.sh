@@ -1,14 +1,20 @@
 # SPDX-License-Identifier: MIT OR GPL-2.0
 # Runs inside the emulated machine. Each check prints PASS or FAIL with what it is about.
 dir=/sys/kernel/debug/ifc
+checks=0
 check() { # WHAT COMMAND...
     what=$1
     shift
+    checks=$((checks + 1))
     if "$@"; then echo "PASS $what"; else echo "FAIL $what"; fi
 }
 fresh_log() { dmesg -c >>/tmp/kernel.log; } # what is thrown away is still looked through at the end
 load() { insmod /ifc.ko "$@" 2>/dev/null; }
 unload() { rmmod ifc; }
+afresh() { # PARAMETER...
+    [ ! -e $dir ] || unload
+    check "loads afresh${1:+ with $1}" load "$@"
+}
 op() { echo "$*" >$dir/command 2>/dev/null; }
 reply() { cat $dir/command; }
 is() { # OPERATION EXPECTED-LAST-LINE
@@ -33,8 +39,10 @@ dmesg | grep 'ifc_test: .*cases' | sed 's/^\[[^]]*\] /NOTE /'
 dmesg | grep 'ifc_test: ' | head -20 | grep -v 'ifc_test: ok' | grep -v ' cases, ' | sed 's/^\[[^]]*\] /NOTE /'
 check "its module unloads" rmmod ifc_test
 check "the driver is as after a load" [ "$(grep -c 'valid:0' $dir/rules)" = 40 ]
-unload
-load
+afresh revision=12
+check "directed tests on a chip of revision 12" insmod /ifc_test.ko
+check "which it is afterwards" sh -c "rmmod ifc_test && grep -q 'revision 12' $dir/status"
+afresh
 
 # The same batch as on the host.
 fresh_log
@@ -56,12 +64,11 @@ check "classifier is on" grep -q 'IFC :Enable' $dir/status
 check "binding register" grep -q '^bfb50244 00000400$' $dir/regs
 check "counters are listed" [ "$(wc -l <$dir/counters)" = 41 ]
 check "actions are listed" [ "$(wc -l <$dir/actions)" = 40 ]
-check "hardware agrees with the shadow" is "ifc_get_rule_from_reg 0" "= 0"
+check "hardware agrees with the shadow" sh -c "ifcctl --device debugfs table verify >/dev/null"
 check "no access that the hardware does not know" grep -q 'does not know: 0$' $dir/status
 
 # The operator's tool: gateway rules, then every command, as on the host.
-unload
-load
+afresh
 ifcctl --device debugfs -b /gateway.ifc >/tmp/gateway 2>/tmp/error || sed "s/^/NOTE /" /tmp/error
 check "gateway rules through ifcctl" cmp /tmp/gateway /expected/gateway
 check "classifies the capture" sh -c "tail -n 1 /replay.ifc | ifcctl --device debugfs -b - >/tmp/replay"
@@ -71,8 +78,7 @@ check "counters by file and by tool" [ "$(awk 'NR > 1 && $2 { print $1, $2, $3 }
     "$(ifcctl --device debugfs counter show | awk 'NR > 1 { print $1, $2, $3 }')" ]
 check "something was counted" [ "$(awk 'NR > 1 { n += $2 } END { print n }' $dir/counters)" -gt 5 ]
 for form in "" .json; do
-    unload
-    load
+    afresh
     ifcctl --device debugfs ${form:+-j} -b /tool.ifc >/tmp/tool$form 2>&1
     check "every command of ifcctl${form:+, as JSON}" cmp /tmp/tool$form /expected/tool$form
 done
@@ -84,6 +90,7 @@ exits() { # CODE ARGUMENT...
 }
 check "ifcctl: an unknown word" exits 2 --device debugfs rule add dst_prt 80
 check "ifcctl: no space" exits 3 --device debugfs rule del id 0
+check "ifcctl: a line of nothing" exits 0 --device debugfs op "#"
 check "ifcctl: no such device" exits 2 --device debugfs:/nowhere rule list
 check "ifcctl: with its reason" grep -q "'debugfs:/nowhere': accepted: the folder of a loaded ifc.ko" /tmp/error
 many() { # PORT
@@ -97,14 +104,32 @@ many 100 &
 many 200 &
 wait
 check "two of ifcctl at once" [ "$(ifcctl --device debugfs rule list | grep -c '^rule')" = 8 ]
-check "and nothing differs" ifcctl --device debugfs table verify >/dev/null
+check "and nothing differs" sh -c "ifcctl --device debugfs table verify >/dev/null"
 check "a frame by hand" sh -c "echo 'ffffffffffff' >$dir/frame && grep -q 'entry -1 lut0 00 lut1 00000000 00000000' $dir/frame"
-check "a bad frame is refused" sh -c "! echo 'fff' >$dir/frame 2>/dev/null && grep -q 'accepted: up to 16384 bytes' $dir/frame"
-check "bad side data is refused" sh -c "! echo 'ff 32 0' >$dir/frame 2>/dev/null"
+check "a bad frame is refused" sh -c "! echo 'fff' >$dir/frame 2>/dev/null && grep -q 'accepted: up to 262144 bytes' $dir/frame"
+for side in "32 0" "0 65536" "1" "1 2 3" "1 2x" "4294967297 0"; do
+    check "side data $side is refused" sh -c "! echo 'ff $side' >$dir/frame 2>/dev/null && grep -q 'side data' $dir/frame"
+done
+check "no frame is refused" sh -c "! echo >$dir/frame 2>/dev/null"
+check "a long frame" sh -c "{ echo 020000000001020000000002; head -c 60000 /dev/zero | hexdump -v -e '1/1 \"%02x\"'; } | tr -d '\n' >/tmp/long && dd if=/tmp/long of=$dir/frame bs=1M count=1 2>/dev/null && grep -q '^entry' $dir/frame"
+
+# Two exchanges on one open file, and one who only reads.
+op help
+exec 5<>$dir/command 6<$dir/command
+echo "isTPID 0x81" >&5
+check "the reply on the file that wrote" [ "$(cat <&5)" = "= 1" ]
+echo "isTPID 0x82" >&5
+check "and to its next line" [ "$(cat <&5)" = "= 0" ]
+echo "nonsense" >&5 2>/dev/null
+check "and to a refused one" [ "$(cat <&5 | cut -c1-20)" = "operation 'nonsense'" ]
+check "a reader has the last reply of all" [ "$(cat <&6 | cut -c1-20)" = "operation 'nonsense'" ]
+exec 5<&- 6<&-
+check "a NUL in a line is refused" sh -c "! printf 'isTPID\\0 0x81' >$dir/command 2>/dev/null"
+check "an empty line is nothing" sh -c "echo '#' >$dir/command && [ -z \"\$(cat $dir/command)\" ]"
+check "send_to_ppe takes a number" sh -c "echo 5 >$dir/send_to_ppe && [ \$(cat $dir/send_to_ppe) = 5 ] && echo 0 >$dir/send_to_ppe"
 
 # Bad commands.
-unload
-load
+afresh
 check "unknown operation" refused "ifc_no_such" "operation 'ifc_no_such': accepted: help, get, set, or a name that 'help' lists"
 check "index out of range" refused "ifc_delete_lut0 8" "ifc_delete_lut0: rule '8': accepted: 0 to 7"
 check "too few arguments" refused "ifc_set_acnt 1" "ifc_set_acnt: 1 arguments are too few: accepted: ifc_set_acnt ifcIndex acntIdx"
@@ -162,22 +187,38 @@ longest " when every transfer times out"
 unload
 
 # Parameters out of range.
-fresh_log
-check "unknown back end" sh -c '! insmod /ifc.ko backend=pci 2>/dev/null'
-check "mmio without a base" sh -c '! insmod /ifc.ko backend=mmio 2>/dev/null'
-check "revision out of range" sh -c '! insmod /ifc.ko revision=256 2>/dev/null'
-check "done_after out of range" sh -c '! insmod /ifc.ko done_after=256 2>/dev/null'
-check "fe_base without mmio" sh -c '! insmod /ifc.ko fe_base=0x1fb50000 2>/dev/null'
-for name in backend fe_base revision done_after; do
-    check "$name has its message" sh -c "dmesg | grep -q 'ifc: $name .*accepted'"
-done
+refuses() { # MESSAGE PARAMETER...
+    message=$1
+    shift
+    fresh_log
+    ! insmod /ifc.ko "$@" 2>/dev/null && [ ! -e $dir ] && dmesg | grep -q "ifc: $message"
+}
+check "unknown back end" refuses "backend 'pci': accepted: sim, mmio" backend=pci
+check "mmio without a base" refuses "fe_base 0x0: accepted with backend=mmio" backend=mmio
+check "fe_base without mmio" refuses "fe_base 0x1fb50000: accepted only with backend=mmio" fe_base=0x1fb50000
+check "revision out of range" refuses "revision 256: accepted: 0 to 255" revision=256
+check "done_after out of range" refuses "done_after 256: accepted: 0 to 255" done_after=256
+check "done_after with mmio" refuses "done_after 2: accepted" backend=mmio fe_base=0x1fb50000 done_after=2
 
-load revision=14
+# Registers in memory: this machine's real-time clock stands in. What is beside the window is nobody's.
+afresh backend=mmio fe_base=0x09010000
+check "a register beside the window" is "ifcChecConfigDone 0 1" "= -62"
+check "a register between two" is "ifcChecConfigDone 0xBFB50201 1" "= -62"
+check "is counted" grep -q 'does not know: [1-9]' $dir/status
+check "no frames without a simulation" [ ! -e $dir/frame ]
+
+afresh revision=14
 op "ifc_set_lut0_rules 0 1 28 0 0 1 0 1"
 op "ifc_get_rule_from_reg 0"
 check "revision 14 gets no LUT0 writes" [ "$(reply | head -n 1)" = "LUT0- 0 : Disable." ]
+op "ifc_dump_lut0_rules"
+check "but the shadow has the rule" sh -c "grep -q 'LUT0-0.*valid:1' $dir/command"
 unload
 
+areas() { grep -vc 'unpurged' /proc/vmallocinfo; }
+before=$(areas)
 n=0
 while [ $n -lt 100 ] && load && unload; do n=$((n + 1)); done
 check "100 cycles of load and unload" [ $n = 100 ]
+check "leave no memory behind" [ $(($(areas) - before)) -lt 20 ]
+echo "END OF CHECKS $checks"

@@ -4,6 +4,9 @@
 import gzip
 import json
 import os
+import pty
+import shutil
+import stat
 import struct
 import subprocess
 import sys
@@ -104,9 +107,13 @@ class Frames(unittest.TestCase):
         self.assertEqual(len(plain.splitlines()), len(records(STACK)))
         with open(STACK, "rb") as file:
             data = file.read()
-        with gzip.open(self.path("a.gz"), "wb") as file:
-            file.write(data)
-        self.assertEqual(run("frame", "fields", self.path("a.gz")).stdout, plain)
+        for packer in ("gzip", "zstd", "xz"):
+            if shutil.which(packer) is None:
+                continue
+            packed = subprocess.run([packer, "-c"], input=data, stdout=subprocess.PIPE, check=True).stdout
+            with open(self.path(packer), "wb") as file:
+                file.write(packed)
+            self.assertEqual(run("frame", "fields", self.path(packer)).stdout, plain, packer)
         self.assertEqual(run("frame", "fields", "-", text=data).stdout, plain)
         with open(self.path("a.pcapng"), "wb") as file:  # section, interface, a packet block each
             file.write(struct.pack("<IIIHHqI", 0x0A0D0D0A, 28, 0x1A2B3C4D, 1, 0, -1, 28))
@@ -116,6 +123,22 @@ class Frames(unittest.TestCase):
                 size = 32 + len(padded)
                 file.write(struct.pack("<IIIIIII", 6, size, 0, 0, 0, len(frame), len(frame)) + padded + struct.pack("<I", size))
         self.assertEqual(run("frame", "fields", self.path("a.pcapng")).stdout, plain)
+
+    def test_progress_on_a_terminal(self):
+        frame = bytes.fromhex(DNS)
+        record = struct.pack("<IIII", 1, 2, len(frame), len(frame)) + frame
+        with open(self.path("long"), "wb") as file:
+            file.write(self.header() + 300000 * record)
+        terminal, end = pty.openpty()
+        result = subprocess.run([IFCCTL, "frame", "replay", self.path("long")], stdout=subprocess.PIPE, stderr=end, timeout=60)
+        os.close(end)
+        shown = os.read(terminal, 4096)
+        os.close(terminal)
+        self.assertEqual(result.returncode, 0)
+        self.assertRegex(shown, rb"^\r262144 frames, [0-9]+ %")
+        self.assertTrue(shown.endswith(b"\r\x1b[K"), shown)
+        self.assertIn(b"frames: 300000, ", result.stdout)
+        self.assertEqual(run("frame", "replay", self.path("long")).stderr, b"", "no terminal, no progress")
 
     def test_truncated_captures_do_not_crash(self):
         with open(STACK, "rb") as file:
@@ -127,8 +150,104 @@ class Frames(unittest.TestCase):
             self.assertIn(result.returncode, (0, 2), length)
             self.assertEqual(result.returncode != 0, bool(result.stderr), length)
 
+    def test_a_damaged_packed_capture(self):
+        with open(STACK, "rb") as file:
+            packed = gzip.compress(file.read())
+        # Its last eight bytes are a sum and a length: what is unpacked is complete, and wrong.
+        for name, data in (("sum", packed[:-8] + bytes(4) + packed[-4:]), ("cut", packed[:-4]), ("short", packed[:-90])):
+            with open(self.path(name), "wb") as file:
+                file.write(data)
+            result = run("frame", "fields", self.path(name))
+            self.assertEqual(result.returncode, 2, name)
+            self.assertIn(b"capture '" + self.path(name).encode(), result.stderr)
+            out = self.path("out.pcap")
+            code, _, err = batch(*RULE, f"frame replay {self.path(name)} -o {out}")
+            self.assertEqual((code, os.path.exists(out)), (2, False), err)
+
+    def header(self, link=1, major=2, minor=4):
+        return struct.pack("<IHHIIII", 0xA1B2C3D4, major, minor, 0, 0, 65535, link)
+
+    def test_file_headers(self):
+        with open(STACK, "rb") as file:
+            frames = file.read()[24:]
+        for name, header, part in (("raw", self.header(link=101), "link type RAW"), ("fcs", self.header(link=0x24000001), "FCS"),
+                                   ("version", self.header(major=3), "accepted: pcap or pcapng"), ("text", b"hello " * 9, "accepted: pcap or pcapng"),
+                                   ("empty", None, "empty")):
+            with open(self.path(name), "wb") as file:
+                file.write(b"" if header is None else header + frames)
+            result = run("frame", "fields", self.path(name))
+            self.assertEqual((result.returncode, result.stdout), (2, b""), name)
+            self.assertIn(part, result.stderr.decode())
+        swapped = struct.pack(">IHHIIII", 0xA1B2C3D4, 2, 4, 0, 0, 65535, 1) + struct.pack(">IIII", 1, 2, 42, 42) + bytes.fromhex(DNS)
+        with open(self.path("swapped"), "wb") as file:
+            file.write(swapped)
+        self.assertEqual(json.loads(run("frame", "fields", self.path("swapped")).stdout)["fields"]["DPORT"], 53)
+
+    def test_frames_that_were_cut(self):
+        with open(self.path("cut"), "wb") as file:
+            frame = bytes.fromhex(DNS)
+            file.write(self.header() + struct.pack("<IIII", 1, 2, 42, 1000) + frame + struct.pack("<IIII", 1, 2, 42, 0) + frame)
+        code, out, _ = batch(*RULE, f"frame replay {self.path('cut')} -o {self.path('out')}")
+        self.assertEqual(code, 0)
+        self.assertIn(", cut off when captured: 1\n", out)
+        with open(self.path("out"), "rb") as file:
+            data = file.read()
+        self.assertEqual(struct.unpack_from("<II", data, 32), (42, 1000))
+        self.assertEqual(struct.unpack_from("<II", data, 32 + 16 + 42), (42, 42), "never shorter than what was captured")
+
+    def test_where_the_output_goes(self):
+        replay = f"frame replay {STACK} -o "
+        folder = self.path("folder")
+        os.mkdir(folder)
+        code, _, err = batch(*RULE, replay + folder)
+        self.assertEqual(code, 2)
+        self.assertIn("it is a folder", err)
+        self.assertEqual(os.listdir(folder), [])
+        # What has the name of an unfinished file is somebody else's.
+        beside = self.path("out.pcap.part")
+        with open(beside, "w") as file:
+            file.write("mine")
+        self.assertEqual(batch(*RULE, replay + self.path("out.pcap"))[0], 0)
+        with open(beside) as file:
+            self.assertEqual(file.read(), "mine")
+        # A link stays a link, its target is replaced and keeps its mode.
+        os.chmod(self.path("out.pcap"), 0o640)
+        os.symlink("out.pcap", self.path("link"))
+        self.assertEqual(batch(*RULE, replay + self.path("link") + " --only-hits")[0], 0)
+        self.assertTrue(os.path.islink(self.path("link")))
+        self.assertEqual(len(records(self.path("out.pcap"))), 1)
+        self.assertEqual(os.stat(self.path("out.pcap")).st_mode & 0o777, 0o640)
+        os.symlink("nowhere", self.path("dangling"))
+        self.assertEqual(batch(*RULE, replay + self.path("dangling"))[0], 2)
+        # A pipe is written, not replaced.
+        pipe = self.path("pipe")
+        os.mkfifo(pipe)
+        reader = subprocess.Popen(["cat", pipe], stdout=subprocess.PIPE)
+        self.assertEqual(batch(*RULE, replay + pipe)[0], 0)
+        data = reader.communicate(timeout=60)[0]
+        self.assertEqual(len(data) > 24, True)
+        self.assertTrue(stat.S_ISFIFO(os.stat(pipe).st_mode))
+        # A file replaced by itself.
+        with open(STACK, "rb") as file, open(self.path("self"), "wb") as copy:
+            copy.write(file.read())
+        self.assertEqual(batch(*RULE, f"frame replay {self.path('self')} -o {self.path('self')}")[0], 0)
+        self.assertEqual(len(records(self.path("self"))), len(records(STACK)))
+
+    @unittest.skipUnless(os.path.exists("/dev/full"), "no /dev/full")
+    def test_output_that_fails(self):
+        with open("/dev/full", "wb") as full:
+            for command in (("frame", "fields", STACK), ("rule", "list")):
+                result = subprocess.run([IFCCTL, *command], stdout=full, stderr=subprocess.PIPE, timeout=60)
+                self.assertEqual(result.returncode, 6, command)
+                self.assertIn(b"standard output: No space left", result.stderr)
+        code, _, err = batch(*RULE, f"frame replay {STACK} -o /dev/full")
+        self.assertEqual(code, 6)
+        self.assertIn("/dev/full", err)
+        self.assertTrue(stat.S_ISCHR(os.stat("/dev/full").st_mode))
+
     def test_refusals(self):
-        for line, part in (("frame send 0", "frame"), ("frame send xy", "frame"), ("frame replay /no/such", "/no/such"),
+        for line, part in (("frame send 0", "frame"), ("rule explain 10", "FILE:NUMBER"), ("rule explain 9 /no/such:1", "No such file"),
+                           ("rule explain 9 " + STACK, "FILE:NUMBER"), ("frame send xy", "frame"), ("frame replay /no/such", "/no/such"),
                            (f"rule explain 9 {STACK}:9999", "9999"), ("rule explain 40 " + DNS, "40"),
                            ("frame send " + DNS + " iface 32", "iface")):
             code, _, err = batch(*RULE, line)

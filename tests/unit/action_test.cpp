@@ -150,6 +150,13 @@ TEST_F(ActionTest, ReadsEditsAndWritesBackUnderTwoSeparateLocks)
     using host::Event;
     EXPECT_THAT(events,
                 ElementsAre(Event::Lock, Event::Unlock, Event::RevisionQuery, Event::Lock, Event::Unlock));
+    EXPECT_THAT(saidBehind, ElementsAre(3u)) << "between the locks";
+    for (const unsigned sub : {15u, 16u}) {
+        forget();
+        EXPECT_EQ(set(39, sub, true, 1), 0);
+        EXPECT_THAT(events, ElementsAre(Event::Lock, Event::Unlock, Event::Lock, Event::Unlock));
+        EXPECT_THAT(saidBehind, ElementsAre(2u));
+    }
 }
 
 TEST_F(ActionTest, AsksForTheRevisionOnceForTheSubActionsUpTo14)
@@ -195,6 +202,8 @@ TEST_F(ActionTest, WithoutThePpeARefusalDeletesTheRule)
 {
     (void)ifc_set_lut0_rules(5, IFC_ENABLE, DPORT, 0, 0, 1, 0, 1);
     (void)ifc_set_lut1_rules(0, IFC_ENABLE, 1, DPORT, 0, 1, 0, 1);
+    (void)ifc_set_lut0_rules(6, IFC_ENABLE, DPORT, 0, 0, 1, 0, 1);
+    (void)ifc_set_lut1_rules(1, IFC_ENABLE, 1, DPORT, 0, 1, 0, 1);
     ifcSendToPpe = 0;
     for (const unsigned n : {5u, 8u}) {
         fill(n, 0x55);
@@ -216,6 +225,8 @@ TEST_F(ActionTest, WithoutThePpeARefusalDeletesTheRule)
     EXPECT_EQ(IFC_LUT0_Rule[5].word[0], 0u);
     EXPECT_EQ(IFC_LUT0_Rule[5].word[4], 0u);
     EXPECT_EQ(IFC_LUT1_Rule[0].word[0], 0u);
+    EXPECT_NE(IFC_LUT0_Rule[6].word[0], 0u) << "the others stay";
+    EXPECT_NE(IFC_LUT1_Rule[1].word[0], 0u);
     EXPECT_NE(chip.tables().lut0[5][0], 0u) << "the hardware keeps it until the next rewrite";
     forget();
     EXPECT_EQ(set(39, 14, true, 1, 7), 0) << "only this one is carried out";
@@ -239,6 +250,8 @@ TEST_F(ActionTest, ClearingOneEntry)
     EXPECT_EQ(ifc_clear_action(8), 0);
     EXPECT_EQ(lockedAccesses(), 6u);
     EXPECT_THAT(pieces(), ElementsAre("@del ifc action index  8\n"));
+    EXPECT_THAT(events, ElementsAre(host::Event::Lock, host::Event::Unlock));
+    EXPECT_THAT(saidBehind, ElementsAre(2u)) << "after the lock is released";
     EXPECT_EQ(entry(8).word[0], 0u);
     EXPECT_EQ(entry(9).word[0], ~0u);
 }
@@ -260,6 +273,57 @@ TEST_F(ActionTest, ClearingAllHoldsTheLockThroughout)
     EXPECT_EQ(events.size(), 2u);
     EXPECT_EQ(lockedAccesses(), 240u);
     EXPECT_TRUE(said.empty());
+}
+
+TEST_F(ActionTest, ClearingAllGoesOnAfterTimeOuts)
+{
+    powerOn(0);
+    EXPECT_EQ(clear_all_ifc_actions(), 0);
+    Traffic t;
+    for (uint32_t n = 0; n < 40; ++n)
+        t.write(0xBFB5021C, 0)
+            .write(0xBFB50218, 0)
+            .write(0xBFB50214, 0)
+            .write(0xBFB50210, 0)
+            .transfer(command(n, 0, 2, 1), 3, false);
+    expectTraffic(t);
+    EXPECT_EQ(lockedAccesses(), 40u * 8);
+    ASSERT_EQ(events.size(), 40u * 3 + 2);
+    EXPECT_EQ(events.front(), host::Event::Lock);
+    EXPECT_EQ(events.back(), host::Event::Unlock);
+    EXPECT_EQ(pieces(), std::vector<std::string>(40, "@Timeout for set IFC Rule configuration.\n"));
+}
+
+TEST_F(ActionTest, SubActionsAndRefusalsArePrintedAtEveryLevel)
+{
+    for (const int level : {0, 1, 2, 3, 4, 255}) {
+        gpIfcPriv->dbgLevel = static_cast<uint8>(level);
+        for (const Sub &sub : kSubs) {
+            forget();
+            EXPECT_EQ(set(21, sub.actIdx, true, ~0u, ~0u, ~0u, ~0u), 0);
+            if (level > 2)
+                EXPECT_THAT(pieces(), ElementsAre("@ifcSetRuleConfig is 0x00150021.\n", sub.printedOn,
+                                                  "@ifcSetRuleConfig is 0x00150023.\n"));
+            else
+                EXPECT_THAT(pieces(), ElementsAre(sub.printedOn));
+        }
+        forget();
+        EXPECT_EQ(set(0xFFFFFFFF, 0, true), -1);
+        EXPECT_EQ(set(0, 0xFFFFFFFF, true), -1);
+        EXPECT_EQ(ifc_clear_action(0xFFFFFFFF), -1);
+        EXPECT_THAT(pieces(), ElementsAre("@Error: Action Index is -1, which should less than 40\n",
+                                          "@Error: Field Index is -1, which should between 1 and 47\n",
+                                          "@Error: Action Index is -1, which should less than 40\n"));
+        forget();
+        ifcSendToPpe = 0;
+        EXPECT_EQ(set(9, 2, true), -1);
+        ifcSendToPpe = 1;
+        ASSERT_EQ(said.size(), level > 2 ? 3u : 2u);
+        EXPECT_EQ(pieces().front(),
+                  "@WARNING: ifcIndex is 9 Action index is 2, packets matched ifc rules and send "
+                  "to ppe will cause error\n");
+        EXPECT_EQ(pieces().back(), "@del ifc action index  9\n");
+    }
 }
 
 class ActionDumpTest : public ActionTest
@@ -295,6 +359,50 @@ TEST_F(ActionDumpTest, EachEnableBitHasItsPiece)
         (void)ifc_dump_action(3);
         EXPECT_EQ(said.size(), 3u) << bit;
     }
+}
+
+TEST_F(ActionDumpTest, OwfIsShownWithoutAnyEnableBit)
+{
+    chip.tables().action[3][0] = 1u << 11;
+    EXPECT_EQ(ifc_dump_action(3), 0);
+    EXPECT_THAT(pieces(), ElementsAre("  Action: enable:0, OWF:1", "\n"));
+    forget();
+    chip.tables().action[3][0] = ~(1u << 11);
+    (void)ifc_dump_action(3);
+    EXPECT_EQ(pieces().front(), "  Action: enable:3fff, OWF:0");
+}
+
+TEST_F(ActionDumpTest, EveryLevelShowsTheSame)
+{
+    fill(3, ~0u);
+    (void)ifc_dump_action(3);
+    const std::vector<std::string> line = pieces();
+    for (const int level : {1, 2, 3, 4, 255}) {
+        gpIfcPriv->dbgLevel = static_cast<uint8>(level);
+        forget();
+        (void)ifc_dump_action(3);
+        std::vector<std::string> expected = line;
+        if (level > 2)
+            expected.insert(expected.begin(), "@ifcSetRuleConfig is 0x00030021.\n");
+        EXPECT_EQ(pieces(), expected) << level;
+    }
+}
+
+TEST_F(ActionDumpTest, AfterATimeOutItShowsWhatTheRegistersHold)
+{
+    powerOn(0);
+    chip.write(0xBFB5021C, 0x00001800); // enable bit 0, owf
+    chip.write(0xBFB50210, 0x0000000A);
+    forget();
+    EXPECT_EQ(ifc_dump_action(3), 0);
+    EXPECT_THAT(pieces(), ElementsAre("@Timeout for set IFC Rule configuration.\n",
+                                      "  Action: enable:1, OWF:1", ", channel:1, queue:2", "\n"));
+    expectTraffic(Traffic()
+                      .transfer(command(3, 0, 2, 0), 3, false)
+                      .read(0xBFB5021C, 0x1800)
+                      .read(0xBFB50218, 0)
+                      .read(0xBFB50214, 0)
+                      .read(0xBFB50210, 0xA));
 }
 
 TEST_F(ActionDumpTest, CpuAndDpiAreNeverShown)

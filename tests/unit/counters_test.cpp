@@ -97,8 +97,64 @@ TEST_F(CountersTest, ClearsAllFortyUnderTheLock)
             .transfer(command(n, 0, 3, 1));
     expectTraffic(t);
     EXPECT_EQ(lockedAccesses(), 240u);
+    EXPECT_THAT(events, ElementsAre(host::Event::Lock, host::Event::Unlock)) << "one lock for all";
     EXPECT_EQ(chip.counterBinding(0), 0x1234u);
     EXPECT_TRUE(said.empty());
+}
+
+TEST_F(CountersTest, ClearingGoesOnAfterTimeOuts)
+{
+    powerOn(0);
+    clear_all_ifc_acnt();
+    Traffic t;
+    for (uint32_t n = 0; n < 40; ++n)
+        t.write(0xBFB5021C, 0)
+            .write(0xBFB50218, 0)
+            .write(0xBFB50214, 0)
+            .write(0xBFB50210, 0)
+            .transfer(command(n, 0, 3, 1), 3, false);
+    expectTraffic(t);
+    EXPECT_EQ(lockedAccesses(), 40u * 8);
+    ASSERT_EQ(events.size(), 40u * 3 + 2);
+    EXPECT_EQ(events.back(), host::Event::Unlock);
+    EXPECT_EQ(pieces(), std::vector<std::string>(40, "@Timeout for set IFC Rule configuration.\n"));
+}
+
+TEST_F(CountersTest, AfterATimeOutTheRegistersAreReadAllTheSame)
+{
+    powerOn(0);
+    for (uint32_t n = 0; n < 4; ++n)
+        chip.write(0xBFB50210 + 4 * n, 0x11 * (n + 1));
+    forget();
+    unsigned long long bytes = 0, packets = 0;
+    EXPECT_EQ(ifc_get_acnt(7, &bytes, &packets), 0);
+    EXPECT_EQ(bytes, 0x2200000011u);
+    EXPECT_EQ(packets, 0x4400000033u);
+    EXPECT_THAT(pieces(), ElementsAre("@Timeout for set IFC Rule configuration.\n"));
+    expectTraffic(Traffic()
+                      .transfer(command(7, 0, 3, 0), 3, false)
+                      .read(0xBFB50214, 0x22)
+                      .read(0xBFB50210, 0x11)
+                      .read(0xBFB5021C, 0x44)
+                      .read(0xBFB50218, 0x33));
+}
+
+TEST_F(CountersTest, RefusalsArePrintedAtEveryLevel)
+{
+    unsigned long long bytes = 0, packets = 0;
+    for (const int level : {0, 1, 2, 3, 4, 255}) {
+        gpIfcPriv->dbgLevel = static_cast<uint8>(level);
+        forget();
+        EXPECT_EQ(ifc_set_acnt(0xFFFFFFFF, 0), -1);
+        EXPECT_EQ(ifc_set_acnt(0, 0xFFFFFFFF), -1);
+        EXPECT_EQ(ifc_get_acnt(0xFFFFFFFF, &bytes, &packets), -1);
+        EXPECT_THAT(pieces(), ElementsAre("@Error: Action Index is -1, which should less than 40\n",
+                                          "@Error: IFC counter ID is -1, which should between 0 and 15\n",
+                                          "@Error: Action Index is -1, which should less than 40\n"));
+        forget();
+        EXPECT_EQ(ifc_set_acnt(0, 1), 0);
+        EXPECT_TRUE(said.empty()) << level;
+    }
 }
 
 class ResultTest : public LayerTest
@@ -134,6 +190,39 @@ TEST_F(ResultTest, ExactlyTheExpectedRule)
     hits(8, 1, 0);
     EXPECT_EQ(checkIFCResult(IFC_LUT0, 3), -1);
     EXPECT_EQ(checkIFCResult(IFC_LUT1, 0), -1);
+}
+
+TEST_F(ResultTest, AnyOtherHitFails)
+{
+    for (int n = 0; n < 64; ++n) {
+        const uint32_t bit = 1u << n % 32;
+        const uint32_t low = n < 32 ? bit : 0;
+        const uint32_t high = n < 32 ? 0 : bit;
+        hits(0, low, high);
+        EXPECT_EQ(checkIFCResult(IFC_LUT1, n), 0);
+        EXPECT_EQ(checkIFCResult(IFC_LUT1, -1), -1) << "something hit";
+        EXPECT_EQ(checkIFCResult(IFC_LUT0, -1), -1);
+        for (int other = 0; other < 32; ++other) {
+            const uint32_t more = 1u << other;
+            hits(more, low, high);
+            EXPECT_EQ(checkIFCResult(IFC_LUT1, n), -1);
+            if (more != low) {
+                hits(0, low | more, high);
+                EXPECT_EQ(checkIFCResult(IFC_LUT1, n), -1);
+            }
+            if (more != high) {
+                hits(0, low, high | more);
+                EXPECT_EQ(checkIFCResult(IFC_LUT1, n), -1);
+            }
+        }
+    }
+    hits(0, 2, 2);
+    EXPECT_EQ(checkIFCResult(IFC_LUT1, 1), -1);
+    EXPECT_EQ(checkIFCResult(IFC_LUT1, 33), -1);
+    hits(0, 0, 0);
+    EXPECT_EQ(checkIFCResult(IFC_LUT1, 1), -1);
+    EXPECT_EQ(checkIFCResult(IFC_LUT1, 33), -1);
+    EXPECT_EQ(checkIFCResult(IFC_LUT1, 0x7FFFFFFF), -1);
 }
 
 TEST_F(ResultTest, NothingHit)

@@ -93,6 +93,86 @@ TEST_F(DumpTest, Lut1EntriesOfBothTypes)
     EXPECT_EQ(traffic()[0], "W bfb50204 00080021") << "action 8 belongs to entry 0";
 }
 
+TEST_F(DumpTest, EachRuleShowsTheActionOfItsOwnNumber)
+{
+    for (uint32_t n = 0; n < 40; ++n) {
+        chip.tables().action[n][0] = 1u << 14; // enable bit 2: sp_tag
+        chip.tables().action[n][3] = (0x100 + n) << 12;
+    }
+    for (auto &rule : IFC_LUT0_Rule)
+        rule.bits.valid = 1;
+    for (unsigned n = 0; n < 32; n += 2)
+        (void)ifc_set_lut1_rules(n, IFC_ENABLE, 1, DMAC, 0, n < 30 ? 48 : 16, 1, 2);
+    forget();
+    EXPECT_EQ(ifc_dump_all_rules(), 0);
+    std::vector<std::string> actions;
+    for (const std::string &piece : said)
+        if (piece.find("gemport") != std::string::npos)
+            actions.push_back(piece);
+    std::vector<std::string> expected;
+    for (unsigned n = 0; n < 39; ++n) { // entry 31 is free
+        char line[40];
+        (void)std::snprintf(line, sizeof line, ", sp_tag/gemport:0x%x", 0x100 + n);
+        expected.emplace_back(line);
+    }
+    EXPECT_EQ(actions, expected);
+}
+
+TEST_F(DumpTest, TheEndFlagOfBothTypesIsShown)
+{
+    (void)ifc_set_lut1_rules(0, IFC_ENABLE, 1, SIPv4, 1, 0x80000001, 0, 0xFFFFFFFF);
+    (void)ifc_set_lut1_rules(1, IFC_ENABLE, 0, SIPv4, 0, 31, 0, 0);
+    (void)ifc_set_lut1_rules(2, IFC_ENABLE, 1, DPORT, 3, 0, 0, 0);
+    forget();
+    (void)ifc_dump_lut1_rules();
+    ASSERT_GE(said.size(), 9u);
+    EXPECT_EQ(said[0],
+              "\nLUT1-0: valid:1, end:1, Type:1, Direction:1, Command:1, Field:SIPv4, Mask:00000001, "
+              "Key:ffffffff\n");
+    EXPECT_EQ(said[3],
+              "\nLUT1-1: valid:1, end:0, Type:1, Direction:0, Command:0, Field:SIPv4, Mask:fffffffe, "
+              "Key:00000000\n");
+    EXPECT_EQ(said[6],
+              "\nLUT1-2: valid:1, end:1, Type:0, Sel:0, Command:3, Field:DPORT, Mask:0000, Key:0000\n");
+}
+
+TEST_F(DumpTest, EveryNumberThatFitsAnEntryHasAName)
+{
+    for (uint32_t field = 0; field < 64; ++field) {
+        IFC_LUT1_Rule[field % 32].word[0] = 0x8000 | field;
+        if (field % 32 != 31)
+            continue;
+        forget();
+        (void)ifc_dump_lut1_rules();
+        ASSERT_EQ(said.size(), 32u * 3);
+        for (uint32_t n = 0; n < 32; ++n) {
+            const std::string name =
+                field < 32 ? reinterpret_cast<const char *>(ifc_field_name[n]) : "UDF_" + std::to_string(n);
+            EXPECT_NE(said[3 * n].find(", Field:" + name + ", Mask:"), std::string::npos) << said[3 * n];
+        }
+    }
+}
+
+TEST_F(DumpTest, TablesAreDumpedAlikeAtEveryLevel)
+{
+    setMac(3);
+    (void)ifc_set_lut1_rules(5, IFC_ENABLE, 1, DPORT, 1, 0xFFFF, 0, 80);
+    forget();
+    (void)ifc_dump_all_rules();
+    const std::vector<std::string> expected = said;
+    for (const int level : {1, 2, 3, 4, 255}) {
+        gpIfcPriv->dbgLevel = static_cast<uint8>(level);
+        forget();
+        (void)ifc_dump_all_rules();
+        std::vector<std::string> lines;
+        for (const std::string &piece : said)
+            if (piece.find("ifcSetRuleConfig is 0x") == std::string::npos)
+                lines.push_back(piece);
+        EXPECT_EQ(lines, expected) << level;
+        EXPECT_EQ(said.size(), expected.size() + (level > 2 ? 2 : 0)) << "traces of the two actions read";
+    }
+}
+
 TEST_F(DumpTest, ReadBackReadsElevenRowsAndPrints)
 {
     setMac(4);
@@ -124,6 +204,13 @@ TEST_F(DumpTest, ReadBackRefusesRulesOutOfRange)
     EXPECT_THAT(said, ElementsAre("ERROR:Lut0Idx should be between 0 and 8.\n",
                                   "ERROR:Lut0Idx should be between 0 and 8.\n"));
     EXPECT_TRUE(seen.empty());
+    for (const int level : {1, 2, 3, 4, 255}) {
+        gpIfcPriv->dbgLevel = static_cast<uint8>(level);
+        forget();
+        EXPECT_EQ(ifc_get_rule_from_reg(8), -1);
+        EXPECT_EQ(ifc_get_rule_from_hw(9), -1);
+        EXPECT_EQ(said.size(), 2u) << level;
+    }
 }
 
 TEST_F(DumpTest, ReadBackPrintsEvenAfterATimeOut)

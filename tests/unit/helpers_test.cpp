@@ -68,8 +68,10 @@ TEST_F(VlanTest, StandardTpidsComeFirst)
 {
     userTpid(0x8100);
     EXPECT_EQ(transTPIDtoVPM(0x0081), 1);
+    EXPECT_EQ(transVPMtoTPID(3), 0x8100) << "the other way the register decides";
     userTpid(0x88A8);
     EXPECT_EQ(transTPIDtoVPM(0xA888), 2);
+    EXPECT_EQ(transVPMtoTPID(3), 0x88A8);
 }
 
 namespace
@@ -128,10 +130,19 @@ TEST_F(PppoeTest, TracesTheHeaderAtTheHighestLevel)
     gpIfcPriv->dbgLevel = DBG_WARN;
     (void)getPppoeSid(&skb, 1, &sid, &tag);
     EXPECT_TRUE(said.empty());
-    gpIfcPriv->dbgLevel = DBG_MSG;
-    (void)getPppoeSid(&skb, 1, &sid, &tag);
-    EXPECT_THAT(said, ElementsAre("\n==============\n", " Ver=1\n", " Type=1\n", " Code=9\n", " sid=1234\n",
-                                  " Len=86\n", " tag_type=c021\n", " tag_len=258\n", "=================\n"));
+    for (const int level : {3, 4, 255}) {
+        gpIfcPriv->dbgLevel = static_cast<uint8>(level);
+        forget();
+        (void)getPppoeSid(&skb, 1, &sid, &tag);
+        EXPECT_THAT(said,
+                    ElementsAre("\n==============\n", " Ver=1\n", " Type=1\n", " Code=9\n", " sid=1234\n",
+                                " Len=86\n", " tag_type=c021\n", " tag_len=258\n", "=================\n"));
+    }
+    forget();
+    bytes[1] = 0x2F;
+    EXPECT_EQ(getPppoeSid(&skb, 1, &sid, &tag), -1);
+    EXPECT_EQ(said.size(), 9u) << "before the header is judged";
+    EXPECT_EQ(text().substr(0, 32), "\n==============\n Ver=2\n Type=15\n");
 }
 
 namespace
@@ -235,6 +246,41 @@ TEST_F(ChecksumTest, EmptyRangesEnd)
     EXPECT_EQ(tcp_udp_checksum(&skb, 0, 5, 6), finish(11));
 }
 
+TEST_F(ChecksumTest, AnOffsetBelowZeroSumsNothing)
+{
+    std::vector<unsigned char> data(60, 0x55);
+    sk_buff skb = bufferOf(data);
+    skb.data += 20; // what lies before is readable, so that a sum over it shows
+    skb.len = 40;
+    for (int offset = -20; offset < 0; ++offset) {
+        EXPECT_EQ(ipv4_checksum(&skb, offset), 0xFFFFu) << offset;
+        EXPECT_EQ(tcp_udp_checksum(&skb, offset, 5, 6), finish(11)) << offset;
+    }
+    EXPECT_NE(ipv4_checksum(&skb, 0), 0xFFFFu);
+    gpIfcPriv->dbgLevel = 3;
+    (void)ipv4_checksum(&skb, -1);
+    EXPECT_THAT(pieces(), ElementsAre("@ipv4_checksum: offset:-1\n", "@data: 0\n"));
+}
+
+TEST_F(ChecksumTest, OneReadingOfTheLevelServesAWholeSum)
+{
+    std::vector<unsigned char> data(20, 0);
+    sk_buff skb = bufferOf(data);
+    const auto linesWhenItDropsMeanwhile = [&](const auto &checksum) {
+        gpIfcPriv->dbgLevel = 3;
+        forget();
+        (void)checksum();
+        return said.size();
+    };
+    host::setLogSink([this](std::string_view piece) {
+        said.emplace_back(piece);
+        gpIfcPriv->dbgLevel = 0;
+    });
+    EXPECT_EQ(linesWhenItDropsMeanwhile([&] { return skb_chksum(&skb, 20); }), 11u);
+    EXPECT_EQ(linesWhenItDropsMeanwhile([&] { return ipv4_checksum(&skb, 0); }), 12u);
+    EXPECT_EQ(linesWhenItDropsMeanwhile([&] { return tcp_udp_checksum(&skb, 0, 1, 2); }), 13u);
+}
+
 TEST_F(ChecksumTest, AWholeUdpDatagramChecksToZero)
 {
     // From the source address on: addresses, UDP header, payload "abc".
@@ -263,14 +309,16 @@ TEST_F(ChecksumTest, TracesByLevel)
     EXPECT_EQ(tcp_udp_checksum(&skb, 2, 1, 2), finish(0x100FF + 3));
     EXPECT_THAT(pieces(),
                 ElementsAre("@data: 11333\n", "@tcp_udp_checksum: offset:2\n", "@checksum1: 10102\n"));
-    forget();
-    gpIfcPriv->dbgLevel = 3;
-    EXPECT_EQ(skb_chksum(&skb, 5), finish(0x11333));
-    EXPECT_THAT(pieces(), ElementsAre("data: 1234\n", "data: 11233\n", "@data: 11333\n"));
-    forget();
-    EXPECT_EQ(tcp_udp_checksum(&skb, 2, 1, 2), finish(0x100FF + 3));
-    EXPECT_THAT(pieces(), ElementsAre("@tcp_udp_checksum: offset:2\n", "data: ffff\n", "data: 100ff\n",
-                                      "@checksum1: 10102\n"));
+    for (const int level : {3, 4, 255}) {
+        gpIfcPriv->dbgLevel = static_cast<uint8>(level);
+        forget();
+        EXPECT_EQ(skb_chksum(&skb, 5), finish(0x11333));
+        EXPECT_THAT(pieces(), ElementsAre("data: 1234\n", "data: 11233\n", "@data: 11333\n"));
+        forget();
+        EXPECT_EQ(tcp_udp_checksum(&skb, 2, 1, 2), finish(0x100FF + 3));
+        EXPECT_THAT(pieces(), ElementsAre("@tcp_udp_checksum: offset:2\n", "data: ffff\n", "data: 100ff\n",
+                                          "@checksum1: 10102\n"));
+    }
 }
 
 TEST_F(ChecksumTest, TracesOfAnIpv4Header)
@@ -285,6 +333,13 @@ TEST_F(ChecksumTest, TracesOfAnIpv4Header)
     gpIfcPriv->dbgLevel = 3;
     EXPECT_EQ(ipv4_checksum(&skb, 4), finish(1));
     EXPECT_EQ(said.size(), 12u) << "ten words, never the options";
+    forget();
+    d[6] = 0x80, d[21] = 2;
+    EXPECT_EQ(ipv4_checksum(&skb, 4), finish(0x8003));
+    EXPECT_THAT(pieces(),
+                ElementsAre("@ipv4_checksum: offset:4\n", "data: 1\n", "data: 8001\n", "data: 8001\n",
+                            "data: 8001\n", "data: 8001\n", "data: 8001\n", "data: 8001\n", "data: 8001\n",
+                            "data: 8003\n", "data: 8003\n", "@data: 8003\n"));
 }
 
 class PacketDumpTest : public LayerTest
@@ -323,6 +378,11 @@ TEST_F(PacketDumpTest, SixteenBytesALine)
     dump(17);
     EXPECT_THAT(said, ElementsAre(header(), "0000: 00 07 0e 15 1c 23 2a 31 38 3f 46 4d 54 5b 62 69 \n",
                                   "0010: 70 \n"));
+    for (const int level : {1, 2, 3, 4, 255}) {
+        gpIfcPriv->dbgLevel = static_cast<uint8>(level);
+        dump(17);
+        EXPECT_EQ(said.size(), 3u) << level;
+    }
     dump(65552);
     EXPECT_EQ(said.size(), 1u + 4097u);
     EXPECT_EQ(said.back().substr(0, 7), "10000: ");

@@ -44,7 +44,10 @@ LayerTest::LayerTest()
     ifcSendToPpe = 0;
     powerOn();
     host::attach(&chip);
-    host::setLogSink([this](std::string_view piece) { said.emplace_back(piece); });
+    host::setLogSink([this](std::string_view piece) {
+        said.emplace_back(piece);
+        saidBehind.push_back(events.size());
+    });
     host::setEventWatch([this](host::Event event) { events.push_back(event); });
     host::setMisuseHandler([](std::string_view what) { ADD_FAILURE() << "spin lock " << what; });
 }
@@ -71,6 +74,7 @@ void LayerTest::forget()
 {
     seen.clear();
     said.clear();
+    saidBehind.clear();
     events.clear();
 }
 

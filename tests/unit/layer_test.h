@@ -71,6 +71,7 @@ protected:
     engine::RegisterWindow chip;
     std::vector<Seen> seen;
     std::vector<std::string> said;
+    std::vector<size_t> saidBehind; // for each piece, how many events came before it
     std::vector<host::Event> events;
 };
 

@@ -92,6 +92,10 @@ TEST_F(MatchingTest, DeletesAWideRule)
     EXPECT_THAT(pieces(), ElementsAre("@del ifc action index  0\n", "@del ifc lut1 rule not find\n"));
     for (const uint32_t word : IFC_LUT0_Rule[0].word)
         EXPECT_EQ(word, 0u);
+    EXPECT_EQ(count(engine::AccessKind::Write), 5u + 528);
+    EXPECT_EQ(chip.tables().lut0[0][0] | chip.tables().lut0[0][2], 0u)
+        << "rewritten, although LUT1 had nothing";
+    forget();
     EXPECT_EQ(del(rule), -1);
 }
 
@@ -154,6 +158,116 @@ TEST_F(MatchingTest, AMacInOneEntryIsNeverFound)
         EXPECT_EQ(del(rule), -1);
         (void)clear_all_ifc_rules();
     }
+}
+
+TEST_F(MatchingTest, OneStrayEntryInFrontOfAMacsHighPartMakesItFound)
+{
+    const std::vector<Cond> high = {{DMAC, 0, 0xFFFF00000000, kMac & 0xFFFF00000000}};
+    const std::vector<Cond> low = {{DMAC, 0, 0xFFFFFFFF, kMac & 0xFFFFFFFF}};
+    const Cond ip = {DIPv4, 0, 0xFFFFFFFF, 0x0A000001};
+    IFC_LUT1_Rule[0].word[0] = 0x8000 | SPORT;
+    EXPECT_EQ(place(high), 8 + 1);
+    EXPECT_EQ(del(high), 0);
+    EXPECT_THAT(pieces(), ElementsAre("@del ifc lut0 rule not find\n", "@del ifc action index  8\n",
+                                      "@del ifc rule index 8\n", "@del ifc action index  9\n",
+                                      "@del ifc rule index 9\n"));
+    EXPECT_TRUE(lut1IsEmpty()) << "the stray entry goes with it";
+
+    IFC_LUT1_Rule[0].word[0] = 0x8000 | SPORT;
+    EXPECT_EQ(place({ip, high[0]}), 8 + 2);
+    EXPECT_EQ(del({ip, high[0]}), 0) << "also at the end of a longer chain";
+    EXPECT_TRUE(lut1IsEmpty());
+
+    IFC_LUT1_Rule[0].word[0] = 0x8000 | SPORT;
+    EXPECT_EQ(place(low), 8 + 1);
+    EXPECT_EQ(del(low), -1) << "a low part alone does not use up two";
+    IFC_LUT1_Rule[1] = IFC_LUT1_Rule[0];
+    EXPECT_EQ(place(high), 8 + 2);
+    EXPECT_EQ(del(high), -1) << "nor do two stray entries help";
+}
+
+TEST_F(MatchingTest, AGapInTheRangeStandsForWhatIsBehindAMac)
+{
+    const Cond mac = {DMAC, 0, kAll, kMac};
+    const Cond port = {DPORT, 0, 0xFFFF, 80};
+    place({port, mac});
+    IFC_LUT1_Rule[3] = IFC_LUT1_Rule[2];
+    IFC_LUT1_Rule[2] = IFC_LUT1_Rule[1];
+    IFC_LUT1_Rule[1] = {}; // the port, a gap, the MAC: three valid entries, but the range is 1 to 3
+    EXPECT_EQ(del({mac, {DPORT, 0, 0xFFFF, 81}}), 0) << "the port is not compared";
+    ASSERT_EQ(said.size(), 1u + 6u);
+    EXPECT_EQ(pieces()[1], "@del ifc action index  9\n");
+    EXPECT_EQ(IFC_LUT1_Rule[0].word[0], 0x8000u | DPORT) << "outside the range";
+    EXPECT_EQ(IFC_LUT1_Rule[2].word[0] | IFC_LUT1_Rule[3].word[0], 0u);
+
+    const Cond other = {SMAC, 0, kAll, kMac};
+    (void)clear_all_ifc_rules();
+    place({other, mac});
+    IFC_LUT1_Rule[4] = IFC_LUT1_Rule[3];
+    IFC_LUT1_Rule[3] = IFC_LUT1_Rule[2];
+    IFC_LUT1_Rule[2] = {};
+    EXPECT_EQ(del({mac, other}), 0) << "two MACs alike";
+    EXPECT_NE(IFC_LUT1_Rule[0].word[0], 0u);
+    EXPECT_EQ(IFC_LUT1_Rule[1].word[0] | IFC_LUT1_Rule[4].word[0], 0u);
+}
+
+TEST_F(MatchingTest, EntriesOfTheRangeNeedNotBeValid)
+{
+    const std::vector<Cond> rule = {{DPORT, 0, 0xFFFF, 80}, {SPORT, 0, 0xFFFF, 81}};
+    IFC_LUT1_Rule[0].word[0] = 0x8000 | VID0;
+    place(rule);
+    IFC_LUT1_Rule[1].type0.valid = 0; // two valid entries up to the end, 0 and 2; the range is 1 and 2
+    EXPECT_EQ(del(rule), 0);
+    EXPECT_EQ(IFC_LUT1_Rule[0].word[0], 0x8000u | VID0);
+    EXPECT_EQ(IFC_LUT1_Rule[1].word[0] | IFC_LUT1_Rule[2].word[0], 0u);
+    ASSERT_EQ(said.size(), 1u + 4u);
+    EXPECT_EQ(pieces()[2], "@del ifc rule index 9\n");
+}
+
+TEST_F(MatchingTest, DeletionTakesFieldsThatNoRuleIsPlacedWith)
+{
+    IFC_LUT1_Rule[0].word[0] = 0xC000 | TCP_FLAGS;
+    IFC_LUT1_Rule[0].word[1] = 0x00FF0012;
+    IFC_LUT1_Rule[1].word[0] = 0xC000 | SIP_EQ_DIP; // 61
+    IFC_LUT1_Rule[1].word[1] = 0x00010001;
+    IFC_LUT0_Rule[0].word[0] = 0x80000001;
+    EXPECT_EQ(del({{TCP_FLAGS, 0, 0xFF, 0x13}}), -1);
+    EXPECT_EQ(del({{TCP_FLAGS + 64, 0, 0xFF, 0x12}}), -1) << "all bits of the id count";
+    EXPECT_EQ(del({{0xFFFFFFFF, 0, 0xFF, 0x12}}), -1);
+    EXPECT_EQ(del({{TCP_FLAGS, 0, 0xFF, 0x12}}), 0);
+    EXPECT_EQ(IFC_LUT1_Rule[0].word[0], 0u);
+    EXPECT_EQ(del({{SIP_EQ_DIP, 0, 1, 1}}), 0);
+    EXPECT_TRUE(lut1IsEmpty());
+    EXPECT_EQ(IFC_LUT0_Rule[0].word[0], 0x80000001u);
+}
+
+TEST_F(MatchingTest, TimeOutsDoNotChangeTheResultOfADeletion)
+{
+    const std::vector<Cond> rule = {{DPORT, 0, 0xFFFF, 80}};
+    place(rule);
+    powerOn(0);
+    EXPECT_EQ(del(rule), 0);
+    ASSERT_EQ(said.size(), 1u + 3u + 128u);
+    EXPECT_EQ(pieces()[1], "@Timeout for set IFC Rule configuration.\n");
+    EXPECT_EQ(pieces()[2], "@del ifc action index  8\n");
+    EXPECT_EQ(pieces()[3], "@del ifc rule index 8\n");
+}
+
+TEST_F(MatchingTest, RefusalsAndResultsArePrintedAtEveryLevel)
+{
+    place({{DPORT, 0, 0xFFFF, 80}});
+    for (const int level : {0, 1, 2, 3, 4, 255}) {
+        gpIfcPriv->dbgLevel = static_cast<uint8>(level);
+        forget();
+        EXPECT_EQ(del({{FLOW_LABEL, 0, 1, 1}}), -1);
+        EXPECT_EQ(del({{DPORT, 0, 0xFFFF, 81}}), -1);
+        EXPECT_THAT(pieces(), ElementsAre("@del fieldIdx 13 not support\n", "@del ifc lut0 rule not find\n",
+                                          "@del ifc lut1 rule not find\n"));
+    }
+    gpIfcPriv->dbgLevel = DBG_WARN;
+    forget();
+    EXPECT_EQ(del({{DPORT, 0, 0xFFFF, 80}}), 0);
+    EXPECT_EQ(said.size(), 3u);
 }
 
 TEST_F(MatchingTest, OnlyFourBitsOfAMacLengthAreCompared)
@@ -309,6 +423,8 @@ TEST_F(MatchingTest, Lut1RangeComparisons)
     wide[1].mask |= 0xABCD0000;
     wide[1].key |= 0xABCD0000;
     EXPECT_EQ(matchLut1(wide, 2, 0), 1) << "16 bits count";
+    wide[1].key ^= 0x8000;
+    EXPECT_EQ(matchLut1(wide, 2, 0), 0) << "all of them";
     auto same = rule;
     same[0].mask = 0x0000FFFF; // 16 bits, from the other end
     EXPECT_EQ(matchLut1(same, 2, 0), 0);
@@ -329,11 +445,35 @@ TEST_F(MatchingTest, AnIrreducibleMaskSpeaksUpAtEachEntryLookedAt)
     forget();
     EXPECT_EQ(matchLut1({{DMAC, 0, 0x00FF00FF, 1}}, 3, 0), 0);
     EXPECT_EQ(said.size(), 0u) << "a MAC asks at entries of type 1 only";
+    for (unsigned n = 0; n < 3; ++n)
+        IFC_LUT1_Rule[n].type0.type = n != 1;
+    EXPECT_EQ(matchLut1({{DMAC, 0, 0x00FF00FF, 1}}, 3, 0), 0);
+    EXPECT_THAT(said, ElementsAre("mask should be left->right or right->left, but mask:0000  ff00ff\n",
+                                  "mask should be left->right or right->left, but mask:0000  ff00ff\n"));
+    forget();
     // A failed reduction is compared like any other: direction 1, length 31.
     IFC_LUT1_Rule[1].word[0] = 31u << 8 | 1u << 7 | DIPv4;
     IFC_LUT1_Rule[1].word[1] = 5;
     EXPECT_EQ(matchLut1({{DIPv4, 0, 0x00FF00FF, 5}}, 1, 1), 1);
     EXPECT_EQ(said.size(), 1u);
+}
+
+TEST_F(MatchingTest, AFailedReductionOfAMacIsComparedLikeAnyOther)
+{
+    const Cond mac = {SMAC, 0, 0x00FF00FF, 5};
+    // Direction 1, and the low four bits of the length.
+    IFC_LUT1_Rule[3].word[0] = 0x2000 | 15u << 8 | 1u << 7 | SMAC;
+    IFC_LUT1_Rule[3].word[1] = 5;
+    EXPECT_EQ(find(mac), 3);
+    EXPECT_EQ(matchLut1({mac}, 1, 3), 1) << "nothing behind it disagrees";
+    EXPECT_EQ(said.size(), 2u) << "one entry of type 1, asked twice";
+    for (const unsigned length : {0u, 14u, 31u}) {
+        IFC_LUT1_Rule[3].type1.length = length & 31;
+        EXPECT_EQ(find(mac), -1) << length;
+        EXPECT_EQ(matchLut1({mac}, 1, 3), 0) << length;
+    }
+    IFC_LUT1_Rule[3].word[0] = 0x2000 | 15u << 8 | SMAC;
+    EXPECT_EQ(find(mac), -1) << "the other direction";
 }
 
 TEST_F(MatchingTest, AMacStepsOverTheNextCondition)
@@ -381,6 +521,9 @@ TEST_F(MatchingTest, RequestsEndWithTheirArrays)
 {
     std::vector<Cond> list(48, {0, 0, 0, 0});
     EXPECT_EQ(matchLut1(list, 60, 0), 1) << "all-zero entries hold the field 0";
+    list[0].command = 3; // the word behind the last field of the request
+    IFC_LUT1_Rule[0].type0.command = 3;
+    EXPECT_EQ(matchLut1(list, 60, 0), 1) << "no more than 48 conditions are read";
 }
 
 TEST_F(MatchingTest, AMacHighPartComparesWholeWords)
@@ -411,5 +554,27 @@ TEST_F(MatchingTest, FindsASingleConditionByItsLowestEntry)
     EXPECT_EQ(find({DPORT, 2, 0xFFFF, 80}), -1) << "must be valid";
     EXPECT_EQ(find({DIPv4, 0, 0xFFFFFF00, 0x0A000000}), 0) << "need not be";
     EXPECT_EQ(find({DMAC, 0, kAll, kMac}), 2) << "need not be";
+    EXPECT_EQ(find({DMAC, 0, kAll, kMac ^ 1}), 3) << "nor its high part";
     EXPECT_TRUE(seen.empty());
+}
+
+TEST_F(MatchingTest, FindsIpv6WordsAndFlowLabelsLikeHalfwords)
+{
+    for (unsigned field = DIPv6_31_0; field <= FLOW_LABEL; ++field) {
+        const unsigned entry = field + 3;
+        IFC_LUT1_Rule[entry].word[0] = 0x8000 | 1u << 6 | field;
+        IFC_LUT1_Rule[entry].word[1] = 0x00FF0012;
+        EXPECT_EQ(find({field, 1, 0xABCD00FF, 0xABCD0012}), static_cast<int>(entry)) << "16 bits count";
+        EXPECT_EQ(find({field, 0, 0xFF, 0x12}), -1);
+        EXPECT_EQ(find({field, 1, 0xFE, 0x12}), -1);
+        EXPECT_EQ(find({field, 1, 0xFF, 0x13}), -1);
+        IFC_LUT1_Rule[entry].type0.type = 1;
+        EXPECT_EQ(find({field, 1, 0xFF, 0x12}), static_cast<int>(entry)) << "the type is not looked at";
+        IFC_LUT1_Rule[entry].type0.command = 3; // of an entry of type 1 that is its direction
+        EXPECT_EQ(find({field, 1, 0xFF, 0x12}), -1);
+        IFC_LUT1_Rule[entry].type0.command = 1;
+        IFC_LUT1_Rule[entry].type0.valid = 0;
+        EXPECT_EQ(find({field, 1, 0xFF, 0x12}), -1) << "must be valid";
+    }
+    EXPECT_TRUE(said.empty()) << "no mask is reduced";
 }

@@ -96,9 +96,11 @@ TEST_F(PlacementTest, EightEntriesGoToLut1AndNineToLut0)
     auto eight = some(8);
     EXPECT_EQ(ifc_set_lut_rules_auto(&eight), 8 + 7);
     EXPECT_THAT(pieces(), ElementsAre("@action index is 15\n"));
+    forget();
     auto nine = some(9, SINF);
     EXPECT_EQ(ifc_set_lut_rules_auto(&nine), 0);
     EXPECT_EQ(ifc_set_lut_rules_auto(&nine), 1);
+    EXPECT_THAT(pieces(), ElementsAre("@action index is 0\n", "@action index is 1\n"));
     EXPECT_EQ(IFC_LUT0_Rule[1].word[0], 0x80000000u | 0x1FFu << 13);
     IFC_LUT0_Rule[0].word[0] = 0;
     EXPECT_EQ(ifc_set_lut_rules_auto(&nine), 0) << "the lowest free one";
@@ -144,6 +146,30 @@ TEST_F(PlacementTest, ALut1RuleIsWrittenConditionByCondition)
     EXPECT_EQ(IFC_LUT1_Rule[2].word[1], 0x5E000000u);
     EXPECT_EQ(IFC_LUT1_Rule[3].word[0], 0xC000u | 2u << 8 | 1);
     EXPECT_EQ(IFC_LUT1_Rule[3].word[1], 0xFFFF0000u);
+}
+
+TEST_F(PlacementTest, EveryUserDefinedFieldIsPlacedAndDeleted)
+{
+    for (unsigned field = 32; field <= 47; ++field) {
+        auto request = requestOf({{field, 3, 0xF0FF, field}});
+        EXPECT_EQ(ifc_set_lut_rules_auto(&request), 8);
+        EXPECT_EQ(IFC_LUT1_Rule[0].word[0], 0xC000u | 3u << 6 | field);
+        EXPECT_EQ(IFC_LUT1_Rule[0].word[1], 0xF0FF0000u | field);
+        EXPECT_EQ(ifc_del_lut_rules_auto(&request), 0);
+        EXPECT_EQ(IFC_LUT1_Rule[0].word[0] | IFC_LUT1_Rule[0].word[1], 0u);
+    }
+}
+
+TEST_F(PlacementTest, AMacInFrontTakesTwoEntriesAndTheLastOneIsTheAction)
+{
+    occupy(0xF);
+    auto request = requestOf({{DMAC, 0, 0xFFFFFFFFFFFF, 0x001122334455}, {DPORT, 0, 0xFFFF, 80}});
+    EXPECT_EQ(ifc_set_lut_rules_auto(&request), 8 + 6);
+    EXPECT_EQ(IFC_LUT1_Rule[4].word[0], 0xA000u | DMAC);
+    EXPECT_EQ(IFC_LUT1_Rule[5].word[0], 0x8000u | 2u << 8 | DMAC)
+        << "the end flag waits for the last condition";
+    EXPECT_EQ(IFC_LUT1_Rule[6].word[0], 0xC000u | DPORT);
+    EXPECT_EQ(IFC_LUT1_Rule[7].word[0], 0u);
 }
 
 TEST_F(PlacementTest, AMacInOneEntryLeavesItsReserveFree)
@@ -215,6 +241,66 @@ TEST_F(PlacementTest, AFailingFieldIsReported)
                 ElementsAre("@Error: lut0 Field Index should between 1 and 31\n", "@lut0 configure fail!\n"));
     EXPECT_EQ(IFC_LUT0_Rule[0].word[0], 0xF0000000u) << "the three before it stay, live";
     EXPECT_EQ(count(engine::AccessKind::Write), 3u * 528);
+}
+
+TEST_F(PlacementTest, AFailingCommandIsReported)
+{
+    auto request = requestOf({{DPORT, 0, 0xFFFF, 80}, {SIPv4, 2, 0xFFFFFFFF, 1}, {SPORT, 0, 1, 1}});
+    EXPECT_EQ(ifc_set_lut_rules_auto(&request), -1);
+    EXPECT_THAT(pieces(),
+                ElementsAre("@Error: the command of SIPv4 should less than 2!\n", "@lut1 configure fail!\n"));
+    EXPECT_EQ(IFC_LUT1_Rule[1].word[0] | IFC_LUT1_Rule[2].word[0], 0u);
+    EXPECT_EQ(count(engine::AccessKind::Write), 528u) << "no final rewrite";
+    forget();
+    auto wide = some(9, SIPv6_127_96); // SIPv6_127_96, FLOW_LABEL, SINF ...
+    wide.command[1] = 2;
+    EXPECT_EQ(ifc_set_lut_rules_auto(&wide), -1);
+    EXPECT_THAT(pieces(), ElementsAre("@Error: the command of FLOW_LABEL should less than 2!\n",
+                                      "@lut0 configure fail!\n"));
+    EXPECT_EQ(IFC_LUT0_Rule[0].word[0], 0x80000000u | 1u << 11);
+    EXPECT_EQ(count(engine::AccessKind::Write), 528u);
+}
+
+TEST_F(PlacementTest, TimeOutsDoNotChangeTheResult)
+{
+    powerOn(0);
+    auto narrow = some(2);
+    EXPECT_EQ(ifc_set_lut_rules_auto(&narrow), 8 + 1);
+    ASSERT_EQ(said.size(), 3u * 128 + 1);
+    EXPECT_EQ(pieces().back(), "@action index is 9\n");
+    auto wide = some(9, SINF);
+    EXPECT_EQ(ifc_set_lut_rules_auto(&wide), 0);
+}
+
+TEST_F(PlacementTest, RefusalsAndResultsArePrintedAtEveryLevel)
+{
+    orva_ifc_param empty{};
+    auto command = requestOf({{DMAC, 2, 0xFFFFFFFFFFFF, 1}});
+    auto mask = requestOf({{SIPv4, 0, 0xFF0000FF, 1}});
+    auto wide = some(9, SPORT);
+    wide.fieldIdx[0] = UDF0;
+    auto large = some(17);
+    for (const int level : {0, 1, 2, 3, 4, 255}) {
+        gpIfcPriv->dbgLevel = static_cast<uint8>(level);
+        forget();
+        EXPECT_EQ(ifc_set_lut_rules_auto(&empty), -1);
+        EXPECT_EQ(ifc_set_lut_rules_auto(&command), -1);
+        EXPECT_EQ(ifc_set_lut_rules_auto(&mask), -1);
+        EXPECT_EQ(ifc_set_lut_rules_auto(&wide), -1);
+        for (auto &rule : IFC_LUT0_Rule)
+            rule.bits.valid = 1;
+        EXPECT_EQ(ifc_set_lut_rules_auto(&large), -1);
+        for (auto &rule : IFC_LUT0_Rule)
+            rule.bits.valid = 0;
+        EXPECT_THAT(
+            pieces(),
+            ElementsAre(
+                "@Parameters should not be NULL!\n", "@Error: the command of DMAC should less than 2!\n",
+                "@lut1 configure fail!\n", "mask should be left->right or right->left, but mask:ff0000ff\n",
+                "@mask error, configure fail!\n", "@Error: lut0 Field Index should between 1 and 31\n",
+                "@lut0 configure fail!\n", "@lut1 has no space yet, set rule fail!\n"));
+    }
+    EXPECT_TRUE(seen.empty());
 }
 
 TEST_F(PlacementTest, OnlyThirtyOneConditionsAreCountedAndPlacedInLut0)

@@ -118,6 +118,31 @@ TEST_F(Lut0Test, EnablingTwiceKeepsTheSecond)
     EXPECT_EQ(IFC_LUT0_Rule[0].word[26], 0x045u);
 }
 
+TEST_F(Lut0Test, RefusalsArePrintedAtEveryLevel)
+{
+    for (const int level : {0, 1, 2, 3, 4, 255}) {
+        gpIfcPriv->dbgLevel = static_cast<uint8>(level);
+        forget();
+        EXPECT_EQ(ifc_set_lut0_rules(0xFFFFFFFF, IFC_ENABLE, 1, 0, 0, 0, 0, 0), -1);
+        EXPECT_EQ(ifc_set_lut0_rules(0, IFC_ENABLE, 0xFFFFFFFF, 0, 0, 0, 0, 0), -1);
+        EXPECT_EQ(ifc_set_lut0_rules(0, IFC_ENABLE, SMAC, 0xFFFFFFFF, 0, 0, 0, 0), -1);
+        EXPECT_THAT(pieces(), ElementsAre("@Error: Lut0 Index is -1, which should less than 8\n",
+                                          "@Error: lut0 Field Index should between 1 and 31\n",
+                                          "@Error: the command of SMAC should less than 2!\n"));
+    }
+    EXPECT_TRUE(seen.empty());
+}
+
+TEST_F(Lut0Test, TimeOutsDoNotChangeTheResult)
+{
+    powerOn(0);
+    EXPECT_EQ(ifc_set_lut0_rules(1, IFC_ENABLE, DPORT, 0, 0, 0xFFFF, 0, 80), 0);
+    EXPECT_EQ(ifc_set_lut0_rules(1, IFC_DISABLE, DPORT, 0, 0, 0, 0, 0), 0);
+    EXPECT_EQ(said.size(), 2u * 128);
+    EXPECT_EQ(IFC_LUT0_Rule[1].word[0], 0u);
+    EXPECT_EQ(IFC_LUT0_Rule[1].word[4], 0xFFFFu);
+}
+
 TEST_F(Lut0Test, DeletingEditsTheShadowOnly)
 {
     (void)ifc_set_lut0_rules(6, IFC_ENABLE, VID0, 3, 0, 0xFFF, 0, 0x123);
@@ -229,6 +254,77 @@ TEST_F(Lut1Test, ReprogrammingLeavesWhatTheTypeDoesNotUse)
     IFC_LUT1_Rule[3].word[0] = 0xABCDFFFF;
     (void)ifc_set_lut1_rules(3, IFC_ENABLE, 0, DIPv4, 0, 1, 0, 80);
     EXPECT_EQ(at(3), words(0xABCD0000 | kValid | kType1 | 1u << 8 | 3, 80));
+    IFC_LUT1_Rule[3].word[0] = 0xABCDFFFF;
+    (void)ifc_set_lut1_rules(3, IFC_ENABLE, 0, SMAC, 0, 16, 0x1234, 0);
+    EXPECT_EQ(at(3), words(0xABCD0000 | kValid | 0x1C00 | 2u << 8 | 2, 0xFFFF1234))
+        << "also in the high part of a MAC";
+}
+
+TEST_F(Lut1Test, OnlyBit0OfTheEndFlagCounts)
+{
+    for (const uint flag : {0u, 1u, 2u, 3u, 0xFFFFFFFEu}) {
+        (void)ifc_set_lut1_rules(0, IFC_ENABLE, flag, DPORT, 0, 1, 0, 1);
+        EXPECT_EQ(IFC_LUT1_Rule[0].type0.end, flag & 1) << flag;
+        (void)ifc_set_lut1_rules(1, IFC_ENABLE, flag, DIPv4, 0, 32, 0, 1);
+        EXPECT_EQ(IFC_LUT1_Rule[1].type1.end, flag & 1) << flag;
+        IFC_LUT1_Rule[2].type1.end = 1;
+        (void)ifc_set_lut1_rules(2, IFC_ENABLE, flag, DMAC, 0, 48, 0, 1);
+        EXPECT_EQ(IFC_LUT1_Rule[2].type1.end, 0u) << "the flag goes to the second entry";
+        EXPECT_EQ(IFC_LUT1_Rule[3].type0.end, flag & 1) << flag;
+        (void)ifc_set_lut1_rules(4, IFC_ENABLE, flag, DMAC, 0, 0x80000020, 0, 1);
+        EXPECT_EQ(IFC_LUT1_Rule[4].type1.end, flag & 1) << "a low part alone";
+        (void)ifc_set_lut1_rules(5, IFC_ENABLE, flag, DMAC, 0, 16, 0, 1);
+        EXPECT_EQ(IFC_LUT1_Rule[5].type0.end, flag & 1) << "a high part alone";
+    }
+}
+
+TEST_F(Lut1Test, BothEntriesOfAMacCarryItsCommand)
+{
+    for (const unsigned field : {1u, 2u})
+        for (const unsigned command : {1u, 0u}) {
+            IFC_LUT1_Rule[7].type0.command = command == 0 ? 3 : 0;
+            EXPECT_EQ(ifc_set_lut1_rules(6, IFC_ENABLE, 0, field, command, 48, 0, 0), 8);
+            EXPECT_EQ(at(6), words(kValid | kType1 | command << 6 | field, 0));
+            EXPECT_EQ(at(7), words(kValid | 2u << 8 | command << 6 | field, 0xFFFF0000));
+        }
+}
+
+TEST_F(Lut1Test, AnyNonZeroModeEnables)
+{
+    for (const unsigned mode : {2u, 0x100u, 0x80000000u, 0xFFFFFFFFu}) {
+        IFC_LUT1_Rule[0] = {};
+        EXPECT_EQ(ifc_set_lut1_rules(0, static_cast<IFC_Mode_t>(mode), 1, DPORT, 0, 0xFFFF, 0, 80), 1);
+        EXPECT_EQ(at(0), words(kValid | kEnd | DPORT, 0xFFFF0050)) << mode;
+    }
+}
+
+TEST_F(Lut1Test, RefusalsComeInOrderAndAtEveryLevel)
+{
+    for (const int level : {0, 1, 2, 3, 4, 255}) {
+        gpIfcPriv->dbgLevel = static_cast<uint8>(level);
+        forget();
+        EXPECT_EQ(ifc_set_lut1_rules(0xFFFFFFFF, IFC_ENABLE, 1, 0, 9, 0, 0, 0), -1);
+        EXPECT_EQ(ifc_set_lut1_rules(0, IFC_ENABLE, 1, 0, 9, 0, 0, 0), -1) << "the field before the command";
+        EXPECT_EQ(ifc_set_lut1_rules(15, IFC_ENABLE, 1, DMAC, 2, 16, 0, 0), -1)
+            << "the command before the place";
+        EXPECT_EQ(ifc_set_lut1_rules(31, IFC_ENABLE, 1, DMAC, 1, 48, 0, 0), -1);
+        EXPECT_THAT(pieces(),
+                    ElementsAre("@Error: Lut1 Index is -1, which should less than 32\n",
+                                "@Error: Field Index is 0, which should between 1 and 47\n",
+                                "@Error: the command of DMAC should less than 2!\n",
+                                "@Error: fieldIdx:DMAC, ifcIndex:31, forbidden cross sub-table!\n"));
+    }
+    EXPECT_TRUE(seen.empty());
+}
+
+TEST_F(Lut1Test, TimeOutsDoNotChangeTheResult)
+{
+    powerOn(0);
+    EXPECT_EQ(ifc_set_lut1_rules(4, IFC_ENABLE, 1, DMAC, 0, 48, 1, 2), 6);
+    EXPECT_EQ(ifc_set_lut1_rules(4, IFC_DISABLE, 1, DMAC, 0, 48, 1, 2), 5);
+    EXPECT_EQ(said.size(), 2u * 128);
+    EXPECT_EQ(IFC_LUT1_Rule[4].type1.valid, 0u);
+    EXPECT_EQ(IFC_LUT1_Rule[5].type0.valid, 1u);
 }
 
 TEST_F(Lut1Test, RefusesBadArgumentsAndChangesNothing)

@@ -79,15 +79,114 @@ TEST(CatalogueTest, NamesAndIdsAreThoseOfTheHardware)
 {
     for (unsigned field = 1; field < 32; ++field)
         EXPECT_STREQ(reinterpret_cast<const char *>(ifc_field_name[field]), kPlaces[field].name);
+    EXPECT_EQ(DMAC, 1);
+    EXPECT_EQ(SMAC, 2);
+    EXPECT_EQ(DIPv4, 3);
+    EXPECT_EQ(SIPv4, 4);
+    EXPECT_EQ(DIPv6_31_0, 5);
+    EXPECT_EQ(DIPv6_63_32, 6);
+    EXPECT_EQ(DIPv6_95_64, 7);
+    EXPECT_EQ(DIPv6_127_96, 8);
+    EXPECT_EQ(SIPv6_31_0, 9);
+    EXPECT_EQ(SIPv6_63_32, 10);
+    EXPECT_EQ(SIPv6_95_64, 11);
+    EXPECT_EQ(SIPv6_127_96, 12);
+    EXPECT_EQ(FLOW_LABEL, 13);
+    EXPECT_EQ(SINF, 14);
+    EXPECT_EQ(FRAME_TYPE, 15);
+    EXPECT_EQ(VPM0, 16);
+    EXPECT_EQ(VPM1, 17);
+    EXPECT_EQ(VID0, 18);
+    EXPECT_EQ(PBIT0, 19);
+    EXPECT_EQ(VID1, 20);
+    EXPECT_EQ(PBIT1, 21);
+    EXPECT_EQ(ETYPE, 22);
+    EXPECT_EQ(GEMPORT, 23);
+    EXPECT_EQ(IPv4_PROTOCOL, 24);
+    EXPECT_EQ(IPv6_NEXT_HEADER, 25);
+    EXPECT_EQ(IPv4_DSCP, 26);
+    EXPECT_EQ(IPv6_TRAFFIC_CLASS, 27);
+    EXPECT_EQ(DPORT, 28);
+    EXPECT_EQ(SPORT, 29);
+    EXPECT_EQ(PPPOE_SESSION, 30);
+    EXPECT_EQ(DMAC_TYPE, 31);
     EXPECT_EQ(UDF0, 32);
     EXPECT_EQ(UDF15, 47);
     EXPECT_EQ(TCP_FLAGS, 48);
+    EXPECT_EQ(L4_PROTOCOL_VLD, 49);
+    EXPECT_EQ(L4_PROTOCOL, 50);
+    EXPECT_EQ(L4_PORT_VLD, 51);
     EXPECT_EQ(OUTTER_IPv4, 52);
     EXPECT_EQ(OUTTER_IPv6, 53);
+    EXPECT_EQ(IPv4_VLD, 54);
+    EXPECT_EQ(IPv6_VLD, 55);
+    EXPECT_EQ(LLC_OTHER, 56);
+    EXPECT_EQ(IS_PPPOE, 57);
+    EXPECT_EQ(VLAN0_VLD, 58);
+    EXPECT_EQ(VLAN1_VLD, 59);
+    EXPECT_EQ(LUT1_HIT, 60);
+    EXPECT_EQ(SIP_EQ_DIP, 61);
+    EXPECT_EQ(SPORT_EQ_DPORT, 62);
+    EXPECT_EQ(DIP_EQ_ATK, 63);
+    EXPECT_EQ(SIP_EQ_ATK, 64);
+    EXPECT_EQ(RTSP_CTRL, 65);
+    EXPECT_EQ(SIP6_EQ_DIP6, 66);
+    EXPECT_EQ(SA_ID, 67);
     EXPECT_EQ(FIELD_IDX_MAX, 68);
+}
+
+TEST(CatalogueTest, OtherEnumeratorsAndTableSizes)
+{
     EXPECT_EQ(DBG_ERR, 0);
+    EXPECT_EQ(DBG_ST, 1);
+    EXPECT_EQ(DBG_WARN, 2);
     EXPECT_EQ(DBG_MSG, 3);
     EXPECT_EQ(DBG_LEVEL_MAX, 4);
+    EXPECT_EQ(IFC_DISABLE, 0u);
+    EXPECT_EQ(IFC_ENABLE, 1u);
+    EXPECT_EQ(IFC_LUT0, 0);
+    EXPECT_EQ(IFC_LUT1, 1);
+    EXPECT_EQ(sizeof IFC_LUT0_Rule, 8u * 41 * 4);
+    EXPECT_EQ(sizeof IFC_LUT1_Rule, 32u * 2 * 4);
+    EXPECT_EQ(sizeof ifc_field_name, 32u * 32);
+    EXPECT_EQ(sizeof ifc_field_name[0], 32u);
+    EXPECT_EQ(sizeof ifcSendToPpe, 4u);
+}
+
+TEST(CatalogueTest, Registers)
+{
+    EXPECT_EQ(FE_TPID_CFG, 0xBFB50000u);
+    EXPECT_EQ(IFC_GLB_CFG, 0xBFB50200u);
+    EXPECT_EQ(IFC_RULE_CFG, 0xBFB50204u);
+    EXPECT_EQ(IFC_DATA0, 0xBFB50210u);
+    EXPECT_EQ(IFC_DATA1, 0xBFB50214u);
+    EXPECT_EQ(IFC_DATA2, 0xBFB50218u);
+    EXPECT_EQ(IFC_DATA3, 0xBFB5021Cu);
+    EXPECT_EQ(IFC_ACNT_CFG, 0xBFB50240u);
+}
+
+TEST(RecordTest, PlacesOfTheMembers)
+{
+    EXPECT_EQ(offsetof(IFC_Private_T, dbgLevel), 0u);
+    EXPECT_EQ(sizeof(IFC_Private_T::dbgLevel), 1u);
+    EXPECT_EQ(offsetof(IFC_Private_T, lut0HitMap), 4u);
+    EXPECT_EQ(offsetof(IFC_Private_T, lut1HitMap0), 8u);
+    EXPECT_EQ(offsetof(IFC_Private_T, lut1HitMap1), 12u);
+    EXPECT_EQ(offsetof(IFC_Private_T, lock), 16u);
+    EXPECT_EQ(offsetof(orva_ifc_param, fieldIdx), 4u * 0);
+    EXPECT_EQ(offsetof(orva_ifc_param, command), 4u * 48);
+    EXPECT_EQ(offsetof(orva_ifc_param, mask_low), 4u * 96);
+    EXPECT_EQ(offsetof(orva_ifc_param, mask_high), 4u * 144);
+    EXPECT_EQ(offsetof(orva_ifc_param, key_low), 4u * 192);
+    EXPECT_EQ(offsetof(orva_ifc_param, key_high), 4u * 240);
+    EXPECT_EQ(sizeof(orva_ifc_param), 4u * 288);
+    EXPECT_EQ(offsetof(ifc_field_param, fieldIdx), 4u * 3);
+    EXPECT_EQ(offsetof(ifc_field_param, command), 4u * 4);
+    EXPECT_EQ(offsetof(ifc_field_param, key), 4u * 5);
+    EXPECT_EQ(offsetof(ifc_field_param, mask), 4u * 6);
+    EXPECT_EQ(offsetof(ifc_field_param, key_high), 4u * 7);
+    EXPECT_EQ(offsetof(ifc_field_param, mask_high), 4u * 8);
+    EXPECT_EQ(sizeof(ifc_field_param), 4u * 9);
 }
 
 TEST(RecordTest, Lut0HeaderBits)
@@ -288,6 +387,131 @@ TEST_F(CodecTest, UnpacksRandomImagesLikeAPlainBigNumber)
     }
     EXPECT_TRUE(seen.empty());
     EXPECT_TRUE(events.empty());
+}
+
+// The rules as they should be after a change of some of their bits.
+class UntouchedTest : public CodecTest
+{
+protected:
+    UntouchedTest()
+    {
+        for (auto &rule : IFC_LUT0_Rule)
+            for (uint32_t &word : rule.word)
+                word = static_cast<uint32_t>(random());
+        for (auto &entry : IFC_LUT1_Rule)
+            for (uint32_t &word : entry.word)
+                word = static_cast<uint32_t>(random());
+        keep();
+    }
+    void keep()
+    {
+        std::memcpy(lut0, IFC_LUT0_Rule, sizeof lut0);
+        std::memcpy(lut1, IFC_LUT1_Rule, sizeof lut1);
+    }
+    void expectBit(unsigned rule, unsigned bit, bool value)
+    {
+        uint32_t &word = lut0[rule].word[40 - bit / 32];
+        word = (word & ~(1u << bit % 32)) | static_cast<uint32_t>(value) << bit % 32;
+    }
+    void expectBits(unsigned rule, unsigned lsb, unsigned width, uint64_t value)
+    {
+        for (unsigned n = 0; n < width; ++n)
+            expectBit(rule, lsb + n, (value >> n & 1) != 0);
+    }
+    bool asExpected() const
+    {
+        return std::memcmp(lut0, IFC_LUT0_Rule, sizeof lut0) == 0 &&
+               std::memcmp(lut1, IFC_LUT1_Rule, sizeof lut1) == 0;
+    }
+    std::mt19937 random{7};
+    IFC_LUT0_Format lut0[8];
+    IFC_LUT1_Format lut1[32];
+};
+
+TEST_F(UntouchedTest, PackingTheArraysWritesTheTwoAreasOnly)
+{
+    for (unsigned round = 0; round < 400; ++round) {
+        for (unsigned slot = 0; slot < 32; ++slot) {
+            mask[slot] = static_cast<uint>(random());
+            key[slot] = static_cast<uint>(random());
+            const unsigned lsb = slot < 3 ? 32 * slot : kPlaces[slot].lsb;
+            const unsigned width = slot < 3 ? 32 : kPlaces[slot].width;
+            expectBits(round % 8, kMaskArea + lsb, width, mask[slot]);
+            expectBits(round % 8, kKeyArea + lsb, width, key[slot]);
+        }
+        set_lut0_mask_key(static_cast<int>(round % 8), mask, key);
+        ASSERT_TRUE(asExpected()) << round;
+    }
+}
+
+TEST_F(UntouchedTest, SettingAFieldOfAWideRuleWritesItsBitsOnly)
+{
+    for (unsigned round = 0; round < 8 * 31; ++round) {
+        const unsigned rule = round % 8;
+        const unsigned field = round % 31 + 1;
+        const uint command = static_cast<uint>(random()) & (field < 14 ? 1 : 3);
+        const uint maskHigh = static_cast<uint>(random()), maskLow = static_cast<uint>(random());
+        const uint keyHigh = static_cast<uint>(random()), keyLow = static_cast<uint>(random());
+        expectBit(rule, 1311, true);
+        expectBit(rule, 1279 + field, true);
+        expectBits(rule, 1216 + 2 * (field - 1), 2, command);
+        expectBits(rule, kMaskArea + kPlaces[field].lsb, kPlaces[field].width,
+                   uint64_t{maskHigh} << 32 | maskLow);
+        expectBits(rule, kKeyArea + kPlaces[field].lsb, kPlaces[field].width,
+                   uint64_t{keyHigh} << 32 | keyLow);
+        ASSERT_EQ(ifc_set_lut0_rules(rule, IFC_ENABLE, field, command, maskHigh, maskLow, keyHigh, keyLow),
+                  0);
+        ASSERT_TRUE(asExpected()) << field;
+    }
+    ASSERT_EQ(ifc_set_lut0_rules(3, IFC_DISABLE, 1, 0, 0, 0, 0, 0), 0);
+    expectBits(3, 1280, 32, 0);
+    EXPECT_TRUE(asExpected());
+    ifc_delete_lut0(5);
+    lut0[5] = {};
+    EXPECT_TRUE(asExpected());
+}
+
+TEST_F(UntouchedTest, SettingANarrowEntryWritesItsBitsOnly)
+{
+    for (unsigned round = 0; round < 32 * 47; ++round) {
+        forget();
+        const unsigned entry = round % 32;
+        const unsigned field = round % 47 + 1;
+        const bool mac = field < 3;
+        if (mac && entry % 16 == 15)
+            continue;
+        const uint command = static_cast<uint>(random()) & (field < 14 ? 1 : 3);
+        const uint end = static_cast<uint>(random()) & 1;
+        const uint keyHigh = static_cast<uint>(random()), keyLow = static_cast<uint>(random());
+        uint32_t *words = lut1[entry].word;
+        const uint32_t common = 0x8000 | command << 6 | field;
+        if (field < 14) {
+            const uint count = mac ? 40 : 24; // from the top: 24 bits of the low part in either case
+            words[0] = (words[0] & 0xFFFF0000) | common | (mac ? 0 : end << 14) | 0x2000 | 24u << 8;
+            words[1] = keyLow;
+            if (mac) {
+                uint32_t *high = lut1[entry + 1].word;
+                high[0] = (high[0] & 0xFFFF1C00) | common | end << 14 | 2u << 8;
+                high[1] = 0xFFFF0000 | (keyHigh & 0xFFFF);
+            }
+            ASSERT_GT(ifc_set_lut1_rules(entry, IFC_ENABLE, end, field, command, count, keyHigh, keyLow), 0);
+        } else {
+            const uint halfMask = static_cast<uint>(random());
+            words[0] = (words[0] & 0xFFFF1C00) | common | end << 14;
+            words[1] = halfMask << 16 | (keyLow & 0xFFFF);
+            ASSERT_GT(ifc_set_lut1_rules(entry, IFC_ENABLE, end, field, command, halfMask, keyHigh, keyLow),
+                      0);
+        }
+        ASSERT_TRUE(asExpected()) << entry << " field " << field;
+        if (round % 5 == 0) {
+            ASSERT_GT(ifc_set_lut1_rules(entry, IFC_DISABLE, 1, field, 0, 0, 0, 0), 0);
+            words[0] &= ~0x8000u;
+            ASSERT_TRUE(asExpected()) << entry;
+        }
+    }
+    ifc_delete_lut1(9);
+    lut1[9] = {};
+    EXPECT_TRUE(asExpected());
 }
 
 TEST_F(CodecTest, PackCutsToWidthAndLeavesHeaderAndReservedBits)

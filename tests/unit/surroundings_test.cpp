@@ -159,6 +159,19 @@ TEST_F(HostTest, TimePassesInDelaysOnly)
     EXPECT_EQ(host::clockMilliseconds(), 12u);
 }
 
+TEST_F(HostTest, ARevisionSourceAnswersUntilARevisionIsSet)
+{
+    int asked = 0;
+    host::setRevision(3);
+    host::setRevisionSource([&asked] { return 10 + asked++; });
+    EXPECT_EQ(GET_HIR(), 10);
+    EXPECT_EQ(GET_HIR(), 11);
+    host::setRevision(4);
+    EXPECT_EQ(GET_HIR(), 4);
+    EXPECT_EQ(asked, 2);
+    EXPECT_EQ(host::revisionQueries(), 3u);
+}
+
 TEST_F(HostTest, AMutedLogIsSilent)
 {
     host::quietly([] { return printk("%d\n", 1); });

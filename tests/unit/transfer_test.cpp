@@ -25,7 +25,7 @@ TEST_F(TransferTest, BuildsTheCommandWordAndCutsItsArguments)
 
 TEST_F(TransferTest, ShowsTheCommandWordAtTheHighestLevelOnly)
 {
-    for (int level = 0; level < 4; ++level) {
+    for (const int level : {0, 1, 2, 3, 4, 255}) {
         forget();
         gpIfcPriv->dbgLevel = static_cast<uint8>(level);
         (void)ifcSetRuleConfig(3, 10, 0, 1);
@@ -124,6 +124,30 @@ TEST_F(RewriteTest, Revisions14And15GetNoLut0Writes)
     }
 }
 
+TEST_F(RewriteTest, TheRevisionMayChangeBetweenAnyTwoQueries)
+{
+    // For each rule what the first query says and what the second, if there is one.
+    const int answers[8][2] = {{0, 14}, {14, 0}, {15, 12}, {12, 15}, {0, 0}, {15, 15}, {14, 14}, {12, 12}};
+    const bool written[8] = {true, false, true, false, true, false, false, true};
+    std::vector<int> queue;
+    for (unsigned rule = 0; rule < 8; ++rule) {
+        queue.push_back(answers[rule][0]);
+        if (answers[rule][0] != 14)
+            queue.push_back(answers[rule][1]);
+    }
+    fillShadow();
+    size_t next = 0;
+    host::setRevisionSource([&] { return next < queue.size() ? queue[next++] : -1; });
+    EXPECT_EQ(write_all_ifc_rule_to_hw(), 0);
+    EXPECT_EQ(next, queue.size());
+    EXPECT_EQ(host::revisionQueries(), queue.size());
+    for (unsigned rule = 0; rule < 8; ++rule)
+        EXPECT_EQ(std::memcmp(chip.tables().lut0[rule], IFC_LUT0_Rule[rule].word, 164) == 0, written[rule])
+            << rule;
+    EXPECT_EQ(count(AccessKind::Write), 4u * 54 + 32u * 3);
+    EXPECT_EQ(std::memcmp(chip.tables().lut1, IFC_LUT1_Rule, sizeof IFC_LUT1_Rule), 0);
+}
+
 TEST_F(RewriteTest, GoesOnAfterATimeOut)
 {
     fillShadow();
@@ -196,6 +220,21 @@ TEST_F(RewriteTest, ClearIfcRulesInvalidatesOneOrAll)
     }
 }
 
+TEST_F(RewriteTest, ClearIfcRulesGoesOnAfterTimeOuts)
+{
+    fillShadow();
+    powerOn(0);
+    EXPECT_EQ(clear_ifc_rules(8), 0);
+    Traffic t;
+    for (uint32_t rule = 0; rule < 8; ++rule)
+        t.write(0xBFB50210, 0).transfer(command(rule, 10, 0, 1), 3, false);
+    expectTraffic(t);
+    EXPECT_EQ(events, std::vector<host::Event>(24, host::Event::Delay)) << "no lock";
+    EXPECT_EQ(pieces(), std::vector<std::string>(8, "@Timeout for set IFC Rule configuration.\n"));
+    for (const auto &rule : IFC_LUT0_Rule)
+        EXPECT_EQ(rule.word[0], 0u);
+}
+
 class SwitchTest : public LayerTest
 {
 };
@@ -212,6 +251,18 @@ TEST_F(SwitchTest, SetsAndClearsBit0AndKeepsTheRest)
     expectTraffic(Traffic().read(0xBFB50200, 0xA5A5A5A5).write(0xBFB50200, 0xA5A5A5A4));
     EXPECT_THAT(pieces(), ElementsAre("Exec. Success.\n"));
     EXPECT_TRUE(events.empty()) << "no lock";
+}
+
+TEST_F(SwitchTest, EveryLevelPrintsTheSame)
+{
+    for (const int level : {0, 1, 2, 3, 4, 255}) {
+        gpIfcPriv->dbgLevel = static_cast<uint8>(level);
+        forget();
+        (void)ifc_enable();
+        (void)ifc_get_ifc_staus();
+        (void)ifc_disable();
+        EXPECT_THAT(said, ElementsAre("Exec. Success.\n", "IFC :Enable .\n", "Exec. Success.\n"));
+    }
 }
 
 TEST_F(SwitchTest, StatusJudgesTheWholeSignedRegister)

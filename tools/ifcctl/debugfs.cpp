@@ -68,6 +68,9 @@ public:
             return true;
         if (errno == EINVAL)
             return false;
+        if (errno == E2BIG)
+            throw refused("device", path_,
+                          "a line of " + std::to_string(line.size()) + " characters is too long");
         throw failed();
     }
 
@@ -161,12 +164,12 @@ private:
         Reply reply{};
         reply.refused = !command_.take(line + '\n');
         const std::string all = command_.content();
-        // The answer is the last line, but for help, which prints nothing.
-        const size_t end = all.empty() ? 0 : all.rfind('\n', all.size() - 2);
+        // A result begins with "= ", which begins no line that the layer prints. Without one (help, a refusal)
+        // nothing was printed.
+        const size_t end = all.rfind("\n= ");
         const size_t start = end == std::string::npos ? 0 : end + 1;
-        const bool result = all.compare(start, 2, "= ") == 0;
-        reply.answer = result ? all.substr(start) : all;
-        reply.printed = result ? all.substr(0, start) : "";
+        reply.answer = all.substr(start);
+        reply.printed = all.substr(0, start);
         return reply;
     }
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// What a session talks to: a driver of its own on a simulated chip, or ifc.ko through its files. Both take lines of
-// the command handler, so every command of the tool says what it wants in the same words.
+// What a session talks to: a driver of its own on a simulated chip, or ifc.ko through its files. Both take
+// lines of the command handler, so every command of the tool says what it wants in the same words.
 //
-// The rule layer's shadow tables of this process always show those of the device: what only reads them (listings,
-// plans) needs no device.
+// The rule layer's shadow tables of this process always show those of the device: what only reads them
+// (listings, plans) needs no device.
 #pragma once
 
 #include "engine/classifier.h"
@@ -42,11 +42,12 @@ public:
 
     virtual Reply run(const std::string &line) = 0;
 
-    // The registers and tables as the hardware holds them now. Of a simulated chip the chip itself, else a copy.
+    // The registers and tables as the hardware holds them now. Of a simulated chip the chip itself, else a
+    // copy.
     virtual engine::RegisterWindow &window() = 0;
 
-    // One frame through the device, as far as it has an engine for frames; else through the model over window(), where
-    // nothing is counted.
+    // One frame through the device, as far as it has an engine for frames; else through the model over
+    // window(), where nothing is counted.
     virtual engine::Result classify(engine::Classifier &classifier, const uint8_t *data, size_t length,
                                     const engine::SideData &side, engine::ParsedFrame &parsed) = 0;
 

@@ -2,13 +2,22 @@
 // What stops a batch, each kind with its exit code.
 #pragma once
 
+#include <cerrno>
+#include <cstring>
 #include <stdexcept>
 #include <string>
 
 namespace ifcctl
 {
 
-enum ExitCode { kExitDone = 0, kExitUsage = 2, kExitRefused = 3, kExitTimeout = 4, kExitDevice = 5 };
+enum ExitCode {
+    kExitDone = 0,
+    kExitUsage = 2,
+    kExitRefused = 3,
+    kExitTimeout = 4,
+    kExitDevice = 5,
+    kExitOutput = 6,
+};
 
 class Error : public std::runtime_error
 {
@@ -30,6 +39,12 @@ inline Error usage(const std::string &field, const std::string &value, const std
 inline Error refused(const std::string &field, const std::string &value, const std::string &reason)
 {
     return {kExitRefused, field + " '" + value + "': refused: " + reason};
+}
+
+// What was to be written did not get there, for the reason in errno.
+inline Error outputFailed(const std::string &where)
+{
+    return {kExitOutput, where + ": " + std::strerror(errno)};
 }
 
 } // namespace ifcctl

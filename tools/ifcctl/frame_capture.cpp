@@ -4,8 +4,11 @@
 #include "errors.h"
 #include "pcap_source.h"
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include <fcntl.h>
@@ -22,10 +25,10 @@ namespace
 
 constexpr uint32_t kMagicMicroseconds = 0xA1B2C3D4;
 constexpr uint32_t kMagicNanoseconds = 0xA1B23C4D;
+constexpr std::array<uint16_t, 2> kVersion = {2, 4}; // major, minor
 constexpr size_t kFileHeaderBytes = 24;
 constexpr size_t kBufferBytes = 256 * 1024;
 constexpr uint32_t kLinkTypeEthernet = 1;
-constexpr uint32_t kLinkTypeMask = 0x03FFFFFF; // above it: how long the FCS is
 
 } // namespace
 
@@ -44,7 +47,9 @@ bool PlainCapture::open(int descriptor)
     if (magic != kMagicMicroseconds && magic != kMagicNanoseconds)
         return false;
     nanoseconds_ = magic == kMagicNanoseconds;
-    linkType_ = word(20) & kLinkTypeMask;
+    const std::array<uint16_t, 2> version = {half(4), half(6)};
+    if (version != kVersion || word(20) != kLinkTypeEthernet)
+        return false;
     at_ += kFileHeaderBytes;
     return true;
 }
@@ -64,6 +69,8 @@ bool PlainCapture::refill(size_t wanted)
         const ssize_t got = ::read(descriptor_, buffer_.data() + have, buffer_.size() - have);
         if (got < 0 && errno == EINTR)
             continue;
+        if (got < 0)
+            readError_ = errno;
         if (got <= 0)
             break;
         have += static_cast<size_t>(got);
@@ -75,7 +82,7 @@ bool PlainCapture::refill(size_t wanted)
 
 CaptureStatus PlainCapture::fail(const char *problem)
 {
-    problem_ = problem;
+    problem_ = readError_ == 0 ? problem : std::strerror(readError_);
     return CaptureStatus::Bad;
 }
 
@@ -83,11 +90,19 @@ struct FrameCapture::Pcap {
     pid_t unpacker = -1;
     std::unique_ptr<PcapSource> source;
 
+    // The unpacker's exit code, once: 0 when there is none.
+    int reap()
+    {
+        int status = 0;
+        if (unpacker > 0)
+            (void)waitpid(unpacker, &status, 0);
+        unpacker = -1;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
     ~Pcap()
     {
         source.reset(); // closes the pipe first
-        if (unpacker > 0)
-            (void)waitpid(unpacker, nullptr, 0);
+        (void)reap();
     }
 };
 
@@ -110,10 +125,10 @@ FrameCapture::FrameCapture(const std::string &path) : path_(path)
         size_ = static_cast<uint64_t>(about.st_size);
     plain_ = std::make_unique<PlainCapture>();
     try {
-        if (S_ISREG(about.st_mode) && plain_->open(descriptor_)) {
-            checkLinkType(plain_->linkType());
+        if (S_ISREG(about.st_mode) && about.st_size == 0)
+            bad("the file is empty");
+        if (S_ISREG(about.st_mode) && plain_->open(descriptor_))
             return;
-        }
         plain_.reset();
         openPcap();
     } catch (...) {
@@ -131,13 +146,25 @@ FrameCapture::~FrameCapture()
 void FrameCapture::bad(const std::string &problem) const
 {
     const std::string where = frames_ == 0 ? "" : " behind frame " + std::to_string(frames_);
-    throw Error(kExitUsage, "capture '" + path_ + "': " + problem + where);
+    const std::string name = path_ == "-" ? "standard input" : '\'' + path_ + '\'';
+    throw Error(kExitUsage, "capture " + name + ": " + problem + where);
 }
 
-void FrameCapture::checkLinkType(uint32_t linkType) const
+void FrameCapture::checkLinkType() const
 {
-    if (linkType != kLinkTypeEthernet)
-        bad("link type " + std::to_string(linkType) + "; accepted: 1 (Ethernet)");
+    const PcapSource &source = *pcap_->source;
+    if (source.linkType() != kLinkTypeEthernet)
+        bad("link type " + source.linkTypeName() + "; accepted: EN10MB (Ethernet)");
+    if (source.fcsLength() != 0)
+        bad("its frames end with an FCS; accepted: frames without");
+}
+
+// What an unpacker gave up on ends like a shorter capture. gzip's 2 is a warning.
+void FrameCapture::checkUnpacked()
+{
+    const int status = pcap_->reap();
+    if (status != 0 && status != 2)
+        bad("the compressed file is damaged");
 }
 
 namespace
@@ -199,9 +226,10 @@ void FrameCapture::openPcap()
     try {
         pcap_->source = std::make_unique<PcapSource>(file);
     } catch (const std::runtime_error &error) {
-        bad(error.what());
+        bad(std::string(error.what()) + "; accepted: pcap or pcapng" +
+            (path_ == "-" ? ", not packed" : ", also packed by gzip, zstd or xz"));
     }
-    checkLinkType(pcap_->source->linkType());
+    checkLinkType();
 }
 
 bool FrameCapture::nanoseconds() const
@@ -224,8 +252,10 @@ bool FrameCapture::next(CapturedFrame &frame)
         }
     }
     try {
-        if (!pcap_->source->next(frame))
+        if (!pcap_->source->next(frame)) {
+            checkUnpacked();
             return false;
+        }
     } catch (const std::runtime_error &error) {
         bad(error.what());
     }
@@ -234,16 +264,57 @@ bool FrameCapture::next(CapturedFrame &frame)
     return true;
 }
 
-CaptureWriter::CaptureWriter(const std::string &path, bool nanoseconds)
-    : path_(path), unfinished_(path + ".part"), file_(std::fopen(unfinished_.c_str(), "wb"))
+namespace
 {
+
+Error cannotWrite(const std::string &path, const std::string &why)
+{
+    return usage("-o", path, "a file that can be written (" + why + ")");
+}
+
+mode_t modeOfNewFiles()
+{
+    const mode_t mask = umask(0);
+    (void)umask(mask);
+    return 0666 & ~mask;
+}
+
+} // namespace
+
+CaptureWriter::CaptureWriter(const std::string &path, bool nanoseconds) : path_(path), target_(path)
+{
+    struct stat about {
+    };
+    const bool exists = stat(path.c_str(), &about) == 0;
+    if (!exists && lstat(path.c_str(), &about) == 0)
+        throw cannotWrite(path, "it is a link to nothing");
+    if (exists && S_ISDIR(about.st_mode))
+        throw cannotWrite(path, "it is a folder");
+    if (exists && access(path.c_str(), W_OK) != 0)
+        throw cannotWrite(path, std::strerror(errno));
+    if (exists && !S_ISREG(about.st_mode)) {
+        file_ = std::fopen(path.c_str(), "wb");
+    } else {
+        if (exists) {
+            char *resolved = realpath(path.c_str(), nullptr);
+            if (resolved != nullptr)
+                target_ = resolved;
+            std::free(resolved);
+        }
+        std::string name = target_ + ".XXXXXX";
+        const int descriptor = mkostemp(name.data(), O_CLOEXEC);
+        if (descriptor >= 0) {
+            unfinished_ = name;
+            (void)fchmod(descriptor, exists ? about.st_mode & 0777 : modeOfNewFiles());
+            file_ = fdopen(descriptor, "wb");
+        }
+    }
     if (file_ == nullptr)
-        throw usage("-o", path, std::string("a file that can be written (") + std::strerror(errno) + ")");
+        throw cannotWrite(path, std::strerror(errno));
     const uint32_t magic = nanoseconds ? kMagicNanoseconds : kMagicMicroseconds;
-    constexpr uint16_t kVersion[2] = {2, 4};
     const uint32_t rest[4] = {0, 0, PlainCapture::kMaxFrame, kLinkTypeEthernet};
     put(&magic, sizeof magic);
-    put(kVersion, sizeof kVersion);
+    put(kVersion.data(), sizeof kVersion);
     put(rest, sizeof rest);
 }
 
@@ -252,24 +323,27 @@ CaptureWriter::~CaptureWriter()
     if (file_ == nullptr)
         return;
     (void)std::fclose(file_);
-    (void)std::remove(unfinished_.c_str());
+    if (!unfinished_.empty())
+        (void)std::remove(unfinished_.c_str());
 }
 
 void CaptureWriter::bad() const
 {
-    throw Error(kExitRefused, "-o '" + path_ + "': " + std::strerror(errno));
+    throw outputFailed("-o '" + path_ + '\'');
 }
 
 void CaptureWriter::put(const void *data, size_t bytes)
 {
-    if (std::fwrite(data, 1, bytes, file_) != bytes)
+    if (bytes != 0 && std::fwrite(data, 1, bytes, file_) != bytes)
         bad();
 }
 
 void CaptureWriter::write(const CapturedFrame &frame, const uint8_t *data, uint32_t length)
 {
+    if (length > PlainCapture::kMaxFrame)
+        throw refused("-o", path_, "a frame of " + std::to_string(length) + " bytes; accepted: up to 262144");
     // What was cut off when the frame was captured stays cut off.
-    const uint32_t wireLength = frame.wireLength - frame.length + length;
+    const uint32_t wireLength = std::max(frame.wireLength, frame.length) - frame.length + length;
     const uint32_t header[4] = {frame.seconds, frame.fraction, length, wireLength};
     put(header, sizeof header);
     put(data, length);
@@ -282,9 +356,10 @@ void CaptureWriter::finish()
         bad();
     file_ = nullptr;
     const bool closed = std::fclose(file) == 0;
-    if (!closed || std::rename(unfinished_.c_str(), path_.c_str()) != 0) {
+    if (!closed || (!unfinished_.empty() && std::rename(unfinished_.c_str(), target_.c_str()) != 0)) {
         const int why = errno;
-        (void)std::remove(unfinished_.c_str());
+        if (!unfinished_.empty())
+            (void)std::remove(unfinished_.c_str());
         errno = why;
         bad();
     }

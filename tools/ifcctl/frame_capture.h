@@ -22,11 +22,12 @@ struct CapturedFrame {
 enum class CaptureStatus { Frame, End, Bad };
 
 // The plain pcap format: a 24-byte file header, then frames with 16-byte headers, in either byte order, with
-// microseconds or nanoseconds. Ethernet only.
+// microseconds or nanoseconds. Ethernet without FCS only.
 class PlainCapture
 {
 public:
-    // Reads the file header from a descriptor, which stays the caller's. False: not this format.
+    // Reads the file header from a descriptor, which stays the caller's. False: not this format, not this
+    // version of it, or not Ethernet alone.
     bool open(int descriptor);
 
     // A frame longer than this is no Ethernet frame but damage.
@@ -35,7 +36,8 @@ public:
     CaptureStatus next(CapturedFrame &frame)
     {
         if (left() < kRecordBytes && !refill(kRecordBytes))
-            return left() == 0 ? CaptureStatus::End : fail("the file ends inside a frame's header");
+            return readError_ == 0 && left() == 0 ? CaptureStatus::End
+                                                  : fail("the file ends inside a frame's header");
         const uint32_t length = word(8);
         if (length > kMaxFrame)
             return fail("a frame claims more than 262144 bytes");
@@ -47,8 +49,7 @@ public:
     }
 
     bool nanoseconds() const { return nanoseconds_; }
-    uint32_t linkType() const { return linkType_; }
-    const char *problem() const { return problem_; } // behind Bad
+    const std::string &problem() const { return problem_; } // behind Bad
 
 private:
     static constexpr size_t kRecordBytes = 16;
@@ -60,6 +61,12 @@ private:
         __builtin_memcpy(&value, at_ + offset, sizeof value);
         return swapped_ ? __builtin_bswap32(value) : value;
     }
+    uint16_t half(size_t offset) const
+    {
+        uint16_t value;
+        __builtin_memcpy(&value, at_ + offset, sizeof value);
+        return swapped_ ? __builtin_bswap16(value) : value;
+    }
     bool refill(size_t wanted);
     CaptureStatus fail(const char *problem);
 
@@ -69,8 +76,8 @@ private:
     const uint8_t *end_ = nullptr;
     bool swapped_ = false;
     bool nanoseconds_ = false;
-    uint32_t linkType_ = 0;
-    const char *problem_ = nullptr;
+    int readError_ = 0;
+    std::string problem_;
 };
 
 // Any capture file, "-" for standard input. Throws Error when it cannot be read.
@@ -91,7 +98,8 @@ private:
     struct Pcap;
 
     void openPcap();
-    void checkLinkType(uint32_t linkType) const;
+    void checkLinkType() const;
+    void checkUnpacked();
     [[noreturn]] void bad(const std::string &problem) const;
 
     std::string path_;
@@ -103,7 +111,8 @@ private:
     std::unique_ptr<Pcap> pcap_;
 };
 
-// Writes a plain pcap file. It gets its name when it is complete; before, and after an error, there is none.
+// Writes a plain pcap file. It gets its name when it is complete; before, and after an error, what had the
+// name keeps it. What is no plain file (a device, a pipe) is written as it stands. Throws Error.
 class CaptureWriter
 {
 public:
@@ -120,8 +129,9 @@ private:
     [[noreturn]] void bad() const;
 
     std::string path_;
-    std::string unfinished_;
-    std::FILE *file_;
+    std::string target_;     // what the path names behind symbolic links
+    std::string unfinished_; // beside it; empty: written directly
+    std::FILE *file_ = nullptr;
 };
 
 } // namespace ifcctl

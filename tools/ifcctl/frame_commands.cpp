@@ -118,6 +118,7 @@ struct Totals {
     uint64_t frames = 0;
     uint64_t bytes = 0;
     uint64_t hit = 0;
+    uint64_t cut = 0; // frames that are shorter in the capture than they were on the wire
     struct Entry {
         uint64_t hits = 0;
         uint64_t frames = 0; // decided
@@ -148,6 +149,7 @@ void printTotals(Session &session, const Totals &totals)
     nlohmann::ordered_json json = {{"frames", totals.frames},
                                    {"bytes", totals.bytes},
                                    {"hit", totals.hit},
+                                   {"cut", totals.cut},
                                    {"classifier", classifierOn(session)},
                                    {"rules", nlohmann::ordered_json::array()}};
     text += "  rule place                   hits    frames       bytes  conditions\n";
@@ -170,11 +172,11 @@ void printTotals(Session &session, const Totals &totals)
                                  {"bytes", entry.bytes},
                                  {"conditions", toJson(rule.conditions)}});
     }
-    (void)std::snprintf(line, sizeof line, "%llu frames, %llu bytes; %llu frames hit a rule\n",
-                        static_cast<unsigned long long>(totals.frames),
-                        static_cast<unsigned long long>(totals.bytes),
-                        static_cast<unsigned long long>(totals.hit));
-    text += line;
+    text += "frames: " + std::to_string(totals.frames) + ", bytes: " + std::to_string(totals.bytes) +
+            ", hit a rule: " + std::to_string(totals.hit);
+    if (totals.cut != 0)
+        text += ", cut off when captured: " + std::to_string(totals.cut);
+    text += '\n';
     if (!classifierOn(session))
         text += "the classifier is off\n";
     session.print(text + kModel, json);
@@ -217,6 +219,7 @@ void frameReplay(Session &session, const Words &words, size_t at)
             const engine::Result result =
                 session.device().classify(*classifier, frame.data, frame.length, side, parsed);
             countHits(totals, result, frame.length);
+            totals.cut += frame.wireLength > frame.length;
             if (out && (!onlyHits || result.entry != engine::kNoEntry)) {
                 const FrameBytes bytes =
                     acted(*classifier, session, result.entry, parsed, frame.data, frame.length);
@@ -257,8 +260,13 @@ FrameBytes frameFrom(const std::string &text)
 {
     const size_t colon = text.rfind(':');
     const std::string path = text.substr(0, colon);
-    if (colon == std::string::npos || access(path.c_str(), F_OK) != 0)
-        return parseFrameHex("rule explain", text);
+    if (colon == std::string::npos || access(path.c_str(), F_OK) != 0) {
+        const std::string why =
+            colon == std::string::npos ? "" : " (" + path + ": " + std::strerror(errno) + ')';
+        if (text.find_first_not_of("0123456789abcdefABCDEF:-") == std::string::npos)
+            return parseFrameHex("rule explain", text);
+        throw usage("rule explain", text, "a frame in hex digits, or FILE:NUMBER" + why);
+    }
     const uint64_t wanted = numberFor("rule explain", text.substr(colon + 1), 1, UINT32_MAX);
     FrameCapture capture(path);
     uint64_t number = 0;
@@ -272,12 +280,16 @@ FrameBytes frameFrom(const std::string &text)
 // With two words the first is a rule's number.
 void ruleExplain(Session &session, const Words &words, size_t at)
 {
+    constexpr const char *kAccepted = "[rule number] and a frame in hex or as FILE:NUMBER";
     std::optional<unsigned> id;
     const auto isSide = [&](size_t n) { return words[n] == "iface" || words[n] == "gem_port"; };
     if (at + 1 < words.size() && !isSide(at + 1))
         id = expectNumber(words, at, "rule explain", IFC_ACTIONS - 1);
     if (at >= words.size())
-        throw usage("rule explain", "", "[rule number] and a frame in hex or as FILE:NUMBER");
+        throw usage("rule explain", "", kAccepted);
+    // A frame of one byte is a rule's number that nothing follows.
+    if (!id && words[at].size() <= 2 && words[at].find_first_not_of("0123456789") == std::string::npos)
+        throw usage("rule explain", words[at], kAccepted);
     const FrameBytes frame = frameFrom(words[at++]);
     engine::SideData side;
     while (parseSideData(words, at, side))

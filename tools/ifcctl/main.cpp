@@ -27,11 +27,11 @@ std::string listOfCommands()
         text += line + command.help + "\n";
     }
     return text + "\nExit codes: 0 done, 2 usage, 3 refused by the rule layer, 4 hardware time-out, 5 device "
-                  "failed.";
+                  "failed, 6 output failed.";
 }
 
 // Lines that did something: comments and empty lines do not count.
-int runBatch(Session &session, std::istream &input, const std::string &name)
+int runLines(Session &session, std::istream &input, const std::string &name)
 {
     unsigned number = 0;
     unsigned done = 0;
@@ -50,6 +50,16 @@ int runBatch(Session &session, std::istream &input, const std::string &name)
         ++done;
     }
     return kExitDone;
+}
+
+int runBatch(Session &session, const std::string &batch)
+{
+    if (batch == "-")
+        return runLines(session, std::cin, "standard input");
+    std::ifstream file(batch);
+    if (!file)
+        throw usage("--batch", batch, "a file that can be read, or -");
+    return runLines(session, file, batch);
 }
 
 } // namespace
@@ -94,16 +104,14 @@ int main(int argc, char **argv)
 
     try {
         Session session(options);
-        if (batch.empty()) {
+        int code = kExitDone;
+        if (batch.empty())
             runWords(session, words);
-            return kExitDone;
-        }
-        if (batch == "-")
-            return runBatch(session, std::cin, "standard input");
-        std::ifstream file(batch);
-        if (!file)
-            throw usage("--batch", batch, "a file that can be read, or -");
-        return runBatch(session, file, batch);
+        else
+            code = runBatch(session, batch);
+        if (std::fflush(stdout) != 0 && code == kExitDone)
+            throw outputFailed("standard output");
+        return code;
     } catch (const Error &error) {
         std::cerr << "ifcctl: " << error.what() << '\n';
         return error.code();

@@ -37,6 +37,19 @@ uint32_t PcapSource::linkType() const
     return static_cast<uint32_t>(pcap_datalink(pcap(handle_)));
 }
 
+std::string PcapSource::linkTypeName() const
+{
+    const int type = pcap_datalink(pcap(handle_));
+    const char *name = pcap_datalink_val_to_name(type);
+    return name == nullptr ? std::to_string(type) : name;
+}
+
+uint32_t PcapSource::fcsLength() const
+{
+    const auto extension = static_cast<uint32_t>(pcap_datalink_ext(pcap(handle_)));
+    return LT_FCS_LENGTH_PRESENT(extension) != 0 ? LT_FCS_LENGTH(extension) : 0;
+}
+
 bool PcapSource::next(CapturedFrame &frame)
 {
     pcap_pkthdr *header = nullptr;

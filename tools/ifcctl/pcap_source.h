@@ -20,6 +20,9 @@ public:
     PcapSource &operator=(const PcapSource &) = delete;
 
     uint32_t linkType() const;
+    std::string linkTypeName() const;
+    uint32_t
+    fcsLength() const; // as the file's header states it; 0 = the frames have none, or nothing is said
     bool next(CapturedFrame &frame); // false at the end; fractions are nanoseconds; throws std::runtime_error
 
 private:

@@ -19,6 +19,16 @@ uint32_t PcapSource::linkType() const
     return 0;
 }
 
+std::string PcapSource::linkTypeName() const
+{
+    return "";
+}
+
+uint32_t PcapSource::fcsLength() const
+{
+    return 0;
+}
+
 bool PcapSource::next(CapturedFrame &)
 {
     return false;

@@ -64,7 +64,8 @@ void Session::checkTransfers()
 void Session::print(const std::string &text, const nlohmann::ordered_json &json)
 {
     const std::string out = options_.json ? json.dump() + '\n' : text;
-    std::fwrite(out.data(), 1, out.size(), stdout);
+    if (std::fwrite(out.data(), 1, out.size(), stdout) != out.size())
+        throw outputFailed("standard output");
 }
 
 } // namespace ifcctl

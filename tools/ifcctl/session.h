@@ -22,8 +22,8 @@ public:
     const Options &options() const { return options_; }
     Device &device() { return *device_; }
 
-    // Calls an operation by its name and gives its result. What it prints goes to standard error at debug levels, else
-    // nowhere; lastMessage() and textOf() know it.
+    // Calls an operation by its name and gives its result. What it prints goes to standard error at debug
+    // levels, else nowhere; lastMessage() and textOf() know it.
     template <typename... Arguments>
     int call(const char *operation, const Arguments &...arguments)
     {
@@ -47,7 +47,8 @@ public:
     // Any line of the command handler.
     const Reply &run(const std::string &line);
 
-    // One row of a table as the hardware holds it: IFC_DATA0 to IFC_DATA3; zeros when the transfer does not complete.
+    // One row of a table as the hardware holds it: IFC_DATA0 to IFC_DATA3; zeros when the transfer does not
+    // complete.
     std::array<uint32_t, 4> row(unsigned sel, unsigned index, unsigned offset);
 
     // A transfer that did not complete since the last look ends the batch.
