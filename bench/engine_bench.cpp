@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// The engine's speed against the plain engine, rte_acl of DPDK (AVX2, batches of 32; when it is installed) and
-// libpcap, in the same run.
+// The engine's speed against the plain engine, rte_acl of DPDK (AVX2, batches of 32; when it is installed)
+// and libpcap, in the same run.
 #include "paired.h"
 
 #include <cstdio>

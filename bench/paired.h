@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Ratios of benchmarks that ran side by side: repetition by repetition, interleaved, then the median. Times are
-// of the processor, so that what other programs take in between does not count; of the clock for those that
-// ask for it, as who waits for a file should.
+// Ratios of benchmarks that ran side by side: repetition by repetition, interleaved, then the median.
+// Times are of the processor, so that what other programs take in between does not count; of the clock for
+// those that ask for it, as who waits for a file should.
 #pragma once
 
 #include <benchmark/benchmark.h>

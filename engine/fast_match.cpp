@@ -159,8 +159,8 @@ bool FastMatch::addGroup(unsigned word)
     return true;
 }
 
-// Puts a check into the groups of a program: where it already stands, or into a lane that is free. Groups from
-// `equals` on hold nothing but "equal". False: there are no more groups.
+// Puts a check into the groups of a program: where it already stands, or into a lane that is free. Groups
+// from `equals` on hold nothing but "equal". False: there are no more groups.
 bool FastMatch::place(const Check &check, unsigned first, unsigned equals)
 {
     const unsigned lanes = halfOf(check.rule) * kLanes / 2;

@@ -10,13 +10,14 @@
 //   greater or equal  low = key       span = mask - key
 //   less or equal     low = 0         span = key
 //
-// Checks of the same word stand side by side in the lanes of a group, each with the rules that need it, so a
-// word is fetched once for eight checks. The first four lanes speak for one half of the tables (LUT0 rules 0
-// to 3, LUT1 sub-table 0), the last four for the other, so that the bits of a lane name all rules of its half.
+// Checks of the same word stand side by side in the lanes of a group, each with the rules that need it, so
+// a word is fetched once for eight checks. The first four lanes speak for one half of the tables (LUT0
+// rules 0 to 3, LUT1 sub-table 0), the last four for the other, so that the bits of a lane name all rules
+// of its half.
 //
-// Most rules need fields that most frames do not have. So there is a program of groups for each kind of frame
-// that the parser makes, without the rules that cannot hit it and without asking what is there. Any other image
-// takes a program that asks.
+// Most rules need fields that most frames do not have. So there is a program of groups for each kind of
+// frame that the parser makes, without the rules that cannot hit it and without asking what is there. Any
+// other image takes a program that asks.
 #pragma once
 
 #include "engine/condition.h"
@@ -62,7 +63,8 @@ private:
     };
     struct Group {
         Vector mask;
-        // With the top bit inverted, since vectors compare numbers with sign. In groups of "equal" low is the key.
+        // With the top bit inverted, since vectors compare numbers with sign. In groups of "equal" low is
+        // the key.
         Vector low;
         SignedVector span;
         Vector rules;

@@ -65,8 +65,9 @@ struct Rest {
     Rest upTo(uint32_t bytes) const { return {at, bytes < left ? bytes : left}; }
 };
 
-// The layers of a frame. Fields go to the image; all else stays here until the end, in registers that no write
-// to the image can touch. Each layer notes its own fields: one variable for all is written too often.
+// The layers of a frame. Fields go to the image; all else stays here until the end, in registers that no
+// write to the image can touch. Each layer notes its own fields: one variable for all is written too
+// often.
 struct Parser {
     const uint8_t *data;
     uint32_t length;
