@@ -293,8 +293,13 @@ HitBits FastMatch::match(const FieldImage &fields) const
             failed |= reinterpret_cast<Vector>((word & group_[m].mask) != group_[m].low) & group_[m].rules;
         }
     }
+#if __has_builtin(__builtin_shufflevector)
     failed |= __builtin_shufflevector(failed, failed, 2, 3, 0, 1, 6, 7, 4, 5);
     failed |= __builtin_shufflevector(failed, failed, 1, 0, 3, 2, 5, 4, 7, 6);
+#else // gcc before 12
+    failed |= __builtin_shuffle(failed, Vector{2, 3, 0, 1, 6, 7, 4, 5});
+    failed |= __builtin_shuffle(failed, Vector{1, 0, 3, 2, 5, 4, 7, 6});
+#endif
     HitBits hits = program.rules & ~hitBits(failed[0], failed[kLanes / 2]);
     if ((hits & residualRules_) != 0) [[unlikely]]
         hits &= ~failedResiduals(fields);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Any lines for the command handler: each is refused or done, the rule layer stays inside its tables, the lock is
-// free afterwards. Input: how often the done bit must be read (1 byte), the chip's revision (1 byte), then
-// lines.
+// Any lines for the command handler: each is refused or done, the rule layer stays inside its tables, the
+// lock is free afterwards. Input: how often the done bit must be read (1 byte), the chip's revision (1 byte),
+// then lines.
 #include <cstdlib>
 #include <cstring>
 #include <memory>

@@ -69,7 +69,7 @@ static struct reply *reply_copy(const char *from, size_t length, bool own)
     return reply;
 }
 
-/* Under `callers`. The line has taken effect: without memory its reply is empty. It is read from its start. */
+/* Under `callers`. The line has taken effect: without memory its reply is empty. Read from its start. */
 static void reply_keep(struct file *file, loff_t *at, struct reply **last)
 {
     kvfree(file->private_data);

@@ -164,8 +164,8 @@ private:
         Reply reply{};
         reply.refused = !command_.take(line + '\n');
         const std::string all = command_.content();
-        // A result begins with "= ", which begins no line that the layer prints. Without one (help, a refusal)
-        // nothing was printed.
+        // A result begins with "= ", which begins no line that the layer prints. Without one (help, a
+        // refusal) nothing was printed.
         const size_t end = all.rfind("\n= ");
         const size_t start = end == std::string::npos ? 0 : end + 1;
         reply.answer = all.substr(start);
