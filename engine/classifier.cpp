@@ -19,8 +19,12 @@ Classifier::Classifier(RegisterWindow &window) : window_(window)
 // Takes over what changed behind the registers since the last frame.
 void Classifier::refresh()
 {
-    if (compiled_ && revision_ == window_.revision())
-        return;
+    if (!compiled_ || revision_ != window_.revision()) [[unlikely]]
+        takeOver();
+}
+
+void Classifier::takeOver()
+{
     settings_.userTpid = static_cast<uint16_t>(window_.tpidConfig() >> FE_TPID_CFG_USER_LSB);
     on_ = (window_.globalConfig() & IFC_GLB_CFG_ENABLE) != 0;
     fast_.compile(window_.tables());
@@ -49,8 +53,11 @@ HitBits Classifier::matchNow(const FieldImage &fields) const
 {
     if (!on_)
         return 0;
-    if (method_ == Method::Fast)
-        return fast_.match(fields);
+    return method_ == Method::Fast ? fast_.match(fields) : matchPlainly(fields);
+}
+
+HitBits Classifier::matchPlainly(const FieldImage &fields) const
+{
     Hits hits;
     plainMatch(window_.tables(), fields, hits);
     return hitBitsOf(hits);
@@ -78,11 +85,11 @@ Action Classifier::action(int entry, int revision) const
 
 void addToCounter(uint32_t *counter, uint64_t bytes)
 {
-    uint64_t words[2]; // little-endian, as the records are
-    __builtin_memcpy(words, counter, sizeof words);
-    words[0] += bytes;
-    words[1] = (words[1] + 1) & kCounterPackets;
-    __builtin_memcpy(counter, words, sizeof words);
+    using Pair = uint64_t __attribute__((vector_size(16)));
+    Pair words; // little-endian, as the records are
+    __builtin_memcpy(&words, counter, sizeof words);
+    words = (words + Pair{bytes, 1}) & Pair{UINT64_MAX, kCounterPackets};
+    __builtin_memcpy(counter, &words, sizeof words);
 }
 
 } // namespace engine

@@ -54,7 +54,9 @@ public:
 private:
     HitBits run(const uint8_t *data, size_t length, const SideData &side, ParsedFrame &parsed);
     HitBits matchNow(const FieldImage &fields) const;
+    [[gnu::noinline]] HitBits matchPlainly(const FieldImage &fields) const;
     void refresh();
+    [[gnu::noinline]] void takeOver();
 
     RegisterWindow &window_;
     Method method_ = Method::Fast;

@@ -150,31 +150,33 @@ void FastMatch::require(unsigned rule, const Condition &condition)
     }
 }
 
-bool FastMatch::addGroup(unsigned word)
+bool FastMatch::addGroup(unsigned stretch)
 {
     if (groups_ == kGroups)
         return false;
-    __builtin_memset(&group_[groups_], 0, sizeof group_[groups_]);
-    word_[groups_++] = static_cast<uint8_t>(word);
+    __builtin_memset(&group_[groups_], 0, sizeof group_[groups_]); // a lane without rules fails none
+    stretch_[groups_++] = static_cast<uint8_t>(stretch);
     return true;
 }
 
-// Puts a check into the groups of a program: where it already stands, or into a lane that is free. Groups
-// from `equals` on hold nothing but "equal". False: there are no more groups.
-bool FastMatch::place(const Check &check, unsigned first, unsigned equals)
+// Puts a check into the groups of a program: where it already stands, or into a lane that is free. False:
+// there are no more groups.
+bool FastMatch::place(const Check &check, unsigned first)
 {
     const unsigned lanes = halfOf(check.rule) * kLanes / 2;
-    for (unsigned n = first; n < groups_ || addGroup(check.word); ++n) {
-        if (word_[n] != check.word)
+    const unsigned index = check.word % kLanes;
+    const uint32_t low = check.low + kTopBit;
+    const auto span = static_cast<int32_t>(check.span ^ kTopBit);
+    for (unsigned n = first; n < groups_ || addGroup(check.word - index); ++n) {
+        if (stretch_[n] != check.word - index)
             continue;
         Group &group = group_[n];
-        const uint32_t low = check.low + (n < equals ? kTopBit : 0);
-        const auto span = static_cast<int32_t>(check.span ^ kTopBit);
         for (unsigned lane = lanes; lane < lanes + kLanes / 2; ++lane) {
-            const bool same =
-                group.mask[lane] == check.mask && group.low[lane] == low && group.span[lane] == span;
+            const bool same = group.index[lane] == index && group.mask[lane] == check.mask &&
+                              group.low[lane] == low && group.span[lane] == span;
             if (group.rules[lane] != 0 && !same)
                 continue;
+            group.index[lane] = index;
             group.mask[lane] = check.mask;
             group.low[lane] = low;
             group.span[lane] = span;
@@ -195,33 +197,25 @@ bool FastMatch::emit(Program &program, uint64_t known, uint64_t present)
             program.rules &= ~ruleBit(rule);
     }
     const unsigned first = groups_;
-    unsigned equals = kGroups;
     bool fits = true;
-    const auto placeAll = [&](bool equal) {
-        for (unsigned n = 0; n < checks_; ++n) {
-            if ((check_[n].span == 0) == equal && (program.rules >> check_[n].rule & 1) != 0)
-                fits = fits && place(check_[n], first, equals);
-        }
-    };
-    // "Equal" fills what lanes the others leave.
-    placeAll(false);
-    equals = groups_;
-    placeAll(true);
+    for (unsigned n = 0; n < checks_; ++n) {
+        if ((program.rules >> check_[n].rule & 1) != 0)
+            fits = fits && place(check_[n], first);
+    }
     for (HitBits left = program.rules; left != 0; left &= left - 1) {
         const unsigned rule = static_cast<unsigned>(__builtin_ctzll(left));
         for (unsigned n = 0; n < 2; ++n) {
             const auto ask = static_cast<uint32_t>((present_[rule] & ~known) >> 32 * n);
             const auto word = static_cast<uint8_t>(kPresentWord + n);
             if (ask != 0)
-                fits = fits && place({static_cast<uint8_t>(rule), word, ask, ask, 0}, first, equals);
+                fits = fits && place({static_cast<uint8_t>(rule), word, ask, ask, 0}, first);
         }
     }
-    while (fits && (groups_ - equals) % kStep != 0)
+    while (fits && (groups_ - first) % kStep != 0)
         fits = addGroup(0);
     if (!fits)
         groups_ = first;
     program.first = static_cast<uint16_t>(first);
-    program.equals = static_cast<uint16_t>(equals);
     program.end = static_cast<uint16_t>(groups_);
     return fits;
 }
@@ -274,31 +268,40 @@ HitBits FastMatch::failedResiduals(const FieldImage &fields) const
     return failed;
 }
 
+// One word of a stretch for each lane.
+void FastMatch::wordsAt(const Word *stretch, const Vector &index, Vector &words)
+{
+#if __has_builtin(__builtin_shuffle)
+    using Stretch = Word __attribute__((vector_size(32), aligned(4)));
+    words = __builtin_shuffle(*reinterpret_cast<const Stretch *>(stretch), index);
+#else
+    for (unsigned lane = 0; lane < kLanes; ++lane)
+        words[lane] = stretch[index[lane]];
+#endif
+}
+
 HitBits FastMatch::match(const FieldImage &fields) const
 {
-    using Word = uint32_t __attribute__((may_alias)); // the present bitmap is two more words
     const auto *image = reinterpret_cast<const Word *>(&fields);
     const Kind &kind = kind_[kindOf(fields.present)];
     const Program &program = (fields.present & kKnownFields) == kind.present ? kind.program : any_;
     Vector failed = {};
-    size_t n = program.first;
-    for (; n != program.equals; ++n) {
-        const Vector word = image[word_[n]] - Vector{};
-        const auto over = reinterpret_cast<SignedVector>((word & group_[n].mask) - group_[n].low);
-        failed |= reinterpret_cast<Vector>(over > group_[n].span) & group_[n].rules;
-    }
-    for (; n < program.end; n += kStep) {
+    for (size_t n = program.first; n < program.end; n += kStep) {
         for (size_t m = n; m < n + kStep; ++m) {
-            const Vector word = image[word_[m]] - Vector{};
-            failed |= reinterpret_cast<Vector>((word & group_[m].mask) != group_[m].low) & group_[m].rules;
+            Vector words;
+            wordsAt(image + stretch_[m], group_[m].index, words);
+            const auto over = reinterpret_cast<SignedVector>((words & group_[m].mask) - group_[m].low);
+            failed |= reinterpret_cast<Vector>(over > group_[m].span) & group_[m].rules;
         }
     }
-#if __has_builtin(__builtin_shufflevector)
-    failed |= __builtin_shufflevector(failed, failed, 2, 3, 0, 1, 6, 7, 4, 5);
-    failed |= __builtin_shufflevector(failed, failed, 1, 0, 3, 2, 5, 4, 7, 6);
-#else // gcc before 12
+#if __has_builtin(__builtin_shuffle)
     failed |= __builtin_shuffle(failed, Vector{2, 3, 0, 1, 6, 7, 4, 5});
     failed |= __builtin_shuffle(failed, Vector{1, 0, 3, 2, 5, 4, 7, 6});
+#else
+    for (unsigned lane = 1; lane < kLanes / 2; ++lane) {
+        failed[0] |= failed[lane];
+        failed[kLanes / 2] |= failed[kLanes / 2 + lane];
+    }
 #endif
     HitBits hits = program.rules & ~hitBits(failed[0], failed[kLanes / 2]);
     if ((hits & residualRules_) != 0) [[unlikely]]

@@ -10,10 +10,10 @@
 //   greater or equal  low = key       span = mask - key
 //   less or equal     low = 0         span = key
 //
-// Checks of the same word stand side by side in the lanes of a group, each with the rules that need it, so
-// a word is fetched once for eight checks. The first four lanes speak for one half of the tables (LUT0
-// rules 0 to 3, LUT1 sub-table 0), the last four for the other, so that the bits of a lane name all rules
-// of its half.
+// Checks of the same eight-word stretch of the image stand side by side in the lanes of a group, each with
+// the rules that need it, so one shuffle fetches the words of eight checks. The first four lanes speak for one
+// half of the tables (LUT0 rules 0 to 3, LUT1 sub-table 0), the last four for the other, so that the bits of
+// a lane name all rules of its half.
 //
 // Most rules need fields that most frames do not have. So there is a program of groups for each kind of
 // frame that the parser makes, without the rules that cannot hit it and without asking what is there. Any
@@ -44,14 +44,15 @@ public:
 
 private:
     using Vector = uint32_t __attribute__((vector_size(32)));
+    using Word = uint32_t __attribute__((may_alias)); // of a field image; the present bitmap is two more
     using SignedVector = int32_t __attribute__((vector_size(32)));
     static constexpr unsigned kLanes = 8;
     static constexpr unsigned kRules = IFC_LUT0_RULES + IFC_LUT1_RULES;
     // A MAC makes two checks, and so does half of one across two words.
     static constexpr unsigned kChecks =
         IFC_LUT0_RULES * (IFC_LUT0_FIELDS + IFC_LAST_MAC_FIELD) + IFC_LUT1_RULES * 2;
-    static constexpr unsigned kGroups = 512;
-    static constexpr unsigned kStep = 4; // groups of "equal" go by four, so that loops are alike
+    static constexpr unsigned kGroups = 256;
+    static constexpr unsigned kStep = 2; // groups go by two, so that loops are alike
     static constexpr unsigned kKinds = 128;
 
     struct Check {
@@ -62,9 +63,9 @@ private:
         uint32_t span;
     };
     struct Group {
+        Vector index; // of the word in its stretch
         Vector mask;
-        // With the top bit inverted, since vectors compare numbers with sign. In groups of "equal" low is
-        // the key.
+        // With the top bit inverted, since vectors compare numbers with sign.
         Vector low;
         SignedVector span;
         Vector rules;
@@ -72,7 +73,6 @@ private:
     struct Program {
         HitBits rules;
         uint16_t first;
-        uint16_t equals; // from here on the groups hold nothing but "equal", and no span
         uint16_t end;
     };
     struct Kind {
@@ -85,14 +85,15 @@ private:
         Condition condition;
     };
 
+    static void wordsAt(const Word *stretch, const Vector &index, Vector &words);
     [[gnu::noinline]] HitBits failedResiduals(const FieldImage &fields) const;
     void addCheck(unsigned rule, unsigned word, uint32_t mask, uint32_t low, uint32_t span);
-    bool place(const Check &check, unsigned first, unsigned equals);
-    bool addGroup(unsigned word);
+    bool place(const Check &check, unsigned first);
+    bool addGroup(unsigned stretch);
     bool emit(Program &program, uint64_t known, uint64_t present);
 
     Group group_[kGroups];
-    uint8_t word_[kGroups];
+    uint8_t stretch_[kGroups]; // eight words of the image: where they begin, in words
     Kind kind_[kKinds];
     Program any_;
     unsigned groups_ = 0;
