@@ -310,7 +310,10 @@ struct FiveTuples {
             tables[t].compile(*image);
         }
     }
-    static uint32_t firstOf(uint64_t rules) { return rules == 0 ? 0 : __builtin_ctzll(rules) + 1; }
+    static uint32_t firstOf(uint64_t rules)
+    {
+        return static_cast<uint32_t>(__builtin_ffsll(static_cast<long long>(rules)));
+    }
     void classifyByTables(std::vector<uint32_t> &results) const
     {
         for (size_t n = 0; n < images.size(); ++n) {
