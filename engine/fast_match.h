@@ -11,9 +11,9 @@
 //   less or equal     low = 0         span = key
 //
 // Checks of the same eight-word stretch of the image stand side by side in the lanes of a group, each with
-// the rules that need it, so one shuffle fetches the words of eight checks. The first four lanes speak for one
-// half of the tables (LUT0 rules 0 to 3, LUT1 sub-table 0), the last four for the other, so that the bits of
-// a lane name all rules of its half.
+// the rules that need it, so one shuffle fetches the words of eight checks. The first four lanes speak for
+// one half of the tables (LUT0 rules 0 to 3, LUT1 sub-table 0), the last four for the other, so that the bits
+// of a lane name all rules of its half.
 //
 // Most rules need fields that most frames do not have. So there is a program of groups for each kind of
 // frame that the parser makes, without the rules that cannot hit it and without asking what is there. Any

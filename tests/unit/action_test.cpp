@@ -214,12 +214,7 @@ TEST_F(ActionTest, WithoutThePpeARefusalDeletesTheRule)
                     ElementsAre("@WARNING: ifcIndex is " + std::to_string(n) + " Action index is " + sub +
                                     ", packets matched ifc rules and send to ppe will cause error\n",
                                 "@del ifc action index  " + std::to_string(n) + "\n"));
-        expectTraffic(Traffic()
-                          .write(0xBFB5021C, 0)
-                          .write(0xBFB50218, 0)
-                          .write(0xBFB50214, 0)
-                          .write(0xBFB50210, 0)
-                          .transfer(command(n, 0, 2, 1)));
+        expectTraffic(Traffic().zeros(n, 2));
         EXPECT_EQ(entry(n).word[0], 0u);
     }
     EXPECT_EQ(IFC_LUT0_Rule[5].word[0], 0u);
@@ -264,11 +259,7 @@ TEST_F(ActionTest, ClearingAllHoldsTheLockThroughout)
     EXPECT_EQ(clear_all_ifc_actions(), 0);
     Traffic t;
     for (uint32_t n = 0; n < 40; ++n)
-        t.write(0xBFB5021C, 0)
-            .write(0xBFB50218, 0)
-            .write(0xBFB50214, 0)
-            .write(0xBFB50210, 0)
-            .transfer(command(n, 0, 2, 1));
+        t.zeros(n, 2);
     expectTraffic(t);
     EXPECT_EQ(events.size(), 2u);
     EXPECT_EQ(lockedAccesses(), 240u);
@@ -281,11 +272,7 @@ TEST_F(ActionTest, ClearingAllGoesOnAfterTimeOuts)
     EXPECT_EQ(clear_all_ifc_actions(), 0);
     Traffic t;
     for (uint32_t n = 0; n < 40; ++n)
-        t.write(0xBFB5021C, 0)
-            .write(0xBFB50218, 0)
-            .write(0xBFB50214, 0)
-            .write(0xBFB50210, 0)
-            .transfer(command(n, 0, 2, 1), 3, false);
+        t.zeros(n, 2, 3, false);
     expectTraffic(t);
     EXPECT_EQ(lockedAccesses(), 40u * 8);
     ASSERT_EQ(events.size(), 40u * 3 + 2);

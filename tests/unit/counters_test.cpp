@@ -90,11 +90,7 @@ TEST_F(CountersTest, ClearsAllFortyUnderTheLock)
     clear_all_ifc_acnt();
     Traffic t;
     for (uint32_t n = 0; n < 40; ++n)
-        t.write(0xBFB5021C, 0)
-            .write(0xBFB50218, 0)
-            .write(0xBFB50214, 0)
-            .write(0xBFB50210, 0)
-            .transfer(command(n, 0, 3, 1));
+        t.zeros(n, 3);
     expectTraffic(t);
     EXPECT_EQ(lockedAccesses(), 240u);
     EXPECT_THAT(events, ElementsAre(host::Event::Lock, host::Event::Unlock)) << "one lock for all";
@@ -108,11 +104,7 @@ TEST_F(CountersTest, ClearingGoesOnAfterTimeOuts)
     clear_all_ifc_acnt();
     Traffic t;
     for (uint32_t n = 0; n < 40; ++n)
-        t.write(0xBFB5021C, 0)
-            .write(0xBFB50218, 0)
-            .write(0xBFB50214, 0)
-            .write(0xBFB50210, 0)
-            .transfer(command(n, 0, 3, 1), 3, false);
+        t.zeros(n, 3, 3, false);
     expectTraffic(t);
     EXPECT_EQ(lockedAccesses(), 40u * 8);
     ASSERT_EQ(events.size(), 40u * 3 + 2);

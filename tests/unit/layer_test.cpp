@@ -35,6 +35,13 @@ Traffic &Traffic::transfer(uint32_t word, unsigned reads, bool done)
     return *this;
 }
 
+Traffic &Traffic::zeros(uint32_t index, uint32_t sel, unsigned reads, bool done)
+{
+    for (const uint32_t reg : {0xBFB5021C, 0xBFB50218, 0xBFB50214, 0xBFB50210})
+        write(reg, 0);
+    return transfer(command(index, 0, sel, 1), reads, done);
+}
+
 LayerTest::LayerTest()
 {
     host::reset();

@@ -28,6 +28,8 @@ public:
     Traffic &read(uint32_t reg, uint32_t value);
     // A command and `reads` polls, the last of which shows the done bit (if `done`).
     Traffic &transfer(uint32_t command, unsigned reads = 1, bool done = true);
+    // A row of zeros, its last word first, as actions and counters are cleared.
+    Traffic &zeros(uint32_t index, uint32_t sel, unsigned reads = 1, bool done = true);
     const std::vector<std::string> &lines() const { return lines_; }
 
 private:
