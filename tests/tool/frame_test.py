@@ -90,7 +90,7 @@ class Frames(unittest.TestCase):
         code, out, err = batch(*RULE, "frame replay " + STACK, args=("-j",))
         self.assertEqual((code, err), (0, ""))
         total = json.loads(out.splitlines()[-1])
-        self.assertEqual(total["frames"], len(records(STACK)))
+        self.assertEqual((total["capture"], total["frames"]), ("stack.pcap", len(records(STACK))))
         port53 = [json.loads(line)["fields"].get("DPORT") for line in run("frame", "fields", STACK).stdout.splitlines()].count(53)
         self.assertGreater(port53, 0)
         self.assertEqual(total["hit"], port53)
@@ -137,7 +137,7 @@ class Frames(unittest.TestCase):
         self.assertEqual(result.returncode, 0)
         self.assertRegex(shown, rb"^\r262144 frames, [0-9]+ %")
         self.assertTrue(shown.endswith(b"\r\x1b[K"), shown)
-        self.assertIn(b"frames: 300000, ", result.stdout)
+        self.assertIn(b"long: frames: 300000, ", result.stdout)
         self.assertEqual(run("frame", "replay", self.path("long")).stderr, b"", "no terminal, no progress")
 
     def test_truncated_captures_do_not_crash(self):

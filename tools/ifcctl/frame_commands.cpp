@@ -142,11 +142,13 @@ void countHits(Totals &totals, const engine::Result &result, uint32_t length)
     entry.bytes += length;
 }
 
-void printTotals(Session &session, const Totals &totals)
+void printTotals(Session &session, const std::string &path, const Totals &totals)
 {
+    const std::string capture = path == "-" ? "standard input" : path.substr(path.rfind('/') + 1);
     char line[160];
     std::string text;
-    nlohmann::ordered_json json = {{"frames", totals.frames},
+    nlohmann::ordered_json json = {{"capture", capture},
+                                   {"frames", totals.frames},
                                    {"bytes", totals.bytes},
                                    {"hit", totals.hit},
                                    {"cut", totals.cut},
@@ -172,8 +174,8 @@ void printTotals(Session &session, const Totals &totals)
                                  {"bytes", entry.bytes},
                                  {"conditions", toJson(rule.conditions)}});
     }
-    text += "frames: " + std::to_string(totals.frames) + ", bytes: " + std::to_string(totals.bytes) +
-            ", hit a rule: " + std::to_string(totals.hit);
+    text += capture + ": frames: " + std::to_string(totals.frames) +
+            ", bytes: " + std::to_string(totals.bytes) + ", hit a rule: " + std::to_string(totals.hit);
     if (totals.cut != 0)
         text += ", cut off when captured: " + std::to_string(totals.cut);
     text += '\n';
@@ -230,7 +232,7 @@ void frameReplay(Session &session, const Words &words, size_t at)
     }
     if (out)
         out->finish();
-    printTotals(session, totals);
+    printTotals(session, path, totals);
 }
 
 // One JSON object a frame, whether JSON was asked for or not.
