@@ -251,13 +251,15 @@ bool FrameCapture::next(CapturedFrame &frame)
             bad(plain_->problem());
         }
     }
+    bool more = false;
     try {
-        if (!pcap_->source->next(frame)) {
-            checkUnpacked();
-            return false;
-        }
+        more = pcap_->source->next(frame);
     } catch (const std::runtime_error &error) {
         bad(error.what());
+    }
+    if (!more) {
+        checkUnpacked();
+        return false;
     }
     ++frames_;
     consumed_ += frame.length;
@@ -343,7 +345,8 @@ void CaptureWriter::write(const CapturedFrame &frame, const uint8_t *data, uint3
     if (length > PlainCapture::kMaxFrame)
         throw refused("-o", path_, "a frame of " + std::to_string(length) + " bytes; accepted: up to 262144");
     // What was cut off when the frame was captured stays cut off.
-    const uint32_t wireLength = std::max(frame.wireLength, frame.length) - frame.length + length;
+    const uint64_t whole = uint64_t{std::max(frame.wireLength, frame.length)} - frame.length + length;
+    const auto wireLength = static_cast<uint32_t>(std::min<uint64_t>(whole, UINT32_MAX));
     const uint32_t header[4] = {frame.seconds, frame.fraction, length, wireLength};
     put(header, sizeof header);
     put(data, length);

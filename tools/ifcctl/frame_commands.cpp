@@ -200,7 +200,7 @@ void frameReplay(Session &session, const Words &words, size_t at)
         if (choice == 1) {
             onlyHits = true;
         } else {
-            if (at >= words.size())
+            if (at >= words.size() || words[at].empty())
                 throw usage("-o", "", "the file to write");
             outPath = words[at++];
         }

@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 
@@ -57,7 +58,9 @@ int runBatch(Session &session, const std::string &batch)
     if (batch == "-")
         return runLines(session, std::cin, "standard input");
     std::ifstream file(batch);
-    if (!file)
+    // A folder opens, and cannot be read.
+    if (!file || (file.peek() == std::ifstream::traits_type::eof() && file.bad()) ||
+        std::filesystem::is_directory(batch))
         throw usage("--batch", batch, "a file that can be read, or -");
     return runLines(session, file, batch);
 }

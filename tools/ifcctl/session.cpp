@@ -63,7 +63,8 @@ void Session::checkTransfers()
 
 void Session::print(const std::string &text, const nlohmann::ordered_json &json)
 {
-    const std::string out = options_.json ? json.dump() + '\n' : text;
+    const std::string out =
+        options_.json ? json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + '\n' : text;
     if (std::fwrite(out.data(), 1, out.size(), stdout) != out.size())
         throw outputFailed("standard output");
 }
