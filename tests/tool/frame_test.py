@@ -159,7 +159,7 @@ class Frames(unittest.TestCase):
                 file.write(data)
             result = run("frame", "fields", self.path(name))
             self.assertEqual(result.returncode, 2, name)
-            self.assertIn(b"capture '" + self.path(name).encode(), result.stderr)
+            self.assertEqual(result.stderr.count(b"capture '" + self.path(name).encode()), 1, result.stderr)
             out = self.path("out.pcap")
             code, _, err = batch(*RULE, f"frame replay {self.path(name)} -o {out}")
             self.assertEqual((code, os.path.exists(out)), (2, False), err)
@@ -244,6 +244,15 @@ class Frames(unittest.TestCase):
         self.assertEqual(code, 6)
         self.assertIn("/dev/full", err)
         self.assertTrue(stat.S_ISCHR(os.stat("/dev/full").st_mode))
+
+    def test_odd_names(self):
+        name = os.fsencode(self.path("odd")) + b"\xff.pcap"
+        with open(STACK, "rb") as file, open(name, "wb") as copy:
+            copy.write(file.read())
+        result = run("-j", "frame", "replay", name)
+        self.assertEqual((result.returncode, json.loads(result.stdout)["frames"]), (0, len(records(STACK))))
+        self.assertEqual(run("frame", "replay", STACK, "-o", "").returncode, 2)
+        self.assertEqual(run("-b", self.folder.name).returncode, 2)
 
     def test_refusals(self):
         for line, part in (("frame send 0", "frame"), ("rule explain 10", "FILE:NUMBER"), ("rule explain 9 /no/such:1", "No such file"),
