@@ -71,7 +71,7 @@ constexpr uint64_t kAllFields = fieldBit(kFieldEnd) - fieldBit(1);
 
 inline bool hasField(const FieldImage &image, unsigned field)
 {
-    return (image.present >> field & 1) != 0;
+    return (image.present & kAllFields) >> field & 1;
 }
 
 constexpr uint64_t fieldOnes(unsigned field)

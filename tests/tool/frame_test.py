@@ -240,6 +240,10 @@ class Frames(unittest.TestCase):
                 result = subprocess.run([IFCCTL, *command], stdout=full, stderr=subprocess.PIPE, timeout=60)
                 self.assertEqual(result.returncode, 6, command)
                 self.assertIn(b"standard output: No space left", result.stderr)
+        for command in (("classifier", "enable"), ("rule", "add", "dst_port", "80")):
+            result = run("--trace", "/dev/full", *command)
+            self.assertEqual(result.returncode, 6, command)
+            self.assertIn(b"--trace '/dev/full': No space left", result.stderr)
         code, _, err = batch(*RULE, f"frame replay {STACK} -o /dev/full")
         self.assertEqual(code, 6)
         self.assertIn("/dev/full", err)

@@ -52,6 +52,9 @@ public:
                                     const engine::SideData &side, engine::ParsedFrame &parsed) = 0;
 
     virtual int revision() const = 0;
+
+    // At the end: throws Error when something that was to be written on the way did not get there.
+    virtual void finish() {}
 };
 
 std::unique_ptr<Device> openSimulation(const Options &options);

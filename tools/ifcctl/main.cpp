@@ -114,6 +114,8 @@ int main(int argc, char **argv)
             code = runBatch(session, batch);
         if (std::fflush(stdout) != 0 && code == kExitDone)
             throw outputFailed("standard output");
+        if (code == kExitDone)
+            session.device().finish();
         return code;
     } catch (const Error &error) {
         std::cerr << "ifcctl: " << error.what() << '\n';

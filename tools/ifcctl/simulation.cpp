@@ -20,7 +20,8 @@ namespace
 class Simulation : public Device
 {
 public:
-    explicit Simulation(const Options &options) : revision_(options.revision), trace_(nullptr, std::fclose)
+    explicit Simulation(const Options &options)
+        : revision_(options.revision), traceFile_(options.traceFile), trace_(nullptr, std::fclose)
     {
         if (!options.traceFile.empty()) {
             trace_.reset(std::fopen(options.traceFile.c_str(), "w"));
@@ -44,6 +45,12 @@ public:
         gpIfcPriv->dbgLevel = static_cast<uint8>(options.debug);
         (void)clear_all_ifc_rules();
         ifcSendToPpe = 0;
+    }
+
+    void finish() override
+    {
+        if (trace_ && (std::fflush(trace_.get()) != 0 || std::ferror(trace_.get()) != 0))
+            throw outputFailed("--trace '" + traceFile_ + '\'');
     }
 
     ~Simulation() override
@@ -80,6 +87,7 @@ private:
     int revision_;
     engine::RegisterWindow window_;
     std::string printed_;
+    std::string traceFile_;
     std::unique_ptr<std::FILE, int (*)(std::FILE *)> trace_;
 };
 
