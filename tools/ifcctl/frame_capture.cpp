@@ -307,6 +307,8 @@ CaptureWriter::CaptureWriter(const std::string &path, bool nanoseconds) : path_(
         const int descriptor = mkostemp(name.data(), O_CLOEXEC);
         if (descriptor >= 0) {
             unfinished_ = name;
+            if (exists) // stays its owner's, as far as we may
+                (void)!fchown(descriptor, about.st_uid, about.st_gid);
             (void)fchmod(descriptor, exists ? about.st_mode & 0777 : modeOfNewFiles());
             file_ = fdopen(descriptor, "wb");
         }
