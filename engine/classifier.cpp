@@ -73,11 +73,6 @@ HitBits Classifier::run(const uint8_t *data, size_t length, const SideData &side
     return bits;
 }
 
-void Classifier::count(int entry, size_t bytes)
-{
-    addToCounter(window_.tables().counter[entry], bytes);
-}
-
 Action Classifier::action(int entry, int revision) const
 {
     return decodeAction(window_.tables().action[entry], revision);

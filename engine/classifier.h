@@ -34,7 +34,8 @@ public:
     // Fields as the classifier sees them now, all user-defined fields included.
     void parse(const uint8_t *data, size_t length, const SideData &side, ParsedFrame &parsed);
 
-    // One frame through the whole engine. `parsed` is left for whoever wants the fields or applyAction(); it
+    // One frame through the whole engine. Model: counter entry e counts each frame that rule e decides, and
+    // its bytes without the FCS. `parsed` is left for whoever wants the fields or applyAction(); it
     // holds the user-defined fields that some rule looks at.
     Result classify(const uint8_t *data, size_t length, const SideData &side, ParsedFrame &parsed)
     {
@@ -44,9 +45,6 @@ public:
 
     // Comparison alone. Model: while bit 0 of IFC_GLB_CFG is 0 nothing hits.
     HitBits match(const FieldImage &fields);
-
-    // Model: counter entry e counts each frame that rule e decides, and its bytes without the FCS.
-    void count(int entry, size_t bytes);
 
     Action action(int entry, int revision) const;
     uint16_t userTpid() const { return settings_.userTpid; }

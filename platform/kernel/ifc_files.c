@@ -232,9 +232,6 @@ static bool classify_line(char *line, u8 *frame)
         return false;
     }
     ifc_sim_classify(frame, length / 2, source_interface, gem_port, &verdict);
-    gpIfcPriv->lut0HitMap = verdict.lut0;
-    gpIfcPriv->lut1HitMap0 = verdict.lut1[0];
-    gpIfcPriv->lut1HitMap1 = verdict.lut1[1];
     text_length = scnprintf(text, TEXT_SIZE, "entry %d lut0 %02x lut1 %08x %08x\n", verdict.entry,
                             verdict.lut0, verdict.lut1[0], verdict.lut1[1]);
     return true;

@@ -49,5 +49,6 @@ void ifc_sim_classify(const unsigned char *frame, unsigned int length, int sourc
     side.sourceInterface = source_interface;
     side.gemPort = gem_port;
     const engine::Result result = classifier->classify(frame, length, side, parsed);
+    engine::reportHits(result.hits, *gpIfcPriv);
     *verdict = {result.entry, result.hits.lut0, {result.hits.lut1[0], result.hits.lut1[1]}};
 }

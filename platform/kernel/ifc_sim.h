@@ -18,7 +18,7 @@ struct ifc_sim_verdict {
     unsigned int lut0;
     unsigned int lut1[2];
 };
-/* One frame without FCS. Negative side data: not known. */
+/* One frame without FCS; its hits reach the driver. Negative side data: not known. */
 void ifc_sim_classify(const unsigned char *frame, unsigned int length, int source_interface, int gem_port,
                       struct ifc_sim_verdict *verdict);
 

@@ -323,6 +323,7 @@ TEST(Match, EntriesThatNameNoFieldNeverHit)
     Both both;
     for (unsigned field = 1; field < kFieldEnd; ++field)
         setField(both.fields, field, 0);
+    both.fields.present = ~uint64_t{0}; // whatever an image says of such a field
     for (const unsigned field : {0u, 48u, 63u}) {
         for (unsigned command = 0; command < 4; ++command) {
             both.narrow(0, field, command, 0, 0);

@@ -217,6 +217,10 @@ class Frames(unittest.TestCase):
         self.assertTrue(os.path.islink(self.path("link")))
         self.assertEqual(len(records(self.path("out.pcap"))), 1)
         self.assertEqual(os.stat(self.path("out.pcap")).st_mode & 0o777, 0o640)
+        if os.geteuid() == 0:
+            os.chown(self.path("out.pcap"), 65534, 65534)
+            self.assertEqual(batch(*RULE, replay + self.path("out.pcap"))[0], 0)
+            self.assertEqual(os.stat(self.path("out.pcap")).st_uid, 65534)
         os.symlink("nowhere", self.path("dangling"))
         self.assertEqual(batch(*RULE, replay + self.path("dangling"))[0], 2)
         # A pipe is written, not replaced.

@@ -4,7 +4,6 @@
 
 #include <CLI/CLI.hpp>
 
-#include <filesystem>
 #include <fstream>
 #include <iostream>
 
@@ -50,6 +49,12 @@ int runLines(Session &session, std::istream &input, const std::string &name)
         }
         ++done;
     }
+    if (input.bad()) { // a folder opens as well
+        std::fflush(stdout);
+        throw usage("--batch", name,
+                    "a file that can be read to its end, or - (lines that took effect: " +
+                        std::to_string(done) + ')');
+    }
     return kExitDone;
 }
 
@@ -58,9 +63,7 @@ int runBatch(Session &session, const std::string &batch)
     if (batch == "-")
         return runLines(session, std::cin, "standard input");
     std::ifstream file(batch);
-    // A folder opens, and cannot be read.
-    if (!file || (file.peek() == std::ifstream::traits_type::eof() && file.bad()) ||
-        std::filesystem::is_directory(batch))
+    if (!file)
         throw usage("--batch", batch, "a file that can be read, or -");
     return runLines(session, file, batch);
 }
