@@ -6,13 +6,12 @@ cd "$(dirname "$0")/.."
 build=build/coverage
 cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS="--coverage -O0 -fno-inline" \
     -DCMAKE_C_FLAGS=--coverage -DIFC_BUILD_TOOLS=OFF >/dev/null
-targets=(unit_tests)
-[ ! -e tests/model/CMakeLists.txt ] || targets+=(cmd_tests)
-cmake --build "$build" -j "$(nproc)" --target "${targets[@]}" 2>&1 | grep -E 'error|warning' || true
+cmake --build "$build" -j "$(nproc)" --target unit_tests
 find "$build" -name '*.gcda' -delete
 "$build/tests/unit/unit_tests" --gtest_brief=1
-[ ! -x "$build/tests/model/cmd_tests" ] || "$build/tests/model/cmd_tests" --gtest_brief=1
-gcovr --root . --filter "ifc/" --exclude-throw-branches --branches --print-summary --object-directory "$build" "$build" "$@"
+# The test that compiles broken sources leaves notes of objects that never ran.
+gcovr --root . --filter "ifc/" --exclude-throw-branches --branches --print-summary \
+    --object-directory "$build" "$build/ifc" "$@"
 echo
 echo "lines:"
-gcovr --root . --filter 'ifc/' --object-directory "$build" "$build" | sed -n '/^ifc/p;/^TOTAL/p'
+gcovr --root . --filter 'ifc/' --object-directory "$build" "$build/ifc" | sed -n '/^ifc/p;/^TOTAL/p'
