@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+// A file that keeps bytes across programs: one writer at a time, and a kill at any moment leaves the old
+// content or the new.
+//
+// The lock is a file of its own beside it, FILE.lock, which is never removed. New content is written to
+// FILE.new, flushed to the disk and renamed over FILE.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+namespace state
+{
+
+class FileError : public std::runtime_error
+{
+public:
+    enum class Reason {
+        Busy,   // another program holds the lock, and still did after the wait
+        System, // a system call failed
+    };
+    FileError(Reason reason, const std::string &text) : std::runtime_error(text), reason_(reason) {}
+    Reason reason() const { return reason_; }
+
+private:
+    Reason reason_;
+};
+
+class StateFile
+{
+public:
+    // Makes the folder if it is missing and takes the lock. Waits up to `waitMilliseconds` for another
+    // program to let go. A symbolic link is followed: the file that it names is replaced. Throws FileError.
+    StateFile(const std::string &path, unsigned waitMilliseconds);
+    ~StateFile();
+    StateFile(const StateFile &) = delete;
+    StateFile &operator=(const StateFile &) = delete;
+
+    // The content, or nothing if there is no such file. Throws FileError.
+    std::optional<std::string> load() const;
+
+    // Replaces the content. Throws FileError; the old content then still stands.
+    void save(const std::string &bytes) const;
+
+    const std::string &path() const { return path_; }
+
+private:
+    std::string path_;
+    int lock_ = -1;
+};
+
+// Where a user's state lives unless another place is named: $XDG_STATE_HOME/ifcctl/chip.state, or
+// ~/.local/state/ifcctl/chip.state (the folders of the XDG base directories). Empty if neither is known.
+std::string defaultPath();
+
+} // namespace state
