@@ -16,14 +16,6 @@ struct ActionField {
     uint8_t width;
 };
 
-constexpr uint kSubActionValues = 4; // value0 to value3 of ifc_set_action()
-constexpr uint kSubActionShown = 3;
-
-struct SubAction {
-    ActionField sets[kSubActionValues]; // the fields that value0 to value3 go to; width 0: not used
-    ActionField shows[kSubActionShown]; // what is printed, in this order
-};
-
 namespace
 {
 
@@ -57,25 +49,50 @@ constexpr ActionField kEnable = {108, 14};
 constexpr ActionField kCpu = {122, 1};
 constexpr ActionField kNbq = {123, 5};
 
-// By sub-action number, IFC_ACT_CHANNEL_QUEUE to IFC_ACT_DPI.
-constexpr SubAction kSubActions[IFC_ACT_COUNT] = {
-    {{kChannel, kQueue}, {kChannel, kQueue}},
-    {{kFport, kNbq}, {kFport, kNbq}},
-    {{kSpTag}, {kSpTag}},
-    {{kCnt0}, {kCnt0}},
-    {{kCnt1}, {kCnt1}},
-    {{kMtrG}, {kMtrG}},
-    {{kIpv4Dscp}, {kIpv4Dscp}},
-    {{kIpv6TrafficClass}, {kIpv6TrafficClass}},
-    {{kVpm0, kVo0, kVid0High, kVid0Low}, {kVpm0, kVo0, kVid0}},
-    {{kVo1, kVid1High, kVid1Low}, {kVo1, kVid1}}, // Known: no TPID selector; the values stand one lower
-    {{kFqos}, {kFqos}},
-    {{kFast}, {kFast}},
-    {{kMc}, {kMc}},
-    {{kKeepPcp}, {kKeepPcp}},
-    {{kCpu, kNbq}, {kCpu, kNbq}},
-    {{kOwf}, {kOwf}},
-    {{kDpi}, {kDpi}},
+// The fields that value0 to value3 of ifc_set_action() go to, by sub-action number (IFC_ACT_CHANNEL_QUEUE to
+// IFC_ACT_DPI). Width 0: the value is not used.
+constexpr uint kSubActionValues = 4;
+constexpr ActionField kSetFields[IFC_ACT_COUNT][kSubActionValues] = {
+    {kChannel, kQueue},
+    {kFport, kNbq},
+    {kSpTag},
+    {kCnt0},
+    {kCnt1},
+    {kMtrG},
+    {kIpv4Dscp},
+    {kIpv6TrafficClass},
+    {kVpm0, kVo0, kVid0High, kVid0Low},
+    {kVo1, kVid1High, kVid1Low}, // Known: tag 1 has no TPID selector, so its values stand one lower
+    {kFqos},
+    {kFast},
+    {kMc},
+    {kKeepPcp},
+    {kCpu, kNbq},
+    {kOwf},
+    {kDpi},
+};
+
+// The values that are printed of a sub-action, in this order: the same fields, and a VLAN tag's two pieces as
+// one number.
+constexpr uint kSubActionShown = 3;
+constexpr ActionField kShownFields[IFC_ACT_COUNT][kSubActionShown] = {
+    {kChannel, kQueue},
+    {kFport, kNbq},
+    {kSpTag},
+    {kCnt0},
+    {kCnt1},
+    {kMtrG},
+    {kIpv4Dscp},
+    {kIpv6TrafficClass},
+    {kVpm0, kVo0, kVid0},
+    {kVo1, kVid1},
+    {kFqos},
+    {kFast},
+    {kMc},
+    {kKeepPcp},
+    {kCpu, kNbq},
+    {kOwf},
+    {kDpi},
 };
 
 // The largest value that the field stores. Larger ones are cut to its width by ifc_set_action().

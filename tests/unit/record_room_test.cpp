@@ -380,7 +380,7 @@ TEST_F(RecordRoom, SubActionsSetTheFieldsThatTheSetterSets)
         ASSERT_EQ(ifc_set_action(9, subAction, IFC_ENABLE, values[0], values[1], values[2], values[3]), 0);
         uint32_t words[4] = {};
         for (uint n = 0; n < 4; ++n)
-            ifc::setActionField(words, ifc::kSubActions[subAction].sets[n], values[n]);
+            ifc::setActionField(words, ifc::kSetFields[subAction][n], values[n]);
         ifc::setActionField(words, ifc::kEnable, ifc::enableMask(subAction, GET_HIR()));
         for (uint n = 0; n < 4; ++n)
             EXPECT_EQ(words[n], chip.tables().action[9][n]) << "sub-action " << subAction << " word " << n;
