@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // ifcctl: the operator's tool.
-#include "commands.h"
+#include "tools/ifcctl/commands/commands.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // ppe, classifier, action, counter, result.
-#include "action.h"
 #include "commands.h"
-#include "hardware.h"
+#include "tools/ifcctl/core/action.h"
+#include "tools/ifcctl/device/hardware.h"
 
 #include "ifc/ifc_glb.h"
 

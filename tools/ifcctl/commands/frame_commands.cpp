@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // frame send, frame replay, frame fields, rule explain.
-#include "action.h"
 #include "commands.h"
-#include "explain.h"
-#include "frame_capture.h"
-#include "frame_fields.h"
-#include "values.h"
+
+#include "tools/capture/capture_writer.h"
+#include "tools/capture/frame_capture.h"
+#include "tools/ifcctl/core/action.h"
+#include "tools/ifcctl/core/explain.h"
+#include "tools/ifcctl/core/frame_fields.h"
+#include "tools/ifcctl/core/values.h"
 
 #include <algorithm>
 #include <array>
@@ -88,8 +90,8 @@ void frameSend(Session &session, const Words &words, size_t at)
 class Progress
 {
 public:
-    explicit Progress(const FrameCapture &capture)
-        : capture_(capture), shown_(isatty(STDERR_FILENO) != 0 && capture.size() != 0)
+    explicit Progress(const capture::FrameCapture &source)
+        : capture_(source), shown_(isatty(STDERR_FILENO) != 0 && source.size() != 0)
     {
     }
     void frame(uint64_t frames)
@@ -109,7 +111,7 @@ public:
 
 private:
     static constexpr uint64_t kEvery = 1u << 18;
-    const FrameCapture &capture_;
+    const capture::FrameCapture &capture_;
     bool shown_;
     bool wrote_ = false;
 };
@@ -208,16 +210,16 @@ void frameReplay(Session &session, const Words &words, size_t at)
     if (onlyHits && outPath.empty())
         throw usage("--only-hits", "", "only together with -o OUT");
 
-    FrameCapture capture(path);
-    std::optional<CaptureWriter> out;
+    capture::FrameCapture source(path);
+    std::optional<capture::CaptureWriter> out;
     if (!outPath.empty())
-        out.emplace(outPath, capture.nanoseconds());
+        out.emplace(outPath, source.nanoseconds());
     const auto classifier = std::make_unique<engine::Classifier>(session.device().window());
     Totals totals;
     {
-        Progress progress(capture);
+        Progress progress(source);
         engine::ParsedFrame parsed;
-        for (CapturedFrame frame{}; capture.next(frame);) {
+        for (capture::CapturedFrame frame{}; source.next(frame);) {
             const engine::Result result =
                 session.device().classify(*classifier, frame.data, frame.length, side, parsed);
             countHits(totals, result, frame.length);
@@ -240,7 +242,7 @@ void frameFields(Session &session, const Words &words, size_t at)
 {
     if (at >= words.size())
         throw usage("frame fields", "", "a capture file, or - for standard input");
-    FrameCapture capture(words[at++]);
+    capture::FrameCapture source(words[at++]);
     engine::SideData side;
     while (parseSideData(words, at, side))
         ;
@@ -249,7 +251,7 @@ void frameFields(Session &session, const Words &words, size_t at)
     const auto classifier = std::make_unique<engine::Classifier>(session.device().window());
     engine::ParsedFrame parsed;
     uint64_t number = 0;
-    for (CapturedFrame frame{}; capture.next(frame);) {
+    for (capture::CapturedFrame frame{}; source.next(frame);) {
         classifier->parse(frame.data, frame.length, side, parsed);
         const nlohmann::ordered_json json = {
             {"frame", ++number}, {"len", frame.length}, {"fields", fieldsToJson(parsed.fields)}};
@@ -270,9 +272,9 @@ FrameBytes frameFrom(const std::string &text)
         throw usage("rule explain", text, "a frame in hex digits, or FILE:NUMBER" + why);
     }
     const uint64_t wanted = numberFor("rule explain", text.substr(colon + 1), 1, UINT32_MAX);
-    FrameCapture capture(path);
+    capture::FrameCapture source(path);
     uint64_t number = 0;
-    for (CapturedFrame frame{}; capture.next(frame);) {
+    for (capture::CapturedFrame frame{}; source.next(frame);) {
         if (++number == wanted)
             return {frame.data, frame.data + frame.length};
     }

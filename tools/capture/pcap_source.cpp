@@ -3,7 +3,7 @@
 
 #include <pcap/pcap.h>
 
-namespace ifcctl
+namespace capture
 {
 
 namespace
@@ -64,4 +64,4 @@ bool PcapSource::next(CapturedFrame &frame)
     return true;
 }
 
-} // namespace ifcctl
+} // namespace capture

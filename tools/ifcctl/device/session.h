@@ -3,7 +3,7 @@
 #pragma once
 
 #include "device.h"
-#include "errors.h"
+#include "tools/ifcctl/core/errors.h"
 
 #include <array>
 #include <string>

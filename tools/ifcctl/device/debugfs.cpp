@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // ifc.ko through its files under debugfs. One ifcctl at a time: the others wait for the lock on `command`.
 #include "device.h"
-#include "errors.h"
+#include "tools/ifcctl/core/errors.h"
 
 #include "ifc/ifc_glb.h"
 #include "ifc/ifc_regs.h"

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // rule add, validate, del, find, list, read, clear.
-#include "action.h"
 #include "commands.h"
-#include "hardware.h"
-#include "placement_plan.h"
-#include "rules.h"
-#include "values.h"
+#include "tools/ifcctl/core/action.h"
+#include "tools/ifcctl/core/placement_plan.h"
+#include "tools/ifcctl/core/rules.h"
+#include "tools/ifcctl/core/values.h"
+#include "tools/ifcctl/device/hardware.h"
 
 #include "ifc/ifc_glb.h"
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // table dump, table verify, resource show.
-#include "action.h"
 #include "commands.h"
-#include "hardware.h"
-#include "placement_plan.h"
-#include "rules.h"
-#include "values.h"
+#include "tools/ifcctl/core/action.h"
+#include "tools/ifcctl/core/placement_plan.h"
+#include "tools/ifcctl/core/rules.h"
+#include "tools/ifcctl/core/values.h"
+#include "tools/ifcctl/device/hardware.h"
 
 #include "ifc/ifc_glb.h"
 

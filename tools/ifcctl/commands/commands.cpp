@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 #include "commands.h"
 
-#include "values.h"
+#include "tools/capture/error.h"
+#include "tools/ifcctl/core/values.h"
 
 #include <algorithm>
 #include <sstream>
@@ -55,6 +56,23 @@ void addWord(std::string &list, const char *word)
     list += word;
 }
 
+// A capture's error as the tool's own.
+Error errorOf(const capture::Error &error)
+{
+    const std::string reason = error.what();
+    switch (error.fault()) {
+    case capture::Fault::OutputPlace:
+        return usage("-o", error.path(), "a file that can be written (" + reason + ")");
+    case capture::Fault::FrameLength:
+        return refused("-o", error.path(), reason);
+    case capture::Fault::OutputWrite:
+        return {kExitOutput, "-o '" + error.path() + "': " + reason};
+    case capture::Fault::Input:
+        break;
+    }
+    return {kExitUsage, reason};
+}
+
 } // namespace
 
 void runWords(Session &session, const Words &words)
@@ -75,7 +93,11 @@ void runWords(Session &session, const Words &words)
             addWord(verbs, command.verb);
             continue;
         }
-        command.run(session, words, alone ? 1 : 2);
+        try {
+            command.run(session, words, alone ? 1 : 2);
+        } catch (const capture::Error &error) {
+            throw errorOf(error);
+        }
         session.checkTransfers();
         return;
     }

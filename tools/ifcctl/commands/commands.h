@@ -2,8 +2,8 @@
 // The commands: OBJECT VERB and what follows them.
 #pragma once
 
-#include "match.h"
-#include "session.h"
+#include "tools/ifcctl/core/match.h"
+#include "tools/ifcctl/device/session.h"
 
 #include <vector>
 

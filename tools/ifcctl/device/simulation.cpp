@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // A driver that has just been loaded, on a simulated chip, in this process.
 #include "device.h"
-#include "errors.h"
+#include "tools/ifcctl/core/errors.h"
 
 #include "ifc/ifc_cmd.h"
 #include "ifc/ifc_util.h"

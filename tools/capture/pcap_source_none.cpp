@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Stands for pcap_source.cpp where there is no libpcap.
+// Replaces pcap_source.cpp where there is no libpcap.
 #include "pcap_source.h"
 
-namespace ifcctl
+namespace capture
 {
 
 PcapSource::PcapSource(std::FILE *file) : handle_(nullptr)
@@ -34,4 +34,4 @@ bool PcapSource::next(CapturedFrame &)
     return false;
 }
 
-} // namespace ifcctl
+} // namespace capture
