@@ -45,7 +45,7 @@ int runLines(Session &session, std::istream &input, const std::string &name)
             std::fflush(stdout);
             std::cerr << "ifcctl: " << name << ':' << number << ": " << error.what() << "; stopped, " << done
                       << (done == 1 ? " line" : " lines") << " took effect\n";
-            return error.code();
+            return exitCodeOf(error.reason());
         }
         ++done;
     }
@@ -122,6 +122,6 @@ int main(int argc, char **argv)
         return code;
     } catch (const Error &error) {
         std::cerr << "ifcctl: " << error.what() << '\n';
-        return error.code();
+        return exitCodeOf(error.reason());
     }
 }

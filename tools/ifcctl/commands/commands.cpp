@@ -2,9 +2,7 @@
 #include "commands.h"
 
 #include "tools/capture/error.h"
-#include "tools/ifcctl/core/values.h"
 
-#include <algorithm>
 #include <sstream>
 
 namespace ifcctl
@@ -14,36 +12,9 @@ std::vector<Command> allCommands()
 {
     std::vector<Command> all;
     for (const auto &table :
-         {ruleCommands(), explainCommands(), chipCommands(), tableCommands(), frameCommands()})
+         {ruleCommands(), chipCommands(), actionCommands(), tableCommands(), frameCommands()})
         all.insert(all.end(), table.begin(), table.end());
     return all;
-}
-
-void expectEnd(const Words &words, size_t at, const char *after)
-{
-    if (at < words.size())
-        throw usage(after, words[at], "nothing more");
-}
-
-unsigned expectNumber(const Words &words, size_t &at, const std::string &field, unsigned most)
-{
-    if (at >= words.size())
-        throw usage(field, "", "a number from 0 to " + std::to_string(most));
-    return static_cast<unsigned>(numberFor(field, words[at++], 0, most));
-}
-
-size_t expectChoice(const Words &words, size_t &at, const std::string &field, const Words &choices)
-{
-    std::string all;
-    for (const std::string &choice : choices)
-        all += (all.empty() ? "" : " ") + choice;
-    if (at >= words.size())
-        throw usage(field, "", all);
-    const auto found = std::find(choices.begin(), choices.end(), words[at]);
-    if (found == choices.end())
-        throw usage(field, words[at], all);
-    ++at;
-    return static_cast<size_t>(found - choices.begin());
 }
 
 namespace
@@ -56,7 +27,7 @@ void addWord(std::string &list, const char *word)
     list += word;
 }
 
-// A capture's error as the tool's own.
+// The tool's error for an error of a capture.
 Error errorOf(const capture::Error &error)
 {
     const std::string reason = error.what();
@@ -64,13 +35,13 @@ Error errorOf(const capture::Error &error)
     case capture::Fault::OutputPlace:
         return usage("-o", error.path(), "a file that can be written (" + reason + ")");
     case capture::Fault::FrameLength:
-        return refused("-o", error.path(), reason);
+        return refused(Reason::FrameTooLong, "-o", error.path(), reason);
     case capture::Fault::OutputWrite:
-        return {kExitOutput, "-o '" + error.path() + "': " + reason};
+        return {Reason::OutputFailed, "-o '" + error.path() + "': " + reason};
     case capture::Fault::Input:
         break;
     }
-    return {kExitUsage, reason};
+    return {Reason::Usage, reason};
 }
 
 } // namespace
@@ -93,8 +64,9 @@ void runWords(Session &session, const Words &words)
             addWord(verbs, command.verb);
             continue;
         }
+        WordReader reader(words, alone ? 1 : 2);
         try {
-            command.run(session, words, alone ? 1 : 2);
+            command.run(session, reader);
         } catch (const capture::Error &error) {
             throw errorOf(error);
         }
@@ -110,8 +82,12 @@ void runLine(Session &session, const std::string &line)
 {
     std::istringstream text(line.substr(0, line.find('#')));
     Words words;
-    for (std::string word; text >> word;)
+    for (std::string word; text >> word;) {
+        // The system's names and the command handler's lines end at a NUL.
+        if (word.find('\0') != std::string::npos)
+            throw usage("word", word, "text without NUL bytes");
         words.push_back(word);
+    }
     runWords(session, words);
 }
 

@@ -2,9 +2,11 @@
 // The commands: OBJECT VERB and what follows them.
 #pragma once
 
-#include "tools/ifcctl/core/match.h"
+#include "tools/ifcctl/core/action.h"
+#include "tools/ifcctl/core/word_reader.h"
 #include "tools/ifcctl/device/session.h"
 
+#include <string>
 #include <vector>
 
 namespace ifcctl
@@ -15,16 +17,16 @@ struct Command {
     const char *verb; // "" for an object that stands alone
     const char *arguments;
     const char *help;
-    // words[at] is the first word behind the verb.
-    void (*run)(Session &session, const Words &words, size_t at);
+    // `words` begins after the verb.
+    void (*run)(Session &session, WordReader &words);
 };
 
 // Each source of commands offers a table of its own; these are all of them.
 std::vector<Command> allCommands();
 
 std::vector<Command> ruleCommands();
-std::vector<Command> explainCommands();
 std::vector<Command> chipCommands();
+std::vector<Command> actionCommands();
 std::vector<Command> tableCommands();
 std::vector<Command> frameCommands();
 
@@ -32,9 +34,8 @@ std::vector<Command> frameCommands();
 void runLine(Session &session, const std::string &line);
 void runWords(Session &session, const Words &words);
 
-// For commands: refuses what is left over, reads a number that must be there, picks one of several words.
-void expectEnd(const Words &words, size_t at, const char *after);
-unsigned expectNumber(const Words &words, size_t &at, const std::string &field, unsigned most);
-size_t expectChoice(const Words &words, size_t &at, const std::string &field, const Words &choices);
+// Programs each sub-action of an entry and returns what the rule layer printed. Throws Error when one is
+// refused.
+std::string programAction(Session &session, unsigned entry, const Action &action);
 
 } // namespace ifcctl

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// frame send, frame replay, frame fields, rule explain.
+// frame send, frame replay, frame fields.
 #include "commands.h"
+#include "frame_support.h"
 
 #include "tools/capture/capture_writer.h"
 #include "tools/capture/frame_capture.h"
-#include "tools/ifcctl/core/action.h"
-#include "tools/ifcctl/core/explain.h"
 #include "tools/ifcctl/core/frame_fields.h"
 #include "tools/ifcctl/core/values.h"
 
@@ -20,14 +19,6 @@ namespace ifcctl
 
 namespace
 {
-
-// What a line of the tool rests on the model's choices says so.
-constexpr const char *kModel = "model: docs/hardware-model.md\n";
-
-bool classifierOn(Session &session)
-{
-    return (session.device().window().globalConfig() & IFC_GLB_CFG_ENABLE) != 0;
-}
 
 IFC_Action_Format actionOf(Session &session, int entry)
 {
@@ -50,15 +41,14 @@ FrameBytes acted(engine::Classifier &classifier, Session &session, int entry,
     return out;
 }
 
-void frameSend(Session &session, const Words &words, size_t at)
+void frameSend(Session &session, WordReader &words)
 {
-    if (at >= words.size())
-        throw usage("frame send", "", "a frame in hex, without FCS");
-    const FrameBytes frame = parseFrameHex("frame send", words[at++]);
+    const std::string hex = words.take("frame send", "a frame in hex, without FCS");
+    const FrameBytes frame = parseFrameHex("frame send", hex);
     engine::SideData side;
-    while (parseSideData(words, at, side))
+    while (parseSideData(words, side))
         ;
-    expectEnd(words, at, "frame send");
+    words.expectEnd("frame send");
 
     const auto classifier = std::make_unique<engine::Classifier>(session.device().window());
     engine::ParsedFrame parsed;
@@ -83,10 +73,10 @@ void frameSend(Session &session, const Words &words, size_t at)
     text += out == frame ? "frame leaves as it came\n"
                          : "frame leaves as " + formatFrameHex(out.data(), out.size()) + "\n";
     json["out"] = formatFrameHex(out.data(), out.size());
-    session.print(text + kModel, json);
+    session.print(text + kModelNote, json);
 }
 
-// A line on the terminal, now and then.
+// Shows the progress on a terminal.
 class Progress
 {
 public:
@@ -146,10 +136,10 @@ void countHits(Totals &totals, const engine::Result &result, uint32_t length)
 
 void printTotals(Session &session, const std::string &path, const Totals &totals)
 {
-    const std::string capture = path == "-" ? "standard input" : path.substr(path.rfind('/') + 1);
+    const std::string name = path == "-" ? "standard input" : path.substr(path.rfind('/') + 1);
     char line[160];
     std::string text;
-    nlohmann::ordered_json json = {{"capture", capture},
+    nlohmann::ordered_json json = {{"capture", name},
                                    {"frames", totals.frames},
                                    {"bytes", totals.bytes},
                                    {"hit", totals.hit},
@@ -176,35 +166,32 @@ void printTotals(Session &session, const std::string &path, const Totals &totals
                                  {"bytes", entry.bytes},
                                  {"conditions", toJson(rule.conditions)}});
     }
-    text += capture + ": frames: " + std::to_string(totals.frames) +
+    text += printable(name) + ": frames: " + std::to_string(totals.frames) +
             ", bytes: " + std::to_string(totals.bytes) + ", hit a rule: " + std::to_string(totals.hit);
     if (totals.cut != 0)
         text += ", cut off when captured: " + std::to_string(totals.cut);
     text += '\n';
     if (!classifierOn(session))
         text += "the classifier is off\n";
-    session.print(text + kModel, json);
+    session.print(text + kModelNote, json);
 }
 
-void frameReplay(Session &session, const Words &words, size_t at)
+void frameReplay(Session &session, WordReader &words)
 {
-    if (at >= words.size())
-        throw usage("frame replay", "", "a capture file, or - for standard input");
-    const std::string &path = words[at++];
+    const std::string path = words.take("frame replay", "a capture file, or - for standard input");
     engine::SideData side;
     std::string outPath;
     bool onlyHits = false;
-    while (at < words.size()) {
-        if (parseSideData(words, at, side))
+    while (!words.atEnd()) {
+        if (parseSideData(words, side))
             continue;
-        const size_t choice =
-            expectChoice(words, at, "frame replay", {"-o", "--only-hits", "iface", "gem_port"});
+        const size_t choice = words.takeChoice("frame replay", {"-o", "--only-hits", "iface", "gem_port"});
         if (choice == 1) {
             onlyHits = true;
         } else {
-            if (at >= words.size() || words[at].empty())
-                throw usage("-o", "", "the file to write");
-            outPath = words[at++];
+            outPath = words.take("-o", "the file to write");
+            if (outPath.empty())
+                words.reject("the file to write");
         }
     }
     if (onlyHits && outPath.empty())
@@ -237,16 +224,14 @@ void frameReplay(Session &session, const Words &words, size_t at)
     printTotals(session, path, totals);
 }
 
-// One JSON object a frame, whether JSON was asked for or not.
-void frameFields(Session &session, const Words &words, size_t at)
+// One JSON object a frame, also without --json.
+void frameFields(Session &session, WordReader &words)
 {
-    if (at >= words.size())
-        throw usage("frame fields", "", "a capture file, or - for standard input");
-    capture::FrameCapture source(words[at++]);
+    capture::FrameCapture source(words.take("frame fields", "a capture file, or - for standard input"));
     engine::SideData side;
-    while (parseSideData(words, at, side))
+    while (parseSideData(words, side))
         ;
-    expectEnd(words, at, "frame fields");
+    words.expectEnd("frame fields");
 
     const auto classifier = std::make_unique<engine::Classifier>(session.device().window());
     engine::ParsedFrame parsed;
@@ -259,77 +244,7 @@ void frameFields(Session &session, const Words &words, size_t at)
     }
 }
 
-// Hex, or FILE:NUMBER with the first frame as number 1.
-FrameBytes frameFrom(const std::string &text)
-{
-    const size_t colon = text.rfind(':');
-    const std::string path = text.substr(0, colon);
-    if (colon == std::string::npos || access(path.c_str(), F_OK) != 0) {
-        const std::string why =
-            colon == std::string::npos ? "" : " (" + path + ": " + std::strerror(errno) + ')';
-        if (text.find_first_not_of("0123456789abcdefABCDEF:-") == std::string::npos)
-            return parseFrameHex("rule explain", text);
-        throw usage("rule explain", text, "a frame in hex digits, or FILE:NUMBER" + why);
-    }
-    const uint64_t wanted = numberFor("rule explain", text.substr(colon + 1), 1, UINT32_MAX);
-    capture::FrameCapture source(path);
-    uint64_t number = 0;
-    for (capture::CapturedFrame frame{}; source.next(frame);) {
-        if (++number == wanted)
-            return {frame.data, frame.data + frame.length};
-    }
-    throw usage("rule explain", text, "frame 1 to " + std::to_string(number) + " of this capture");
-}
-
-// With two words the first is a rule's number.
-void ruleExplain(Session &session, const Words &words, size_t at)
-{
-    constexpr const char *kAccepted = "[rule number] and a frame in hex or as FILE:NUMBER";
-    std::optional<unsigned> id;
-    const auto isSide = [&](size_t n) { return words[n] == "iface" || words[n] == "gem_port"; };
-    if (at + 1 < words.size() && !isSide(at + 1))
-        id = expectNumber(words, at, "rule explain", IFC_ACTIONS - 1);
-    if (at >= words.size())
-        throw usage("rule explain", "", kAccepted);
-    // A frame of one byte is a rule's number that nothing follows.
-    if (!id && words[at].size() <= 2 && words[at].find_first_not_of("0123456789") == std::string::npos)
-        throw usage("rule explain", words[at], kAccepted);
-    const FrameBytes frame = frameFrom(words[at++]);
-    engine::SideData side;
-    while (parseSideData(words, at, side))
-        ;
-    expectEnd(words, at, "rule explain");
-
-    const auto classifier = std::make_unique<engine::Classifier>(session.device().window());
-    engine::ParsedFrame parsed;
-    classifier->parse(frame.data(), frame.size(), side, parsed);
-    const engine::Tables &tables = session.device().window().tables();
-    std::string text =
-        classifierOn(session) ? "" : "the classifier is off: nothing hits before 'classifier enable'\n";
-    if (id) {
-        const auto verdict = explainRule(tables, *id, parsed.fields);
-        if (!verdict)
-            throw refused("rule explain", std::to_string(*id), "no rule is there (or its chain has no end)");
-        session.print(text + toText(*verdict) + kModel, toJson(*verdict));
-        return;
-    }
-    auto json = nlohmann::ordered_json::array();
-    for (const RuleVerdict &verdict : explainAll(tables, parsed.fields)) {
-        text += toText(verdict);
-        json.push_back(toJson(verdict));
-    }
-    if (json.empty())
-        text += "no rule is valid\n";
-    session.print(text + kModel, json);
-}
-
 } // namespace
-
-std::vector<Command> explainCommands()
-{
-    return {{"rule", "explain", "[N] HEX|FILE:NUMBER [iface N] [gem_port N]",
-             "why rule N, or each rule, hits this frame or not", ruleExplain}};
-}
 
 std::vector<Command> frameCommands()
 {

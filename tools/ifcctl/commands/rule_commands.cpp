@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// rule add, validate, del, find, list, read, clear.
-#include "commands.h"
+// rule add, validate, list, read, clear; the table of all rule commands.
+#include "rule_commands.h"
 #include "tools/ifcctl/core/action.h"
+#include "tools/ifcctl/core/deletion.h"
+#include "tools/ifcctl/core/match_words.h"
 #include "tools/ifcctl/core/placement_plan.h"
 #include "tools/ifcctl/core/rules.h"
 #include "tools/ifcctl/core/values.h"
@@ -17,56 +19,42 @@ namespace ifcctl
 namespace
 {
 
+// Between the conditions of a rule and its action.
 const std::string kAction = "action";
 
-Match matchOf(const Session &session, const Words &words, size_t &at)
+// What stands in the way of the automatic deletion, as a note; "" if nothing does.
+std::string deletionNote(const Match &match, bool lut0)
 {
-    Match match = parseMatch(words, at, kAction);
-    if (match.empty())
-        throw usage("match", "", "at least one of: " + knownMatchWords());
-    if (!session.options().keepOrder)
-        putMacLast(match);
-    return match;
+    return describe(deletability(match, lut0));
 }
 
-// Each named sub-action; the lines that the rule layer prints of them are not shown.
-void programAction(Session &session, unsigned id, const Action &action)
+// "action WORD...", if the line goes on.
+Action optionalAction(WordReader &words)
 {
-    for (const SubAction &sub : action)
-        if (session.call("ifc_set_action", id, sub.actIdx, 1, sub.values[0], sub.values[1], sub.values[2],
-                         sub.values[3]) != 0)
-            throw refused("action", std::to_string(id), session.lastMessage());
-}
-
-std::string noteOf(const Match &match, bool lut0)
-{
-    std::string why = whyNotDeletable(match);
-    // In LUT0 only the fields that the deletion does not know at all stand in its way.
-    if (lut0 && why.find("does not know") == std::string::npos)
-        why.clear();
-    return why;
-}
-
-void ruleAdd(Session &session, const Words &words, size_t at)
-{
-    const Match match = matchOf(session, words, at);
     Action action;
-    if (at < words.size())
-        action = parseAction(words, ++at);
+    if (words.skip(kAction))
+        action = parseAction(words);
     refuseWithoutPpe(action);
+    return action;
+}
+
+void ruleAdd(Session &session, WordReader &words)
+{
+    const Match match = matchOf(session, words);
+    const Action action = optionalAction(words);
     const Plan plan = planPlacement(match, session.options().force);
 
     const int id = session.call("ifc_set_lut_rules_auto", requestText(match));
     if (id < 0)
-        throw refused("rule", words[2], session.lastMessage());
+        throw refused(Reason::LayerRefused, "rule", words.first(), session.lastMessage());
     session.checkTransfers();
-    programAction(session, static_cast<unsigned>(id), action);
+    (void)programAction(session, static_cast<unsigned>(id), action);
 
     const auto rule = ruleOf(static_cast<unsigned>(id));
     std::string text =
         "rule " + std::to_string(id) + ": " + describePlace(*rule) + ", action " + std::to_string(id) + '\n';
     auto json = toJson(*rule);
-    const std::string note = noteOf(match, plan.lut0);
+    const std::string note = deletionNote(match, plan.lut0);
     if (!note.empty()) {
         text += "  note: " + note + "; delete it with 'rule del id " + std::to_string(id) + "'\n";
         json["note"] = note;
@@ -74,19 +62,18 @@ void ruleAdd(Session &session, const Words &words, size_t at)
     session.print(text, json);
 }
 
-void ruleValidate(Session &session, const Words &words, size_t at)
+void ruleValidate(Session &session, WordReader &words)
 {
-    const Match match = matchOf(session, words, at);
-    if (at < words.size())
-        refuseWithoutPpe(parseAction(words, ++at));
+    const Match match = matchOf(session, words);
+    (void)optionalAction(words);
     const Plan plan = planPlacement(match, session.options().force);
     std::string text =
-        "would go to " + plan.place + ", " + std::to_string(entryCount(match)) + " entries counted\n";
+        "would go to " + plan.place() + ", " + std::to_string(entryCount(match)) + " entries counted\n";
     for (const Condition &c : match)
         text += "  " + describeCondition(c) + '\n';
     nlohmann::ordered_json json = {
-        {"place", plan.place}, {"entries", entryCount(match)}, {"conditions", toJson(match)}};
-    const std::string note = noteOf(match, plan.lut0);
+        {"place", plan.place()}, {"entries", entryCount(match)}, {"conditions", toJson(match)}};
+    const std::string note = deletionNote(match, plan.lut0);
     if (!note.empty()) {
         text += "  note: " + note + '\n';
         json["note"] = note;
@@ -94,111 +81,9 @@ void ruleValidate(Session &session, const Words &words, size_t at)
     session.print(text, json);
 }
 
-std::vector<PlacedRule> findRules(Session &session, const Match &match)
+void ruleList(Session &session, WordReader &words)
 {
-    const std::string request = requestText(match);
-    std::vector<PlacedRule> found;
-    for (PlacedRule &rule : placedRules()) {
-        const unsigned entries = rule.last - rule.first + 1;
-        const bool hit = rule.lut0
-                             ? session.call("ifc_match_rule_lut0", match.size(), rule.first, request) == 1
-                             : rule.complete && entries == entryCount(match) &&
-                                   session.call("ifc_match_rule_lut1", entries, rule.first, request) == 1;
-        if (hit)
-            found.push_back(rule);
-    }
-    return found;
-}
-
-bool sameConditions(const Match &one, const Match &other)
-{
-    const auto in = [](const Match &match, const Condition &c) {
-        return std::any_of(match.begin(), match.end(), [&](const Condition &m) {
-            return m.field == c.field && m.command == c.command && m.mask == c.mask && m.key == c.key;
-        });
-    };
-    return one.size() == other.size() &&
-           std::all_of(one.begin(), one.end(), [&](const Condition &c) { return in(other, c); });
-}
-
-Error notFound(const Words &words, const Match &match)
-{
-    const std::string why = whyNotDeletable(match);
-    return refused("rule", words.size() > 2 ? words[2] : "",
-                   why.empty() ? "no rule holds exactly these conditions"
-                               : why + "; see 'rule list' and use 'rule del id N'");
-}
-
-void ruleFind(Session &session, const Words &words, size_t at)
-{
-    const Match match = matchOf(session, words, at);
-    expectEnd(words, at, "rule find");
-    const auto found = findRules(session, match);
-    if (found.empty())
-        throw notFound(words, match);
-    std::string text;
-    auto json = nlohmann::ordered_json::array();
-    for (const PlacedRule &rule : found) {
-        const bool same = sameConditions(rule.conditions, match);
-        text += "rule " + std::to_string(rule.id) + ": " + describePlace(rule) +
-                (same ? "\n" : ", by the upper 16 bits of its MAC only\n");
-        auto entry = toJson(rule);
-        entry["exact"] = same;
-        json.push_back(entry);
-    }
-    session.print(text, json);
-}
-
-// By place: the whole chain, whatever the automatic deletion would find.
-void deleteById(Session &session, unsigned id)
-{
-    const auto rule = ruleOf(id);
-    if (!rule)
-        throw refused("rule del id", std::to_string(id), "there is no rule at this place (see 'rule list')");
-    for (unsigned n = rule->first; n <= rule->last; ++n) {
-        session.call(rule->lut0 ? "ifc_delete_lut0" : "ifc_delete_lut1", n);
-        session.call("ifc_clear_action", rule->lut0 ? n : IFC_LUT0_RULES + n);
-    }
-    session.call("write_all_ifc_rule_to_hw");
-    session.print("deleted: rule " + std::to_string(rule->id) + ", " + describePlace(*rule) + '\n',
-                  {{"deleted", nlohmann::ordered_json::array({toJson(*rule)})}});
-}
-
-void ruleDel(Session &session, const Words &words, size_t at)
-{
-    if (at < words.size() && words[at] == "id") {
-        const unsigned id = expectNumber(words, ++at, "rule del id", IFC_ACTIONS - 1);
-        expectEnd(words, at, "rule del id");
-        deleteById(session, id);
-        return;
-    }
-    const Match match = matchOf(session, words, at);
-    expectEnd(words, at, "rule del");
-    // The deletion compares a MAC in LUT1 by its upper 16 bits if it must, so it may take other rules along.
-    if (!session.options().force)
-        for (const PlacedRule &rule : findRules(session, match))
-            if (!sameConditions(rule.conditions, match))
-                throw refused(
-                    "rule", words[2],
-                    "the automatic deletion would also take rule " + std::to_string(rule.id) +
-                        ", whose MAC differs in its lower 32 bits; use 'rule del id N' (or --force)");
-    const auto before = placedRules();
-    if (session.call("ifc_del_lut_rules_auto", requestText(match)) != 0)
-        throw notFound(words, match);
-    std::string text;
-    auto json = nlohmann::ordered_json::array();
-    for (const PlacedRule &rule : before) {
-        if (ruleOf(rule.id))
-            continue;
-        text += "deleted: rule " + std::to_string(rule.id) + ", " + describePlace(rule) + '\n';
-        json.push_back(toJson(rule));
-    }
-    session.print(text, {{"deleted", json}});
-}
-
-void ruleList(Session &session, const Words &words, size_t at)
-{
-    expectEnd(words, at, "rule list");
+    words.expectEnd("rule list");
     std::string text;
     auto json = nlohmann::ordered_json::array();
     for (const PlacedRule &rule : placedRules()) {
@@ -222,11 +107,11 @@ std::string wordsText(const uint32_t *words, size_t count)
     return text;
 }
 
-// Hardware beside shadow.
-void ruleRead(Session &session, const Words &words, size_t at)
+// Shows the hardware and the shadow.
+void ruleRead(Session &session, WordReader &words)
 {
-    const unsigned id = expectNumber(words, at, "rule read", IFC_ACTIONS - 1);
-    expectEnd(words, at, "rule read");
+    const unsigned id = words.takeNumber("rule read", IFC_ACTIONS - 1);
+    words.expectEnd("rule read");
     std::string hardware;
     std::string shadow;
     bool same = false;
@@ -246,27 +131,40 @@ void ruleRead(Session &session, const Words &words, size_t at)
                   {{"rule", id}, {"hardware", hardware}, {"shadow", shadow}, {"same", same}});
 }
 
-void ruleClear(Session &session, const Words &words, size_t at)
+void ruleClear(Session &session, WordReader &words)
 {
-    expectEnd(words, at, "rule clear");
-    session.call("clear_all_ifc_rules");
-    session.call("clear_all_ifc_actions");
-    session.call("write_all_ifc_rule_to_hw");
+    words.expectEnd("rule clear");
+    session.perform("clear_all_ifc_rules");
+    session.perform("clear_all_ifc_actions");
+    session.perform("write_all_ifc_rule_to_hw");
     session.print("all rules and actions cleared\n", {{"cleared", true}});
 }
 
 } // namespace
+
+Match matchOf(const Session &session, WordReader &words)
+{
+    Match match = parseMatch(words, kAction);
+    if (match.empty())
+        throw usage("match", "", "at least one of: " + knownMatchWords());
+    if (!session.options().keepOrder)
+        putMacLast(match);
+    return match;
+}
 
 std::vector<Command> ruleCommands()
 {
     return {
         {"rule", "add", "MATCH... [action ...]", "place a rule, program its action", ruleAdd},
         {"rule", "validate", "MATCH... [action ...]", "where it would go, without placing it", ruleValidate},
-        {"rule", "del", "MATCH... | id N", "delete every rule that holds exactly this, or by place", ruleDel},
+        {"rule", "del", "MATCH... | id N", "delete every rule that holds exactly this, or by place",
+         ruleDelete},
         {"rule", "find", "MATCH...", "where these conditions stand", ruleFind},
         {"rule", "list", "", "all rules, decoded", ruleList},
         {"rule", "read", "N", "a rule as the hardware holds it, beside the shadow", ruleRead},
         {"rule", "clear", "", "delete all rules and actions", ruleClear},
+        {"rule", "explain", "[N] HEX|FILE:NUMBER [iface N] [gem_port N]",
+         "why rule N, or each rule, hits this frame or not", ruleExplain},
     };
 }
 

@@ -2,6 +2,7 @@
 // table dump, table verify, resource show.
 #include "commands.h"
 #include "tools/ifcctl/core/action.h"
+#include "tools/ifcctl/core/match_words.h"
 #include "tools/ifcctl/core/placement_plan.h"
 #include "tools/ifcctl/core/rules.h"
 #include "tools/ifcctl/core/values.h"
@@ -24,9 +25,9 @@ nlohmann::ordered_json wordsJson(const uint32_t (&words)[N])
     return list;
 }
 
-void tableDump(Session &session, const Words &words, size_t at)
+void tableDump(Session &session, WordReader &words)
 {
-    expectEnd(words, at, "table dump");
+    words.expectEnd("table dump");
     if (!session.options().json) {
         session.print(session.textOf("ifc_dump_all_rules"), {});
         return;
@@ -66,9 +67,9 @@ void compare(const std::string &name, const uint32_t (&hardware)[N], const uint3
     }
 }
 
-void tableVerify(Session &session, const Words &words, size_t at)
+void tableVerify(Session &session, WordReader &words)
 {
-    expectEnd(words, at, "table verify");
+    words.expectEnd("table verify");
     auto differences = nlohmann::ordered_json::array();
     std::string text;
     for (unsigned n = 0; n < IFC_LUT0_RULES; ++n)
@@ -82,10 +83,11 @@ void tableVerify(Session &session, const Words &words, size_t at)
                   {{"same", count == 0}, {"differences", differences}});
     session.checkTransfers();
     if (count != 0)
-        throw refused("table verify", std::to_string(count), "words differ between hardware and shadow");
+        throw refused(Reason::TablesDiffer, "table verify", std::to_string(count),
+                      "words differ between hardware and shadow");
 }
 
-void resourceShow(Session &session, const Words &words, size_t at)
+void resourceShow(Session &session, WordReader &words)
 {
     const FreeSpace space = freeSpace();
     unsigned free = 0;
@@ -98,12 +100,12 @@ void resourceShow(Session &session, const Words &words, size_t at)
                        " rules free\nLUT1 " + std::to_string(free) + " of " + std::to_string(IFC_LUT1_RULES) +
                        " entries free, in runs of " + (runs.empty() ? "0" : runs) + '\n';
     nlohmann::ordered_json json = {{"lut0_free", space.lut0}, {"lut1_free", free}, {"lut1_runs", space.runs}};
-    if (at < words.size()) {
-        (void)expectChoice(words, at, "resource show", {"fits"});
-        const Match match = parseMatch(words, at, "");
+    if (!words.atEnd()) {
+        (void)words.takeChoice("resource show", {"fits"});
+        const Match match = parseMatch(words, "");
         if (match.empty())
             throw usage("resource show fits", "", "a rule's conditions: " + knownMatchWords());
-        const unsigned fits = countFits(match);
+        const unsigned fits = countFits(match, session.options().force);
         text += std::to_string(fits) + " more rules of this shape fit (" + std::to_string(entryCount(match)) +
                 " entries each)\n";
         json["fits"] = fits;

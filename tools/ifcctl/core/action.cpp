@@ -2,61 +2,63 @@
 #include "action.h"
 
 #include "errors.h"
-#include "values.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace ifcctl
 {
 
-const std::vector<ActionWord> &actionWords()
-{
-    // A sub-action is written by all words that name it; a word that is not given leaves 0.
-    static const std::vector<ActionWord> words = {
-        {"channel", IFC_ACT_CHANNEL_QUEUE, 0, 31, "channel"},
-        {"queue", IFC_ACT_CHANNEL_QUEUE, 1, 7, "queue of the channel"},
-        {"fport", IFC_ACT_FPORT_NBQ, 0, 15, "forward port; clears the cpu flag"},
-        {"nbq", IFC_ACT_FPORT_NBQ, 1, 31, "nbq, with fport or with cpu"},
-        {"sp_tag", IFC_ACT_SP_TAG, 0, 0xFFFF, "special tag"},
-        {"gem", IFC_ACT_SP_TAG, 0, 0xFFFF, "GEM port, the same field as sp_tag"},
-        {"count", IFC_ACT_CNT0, 0, 63, "id of counter 0"},
-        {"count1", IFC_ACT_CNT1, 0, 31, "id of counter 1"},
-        {"meter", IFC_ACT_MTR_G, 0, 255, "meter"},
-        {"dscp", IFC_ACT_IPV4_DSCP, 0, 255, "new IPv4 DSCP, the 8-bit value as the entry holds it"},
-        {"traffic_class", IFC_ACT_IPV6_TRAFFIC_CLASS, 0, 255, "new IPv6 traffic class"},
-        {"vpm0", IFC_ACT_VLAN0, 0, 3, "tag 0: TPID selector, 1 = 0x8100, 2 = 0x88A8, 3 = user-defined"},
-        {"vo0", IFC_ACT_VLAN0, 1, 3, "tag 0: what to do"},
-        {"vprio0", IFC_ACT_VLAN0, 2, 15, "tag 0: bits 15..12 of the tag"},
-        {"vid0", IFC_ACT_VLAN0, 3, 4095, "tag 0: VLAN id"},
-        {"vo1", IFC_ACT_VLAN1, 0, 3, "tag 1: what to do"},
-        {"vprio1", IFC_ACT_VLAN1, 1, 15, "tag 1: bits 15..12 of the tag"},
-        {"vid1", IFC_ACT_VLAN1, 2, 4095, "tag 1: VLAN id"},
-        {"fqos", IFC_ACT_FQOS, 0, 1, "flag"},
-        {"fast", IFC_ACT_FAST, 0, 1, "flag"},
-        {"mc", IFC_ACT_MC, 0, 1, "flag"},
-        {"keep_pcp", IFC_ACT_KEEP_PCP, 0, 1, "flag"},
-        {"cpu", IFC_ACT_CPU_NBQ, 0, 1, "to the CPU; the only one accepted while the PPE is off"},
-        {"owf", IFC_ACT_OWF, 0, 1, "flag"},
-        {"dpi", IFC_ACT_DPI, 0, 1, "flag; shares its enable bit with keep_pcp"},
-    };
-    return words;
-}
-
 namespace
 {
 
+struct ActionWord {
+    const char *word;
+    unsigned actIdx;
+    unsigned position; // of its value among value0 to value3
+    uint64_t most;
+};
+
+// All words of a sub-action are written together; a word that is not given is written as 0.
+constexpr ActionWord kActionWords[] = {
+    {"channel", IFC_ACT_CHANNEL_QUEUE, 0, 31},
+    {"queue", IFC_ACT_CHANNEL_QUEUE, 1, 7},
+    {"fport", IFC_ACT_FPORT_NBQ, 0, 15},
+    {"nbq", IFC_ACT_FPORT_NBQ, 1, 31},
+    {"sp_tag", IFC_ACT_SP_TAG, 0, 0xFFFF},
+    {"gem", IFC_ACT_SP_TAG, 0, 0xFFFF},
+    {"count", IFC_ACT_CNT0, 0, 63},
+    {"count1", IFC_ACT_CNT1, 0, 31},
+    {"meter", IFC_ACT_MTR_G, 0, 255},
+    {"dscp", IFC_ACT_IPV4_DSCP, 0, 255},
+    {"traffic_class", IFC_ACT_IPV6_TRAFFIC_CLASS, 0, 255},
+    {"vpm0", IFC_ACT_VLAN0, 0, 3},
+    {"vo0", IFC_ACT_VLAN0, 1, 3},
+    {"vprio0", IFC_ACT_VLAN0, 2, 15},
+    {"vid0", IFC_ACT_VLAN0, 3, 4095},
+    {"vo1", IFC_ACT_VLAN1, 0, 3},
+    {"vprio1", IFC_ACT_VLAN1, 1, 15},
+    {"vid1", IFC_ACT_VLAN1, 2, 4095},
+    {"fqos", IFC_ACT_FQOS, 0, 1},
+    {"fast", IFC_ACT_FAST, 0, 1},
+    {"mc", IFC_ACT_MC, 0, 1},
+    {"keep_pcp", IFC_ACT_KEEP_PCP, 0, 1},
+    {"cpu", IFC_ACT_CPU_NBQ, 0, 1},
+    {"owf", IFC_ACT_OWF, 0, 1},
+    {"dpi", IFC_ACT_DPI, 0, 1},
+};
+
 const ActionWord *findWord(const std::string &word)
 {
-    const auto &words = actionWords();
-    const auto found =
-        std::find_if(words.begin(), words.end(), [&](const ActionWord &entry) { return word == entry.word; });
-    return found == words.end() ? nullptr : &*found;
+    const auto *found = std::find_if(std::begin(kActionWords), std::end(kActionWords),
+                                     [&](const ActionWord &entry) { return word == entry.word; });
+    return found == std::end(kActionWords) ? nullptr : found;
 }
 
 std::string knownActionWords()
 {
     std::string text;
-    for (const ActionWord &entry : actionWords())
+    for (const ActionWord &entry : kActionWords)
         text += (text.empty() ? "" : " ") + std::string(entry.word);
     return text;
 }
@@ -71,32 +73,27 @@ SubAction &subActionFor(Action &action, unsigned actIdx)
 
 } // namespace
 
-Action parseAction(const Words &words, size_t &at)
+Action parseAction(WordReader &words)
 {
     Action action;
     std::vector<std::string> seen;
-    // nbq belongs to two sub-actions that share the field; it goes where its rule sends the frame.
-    const bool toCpu =
-        std::find(words.begin() + static_cast<std::ptrdiff_t>(at), words.end(), "cpu") != words.end();
-    const bool toPort =
-        std::find(words.begin() + static_cast<std::ptrdiff_t>(at), words.end(), "fport") != words.end();
-    if (toCpu && toPort)
+    // Two sub-actions share the field nbq: it belongs to the one that is named.
+    const bool toCpu = words.holds("cpu");
+    if (toCpu && words.holds("fport"))
         throw usage("action", "cpu fport", "one of them: fport clears the cpu flag");
-    while (at < words.size()) {
-        const std::string &word = words[at++];
-        const ActionWord *entry = findWord(word);
+    while (!words.atEnd()) {
+        const ActionWord *entry = findWord(words.peek());
         if (entry == nullptr)
-            throw usage("action", word, knownActionWords());
+            throw usage("action", words.peek(), knownActionWords());
+        const std::string &word = words.takeKey();
         if (std::find(seen.begin(), seen.end(), word) != seen.end())
             throw usage("action", word, "each word once");
         seen.push_back(word);
-        uint64_t value = 1;
         const bool flag = entry->most == 1;
-        const bool hasValue = at < words.size() && findWord(words[at]) == nullptr;
-        if (hasValue)
-            value = numberFor(word, words[at++], 0, entry->most);
-        else if (!flag)
-            throw usage(word, "", "a number from 0 to " + std::to_string(entry->most));
+        const bool hasValue = !words.atEnd() && findWord(words.peek()) == nullptr;
+        if (!hasValue && !flag)
+            words.reject("a number from 0 to " + std::to_string(entry->most));
+        const uint64_t value = hasValue ? words.takeNumber(0, entry->most) : 1;
         const bool nbqOfCpu = toCpu && entry->actIdx == IFC_ACT_FPORT_NBQ;
         subActionFor(action, nbqOfCpu ? unsigned{IFC_ACT_CPU_NBQ} : entry->actIdx).values[entry->position] =
             static_cast<uint32_t>(value);
@@ -110,9 +107,9 @@ void refuseWithoutPpe(const Action &action)
 {
     for (const SubAction &sub : action)
         if (ifcSendToPpe == 0 && sub.actIdx != IFC_ACT_CPU_NBQ)
-            throw refused("action", "ppe off",
+            throw refused(Reason::PpeOff, "action", "ppe off",
                           "while the PPE is off only 'cpu' (with nbq) is accepted, and the rule layer would "
-                          "the rule; say 'ppe on' first");
+                          "delete the rule; say 'ppe on' first");
 }
 
 nlohmann::ordered_json describeAction(const IFC_Action_Format &a)

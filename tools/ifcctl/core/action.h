@@ -18,23 +18,14 @@ struct SubAction {
 
 using Action = std::vector<SubAction>;
 
-// Reads the words of an action from words[at] to the end.
-Action parseAction(const Words &words, size_t &at);
+// Reads the words of an action up to the end of the line. Throws Error.
+Action parseAction(WordReader &words);
 
-// While the PPE is off the rule layer takes nothing but `cpu`, and deletes the rule of an entry that asks for
-// more: that is refused here, before anything is written.
+// While the PPE is off, the rule layer accepts only `cpu`; any other sub-action makes it delete the rule of
+// that entry. Such an action is refused here, before anything is written.
 void refuseWithoutPpe(const Action &action);
 
-// An action entry as the hardware holds it, by the words of parseAction() as far as they are switched on.
+// An action entry as the hardware holds it: the words of parseAction() whose enable bit is set.
 nlohmann::ordered_json describeAction(const IFC_Action_Format &action);
-
-struct ActionWord {
-    const char *word;
-    unsigned actIdx;
-    unsigned position; // of its value among value0 to value3
-    uint64_t most;
-    const char *meaning;
-};
-const std::vector<ActionWord> &actionWords();
 
 } // namespace ifcctl

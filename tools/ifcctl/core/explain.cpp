@@ -34,7 +34,7 @@ void finish(RuleVerdict &verdict)
 
 RuleVerdict explainWide(const engine::Tables &tables, unsigned rule, const engine::FieldImage &fields)
 {
-    RuleVerdict verdict{rule, "LUT0 rule " + std::to_string(rule), false, 0, {}};
+    RuleVerdict verdict{rule, describePlace(true, rule, rule), false, 0, {}};
     for (unsigned field = 1; field <= IFC_LUT0_FIELDS; ++field) {
         if ((engine::wideEnabled(tables.lut0[rule]) >> (field - 1) & 1) != 0)
             verdict.conditions.push_back(judge(-1, engine::wideCondition(tables.lut0[rule], field), fields));
@@ -46,10 +46,8 @@ RuleVerdict explainWide(const engine::Tables &tables, unsigned rule, const engin
 RuleVerdict explainChain(const engine::Tables &tables, const engine::Chain &chain,
                          const engine::FieldImage &fields)
 {
-    const std::string place = chain.first == chain.end ? "LUT1 entry " + std::to_string(chain.end)
-                                                       : "LUT1 entries " + std::to_string(chain.first) + "-" +
-                                                             std::to_string(chain.end);
-    RuleVerdict verdict{IFC_LUT0_RULES + chain.end, place, false, 0, {}};
+    RuleVerdict verdict{
+        IFC_LUT0_RULES + chain.end, describePlace(false, chain.first, chain.end), false, 0, {}};
     for (unsigned n = chain.first; n <= chain.end; ++n)
         verdict.conditions.push_back(
             judge(static_cast<int>(n), engine::narrowCondition(tables.lut1[n]), fields));
@@ -57,7 +55,7 @@ RuleVerdict explainChain(const engine::Tables &tables, const engine::Chain &chai
     return verdict;
 }
 
-// A narrow entry compares a part of a MAC address: a number, not an address.
+// A narrow entry compares a part of a MAC address, which is shown as a number.
 bool partOfMac(const ConditionVerdict &c)
 {
     return c.entry >= 0 && isMacField(c.condition.field);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Why a rule does or does not hit a frame, condition by condition, from the tables behind the registers.
+// Why a rule does or does not hit a frame, condition by condition, from the tables of the hardware.
 #pragma once
 
 #include "rules.h"
@@ -29,11 +29,12 @@ struct RuleVerdict {
     std::vector<ConditionVerdict> conditions;
 };
 
-// The rule of an action index, from any entry of its chain; none: no rule is there that could hit.
+// The rule that an action index belongs to; each entry of a chain counts. Nothing: no rule is there that could
+// hit.
 std::optional<RuleVerdict> explainRule(const engine::Tables &tables, unsigned id,
                                        const engine::FieldImage &fields);
 
-// Every rule that could hit, nearest miss first; those that do hit stand before.
+// Every rule that could hit: those that do hit first, then those that miss by the fewest conditions.
 std::vector<RuleVerdict> explainAll(const engine::Tables &tables, const engine::FieldImage &fields);
 
 std::string toText(const RuleVerdict &verdict);

@@ -63,14 +63,13 @@ std::string formatFrameHex(const uint8_t *data, size_t length)
     return text;
 }
 
-bool parseSideData(const Words &words, size_t &at, engine::SideData &side)
+bool parseSideData(WordReader &words, engine::SideData &side)
 {
-    if (at >= words.size() || (words[at] != "iface" && words[at] != "gem_port"))
+    const bool iface = words.nextIs("iface");
+    if (!iface && !words.nextIs("gem_port"))
         return false;
-    const bool iface = words[at] == "iface";
-    const std::string &field = words[at++];
-    const std::string value = at < words.size() ? words[at++] : "";
-    const auto number = static_cast<int32_t>(numberFor(field, value, 0, iface ? 31 : 65535));
+    (void)words.takeKey();
+    const auto number = static_cast<int32_t>(words.takeNumber(0, uint64_t{iface ? 31u : 65535u}));
     (iface ? side.sourceInterface : side.gemPort) = number;
     return true;
 }

@@ -13,12 +13,12 @@ namespace ifcctl
 
 using FrameBytes = std::vector<uint8_t>;
 
-// Pairs of hex digits; colons and dashes between pairs are left out. Throws Error.
+// Pairs of hex digits; colons and dashes between pairs are skipped. Throws Error.
 FrameBytes parseFrameHex(const std::string &field, const std::string &text);
 std::string formatFrameHex(const uint8_t *data, size_t length);
 
-// What came with the frame, from the words "iface N" and "gem_port N"; false: words[at] is neither.
-bool parseSideData(const Words &words, size_t &at, engine::SideData &side);
+// Reads "iface N" or "gem_port N": what came with the frame. False: the next word is neither.
+bool parseSideData(WordReader &words, engine::SideData &side);
 
 // {"DMAC":"01:00:5e:00:00:01","VID0":100,...}: the fields that the frame has, in the enumeration's order.
 nlohmann::ordered_json fieldsToJson(const engine::FieldImage &fields);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// The conditions of a rule as operators write them, and the request that the rule layer takes.
+// The conditions of a rule, and the request that the rule layer takes.
 #pragma once
+
+#include "word_reader.h"
 
 #include "ifc/ifc_glb.h"
 
@@ -20,34 +22,31 @@ struct Condition {
     std::string value;
 };
 
+// The same comparison, however it was written?
+bool sameComparison(const Condition &one, const Condition &other);
+
 using Match = std::vector<Condition>;
-using Words = std::vector<std::string>;
 
 unsigned fieldWidth(unsigned field);
 std::string fieldName(unsigned field); // the enumeration's name; UDF0 to UDF15
 const char *commandName(unsigned command);
 
-// Reads KEY [eq|ne|ge|le] VALUE[/MASK] from words[at] on, until the end or `until`.
-Match parseMatch(const Words &words, size_t &at, const std::string &until);
+// Reads KEY [eq|ne|ge|le] VALUE[/MASK] up to the end of the line or to the word `until`. Throws Error.
+Match parseMatch(WordReader &words, const std::string &until);
 
-// A MAC condition goes last if it is the only one: only there the automatic deletion finds it.
+// Moves a MAC condition to the end if it is the only one: the automatic deletion finds it only there.
 void putMacLast(Match &match);
 
 // The request as the command handler reads it.
 std::string requestText(const Match &match);
 
 bool isMacField(unsigned field);
+bool isIpv6Field(unsigned field);        // a word of an IPv6 address
 unsigned entryCount(const Match &match); // LUT1 entries that the placement reserves
 
 // The reduced form of the mask (see ifc_util.h), or 0xFFFFFFFF. Prints nothing.
 uint32_t reducedMask(const Condition &condition);
 // The mask that a LUT1 entry with this reduced mask really compares.
 uint64_t expandedMask(unsigned field, uint32_t reduced);
-
-// Why the automatic deletion cannot find this rule in LUT1 (or at all); empty if it can.
-std::string whyNotDeletable(const Match &match);
-
-// For the manual and for messages: every accepted word.
-std::string knownMatchWords();
 
 } // namespace ifcctl

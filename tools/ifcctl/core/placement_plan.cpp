@@ -33,24 +33,40 @@ const Condition *conditionOnlyLut1Holds(const Match &match)
     return nullptr;
 }
 
-void checkLut1Mask(const Condition &c, bool force)
+enum class MaskFit { Exact, Wider, Impossible };
+
+MaskFit lut1MaskFit(const Condition &c)
 {
     if (c.field > IFC_LAST_WORD_FIELD)
-        return;
+        return MaskFit::Exact;
     const uint32_t reduced = reducedMask(c);
     if (reduced == 0xFFFFFFFF)
-        throw refused(c.word, c.value,
-                      "LUT1 holds masks of ones that begin at the first or the last bit of " +
-                          fieldName(c.field) + " (or of the address word), and " +
-                          formatFieldValue(c.field, c.mask) + " is none");
-    const uint64_t stored = expandedMask(c.field, reduced);
-    if (stored != c.mask && !force)
-        throw refused(c.word, c.value,
-                      "LUT1 would compare the bits " + formatFieldValue(c.field, stored) + " instead of " +
-                          formatFieldValue(c.field, c.mask) + " (--force places it so)");
+        return MaskFit::Impossible;
+    return expandedMask(c.field, reduced) == c.mask ? MaskFit::Exact : MaskFit::Wider;
 }
 
-// Entries that the chain really takes: one for a MAC mask that lies in one half of the address.
+bool accepted(MaskFit fit, bool force)
+{
+    return fit == MaskFit::Exact || (fit == MaskFit::Wider && force);
+}
+
+void checkLut1Mask(const Condition &c, bool force)
+{
+    const MaskFit fit = lut1MaskFit(c);
+    if (accepted(fit, force))
+        return;
+    const std::string asked = formatFieldValue(c.field, c.mask);
+    if (fit == MaskFit::Impossible)
+        throw refused(Reason::MaskNotContiguous, c.word, c.value,
+                      "LUT1 holds masks of ones that begin at the first or the last bit of " +
+                          fieldName(c.field) + " (or of the address word), and " + asked + " is none");
+    const std::string stored = formatFieldValue(c.field, expandedMask(c.field, reducedMask(c)));
+    throw refused(Reason::MaskStoredWider, c.word, c.value,
+                  "LUT1 would compare the bits " + stored + " instead of " + asked +
+                      " (--force places it so)");
+}
+
+// Entries that the chain takes: a MAC mask that lies in one half of the address takes one, not two.
 unsigned entriesWritten(const Match &match)
 {
     unsigned count = 0;
@@ -91,11 +107,11 @@ Plan planPlacement(const Match &match, bool force)
     if (count >= kLut0From && lut0 >= 0) {
         if (const Condition *c = conditionOnlyLut1Holds(match))
             throw refused(
-                c->word, c->value,
+                Reason::UserFieldInLut0, c->word, c->value,
                 "a rule of " + std::to_string(count) +
                     " entries goes to LUT0, which holds no user-defined field; use fewer conditions (at "
                     "most 8 entries, a MAC counts 2)");
-        return {true, "LUT0 rule " + std::to_string(lut0)};
+        return {true, static_cast<unsigned>(lut0), static_cast<unsigned>(lut0)};
     }
     for (const Condition &c : match)
         checkLut1Mask(c, force);
@@ -104,17 +120,15 @@ Plan planPlacement(const Match &match, bool force)
         const FreeSpace space = freeSpace();
         const unsigned longest =
             space.runs.empty() ? 0 : *std::max_element(space.runs.begin(), space.runs.end());
-        throw refused("rule", match.front().word + " ...",
+        throw refused(Reason::NoSpace, "rule", match.front().word + " ...",
                       "no space: it needs " + std::to_string(count) +
                           " free LUT1 entries in a row (a MAC counts 2), the longest free run is " +
                           std::to_string(longest) + (count >= kLut0From ? ", and no LUT0 rule is free" : ""));
     }
-    const unsigned last = static_cast<unsigned>(first) + entriesWritten(match) - 1;
-    return {false,
-            describePlace({IFC_LUT0_RULES + last, false, static_cast<unsigned>(first), last, true, {}})};
+    return {false, static_cast<unsigned>(first), static_cast<unsigned>(first) + entriesWritten(match) - 1};
 }
 
-unsigned countFits(const Match &match)
+unsigned countFits(const Match &match, bool force)
 {
     const unsigned count = entryCount(match);
     FreeSpace space = freeSpace();
@@ -125,7 +139,7 @@ unsigned countFits(const Match &match)
         fits += space.lut0;
     }
     for (const Condition &c : match)
-        if (c.field <= IFC_LAST_WORD_FIELD && reducedMask(c) == 0xFFFFFFFF)
+        if (!accepted(lut1MaskFit(c), force))
             return fits;
     const unsigned written = entriesWritten(match);
     for (;;) {

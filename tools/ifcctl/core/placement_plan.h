@@ -1,23 +1,27 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Where the rule layer would place a request. It does not roll back what it cannot finish, so everything that
-// it would refuse midway is refused here, before the first write.
+// Where the rule layer would place a request. The layer does not undo what it wrote before a refusal, so all
+// that it would refuse is refused here, before the first write.
 #pragma once
 
 #include "match.h"
+#include "rules.h"
 
 namespace ifcctl
 {
 
 struct Plan {
     bool lut0;
-    std::string place;
+    unsigned first; // LUT0 rule, or the first LUT1 entry
+    unsigned last;  // the same LUT0 rule, or the last LUT1 entry
+    unsigned id() const { return lut0 ? last : IFC_LUT0_RULES + last; } // number of the rule and its action
+    std::string place() const { return describePlace(lut0, first, last); }
 };
 
-// Throws Error when the request cannot be placed.
+// `force` accepts a MAC mask that LUT1 stores wider than asked. Throws Error when the request cannot be placed.
 Plan planPlacement(const Match &match, bool force);
 
-// How many more rules of this shape fit.
-unsigned countFits(const Match &match);
+// How many times planPlacement() and the rule layer would accept this match, one after the other.
+unsigned countFits(const Match &match, bool force);
 
 struct FreeSpace {
     unsigned lut0;

@@ -109,13 +109,18 @@ std::optional<PlacedRule> ruleOf(unsigned id)
     return std::nullopt;
 }
 
+std::string describePlace(bool lut0, unsigned first, unsigned last)
+{
+    if (lut0)
+        return "LUT0 rule " + std::to_string(first);
+    if (first == last)
+        return "LUT1 entry " + std::to_string(first);
+    return "LUT1 entries " + std::to_string(first) + "-" + std::to_string(last);
+}
+
 std::string describePlace(const PlacedRule &rule)
 {
-    if (rule.lut0)
-        return "LUT0 rule " + std::to_string(rule.first);
-    if (rule.first == rule.last)
-        return "LUT1 entry " + std::to_string(rule.first);
-    return "LUT1 entries " + std::to_string(rule.first) + "-" + std::to_string(rule.last);
+    return describePlace(rule.lut0, rule.first, rule.last);
 }
 
 std::string formatFieldValue(unsigned field, uint64_t value)

@@ -24,7 +24,8 @@ std::vector<PlacedRule> placedRules();
 // The rule that an action index belongs to, from any entry of its chain.
 std::optional<PlacedRule> ruleOf(unsigned id);
 
-std::string describePlace(const PlacedRule &rule); // "LUT1 entries 0-2"
+std::string describePlace(bool lut0, unsigned first, unsigned last); // "LUT1 entries 0-2"
+std::string describePlace(const PlacedRule &rule);
 std::string describeCondition(const Condition &condition);
 std::string formatFieldValue(unsigned field, uint64_t value);
 nlohmann::ordered_json toJson(const PlacedRule &rule);

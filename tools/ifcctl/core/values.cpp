@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 #include "values.h"
 
-#include "errors.h"
-
 #include <arpa/inet.h>
 
 #include <charconv>
@@ -24,17 +22,9 @@ std::optional<uint64_t> parseNumber(const std::string &text)
     return value;
 }
 
-uint64_t numberFor(const std::string &field, const std::string &text, uint64_t least, uint64_t most)
-{
-    const auto value = parseNumber(text);
-    if (!value || *value < least || *value > most)
-        throw usage(field, text, "a number from " + std::to_string(least) + " to " + std::to_string(most));
-    return *value;
-}
-
 std::optional<uint64_t> parseMac(const std::string &text)
 {
-    // Six groups of two digits: nothing shorter, nothing behind.
+    // Six groups of two digits, with a colon between them.
     if (text.size() != 17)
         return std::nullopt;
     uint64_t mac = 0;
@@ -91,6 +81,26 @@ std::string formatHex(uint64_t value)
     char text[24];
     (void)std::snprintf(text, sizeof text, "0x%llx", static_cast<unsigned long long>(value));
     return text;
+}
+
+std::string printable(const std::string &text)
+{
+    std::string out;
+    for (size_t n = 0; n < text.size(); ++n) {
+        const auto byte = static_cast<unsigned char>(text[n]);
+        const auto next = n + 1 < text.size() ? static_cast<unsigned char>(text[n + 1]) : 0;
+        // In UTF-8 the control characters U+0080 to U+009F begin with 0xC2.
+        const bool longControl = byte == 0xC2 && next >= 0x80 && next <= 0x9F;
+        if (byte >= 0x20 && byte != 0x7F && !longControl) {
+            out += text[n];
+            continue;
+        }
+        char escape[8];
+        (void)std::snprintf(escape, sizeof escape, "\\x%02x", longControl ? next : byte);
+        out += escape;
+        n += longControl;
+    }
+    return out;
 }
 
 } // namespace ifcctl

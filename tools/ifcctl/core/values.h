@@ -13,9 +13,6 @@ namespace ifcctl
 // Decimal, or hexadecimal with 0x; nothing else in the text.
 std::optional<uint64_t> parseNumber(const std::string &text);
 
-// Such a number from `least` to `most`, or an error that names `field`.
-uint64_t numberFor(const std::string &field, const std::string &text, uint64_t least, uint64_t most);
-
 using Ipv6 = std::array<uint32_t, 4>; // most significant word first
 
 std::optional<uint64_t> parseMac(const std::string &text);
@@ -31,5 +28,14 @@ constexpr uint64_t lowBits(unsigned count)
 {
     return count >= 64 ? ~uint64_t{0} : (uint64_t{1} << count) - 1;
 }
+
+// The highest `count` of `width` bits.
+constexpr uint64_t highBits(unsigned width, unsigned count)
+{
+    return lowBits(width) & ~lowBits(width - count);
+}
+
+// The text with each control character as \xNN: a terminal would act on it.
+std::string printable(const std::string &text);
 
 } // namespace ifcctl

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// ifc.ko through its files under debugfs. One ifcctl at a time: the others wait for the lock on `command`.
+// ifc.ko through its files under debugfs. One ifcctl works at a time: the others wait for the lock on the file
+// `command`.
 #include "device.h"
 #include "tools/ifcctl/core/errors.h"
 
@@ -8,7 +9,9 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <sstream>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -39,15 +42,15 @@ public:
     int descriptor() const { return descriptor_; }
     const std::string &path() const { return path_; }
 
-    Error failed() const { return {kExitDevice, "device: " + path_ + ": " + std::strerror(errno)}; }
-    // All of it, from its start.
+    Error failed() const { return {Reason::DeviceFailed, "device: " + path_ + ": " + std::strerror(errno)}; }
+    // The whole file, from its start.
     std::string content() const
     {
         std::string all;
         for (;;) {
             char piece[4096];
             ssize_t got = pread(descriptor_, piece, sizeof piece, static_cast<off_t>(all.size()));
-            if (got < 0 && errno == ESPIPE) // a file that can be read once, from its start
+            if (got < 0 && errno == ESPIPE) // a file that can be read only once, from its start
                 got = ::read(descriptor_, piece, sizeof piece);
             if (got < 0)
                 throw failed();
@@ -61,7 +64,7 @@ public:
         if (pread(descriptor_, to, size, 0) != static_cast<ssize_t>(size))
             throw failed();
     }
-    // The line, in one write; false: the file does not take it.
+    // Writes the line in one call. False: the module refuses it.
     bool take(const std::string &line) const
     {
         if (::write(descriptor_, line.data(), line.size()) == static_cast<ssize_t>(line.size()))
@@ -69,7 +72,7 @@ public:
         if (errno == EINVAL)
             return false;
         if (errno == E2BIG)
-            throw refused("device", path_,
+            throw refused(Reason::LayerRefused, "device", path_,
                           "a line of " + std::to_string(line.size()) + " characters is too long");
         throw failed();
     }
@@ -96,9 +99,7 @@ public:
             if (flock(command_.descriptor(), LOCK_EX) != 0)
                 throw command_.failed();
         }
-        const std::string status = File(folder, "status", O_RDONLY).content();
-        const size_t at = status.find("revision ");
-        revision_ = at == std::string::npos ? 0 : std::atoi(status.c_str() + at + std::strlen("revision "));
+        revision_ = static_cast<int>(statusValue("revision"));
         if (options.debug != 0) {
             levelBefore_ = send("get dbgLevel").answer.substr(2);
             (void)send("set dbgLevel " + std::to_string(options.debug));
@@ -152,13 +153,50 @@ public:
         const std::string reply = frame_.content();
         if (!taken || std::sscanf(reply.c_str(), "entry %d lut0 %x lut1 %x %x", &result.entry,
                                   &result.hits.lut0, &result.hits.lut1[0], &result.hits.lut1[1]) != 4)
-            throw Error(kExitDevice, "device: " + frame_.path() + ": " + reply.substr(0, reply.find('\n')));
+            throw Error(Reason::DeviceFailed,
+                        "device: " + frame_.path() + ": " + reply.substr(0, reply.find('\n')));
         return result;
     }
 
     int revision() const override { return revision_; }
 
+    uint32_t globalConfig() override
+    {
+        const File regs(folder_, "regs", O_RDONLY);
+        if (!regs.there())
+            throw regs.failed();
+        return registerIn(regs.content(), IFC_GLB_CFG);
+    }
+
+    unsigned long timeouts() override { return statusValue("timeouts"); }
+
 private:
+    // A number from the file `status`, where it stands as NAME=NUMBER.
+    unsigned long statusValue(const std::string &name) const
+    {
+        const File status(folder_, "status", O_RDONLY);
+        if (!status.there())
+            throw status.failed();
+        std::istringstream text(status.content());
+        for (std::string word; text >> word;)
+            if (word.rfind(name + '=', 0) == 0)
+                return std::strtoul(word.c_str() + name.size() + 1, nullptr, 10);
+        throw Error(Reason::DeviceFailed,
+                    "device: " + status.path() + ": no '" + name + "=': the module is of another version");
+    }
+
+    // A register's value in the file `regs`: a line a register, address and value in hexadecimal; 0 if it is
+    // not there.
+    static uint32_t registerIn(const std::string &list, uint32_t reg)
+    {
+        std::istringstream lines(list);
+        lines >> std::hex;
+        for (uint32_t address = 0, value = 0; lines >> address >> value;)
+            if (address == reg)
+                return value;
+        return 0;
+    }
+
     Reply send(const std::string &line)
     {
         Reply reply{};
@@ -173,7 +211,7 @@ private:
         return reply;
     }
 
-    // What listings and plans of this process read.
+    // Copies what listings and plans of this process read.
     void mirror()
     {
         lut0_.image(IFC_LUT0_Rule, sizeof IFC_LUT0_Rule);
@@ -184,7 +222,7 @@ private:
         ifcSendToPpe = static_cast<uint32_t>(std::strtoul(sendToPpe.content().c_str(), nullptr, 0));
     }
 
-    // Every row of the hardware, put into a window of this process through its registers.
+    // Reads every row of the hardware and writes it into a window of this process through its registers.
     void copyHardware()
     {
         copy_.powerOn({1, false});
@@ -192,13 +230,8 @@ private:
         if (!regs.there())
             throw regs.failed();
         const std::string list = regs.content();
-        for (const uint32_t reg : {FE_TPID_CFG, IFC_GLB_CFG}) {
-            char address[16];
-            (void)std::snprintf(address, sizeof address, "%08x ", static_cast<unsigned>(reg));
-            const size_t at = list.find(address);
-            if (at != std::string::npos)
-                copy_.write(reg, static_cast<uint32_t>(std::strtoul(list.c_str() + at + 9, nullptr, 16)));
-        }
+        for (const uint32_t reg : {FE_TPID_CFG, IFC_GLB_CFG})
+            copy_.write(reg, registerIn(list, reg));
         for (unsigned rule = 0; rule < IFC_LUT0_RULES; ++rule)
             for (unsigned row = 0; row <= IFC_LUT0_HEAD_ROW; ++row)
                 copyRow(IFC_SEL_LUT0, rule, row);
@@ -216,7 +249,7 @@ private:
                                        .answer;
         unsigned data[IFC_ROW_WORDS];
         if (std::sscanf(answer.c_str(), "= %x %x %x %x", &data[0], &data[1], &data[2], &data[3]) != 4)
-            throw Error(kExitTimeout, "hardware: a transfer did not report completion within 3 reads");
+            throw timedOut();
         for (unsigned n = 0; n < IFC_ROW_WORDS; ++n)
             copy_.write(IFC_DATA0 + 4 * n, data[n]);
         copy_.write(IFC_RULE_CFG, ifc_rule_cfg_word(index, offset, sel, IFC_TYPE_WRITE));

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // What a session talks to: a driver of its own on a simulated chip, or ifc.ko through its files. Both take
-// lines of the command handler, so every command of the tool says what it wants in the same words.
+// lines of the command handler.
 //
-// The rule layer's shadow tables of this process always show those of the device: what only reads them
-// (listings, plans) needs no device.
+// The rule layer's shadow tables of this process always equal those of the device, so listings and plans need
+// no device.
 #pragma once
 
 #include "engine/classifier.h"
@@ -42,24 +42,29 @@ public:
 
     virtual Reply run(const std::string &line) = 0;
 
-    // The registers and tables as the hardware holds them now. Of a simulated chip the chip itself, else a
-    // copy.
+    // The registers and tables as the hardware holds them now: the simulated chip itself, or a copy.
     virtual engine::RegisterWindow &window() = 0;
 
-    // One frame through the device, as far as it has an engine for frames; else through the model over
-    // window(), where nothing is counted.
+    // Sends one frame through the device. A device without an engine for frames uses the model over
+    // window(), which counts nothing.
     virtual engine::Result classify(engine::Classifier &classifier, const uint8_t *data, size_t length,
                                     const engine::SideData &side, engine::ParsedFrame &parsed) = 0;
 
     virtual int revision() const = 0;
 
-    // At the end: throws Error when something that was to be written on the way did not get there.
+    // The register IFC_GLB_CFG.
+    virtual uint32_t globalConfig() = 0;
+
+    // How many transfers did not report completion since the device was opened.
+    virtual unsigned long timeouts() = 0;
+
+    // The last call. Throws Error when an output of the device could not be written.
     virtual void finish() {}
 };
 
 std::unique_ptr<Device> openSimulation(const Options &options);
 std::unique_ptr<Device> openDebugfs(const std::string &folder, const Options &options);
-// Either, as the options say. Throws Error.
+// The one that the options name. Throws Error.
 std::unique_ptr<Device> openDevice(const Options &options);
 
 } // namespace ifcctl

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// The tables as the hardware holds them, read through the register window.
+// Reads tables of the hardware through the register window.
 #pragma once
 
 #include "session.h"

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// A device for the life of a batch, and what its operations said.
+// A device for the life of a batch, and what its operations printed.
 #pragma once
 
 #include "device.h"
+#include "printer.h"
+
 #include "tools/ifcctl/core/errors.h"
 
 #include <array>
 #include <string>
 #include <type_traits>
-
-#include <nlohmann/json.hpp>
 
 namespace ifcctl
 {
@@ -17,31 +17,39 @@ namespace ifcctl
 class Session
 {
 public:
-    explicit Session(const Options &options) : options_(options), device_(openDevice(options)) {}
+    explicit Session(const Options &options);
 
     const Options &options() const { return options_; }
     Device &device() { return *device_; }
 
-    // Calls an operation by its name and gives its result. What it prints goes to standard error at debug
-    // levels, else nowhere; lastMessage() and textOf() know it.
+    // Calls an operation by its name and returns its result; "= ok" counts as 0. What the operation prints
+    // goes to standard error at debug levels, else nowhere; lastMessage() and lastPrinted() keep it.
     template <typename... Arguments>
-    int call(const char *operation, const Arguments &...arguments)
+    [[nodiscard]] int call(const char *operation, const Arguments &...arguments)
     {
         std::string line = operation;
         ((line += ' ' + word(arguments)), ...);
         return callLine(line);
     }
+    // The same for an operation that must succeed: throws Error when the result is negative.
+    template <typename... Arguments>
+    void perform(const char *operation, const Arguments &...arguments)
+    {
+        if (call(operation, arguments...) < 0)
+            throw refused(Reason::LayerRefused, "operation", operation, lastMessage());
+    }
     // The same, with the text that it printed.
     template <typename... Arguments>
     std::string textOf(const char *operation, const Arguments &...arguments)
     {
-        (void)call(operation, arguments...);
+        perform(operation, arguments...);
         return last_.printed;
     }
 
-    // The last message of the operation that call() ran, without its prefix and line end.
+    const std::string &lastPrinted() const { return last_.printed; }
+    // The last line that the last operation printed, without its prefix and line end.
     std::string lastMessage() const;
-    // The handler's answer to it.
+    // The handler's answer to the last line.
     const std::string &lastAnswer() const { return last_.answer; }
 
     // Any line of the command handler.
@@ -51,11 +59,11 @@ public:
     // complete.
     std::array<uint32_t, 4> row(unsigned sel, unsigned index, unsigned offset);
 
-    // A transfer that did not complete since the last look ends the batch.
+    // Throws Error when a transfer did not complete since the last call.
     void checkTransfers();
 
-    // Prints for people, or one JSON document a line. `text` ends with a line end.
-    void print(const std::string &text, const nlohmann::ordered_json &json);
+    // Text for people, or one JSON document in a line. `text` ends with a line end.
+    void print(const std::string &text, const nlohmann::ordered_json &json) { printer_.print(text, json); }
 
 private:
     static const std::string &word(const std::string &text) { return text; }
@@ -67,9 +75,11 @@ private:
     int callLine(const std::string &line);
 
     Options options_;
+    Printer printer_;
     std::unique_ptr<Device> device_;
     Reply last_{};
-    bool timedOut_ = false;
+    bool called_ = false; // since the last checkTransfers()
+    unsigned long timeouts_ = 0;
 };
 
 } // namespace ifcctl

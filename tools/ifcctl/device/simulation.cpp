@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// A driver that has just been loaded, on a simulated chip, in this process.
+// A driver in this process on a simulated chip, with empty tables.
 #include "device.h"
 #include "tools/ifcctl/core/errors.h"
 
 #include "ifc/ifc_cmd.h"
+#include "ifc/ifc_regs.h"
 #include "ifc/ifc_util.h"
 #include "platform/host/host_platform.h"
 
@@ -30,14 +31,9 @@ public:
                             std::string("a file that can be written (") + std::strerror(errno) + ")");
         }
         window_.powerOn({options.doneAfter, true});
-        if (trace_)
-            window_.onAccess(
-                [](void *file, const engine::Access &access) {
-                    std::fprintf(static_cast<std::FILE *>(file), "%c 0x%08x 0x%08x\n",
-                                 access.kind == engine::AccessKind::Read ? 'R' : 'W', access.reg,
-                                 access.value);
-                },
-                trace_.get());
+        window_.onAccess(
+            [](void *self, const engine::Access &access) { static_cast<Simulation *>(self)->watch(access); },
+            this);
         host::attach(&window_);
         host::setRevision(options.revision);
         host::setLogSink([this](std::string_view piece) { printed_ += piece; });
@@ -82,10 +78,27 @@ public:
     }
 
     int revision() const override { return revision_; }
+    uint32_t globalConfig() override { return window_.globalConfig(); }
+    unsigned long timeouts() override { return timeouts_; }
 
 private:
+    static constexpr unsigned kPolls = 3; // that a transfer gets, see ifcChecConfigDone()
+
+    void watch(const engine::Access &access)
+    {
+        const bool read = access.kind == engine::AccessKind::Read;
+        if (access.reg == IFC_RULE_CFG && !read)
+            polls_ = 0;
+        else if (access.reg == IFC_RULE_CFG && (access.value & IFC_RULE_CFG_DONE) == 0 && ++polls_ == kPolls)
+            ++timeouts_;
+        if (trace_)
+            std::fprintf(trace_.get(), "%c 0x%08x 0x%08x\n", read ? 'R' : 'W', access.reg, access.value);
+    }
+
     int revision_;
     engine::RegisterWindow window_;
+    unsigned polls_ = 0; // without the done bit, since the last transfer began
+    unsigned long timeouts_ = 0;
     std::string printed_;
     std::string traceFile_;
     std::unique_ptr<std::FILE, int (*)(std::FILE *)> trace_;
