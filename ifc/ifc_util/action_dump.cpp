@@ -2,7 +2,8 @@
 // Prints an action entry as the hardware holds it.
 #include "ifc/ifc_util.h"
 
-#include "action_fields.h"
+#include "ifc/records/action_record.h"
+
 #include "window.h"
 
 namespace
@@ -40,8 +41,8 @@ int ifc_dump_action(int ifcIndex)
         if ((action.bits.enable >> bit & 1) == 0)
             continue;
         const ifc::ActionField *shown = ifc::kShownFields[bit];
-        (void)printk(kPieces[bit], ifc::getActionField(action, shown[0]),
-                     ifc::getActionField(action, shown[1]), ifc::getActionField(action, shown[2]));
+        (void)printk(kPieces[bit], ifc::getActionField(action.word, shown[0]),
+                     ifc::getActionField(action.word, shown[1]), ifc::getActionField(action.word, shown[2]));
     }
     (void)printk("\n");
     return 0;

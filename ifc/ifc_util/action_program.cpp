@@ -2,37 +2,13 @@
 // Programs actions, one sub-action at a time.
 #include "ifc/ifc_util.h"
 
-#include "action_fields.h"
+#include "ifc/records/action_record.h"
+
 #include "report.h"
 #include "window.h"
 
 namespace
 {
-
-constexpr uint kValues = 4;
-constexpr int kRevisionWithSharedCounterEnable = 12;
-constexpr uint kDpiEnable = IFC_ACT_KEEP_PCP; // Known: dpi and keep pcp share an enable bit
-
-// The fields that value0 to value3 go to.
-constexpr ifc::ActionField kWritten[IFC_ACT_COUNT][kValues] = {
-    {ifc::kChannel, ifc::kQueue},
-    {ifc::kFport, ifc::kNbq},
-    {ifc::kSpTag},
-    {ifc::kCnt0},
-    {ifc::kCnt1},
-    {ifc::kMtrG},
-    {ifc::kIpv4Dscp},
-    {ifc::kIpv6TrafficClass},
-    {ifc::kVpm0, ifc::kVo0, ifc::kVid0High, ifc::kVid0Low},
-    {ifc::kVo1, ifc::kVid1High, ifc::kVid1Low}, // Known: no TPID selector, so its values stand one lower
-    {ifc::kFqos},
-    {ifc::kFast},
-    {ifc::kMc},
-    {ifc::kKeepPcp},
-    {ifc::kCpu, ifc::kNbq},
-    {ifc::kOwf},
-    {ifc::kDpi},
-};
 
 constexpr const char *kLines[IFC_ACT_COUNT] = {
     "channel:%d, queue:%d\n",
@@ -54,19 +30,11 @@ constexpr const char *kLines[IFC_ACT_COUNT] = {
     "dpi:%d\n",
 };
 
-// Revision 12 has one enable bit for both counters, so those of the sub-actions above stand one lower.
-uint enableBit(uint actIdx)
+// Sub-actions without an enable bit change nothing.
+void switchEnableBit(IFC_Action_Format &action, uint mask, bool on)
 {
-    const bool shifted =
-        GET_HIR() == kRevisionWithSharedCounterEnable && actIdx >= IFC_ACT_CNT1 && actIdx <= IFC_ACT_KEEP_PCP;
-    return shifted ? actIdx - 1 : actIdx;
-}
-
-// Bits above the 14 of the bitmap (sub-action 14) get lost.
-void switchEnableBit(IFC_Action_Format &action, uint bit, bool on)
-{
-    const uint others = action.bits.enable & ~(1u << bit);
-    action.bits.enable = (others | static_cast<uint>(on) << bit) & 0x3FFFu;
+    const uint others = action.bits.enable & ~mask;
+    action.bits.enable = (others | (on ? mask : 0)) & 0x3FFFu;
 }
 
 } // namespace
@@ -89,10 +57,10 @@ int ifc_set_action(uint ifcIndex, uint actIdx, IFC_Mode_t enMode, uint value0, u
             "cause error\n",
             ifcIndex, actIdx);
         (void)ifc_clear_action(ifcIndex);
-        if (ifcIndex < IFC_LUT0_RULES)
+        if (ifc::isWideAction(ifcIndex))
             ifc_delete_lut0(static_cast<int>(ifcIndex));
         else
-            ifc_delete_lut1(static_cast<int>(ifcIndex - IFC_LUT0_RULES));
+            ifc_delete_lut1(static_cast<int>(ifc::entryOfAction(ifcIndex)));
         return -1;
     }
 
@@ -103,26 +71,26 @@ int ifc_set_action(uint ifcIndex, uint actIdx, IFC_Mode_t enMode, uint value0, u
     }
 
     const bool on = enMode != IFC_DISABLE;
-    uint values[kValues] = {value0, value1, value2, value3};
+    uint values[ifc::kSubActionValues] = {value0, value1, value2, value3};
     if (actIdx <= IFC_ACT_CPU_NBQ) {
-        switchEnableBit(action, enableBit(actIdx), on);
+        switchEnableBit(action, ifc::enableMask(actIdx, GET_HIR()), on);
         if (!on)
             for (uint &value : values)
                 value = 0;
     }
     if (actIdx == IFC_ACT_FPORT_NBQ)
         action.bits.cpu = 0; // Known: in either mode
-    for (uint n = 0; n < kValues; ++n)
-        ifc::setActionField(action, kWritten[actIdx][n], values[n]);
+    for (uint n = 0; n < ifc::kSubActionValues; ++n)
+        ifc::setActionField(action.word, ifc::kSetFields[actIdx][n], values[n]);
 
-    uint shown[ifc::kShown];
-    for (uint n = 0; n < ifc::kShown; ++n)
-        shown[n] = ifc::getActionField(action, ifc::kShownFields[actIdx][n]);
+    uint shown[ifc::kSubActionShown];
+    for (uint n = 0; n < ifc::kSubActionShown; ++n)
+        shown[n] = ifc::getActionField(action.word, ifc::kShownFields[actIdx][n]);
     if (actIdx == IFC_ACT_FPORT_NBQ)
         shown[1] = values[1]; // Known: as passed, not as stored
     (void)printk(kLines[actIdx], shown[0], shown[1], shown[2]);
     if (actIdx == IFC_ACT_DPI)
-        switchEnableBit(action, kDpiEnable, on);
+        switchEnableBit(action, ifc::enableMask(IFC_ACT_DPI, 0), on); // alike on all revisions
 
     const ifc::WindowLock lock;
     ifc::writeAction(ifcIndex, action);

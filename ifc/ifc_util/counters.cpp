@@ -2,6 +2,8 @@
 // Counter bindings, counter entries, and the check of a recorded result.
 #include "ifc/ifc_util.h"
 
+#include "ifc/records/chip.h"
+
 #include "report.h"
 #include "window.h"
 
@@ -70,7 +72,7 @@ int ifc_get_acnt(uint ifcIndex, unsigned long long *byte_cnt, unsigned long long
     }
     (void)ifcSetRuleConfig(static_cast<uint8_t>(ifcIndex), 0, IFC_SEL_COUNTER, IFC_TYPE_READ);
     *byte_cnt = readTotal(1, 0, 0xFFFFFFFF);
-    *pktcnt = readTotal(3, 2, 0x00FFFFFF);
+    *pktcnt = readTotal(3, 2, ifc::kCounterTopWord);
     return 0;
 }
 

@@ -2,78 +2,77 @@
 // Finds placed requests again and deletes them.
 #include "ifc/ifc_util.h"
 
-#include "fields.h"
+#include "ifc/records/chip.h"
+#include "ifc/records/narrow_record.h"
+#include "ifc/records/wide_record.h"
+
+#include "field_arrays.h"
 #include "report.h"
 
 namespace
 {
 
-constexpr uint kCountedConditions = 31;
-
-struct Condition {
+// A condition as requested: any field, command, mask and key, in all their bits.
+struct Wanted {
     uint field;
     uint command;
-    ifc::Wide mask;
-    ifc::Wide key;
+    uint64_t mask;
+    uint64_t key;
 };
 
-// Behind the end of the arrays a request has no field, like behind the end of its list.
-Condition conditionOf(const orva_ifc_param &request, uint i)
+// A request has no field after the end of its arrays, as it has none after the end of its list.
+Wanted wantedOf(const orva_ifc_param &request, uint i)
 {
     if (i >= IFC_PARAM_CONDITIONS)
         return {};
-    return {request.fieldIdx[i],
-            request.command[i],
-            {request.mask_high[i], request.mask_low[i]},
-            {request.key_high[i], request.key_low[i]}};
+    return {request.fieldIdx[i], request.command[i],
+            ifc::joinWords(request.mask_high[i], request.mask_low[i]),
+            ifc::joinWords(request.key_high[i], request.key_low[i])};
 }
 
-// The entry behind the last one is all zero.
+// The entry after the last one reads as all zero.
 IFC_LUT1_Format lut1Entry(uint entry)
 {
     return entry < IFC_LUT1_RULES ? IFC_LUT1_Rule[entry] : IFC_LUT1_Format{};
 }
 
-bool isAddress(uint field)
-{
-    return field == DIPv4 || field == SIPv4;
-}
-
 // The mask is reduced before anything else is compared, and a failed reduction is compared like any other.
-bool matchesWord(const Condition &c, const IFC_LUT1_Format &entry, int width, uint lengthMask)
+bool matchesWord(const Wanted &c, const IFC_LUT1_Format &entry, int width, uint lengthMask)
 {
-    const uint reduced = change_mask_from_48_to_32(width == 48 ? c.mask.high : 0, c.mask.low, width);
-    return entry.type1.field == c.field && entry.type1.command == c.command && entry.word[1] == c.key.low &&
-           entry.type1.direction == reduced >> 31 && entry.type1.length == (reduced & lengthMask);
+    const uint reduced =
+        change_mask_from_48_to_32(width == 48 ? ifc::highWord(c.mask) : 0, ifc::lowWord(c.mask), width);
+    return entry.type1.field == c.field && entry.type1.command == c.command &&
+           entry.word[1] == ifc::lowWord(c.key) && entry.type1.direction == reduced >> 31 &&
+           entry.type1.length == (reduced & lengthMask);
 }
 
 // Known: the type bit is not tested.
-bool matchesAddress(const Condition &c, const IFC_LUT1_Format &entry)
+bool matchesAddress(const Wanted &c, const IFC_LUT1_Format &entry)
 {
     return matchesWord(c, entry, 32, 0x1F);
 }
 
 // Known: only 4 of the 5 bits of the length are compared.
-bool matchesMacLow(const Condition &c, const IFC_LUT1_Format &entry)
+bool matchesMacLow(const Wanted &c, const IFC_LUT1_Format &entry)
 {
     return matchesWord(c, entry, 48, 0xF);
 }
 
-bool matchesHalf(const Condition &c, const IFC_LUT1_Format &entry, uint mask, uint key)
+bool matchesHalf(const Wanted &c, const IFC_LUT1_Format &entry, uint mask, uint key)
 {
     return entry.type0.field == c.field && entry.type0.command == c.command && entry.type0.mask == mask &&
            entry.type0.key == key;
 }
 
 // Known: Sel is not tested. All 32 bits of the request's high words count.
-bool matchesMacHigh(const Condition &c, const IFC_LUT1_Format &entry)
+bool matchesMacHigh(const Wanted &c, const IFC_LUT1_Format &entry)
 {
-    return !entry.type0.type && matchesHalf(c, entry, c.mask.high, c.key.high);
+    return !entry.type0.type && matchesHalf(c, entry, ifc::highWord(c.mask), ifc::highWord(c.key));
 }
 
-bool matchesOther(const Condition &c, const IFC_LUT1_Format &entry)
+bool matchesOther(const Wanted &c, const IFC_LUT1_Format &entry)
 {
-    return matchesHalf(c, entry, c.mask.low & 0xFFFF, c.key.low & 0xFFFF);
+    return matchesHalf(c, entry, c.mask & 0xFFFF, c.key & 0xFFFF);
 }
 
 // How many request indexes a condition found in the range uses up; 0 when it is not there.
@@ -82,12 +81,12 @@ bool matchesOther(const Condition &c, const IFC_LUT1_Format &entry)
 // steps over the condition behind it. A low part uses up the entry behind it, whatever that is; at the last
 // entry that look goes past the range, where a matching high part fails the search and anything else passes
 // it.
-uint findInRange(const Condition &c, uint first, uint end)
+uint findInRange(const Wanted &c, uint first, uint end)
 {
     for (uint k = first; k < end; ++k) {
         IFC_LUT1_Format entry = lut1Entry(k);
         if (!ifc::isMac(c.field)) {
-            if (isAddress(c.field) ? matchesAddress(c, entry) : matchesOther(c, entry))
+            if (ifc::isIpv4Address(c.field) ? matchesAddress(c, entry) : matchesOther(c, entry))
                 return 1;
             continue;
         }
@@ -135,8 +134,8 @@ bool deleteFromLut1(orva_ifc_param *request, uint entries)
         if (chain == entries && ifc_match_rule_lut1(request, entries, first)) {
             for (uint entry = first; entry <= last; ++entry) {
                 ifc_delete_lut1(static_cast<int>(entry));
-                (void)ifc_clear_action(entry + IFC_LUT0_RULES);
-                IFC_REPORT("del ifc rule index %d\n", entry + IFC_LUT0_RULES);
+                (void)ifc_clear_action(ifc::actionOfEntry(entry));
+                IFC_REPORT("del ifc rule index %d\n", ifc::actionOfEntry(entry));
             }
             found = true;
         }
@@ -149,29 +148,28 @@ bool deleteFromLut1(orva_ifc_param *request, uint entries)
 
 int ifc_match_rule_lut0(struct orva_ifc_param *ifc_param_ptr, uint field_num, uint ifc_idx)
 {
-    const IFC_LUT0_Format &rule = IFC_LUT0_Rule[ifc_idx];
-    if (!rule.bits.valid)
+    const uint32_t *rule = IFC_LUT0_Rule[ifc_idx].word;
+    if (!ifc::wideValid(rule))
         return 0;
     uint enabled = 0;
-    for (uint field = 1; field <= IFC_LUT0_FIELDS; ++field)
-        enabled += ifc::lut0Enabled(rule, field);
+    for (uint field = ifc::nextWideField(rule, 0); field != 0; field = ifc::nextWideField(rule, field))
+        ++enabled;
     if (enabled != field_num)
         return 0;
 
-    uint masks[32];
-    uint keys[32];
+    uint masks[ifc::kArrayWords];
+    uint keys[ifc::kArrayWords];
     get_lut0_mask_key(static_cast<int>(ifc_idx), masks, keys);
     uint passed = 0;
-    for (; passed < kCountedConditions; ++passed) {
-        const Condition c = conditionOf(*ifc_param_ptr, passed);
-        if (c.field == 0 || c.field > IFC_LUT0_FIELDS || !ifc::lut0Enabled(rule, c.field) ||
-            ifc::lut0Command(rule, c.field) != c.command)
+    for (; passed < ifc::kCountedConditions; ++passed) {
+        const Wanted c = wantedOf(*ifc_param_ptr, passed);
+        if (!ifc::isWideField(c.field) || !ifc::wideEnables(rule, c.field) ||
+            ifc::wideCommand(rule, c.field) != c.command)
             break;
-        const ifc::Wide mask = ifc::arrayValue(masks, c.field);
-        const ifc::Wide key = ifc::arrayValue(keys, c.field);
-        if (mask.low != c.mask.low || key.low != c.key.low)
-            break;
-        if (ifc::isMac(c.field) && (mask.high != c.mask.high || key.high != c.key.high))
+        // The high words count for a MAC only.
+        const uint64_t differences =
+            (ifc::arrayValue(masks, c.field) ^ c.mask) | (ifc::arrayValue(keys, c.field) ^ c.key);
+        if (ifc::lowWord(differences) != 0 || (ifc::isMac(c.field) && ifc::highWord(differences) != 0))
             break;
     }
     return passed >= field_num;
@@ -180,8 +178,7 @@ int ifc_match_rule_lut0(struct orva_ifc_param *ifc_param_ptr, uint field_num, ui
 int ifc_match_rule_lut1(struct orva_ifc_param *ifc_param_ptr, uint field_num, uint ifc_idx_start)
 {
     for (uint i = 0; i < field_num;) {
-        const uint step =
-            findInRange(conditionOf(*ifc_param_ptr, i), ifc_idx_start, ifc_idx_start + field_num);
+        const uint step = findInRange(wantedOf(*ifc_param_ptr, i), ifc_idx_start, ifc_idx_start + field_num);
         if (step == 0)
             return 0;
         i += step;
@@ -191,14 +188,14 @@ int ifc_match_rule_lut1(struct orva_ifc_param *ifc_param_ptr, uint field_num, ui
 
 int ifc_match_lut1(ifc_field_param param)
 {
-    const Condition c = {
-        param.fieldIdx, param.command, {param.mask_high, param.mask}, {param.key_high, param.key}};
+    const Wanted c = {param.fieldIdx, param.command, ifc::joinWords(param.mask_high, param.mask),
+                      ifc::joinWords(param.key_high, param.key)};
     for (uint k = 0; k < IFC_LUT1_RULES; ++k) {
         const IFC_LUT1_Format &entry = IFC_LUT1_Rule[k];
         bool found;
         if (ifc::isMac(c.field))
             found = entry.type1.type ? matchesMacLow(c, entry) : matchesMacHigh(c, entry);
-        else if (isAddress(c.field))
+        else if (ifc::isIpv4Address(c.field))
             found = matchesAddress(c, entry);
         else
             found = entry.type0.valid && matchesOther(c, entry);
@@ -212,9 +209,9 @@ int ifc_del_lut_rules_auto(struct orva_ifc_param *ifc_param_ptr)
 {
     uint conditions = 0;
     uint macs = 0;
-    for (; conditions < kCountedConditions && ifc_param_ptr->fieldIdx[conditions] != 0; ++conditions) {
+    for (; conditions < ifc::kCountedConditions && ifc_param_ptr->fieldIdx[conditions] != 0; ++conditions) {
         const uint field = ifc_param_ptr->fieldIdx[conditions];
-        if (ifc::isWord(field) && !isAddress(field)) {
+        if (!ifc::isFieldDeletable(field)) {
             IFC_REPORT("del fieldIdx %d not support\n", field);
             return -1;
         }

@@ -18,9 +18,10 @@ constexpr const char *baseName(const char *path)
     return base;
 }
 
-inline bool traces(unsigned aboveLevel)
+// Whether messages of `level` (DBG_ST to DBG_MSG) are printed.
+inline bool traces(unsigned level)
 {
-    return gpIfcPriv->dbgLevel > aboveLevel;
+    return gpIfcPriv->dbgLevel >= level;
 }
 
 } // namespace

@@ -2,28 +2,32 @@
 // Prints the shadow tables for an operator.
 #include "ifc/ifc_util.h"
 
-#include "fields.h"
+#include "ifc/records/chip.h"
+#include "ifc/records/narrow_record.h"
+#include "ifc/records/wide_record.h"
+
+#include "field_arrays.h"
 
 namespace
 {
 
-void dumpLut0Fields(uint index, const IFC_LUT0_Format &rule)
+void dumpLut0Fields(uint index)
 {
-    uint masks[32];
-    uint keys[32];
+    const uint32_t *rule = IFC_LUT0_Rule[index].word;
+    uint masks[ifc::kArrayWords];
+    uint keys[ifc::kArrayWords];
     get_lut0_mask_key(static_cast<int>(index), masks, keys);
-    for (uint field = 1; field <= IFC_LUT0_FIELDS; ++field) {
-        if (!ifc::lut0Enabled(rule, field))
-            continue;
-        const uint command = ifc::lut0Command(rule, field);
-        const ifc::Wide mask = ifc::arrayValue(masks, field);
-        const ifc::Wide key = ifc::arrayValue(keys, field);
+    for (uint field = ifc::nextWideField(rule, 0); field != 0; field = ifc::nextWideField(rule, field)) {
+        const uint command = ifc::wideCommand(rule, field);
+        const uint64_t mask = ifc::arrayValue(masks, field);
+        const uint64_t key = ifc::arrayValue(keys, field);
         if (ifc::isMac(field))
             (void)printk(">>>>Field-%d:%s, Command:%d, Mask:%x_%x, Key:%x_%x\n", field, ifc_field_name[field],
-                         command, mask.high, mask.low, key.high, key.low);
+                         command, ifc::highWord(mask), ifc::lowWord(mask), ifc::highWord(key),
+                         ifc::lowWord(key));
         else
             (void)printk(">>>>Field-%d:%s, Command:%d, Mask:%x, Key:%x\n", field, ifc_field_name[field],
-                         command, mask.low, key.low);
+                         command, ifc::lowWord(mask), ifc::lowWord(key));
     }
 }
 
@@ -35,26 +39,18 @@ void formatFieldName(char *name, uint field)
         (void)snprintf(name, IFC_FIELD_NAME_BYTES, "UDF_%d", field - UDF0);
 }
 
-uint wordEntryMask(const IFC_LUT1_Format &entry)
-{
-    const uint length = entry.type1.length;
-    if (length == 0)
-        return 0xFFFFFFFF;
-    return entry.type1.direction == IFC_LUT1_FROM_TOP ? 0xFFFFFFFFu << (32 - length) : (1u << length) - 1;
-}
-
 } // namespace
 
 int ifc_dump_lut0_rules(void)
 {
     for (uint index = 0; index < IFC_LUT0_RULES; ++index) {
         const IFC_LUT0_Format &rule = IFC_LUT0_Rule[index];
-        if (!rule.bits.valid) {
+        if (!ifc::wideValid(rule.word)) {
             (void)printk("\nLUT0-%d: valid:0\n", index);
             continue;
         }
-        (void)printk("\nLUT0-%d: valid:1, enable:%x\n", index, rule.bits.enable);
-        dumpLut0Fields(index, rule);
+        (void)printk("\nLUT0-%d: valid:1, enable:%x\n", index, ifc::wideEnabled(rule.word));
+        dumpLut0Fields(index);
         (void)ifc_dump_action(static_cast<int>(index));
     }
     return 0;
@@ -79,9 +75,9 @@ int ifc_dump_lut1_rules(void)
             (void)printk("\nLUT1-%d: valid:1, end:%d, Type:1, Direction:%d, Command:%d, Field:%s, Mask:%08x, "
                          "Key:%08x\n",
                          index, entry.type1.end, entry.type1.direction, entry.type1.command, name,
-                         wordEntryMask(entry), entry.type1.key);
-        // Each entry's own action slot, also inside a chain.
-        (void)ifc_dump_action(static_cast<int>(index + IFC_LUT0_RULES));
+                         ifc::narrowMask(entry.word), entry.type1.key);
+        // Known: each entry prints an action, also inside a chain, where only the last one's applies.
+        (void)ifc_dump_action(static_cast<int>(ifc::actionOfEntry(index)));
     }
     return 0;
 }

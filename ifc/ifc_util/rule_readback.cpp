@@ -2,30 +2,34 @@
 // Prints wide rules field by field, from the hardware or from the shadow table.
 #include "ifc/ifc_util.h"
 
-#include "fields.h"
+#include "ifc/records/wide_record.h"
+
+#include "field_arrays.h"
 #include "report.h"
 #include "window.h"
 
 int ifc_parser_lut0_rule(IFC_LUT0_Format *p_LUT0_Rule, int ruleId)
 {
-    if (!p_LUT0_Rule->bits.valid) {
+    if (!ifc::wideValid(p_LUT0_Rule->word)) {
         (void)printk("LUT0-%2d : Disable.\n", ruleId);
         return 0;
     }
-    uint masks[32];
-    uint keys[32];
+    const uint32_t *rule = p_LUT0_Rule->word;
+    uint masks[ifc::kArrayWords];
+    uint keys[ifc::kArrayWords];
     set_lut0_mask_key_to_array(p_LUT0_Rule, masks, keys);
     for (uint field = 1; field <= IFC_LUT0_FIELDS; ++field) {
-        if (ifc::lut0Enabled(*p_LUT0_Rule, field)) {
+        if (ifc::wideEnables(rule, field)) {
             (void)printk("LUT0-%2d field:%2d %s, Enable, ", ruleId, field, ifc_field_name[field]);
-            (void)printk("CMD:%d, ", ifc::lut0Command(*p_LUT0_Rule, field));
-            const ifc::Wide mask = ifc::arrayValue(masks, field);
-            const ifc::Wide key = ifc::arrayValue(keys, field);
+            (void)printk("CMD:%d, ", ifc::wideCommand(rule, field));
+            const uint64_t mask = ifc::arrayValue(masks, field);
+            const uint64_t key = ifc::arrayValue(keys, field);
             if (ifc::isMac(field))
-                (void)printk("Mask:%x_%x, Key:%x_%x\n", mask.high, mask.low, key.high, key.low);
+                (void)printk("Mask:%x_%x, Key:%x_%x\n", ifc::highWord(mask), ifc::lowWord(mask),
+                             ifc::highWord(key), ifc::lowWord(key));
             else
-                (void)printk("Mask:%x, Key:%x\n", mask.low, key.low);
-        } else if (ifc::traces(DBG_ERR)) {
+                (void)printk("Mask:%x, Key:%x\n", ifc::lowWord(mask), ifc::lowWord(key));
+        } else if (ifc::traces(DBG_ST)) {
             IFC_REPORT("LUT0-%2d field:%2d %s; Disable.\n", ruleId, field, ifc_field_name[field]);
         }
     }

@@ -2,6 +2,8 @@
 // Register transfer: one row, the full rewrite, clearing, the classifier's switch.
 #include "ifc/ifc_util.h"
 
+#include "ifc/records/chip.h"
+
 #include "report.h"
 #include "window.h"
 
@@ -10,12 +12,11 @@ namespace
 
 constexpr int kTimeout = -62; // the kernel's -ETIME
 constexpr int kPollReads = 3;
-constexpr int kRevisionsWithoutLut0[] = {14, 15};
 
-// Known: the revision is asked for afresh at each comparison.
+// Known: each comparison reads the revision afresh.
 bool lut0IsWritable()
 {
-    for (const int revision : kRevisionsWithoutLut0)
+    for (const int revision : ifc::kRevisionsWithoutLut0)
         if (GET_HIR() == revision)
             return false;
     return true;
@@ -54,7 +55,7 @@ int ifcChecConfigDone(uint32_t reg, uint32_t doneBit)
     for (int read = 0; read < kPollReads; ++read) {
         if ((get_frame_engine_data(reg) & doneBit) != 0)
             return 0;
-        mdelay(1); // Known: also behind the last read
+        mdelay(1); // Known: also after the last read
     }
     return kTimeout;
 }
@@ -63,7 +64,7 @@ int ifcSetRuleConfig(uint8_t index, uint8_t offset, int sel, int type)
 {
     const uint32_t command =
         ifc_rule_cfg_word(index, offset, static_cast<uint32_t>(sel), static_cast<uint32_t>(type));
-    if (ifc::traces(DBG_WARN))
+    if (ifc::traces(DBG_MSG))
         IFC_REPORT("ifcSetRuleConfig is 0x%08x.\n", command);
     set_frame_engine_data(IFC_RULE_CFG, command);
     const int result = ifcChecConfigDone(IFC_RULE_CFG, IFC_RULE_CFG_DONE);

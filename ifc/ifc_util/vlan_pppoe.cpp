@@ -3,16 +3,14 @@
 #include "ifc/ifc_util.h"
 
 #include "ifc/ifc_regs.h"
+#include "ifc/records/chip.h"
+
 #include "report.h"
 
 namespace
 {
 
-constexpr uint16_t kTpid8021Q = 0x8100;
-constexpr uint16_t kTpid8021Ad = 0x88A8;
-enum { kVpm8021Q = 1, kVpm8021Ad = 2, kVpmUser = 3 };
-
-constexpr uint16_t toNetwork(uint16_t value)
+constexpr uint16_t swapBytes(uint16_t value)
 {
     return static_cast<uint16_t>(value << 8 | value >> 8);
 }
@@ -51,14 +49,8 @@ uint getLowestBit(uint value)
 
 int32_t transTPIDtoVPM(uint16_t eth_type)
 {
-    const uint16_t user = userTpid();
-    if (eth_type == toNetwork(kTpid8021Q))
-        return kVpm8021Q;
-    if (eth_type == toNetwork(kTpid8021Ad))
-        return kVpm8021Ad;
-    if (user != 0 && eth_type == toNetwork(user))
-        return kVpmUser;
-    return -1;
+    const uint vpm = ifc::vpmOf(swapBytes(eth_type), userTpid());
+    return vpm != ifc::kVpmNone ? static_cast<int32_t>(vpm) : -1;
 }
 
 int8_t isTPID(uint16_t eth_type)
@@ -69,17 +61,7 @@ int8_t isTPID(uint16_t eth_type)
 // Known: the result is in host byte order, while the translations above take network byte order.
 uint16_t transVPMtoTPID(uint16_t vpm)
 {
-    const uint16_t user = userTpid();
-    switch (vpm) {
-    case kVpm8021Q:
-        return kTpid8021Q;
-    case kVpm8021Ad:
-        return kTpid8021Ad;
-    case kVpmUser:
-        return user;
-    default:
-        return 0;
-    }
+    return static_cast<uint16_t>(ifc::tpidOf(vpm, userTpid()));
 }
 
 int32_t getPppoeSid(struct sk_buff *skb, uint32_t pre_len, uint16_t *sid, uint16_t *ppp_tag)
@@ -87,7 +69,7 @@ int32_t getPppoeSid(struct sk_buff *skb, uint32_t pre_len, uint16_t *sid, uint16
     const unsigned char *header = skb->data + pre_len;
     const uint version = header[0] >> 4;
     const uint type = header[0] & 0xF;
-    if (ifc::traces(DBG_WARN)) {
+    if (ifc::traces(DBG_MSG)) {
         (void)printk("\n==============\n");
         (void)printk(" Ver=%d\n", version);
         (void)printk(" Type=%d\n", type);
