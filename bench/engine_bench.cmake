@@ -1,12 +1,10 @@
 # SPDX-License-Identifier: MIT OR GPL-2.0
 # The engine is compiled once more, for the machine that runs the bench. Loops start at cache lines: else the same
 # loop is faster or slower with its address.
-find_library(PCAP_LIBRARY pcap REQUIRED)
-add_executable(engine_bench engine_bench.cpp ${IFC_ENGINE_SOURCES}
-    ${PROJECT_SOURCE_DIR}/tools/ifcctl/frame_capture.cpp ${PROJECT_SOURCE_DIR}/tools/ifcctl/pcap_source.cpp)
+add_executable(engine_bench engine_bench.cpp ${IFC_ENGINE_SOURCES})
 target_compile_options(engine_bench PRIVATE -O3 -march=native -falign-loops=64)
 target_link_libraries(engine_bench PRIVATE ifc_headers ifc_warnings ifc_util ifc_state ifc_host
-    benchmark::benchmark ${PCAP_LIBRARY})
+    ifc_capture benchmark::benchmark)
 if(DPDK_FOUND)
     add_library(engine_bench_acl OBJECT engine_bench_acl.cpp)
     target_compile_options(engine_bench_acl PRIVATE -O3 -march=native -falign-loops=64 -include rte_config.h)

@@ -20,7 +20,7 @@
 #include "platform/host/host_platform.h"
 #include "tests/engine/frames.h"
 #include "tests/engine/random.h"
-#include "tools/ifcctl/frame_capture.h"
+#include "tools/capture/plain_capture.h"
 
 using namespace engine;
 
@@ -399,10 +399,10 @@ const CaptureFile &captureFile()
 uint64_t readOwn()
 {
     uint64_t sum = 0;
-    ifcctl::PlainCapture capture;
+    capture::PlainCapture reader;
     const int descriptor = open(captureFile().name(), O_RDONLY | O_CLOEXEC);
-    if (capture.open(descriptor)) {
-        for (ifcctl::CapturedFrame frame{}; capture.next(frame) == ifcctl::CaptureStatus::Frame;)
+    if (reader.open(descriptor)) {
+        for (capture::CapturedFrame frame{}; reader.next(frame) == capture::CaptureStatus::Frame;)
             sum += frame.data[0] + frame.length;
     }
     close(descriptor);

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Any file: the reader ends with its last frame, with an end or with an error, and stays in its buffer.
+// Any file: the reader stops at the end or at an error, and never reads outside its buffer.
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include "tools/ifcctl/frame_capture.h"
+#include "tools/capture/plain_capture.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
@@ -11,10 +11,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     if (descriptor < 0 || write(descriptor, data, size) != static_cast<ssize_t>(size))
         return 0;
     (void)lseek(descriptor, 0, SEEK_SET);
-    ifcctl::PlainCapture capture;
+    capture::PlainCapture reader;
     uint32_t sum = 0;
-    if (capture.open(descriptor)) {
-        for (ifcctl::CapturedFrame frame{}; capture.next(frame) == ifcctl::CaptureStatus::Frame;) {
+    if (reader.open(descriptor)) {
+        for (capture::CapturedFrame frame{}; reader.next(frame) == capture::CaptureStatus::Frame;) {
             for (uint32_t n = 0; n < frame.length; ++n)
                 sum += frame.data[n];
         }

@@ -346,6 +346,7 @@ static int status_show(struct seq_file *seq, void *unused)
     int result = show_printed(seq, print_status);
 
     seq_printf(seq, "backend %s revision %d\n", backend_name, ifc_glue_revision());
+    seq_printf(seq, "revision=%d timeouts=%u\n", ifc_glue_revision(), ifc_glue_timeouts()); /* for programs */
     seq_printf(seq, "longest section with interrupts off: %u register accesses, %llu ns\n", hold.accesses,
                hold.nanoseconds);
     seq_printf(seq, "accesses that the hardware does not know: %u\n", ifc_glue_errors());

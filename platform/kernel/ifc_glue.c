@@ -19,6 +19,8 @@ static int chip_revision;
 
 static unsigned int accesses;
 static unsigned int errors;
+static unsigned int polls; /* of the done bit, all without it, since the last transfer began */
+static unsigned int timeouts;
 static unsigned int held_from;
 static ktime_t held_since;
 static struct ifc_glue_hold longest;
@@ -45,6 +47,7 @@ void ifc_glue_setup(void __iomem *base, int revision)
     chip_revision = revision;
     accesses = 0;
     errors = 0;
+    timeouts = 0;
     memset(&longest, 0, sizeof(longest));
 }
 
@@ -212,6 +215,11 @@ unsigned int ifc_glue_errors(void)
     return fe_base ? errors : ifc_sim_errors();
 }
 
+unsigned int ifc_glue_timeouts(void)
+{
+    return READ_ONCE(timeouts);
+}
+
 /* The window of the registers is all that is mapped; what lies beside it is nobody's. */
 static bool known(uint32_t reg)
 {
@@ -237,6 +245,8 @@ uint32_t get_frame_engine_data(uint32_t reg)
         value = ifc_sim_read(reg);
     else
         value = known(reg) ? readl(fe_base + (reg - FE_BASE)) : 0;
+    if (reg == IFC_RULE_CFG && !(value & IFC_RULE_CFG_DONE) && ++polls == 3)
+        timeouts++; /* the layer polls no further, see ifcChecConfigDone() */
     tell(IFC_GLUE_READ, reg, value);
     return value;
 }
@@ -244,6 +254,8 @@ uint32_t get_frame_engine_data(uint32_t reg)
 void set_frame_engine_data(uint32_t reg, uint32_t value)
 {
     accesses++;
+    if (reg == IFC_RULE_CFG)
+        polls = 0;
     tell(IFC_GLUE_WRITE, reg, value);
     if (!fe_base)
         ifc_sim_write(reg, value);

@@ -14,6 +14,9 @@ void ifc_glue_setup(void __iomem *base, int revision);
 /* Accesses to what is no register of the window: a read gives 0, a write does nothing. */
 unsigned int ifc_glue_errors(void);
 
+/* Transfers that did not report completion. */
+unsigned int ifc_glue_timeouts(void);
+
 /*
  * Between begin and end all that the rule layer prints is kept in text (its length is returned) and, with
  * to_log, goes to the kernel log as well. text is a string at all times. One caller at a time.

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // ifcctl: the operator's tool.
-#include "commands.h"
+#include "tools/ifcctl/commands/commands.h"
 
 #include <CLI/CLI.hpp>
 
@@ -45,7 +45,7 @@ int runLines(Session &session, std::istream &input, const std::string &name)
             std::fflush(stdout);
             std::cerr << "ifcctl: " << name << ':' << number << ": " << error.what() << "; stopped, " << done
                       << (done == 1 ? " line" : " lines") << " took effect\n";
-            return error.code();
+            return exitCodeOf(error.reason());
         }
         ++done;
     }
@@ -122,6 +122,6 @@ int main(int argc, char **argv)
         return code;
     } catch (const Error &error) {
         std::cerr << "ifcctl: " << error.what() << '\n';
-        return error.code();
+        return exitCodeOf(error.reason());
     }
 }

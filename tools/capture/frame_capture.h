@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+// Reads any capture file: plain pcap by its own reader, all other formats by libpcap, compressed files
+// through the program that unpacks them.
+#pragma once
+
+#include "captured_frame.h"
+
+#include <memory>
+#include <string>
+
+namespace capture
+{
+
+class PlainCapture;
+
+// "-" is standard input. Throws Error when the capture cannot be read.
+class FrameCapture
+{
+public:
+    explicit FrameCapture(const std::string &path);
+    ~FrameCapture();
+    FrameCapture(const FrameCapture &) = delete;
+    FrameCapture &operator=(const FrameCapture &) = delete;
+
+    bool next(CapturedFrame &frame); // false at the end
+    bool nanoseconds() const;
+    uint64_t size() const { return size_; }         // of the file, in bytes; 0 when unknown
+    uint64_t consumed() const { return consumed_; } // of the file, approximately
+
+private:
+    struct Pcap;
+
+    void openPcap();
+    std::FILE *openFile();
+    void checkLinkType() const;
+    void checkUnpacked();
+    void count(const CapturedFrame &frame);
+    [[noreturn]] void bad(const std::string &problem) const;
+
+    std::string path_;
+    int descriptor_ = -1;
+    uint64_t size_ = 0;
+    uint64_t consumed_ = 0;
+    uint64_t frames_ = 0;
+    std::unique_ptr<PlainCapture> plain_;
+    std::unique_ptr<Pcap> pcap_;
+};
+
+} // namespace capture

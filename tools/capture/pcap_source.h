@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+// Reads every capture format that libpcap knows. A build without libpcap has the same class, which reads none.
+#pragma once
+
+#include "captured_frame.h"
+
+#include <cstdio>
+#include <stdexcept>
+#include <string>
+
+namespace capture
+{
+
+class PcapSource
+{
+public:
+    // Takes over the file, also when it throws. Throws std::runtime_error with the reason.
+    explicit PcapSource(std::FILE *file);
+    ~PcapSource();
+    PcapSource(const PcapSource &) = delete;
+    PcapSource &operator=(const PcapSource &) = delete;
+
+    uint32_t linkType() const;
+    std::string linkTypeName() const;
+    // As the file's header states it. 0: the frames have no FCS, or the header does not say.
+    uint32_t fcsLength() const;
+    // False at the end. Fractions are nanoseconds. Throws std::runtime_error.
+    bool next(CapturedFrame &frame);
+
+private:
+    void *handle_;
+};
+
+} // namespace capture

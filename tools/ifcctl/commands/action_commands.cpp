@@ -1,0 +1,117 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+// action, counter.
+#include "commands.h"
+
+#include "tools/ifcctl/device/hardware.h"
+
+#include "ifc/ifc_glb.h"
+
+#include <cstdio>
+
+namespace ifcctl
+{
+
+namespace
+{
+
+unsigned entryNumber(WordReader &words, const std::string &field)
+{
+    return words.takeNumber(field, IFC_ACTIONS - 1);
+}
+
+void actionShow(Session &session, WordReader &words)
+{
+    const unsigned entry = entryNumber(words, "action show");
+    words.expectEnd("action show");
+    const std::string text = session.textOf("ifc_dump_action", entry);
+    auto json = describeAction(readAction(session, entry));
+    session.print(text, {{"action", entry}, {"fields", json}});
+}
+
+void actionSet(Session &session, WordReader &words)
+{
+    const unsigned entry = entryNumber(words, "action set");
+    const Action action = parseAction(words);
+    refuseWithoutPpe(action);
+    const std::string text = programAction(session, entry, action);
+    session.print(text, {{"action", entry}, {"fields", describeAction(readAction(session, entry))}});
+}
+
+void actionClear(Session &session, WordReader &words)
+{
+    const unsigned entry = entryNumber(words, "action clear");
+    words.expectEnd("action clear");
+    session.perform("ifc_clear_action", entry);
+    session.print("", {{"action", entry}, {"cleared", true}});
+}
+
+void counterShow(Session &session, WordReader &words)
+{
+    unsigned first = 0;
+    unsigned last = IFC_COUNTERS - 1;
+    const bool one = !words.atEnd();
+    if (one)
+        first = last = entryNumber(words, "counter show");
+    words.expectEnd("counter show");
+    std::string text = "entry    packets              bytes\n";
+    auto json = nlohmann::ordered_json::array();
+    for (unsigned entry = first; entry <= last; ++entry) {
+        unsigned long long bytes = 0;
+        unsigned long long packets = 0;
+        session.perform("ifc_get_acnt", entry);
+        if (std::sscanf(session.lastAnswer().c_str(), "= %*d bytes %llu packets %llu", &bytes, &packets) != 2)
+            throw Error(Reason::DeviceFailed, "device: no counters in '" + session.lastAnswer() + '\'');
+        json.push_back({{"entry", entry}, {"packets", packets}, {"bytes", bytes}});
+        if (!one && bytes == 0 && packets == 0)
+            continue;
+        char line[80];
+        (void)std::snprintf(line, sizeof line, "%5u %10llu %18llu\n", entry, packets, bytes);
+        text += line;
+    }
+    session.print(text, json);
+}
+
+void counterBind(Session &session, WordReader &words)
+{
+    const unsigned entry = entryNumber(words, "counter bind");
+    // The rule layer accepts 16 as well, which changes the id of the next entry. The tool does not.
+    const unsigned id = words.takeNumber("counter bind", 15);
+    words.expectEnd("counter bind");
+    session.perform("ifc_set_acnt", entry, id);
+    session.print("", {{"entry", entry}, {"id", id}});
+}
+
+void counterReset(Session &session, WordReader &words)
+{
+    words.expectEnd("counter reset");
+    session.perform("clear_all_ifc_acnt");
+    session.print("", {{"counters", "cleared"}});
+}
+
+} // namespace
+
+std::string programAction(Session &session, unsigned entry, const Action &action)
+{
+    std::string text;
+    for (const SubAction &sub : action) {
+        if (session.call("ifc_set_action", entry, sub.actIdx, 1, sub.values[0], sub.values[1], sub.values[2],
+                         sub.values[3]) != 0)
+            throw refused(Reason::LayerRefused, "action", std::to_string(entry), session.lastMessage());
+        text += session.lastPrinted();
+    }
+    return text;
+}
+
+std::vector<Command> actionCommands()
+{
+    return {
+        {"action", "show", "N", "an action entry as the hardware holds it", actionShow},
+        {"action", "set", "N WORD VALUE...", "program sub-actions of an entry", actionSet},
+        {"action", "clear", "N", "zero an entry", actionClear},
+        {"counter", "show", "[N]", "packets and bytes of one entry, or of all that counted", counterShow},
+        {"counter", "bind", "N ID", "bind entry N to counter id 0 to 15", counterBind},
+        {"counter", "reset", "", "zero all counters", counterReset},
+    };
+}
+
+} // namespace ifcctl

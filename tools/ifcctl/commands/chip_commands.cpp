@@ -1,0 +1,91 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+// ppe, classifier, result, op.
+#include "commands.h"
+
+#include "ifc/ifc_glb.h"
+
+namespace ifcctl
+{
+
+namespace
+{
+
+void ppeOn(Session &session, WordReader &words)
+{
+    words.expectEnd("ppe");
+    session.perform("set ifcSendToPpe", 1);
+    session.print("", {{"ppe", true}});
+}
+
+void ppeOff(Session &session, WordReader &words)
+{
+    words.expectEnd("ppe");
+    session.perform("set ifcSendToPpe", 0);
+    session.print("", {{"ppe", false}});
+}
+
+void classifierEnable(Session &session, WordReader &words)
+{
+    words.expectEnd("classifier");
+    session.perform("ifc_enable");
+    session.print("", {{"classifier", true}});
+}
+
+void classifierDisable(Session &session, WordReader &words)
+{
+    words.expectEnd("classifier");
+    session.perform("ifc_disable");
+    session.print("", {{"classifier", false}});
+}
+
+void classifierStatus(Session &session, WordReader &words)
+{
+    words.expectEnd("classifier");
+    const std::string text = session.textOf("ifc_get_ifc_staus");
+    // As ifc_get_ifc_staus() judges it: the whole register as a signed number.
+    const bool on = static_cast<int32_t>(session.device().globalConfig()) > 0;
+    session.print(text, {{"classifier", on}});
+}
+
+void resultCheck(Session &session, WordReader &words)
+{
+    const size_t table = words.takeChoice("result check", {"lut0", "lut1", "none"});
+    int index = -1;
+    if (table < 2)
+        index = static_cast<int>(words.takeNumber("result check", table == 0 ? 7 : 31));
+    words.expectEnd("result check");
+    const bool as = session.call("checkIFCResult", table == 1 ? 1 : 0, index) == 0;
+    session.print(as ? "exactly this was hit\n" : "something else was hit\n", {{"result", as}});
+}
+
+// Hands the line to the driver's command handler. What the operation prints comes before its result.
+void op(Session &session, WordReader &words)
+{
+    std::string line;
+    while (!words.atEnd())
+        line += (line.empty() ? "" : " ") + words.takeKey();
+    if (line.empty())
+        throw usage("op", "", "an operation with its arguments; 'op help' lists them");
+    const Reply &reply = session.run(line);
+    if (reply.refused)
+        throw Error(Reason::Usage, "op " + reply.answer.substr(0, reply.answer.find_last_not_of('\n') + 1));
+    session.print(reply.printed + reply.answer,
+                  {{"op", line}, {"printed", reply.printed}, {"answer", reply.answer}});
+}
+
+} // namespace
+
+std::vector<Command> chipCommands()
+{
+    return {
+        {"ppe", "on", "", "frames that hit may go to the packet engine", ppeOn},
+        {"ppe", "off", "", "they may not: rules can only send to the CPU", ppeOff},
+        {"classifier", "enable", "", "switch the classifier on", classifierEnable},
+        {"classifier", "disable", "", "switch it off", classifierDisable},
+        {"classifier", "status", "", "is it on", classifierStatus},
+        {"result", "check", "lut0 N | lut1 N | none", "was exactly this hit by the last frame", resultCheck},
+        {"op", "", "OPERATION ARGUMENT...", "call an operation of the rule layer; 'op help' lists them", op},
+    };
+}
+
+} // namespace ifcctl

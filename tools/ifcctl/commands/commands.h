@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+// The commands: OBJECT VERB and what follows them.
+#pragma once
+
+#include "tools/ifcctl/core/action.h"
+#include "tools/ifcctl/core/word_reader.h"
+#include "tools/ifcctl/device/session.h"
+
+#include <string>
+#include <vector>
+
+namespace ifcctl
+{
+
+struct Command {
+    const char *object;
+    const char *verb; // "" for an object that stands alone
+    const char *arguments;
+    const char *help;
+    // `words` begins after the verb.
+    void (*run)(Session &session, WordReader &words);
+};
+
+// Each source of commands offers a table of its own; these are all of them.
+std::vector<Command> allCommands();
+
+std::vector<Command> ruleCommands();
+std::vector<Command> chipCommands();
+std::vector<Command> actionCommands();
+std::vector<Command> tableCommands();
+std::vector<Command> frameCommands();
+
+// Runs one line. Throws Error.
+void runLine(Session &session, const std::string &line);
+void runWords(Session &session, const Words &words);
+
+// Programs each sub-action of an entry and returns what the rule layer printed. Throws Error when one is
+// refused.
+std::string programAction(Session &session, unsigned entry, const Action &action);
+
+} // namespace ifcctl

@@ -1,0 +1,260 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+// frame send, frame replay, frame fields.
+#include "commands.h"
+#include "frame_support.h"
+
+#include "tools/capture/capture_writer.h"
+#include "tools/capture/frame_capture.h"
+#include "tools/ifcctl/core/frame_fields.h"
+#include "tools/ifcctl/core/values.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
+
+#include <unistd.h>
+
+namespace ifcctl
+{
+
+namespace
+{
+
+IFC_Action_Format actionOf(Session &session, int entry)
+{
+    IFC_Action_Format action;
+    const uint32_t *words = session.device().window().tables().action[entry];
+    std::copy(words, words + std::size(action.word), action.word);
+    return action;
+}
+
+// The frame as it leaves the engine: a frame that no rule decides leaves as it came.
+FrameBytes acted(engine::Classifier &classifier, Session &session, int entry,
+                 const engine::ParsedFrame &parsed, const uint8_t *data, size_t length)
+{
+    if (entry == engine::kNoEntry)
+        return {data, data + length};
+    FrameBytes out(length + engine::kMaxGrowth);
+    const engine::Action action = classifier.action(entry, session.device().revision());
+    out.resize(
+        engine::applyAction(action, parsed, classifier.userTpid(), data, length, out.data(), out.size()));
+    return out;
+}
+
+void frameSend(Session &session, WordReader &words)
+{
+    const std::string hex = words.take("frame send", "a frame in hex, without FCS");
+    const FrameBytes frame = parseFrameHex("frame send", hex);
+    engine::SideData side;
+    while (parseSideData(words, side))
+        ;
+    words.expectEnd("frame send");
+
+    const auto classifier = std::make_unique<engine::Classifier>(session.device().window());
+    engine::ParsedFrame parsed;
+    const engine::Result result =
+        session.device().classify(*classifier, frame.data(), frame.size(), side, parsed);
+    const FrameBytes out = acted(*classifier, session, result.entry, parsed, frame.data(), frame.size());
+
+    std::string text = "hits: " + describeHits(result.hits) + "\n";
+    nlohmann::ordered_json json = {{"len", frame.size()}, {"hits", hitsToJson(result.hits)}};
+    if (!classifierOn(session))
+        text += "the classifier is off\n";
+    json["classifier"] = classifierOn(session);
+    if (result.entry == engine::kNoEntry) {
+        json["rule"] = nullptr;
+    } else {
+        const auto action = describeAction(actionOf(session, result.entry));
+        text += "rule " + std::to_string(result.entry) + " (" + entryName(result.entry) +
+                ") decides, action " + action.dump() + "\n";
+        json["rule"] = result.entry;
+        json["action"] = action;
+    }
+    text += out == frame ? "frame leaves as it came\n"
+                         : "frame leaves as " + formatFrameHex(out.data(), out.size()) + "\n";
+    json["out"] = formatFrameHex(out.data(), out.size());
+    session.print(text + kModelNote, json);
+}
+
+// Shows the progress on a terminal.
+class Progress
+{
+public:
+    explicit Progress(const capture::FrameCapture &source)
+        : capture_(source), shown_(isatty(STDERR_FILENO) != 0 && source.size() != 0)
+    {
+    }
+    void frame(uint64_t frames)
+    {
+        if (!shown_ || frames % kEvery != 0)
+            return;
+        const uint64_t percent = std::min<uint64_t>(100, 100 * capture_.consumed() / capture_.size());
+        std::fprintf(stderr, "\r%llu frames, %llu %%", static_cast<unsigned long long>(frames),
+                     static_cast<unsigned long long>(percent));
+        wrote_ = true;
+    }
+    ~Progress()
+    {
+        if (wrote_)
+            std::fputs("\r\033[K", stderr);
+    }
+
+private:
+    static constexpr uint64_t kEvery = 1u << 18;
+    const capture::FrameCapture &capture_;
+    bool shown_;
+    bool wrote_ = false;
+};
+
+struct Totals {
+    uint64_t frames = 0;
+    uint64_t bytes = 0;
+    uint64_t hit = 0;
+    uint64_t cut = 0; // frames that are shorter in the capture than they were on the wire
+    struct Entry {
+        uint64_t hits = 0;
+        uint64_t frames = 0; // decided
+        uint64_t bytes = 0;  // of these
+    };
+    std::array<Entry, IFC_ACTIONS> entries{};
+};
+
+void countHits(Totals &totals, const engine::Result &result, uint32_t length)
+{
+    ++totals.frames;
+    totals.bytes += length;
+    if (result.entry == engine::kNoEntry)
+        return;
+    ++totals.hit;
+    uint64_t hits = uint64_t{result.hits.lut1[0]} << IFC_LUT0_RULES | result.hits.lut0;
+    for (; hits != 0; hits &= hits - 1)
+        ++totals.entries[static_cast<size_t>(__builtin_ctzll(hits))].hits;
+    Totals::Entry &entry = totals.entries[static_cast<size_t>(result.entry)];
+    ++entry.frames;
+    entry.bytes += length;
+}
+
+void printTotals(Session &session, const std::string &path, const Totals &totals)
+{
+    const std::string name = path == "-" ? "standard input" : path.substr(path.rfind('/') + 1);
+    char line[160];
+    std::string text;
+    nlohmann::ordered_json json = {{"capture", name},
+                                   {"frames", totals.frames},
+                                   {"bytes", totals.bytes},
+                                   {"hit", totals.hit},
+                                   {"cut", totals.cut},
+                                   {"classifier", classifierOn(session)},
+                                   {"rules", nlohmann::ordered_json::array()}};
+    text += "  rule place                   hits    frames       bytes  conditions\n";
+    for (const PlacedRule &rule : placedRules()) {
+        const Totals::Entry &entry = totals.entries[rule.id];
+        std::string conditions;
+        for (const Condition &condition : rule.conditions)
+            conditions += std::string(conditions.empty() ? "" : ", ").append(describeCondition(condition));
+        if (!rule.complete)
+            conditions += " (no end: never hits)";
+        (void)std::snprintf(line, sizeof line, "  %4u %-19s %8llu  %8llu  %10llu  ", rule.id,
+                            describePlace(rule).c_str(), static_cast<unsigned long long>(entry.hits),
+                            static_cast<unsigned long long>(entry.frames),
+                            static_cast<unsigned long long>(entry.bytes));
+        text += line + conditions + '\n';
+        json["rules"].push_back({{"rule", rule.id},
+                                 {"place", describePlace(rule)},
+                                 {"hits", entry.hits},
+                                 {"frames", entry.frames},
+                                 {"bytes", entry.bytes},
+                                 {"conditions", toJson(rule.conditions)}});
+    }
+    text += printable(name) + ": frames: " + std::to_string(totals.frames) +
+            ", bytes: " + std::to_string(totals.bytes) + ", hit a rule: " + std::to_string(totals.hit);
+    if (totals.cut != 0)
+        text += ", cut off when captured: " + std::to_string(totals.cut);
+    text += '\n';
+    if (!classifierOn(session))
+        text += "the classifier is off\n";
+    session.print(text + kModelNote, json);
+}
+
+void frameReplay(Session &session, WordReader &words)
+{
+    const std::string path = words.take("frame replay", "a capture file, or - for standard input");
+    engine::SideData side;
+    std::string outPath;
+    bool onlyHits = false;
+    while (!words.atEnd()) {
+        if (parseSideData(words, side))
+            continue;
+        const size_t choice = words.takeChoice("frame replay", {"-o", "--only-hits", "iface", "gem_port"});
+        if (choice == 1) {
+            onlyHits = true;
+        } else {
+            outPath = words.take("-o", "the file to write");
+            if (outPath.empty())
+                words.reject("the file to write");
+        }
+    }
+    if (onlyHits && outPath.empty())
+        throw usage("--only-hits", "", "only together with -o OUT");
+
+    capture::FrameCapture source(path);
+    std::optional<capture::CaptureWriter> out;
+    if (!outPath.empty())
+        out.emplace(outPath, source.nanoseconds());
+    const auto classifier = std::make_unique<engine::Classifier>(session.device().window());
+    Totals totals;
+    {
+        Progress progress(source);
+        engine::ParsedFrame parsed;
+        for (capture::CapturedFrame frame{}; source.next(frame);) {
+            const engine::Result result =
+                session.device().classify(*classifier, frame.data, frame.length, side, parsed);
+            countHits(totals, result, frame.length);
+            totals.cut += frame.wireLength > frame.length;
+            if (out && (!onlyHits || result.entry != engine::kNoEntry)) {
+                const FrameBytes bytes =
+                    acted(*classifier, session, result.entry, parsed, frame.data, frame.length);
+                out->write(frame, bytes.data(), static_cast<uint32_t>(bytes.size()));
+            }
+            progress.frame(totals.frames);
+        }
+    }
+    if (out)
+        out->finish();
+    printTotals(session, path, totals);
+}
+
+// One JSON object a frame, also without --json.
+void frameFields(Session &session, WordReader &words)
+{
+    capture::FrameCapture source(words.take("frame fields", "a capture file, or - for standard input"));
+    engine::SideData side;
+    while (parseSideData(words, side))
+        ;
+    words.expectEnd("frame fields");
+
+    const auto classifier = std::make_unique<engine::Classifier>(session.device().window());
+    engine::ParsedFrame parsed;
+    uint64_t number = 0;
+    for (capture::CapturedFrame frame{}; source.next(frame);) {
+        classifier->parse(frame.data, frame.length, side, parsed);
+        const nlohmann::ordered_json json = {
+            {"frame", ++number}, {"len", frame.length}, {"fields", fieldsToJson(parsed.fields)}};
+        session.print(json.dump() + '\n', json);
+    }
+}
+
+} // namespace
+
+std::vector<Command> frameCommands()
+{
+    return {
+        {"frame", "send", "HEX [iface N] [gem_port N]", "one frame through the engine", frameSend},
+        {"frame", "replay", "FILE [-o OUT [--only-hits]] [iface N] [gem_port N]",
+         "a capture through the engine; OUT gets the frames as acted upon", frameReplay},
+        {"frame", "fields", "FILE [iface N] [gem_port N]", "the fields of each frame, one JSON object a line",
+         frameFields},
+    };
+}
+
+} // namespace ifcctl

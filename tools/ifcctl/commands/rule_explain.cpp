@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+// rule explain.
+#include "frame_support.h"
+#include "rule_commands.h"
+
+#include "tools/capture/frame_capture.h"
+#include "tools/ifcctl/core/explain.h"
+#include "tools/ifcctl/core/frame_fields.h"
+
+#include <cerrno>
+#include <cstring>
+#include <optional>
+
+#include <unistd.h>
+
+namespace ifcctl
+{
+
+namespace
+{
+
+// Hex, or FILE:NUMBER; the first frame has number 1.
+FrameBytes frameFrom(const std::string &text)
+{
+    const size_t colon = text.rfind(':');
+    const std::string path = text.substr(0, colon);
+    if (colon == std::string::npos || access(path.c_str(), F_OK) != 0) {
+        const std::string why =
+            colon == std::string::npos ? "" : " (" + path + ": " + std::strerror(errno) + ')';
+        if (text.find_first_not_of("0123456789abcdefABCDEF:-") == std::string::npos)
+            return parseFrameHex("rule explain", text);
+        throw usage("rule explain", text, "a frame in hex digits, or FILE:NUMBER" + why);
+    }
+    WordReader digits({"rule explain", text.substr(colon + 1)});
+    (void)digits.takeKey();
+    const uint64_t wanted = digits.takeNumber(1, uint64_t{UINT32_MAX});
+    capture::FrameCapture source(path);
+    uint64_t number = 0;
+    for (capture::CapturedFrame frame{}; source.next(frame);) {
+        if (++number == wanted)
+            return {frame.data, frame.data + frame.length};
+    }
+    throw usage("rule explain", text, "frame 1 to " + std::to_string(number) + " of this capture");
+}
+
+} // namespace
+
+// If a frame follows, the first word is a rule's number.
+void ruleExplain(Session &session, WordReader &words)
+{
+    constexpr const char *kAccepted = "[rule number] and a frame in hex or as FILE:NUMBER";
+    std::optional<unsigned> id;
+    const std::string &second = words.peek(1);
+    if (!second.empty() && second != "iface" && second != "gem_port")
+        id = words.takeNumber("rule explain", IFC_ACTIONS - 1);
+    const std::string text = words.take("rule explain", kAccepted);
+    // Two digits are taken for a rule's number without a frame, not for a frame of one byte.
+    if (!id && text.size() <= 2 && text.find_first_not_of("0123456789") == std::string::npos)
+        words.reject(kAccepted);
+    const FrameBytes frame = frameFrom(text);
+    engine::SideData side;
+    while (parseSideData(words, side))
+        ;
+    words.expectEnd("rule explain");
+
+    const auto classifier = std::make_unique<engine::Classifier>(session.device().window());
+    engine::ParsedFrame parsed;
+    classifier->parse(frame.data(), frame.size(), side, parsed);
+    const engine::Tables &tables = session.device().window().tables();
+    std::string out =
+        classifierOn(session) ? "" : "the classifier is off: nothing hits before 'classifier enable'\n";
+    if (id) {
+        const auto verdict = explainRule(tables, *id, parsed.fields);
+        if (!verdict)
+            throw refused(Reason::NoSuchRule, "rule explain", std::to_string(*id),
+                          "no rule is there (or its chain has no end)");
+        session.print(out + toText(*verdict) + kModelNote, toJson(*verdict));
+        return;
+    }
+    auto json = nlohmann::ordered_json::array();
+    for (const RuleVerdict &verdict : explainAll(tables, parsed.fields)) {
+        out += toText(verdict);
+        json.push_back(toJson(verdict));
+    }
+    if (json.empty())
+        out += "no rule is valid\n";
+    session.print(out + kModelNote, json);
+}
+
+} // namespace ifcctl

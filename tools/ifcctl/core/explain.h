@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+// Why a rule does or does not hit a frame, condition by condition, from the tables of the hardware.
+#pragma once
+
+#include "rules.h"
+
+#include "engine/condition.h"
+#include "engine/register_window.h"
+
+#include <nlohmann/json.hpp>
+
+#include <optional>
+
+namespace ifcctl
+{
+
+struct ConditionVerdict {
+    int entry; // LUT1 entry, -1 in a LUT0 rule
+    engine::Condition condition;
+    std::optional<uint64_t> value; // the compared part of the frame's field; none: the frame lacks it
+    bool holds;
+};
+
+struct RuleVerdict {
+    unsigned id; // action index
+    std::string place;
+    bool hits;
+    unsigned failed; // conditions that do not hold
+    std::vector<ConditionVerdict> conditions;
+};
+
+// The rule that an action index belongs to; each entry of a chain counts. Nothing: no rule is there that could
+// hit.
+std::optional<RuleVerdict> explainRule(const engine::Tables &tables, unsigned id,
+                                       const engine::FieldImage &fields);
+
+// Every rule that could hit: those that do hit first, then those that miss by the fewest conditions.
+std::vector<RuleVerdict> explainAll(const engine::Tables &tables, const engine::FieldImage &fields);
+
+std::string toText(const RuleVerdict &verdict);
+nlohmann::ordered_json toJson(const RuleVerdict &verdict);
+
+} // namespace ifcctl

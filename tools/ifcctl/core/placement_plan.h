@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+// Where the rule layer would place a request. The layer does not undo what it wrote before a refusal, so all
+// that it would refuse is refused here, before the first write.
+#pragma once
+
+#include "match.h"
+#include "rules.h"
+
+namespace ifcctl
+{
+
+struct Plan {
+    bool lut0;
+    unsigned first; // LUT0 rule, or the first LUT1 entry
+    unsigned last;  // the same LUT0 rule, or the last LUT1 entry
+    unsigned id() const { return lut0 ? last : IFC_LUT0_RULES + last; } // number of the rule and its action
+    std::string place() const { return describePlace(lut0, first, last); }
+};
+
+// `force` accepts a MAC mask that LUT1 stores wider than asked. Throws Error when the request cannot be placed.
+Plan planPlacement(const Match &match, bool force);
+
+// How many times planPlacement() and the rule layer would accept this match, one after the other.
+unsigned countFits(const Match &match, bool force);
+
+struct FreeSpace {
+    unsigned lut0;
+    std::vector<unsigned> runs; // lengths of the free runs of LUT1, in order
+};
+FreeSpace freeSpace();
+
+} // namespace ifcctl

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+// The shadow tables read as rules.
+#pragma once
+
+#include "match.h"
+
+#include <nlohmann/json.hpp>
+
+#include <optional>
+
+namespace ifcctl
+{
+
+struct PlacedRule {
+    unsigned id; // its action index
+    bool lut0;
+    unsigned first; // LUT0: the rule; LUT1: first entry
+    unsigned last;  // LUT1: entry with the end flag, or the last of a chain that has none
+    bool complete;  // a LUT1 chain without end flag never hits
+    Match conditions;
+};
+
+std::vector<PlacedRule> placedRules();
+// The rule that an action index belongs to, from any entry of its chain.
+std::optional<PlacedRule> ruleOf(unsigned id);
+
+std::string describePlace(bool lut0, unsigned first, unsigned last); // "LUT1 entries 0-2"
+std::string describePlace(const PlacedRule &rule);
+std::string describeCondition(const Condition &condition);
+std::string formatFieldValue(unsigned field, uint64_t value);
+nlohmann::ordered_json toJson(const PlacedRule &rule);
+nlohmann::ordered_json toJson(const Match &match);
+
+} // namespace ifcctl

@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+#include "values.h"
+
+#include <arpa/inet.h>
+
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+
+namespace ifcctl
+{
+
+std::optional<uint64_t> parseNumber(const std::string &text)
+{
+    const bool hex = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
+    const char *first = text.data() + (hex ? 2 : 0);
+    const char *last = text.data() + text.size();
+    uint64_t value = 0;
+    const auto [end, error] = std::from_chars(first, last, value, hex ? 16 : 10);
+    if (error != std::errc{} || end != last)
+        return std::nullopt;
+    return value;
+}
+
+std::optional<uint64_t> parseMac(const std::string &text)
+{
+    // Six groups of two digits, with a colon between them.
+    if (text.size() != 17)
+        return std::nullopt;
+    uint64_t mac = 0;
+    for (size_t group = 0; group < 6; ++group) {
+        unsigned byte = 0;
+        const char *first = text.data() + 3 * group;
+        const auto [end, error] = std::from_chars(first, first + 2, byte, 16);
+        if (error != std::errc{} || end != first + 2 || (group < 5 && *end != ':'))
+            return std::nullopt;
+        mac = mac << 8 | byte;
+    }
+    return mac;
+}
+
+std::optional<uint32_t> parseIpv4(const std::string &text)
+{
+    in_addr address{};
+    if (inet_pton(AF_INET, text.c_str(), &address) != 1)
+        return std::nullopt;
+    return ntohl(address.s_addr);
+}
+
+std::optional<Ipv6> parseIpv6(const std::string &text)
+{
+    in6_addr address{};
+    if (inet_pton(AF_INET6, text.c_str(), &address) != 1)
+        return std::nullopt;
+    Ipv6 words{};
+    for (size_t n = 0; n < words.size(); ++n) {
+        uint32_t word = 0;
+        std::memcpy(&word, address.s6_addr + 4 * n, sizeof word);
+        words[n] = ntohl(word);
+    }
+    return words;
+}
+
+std::string formatMac(uint64_t mac)
+{
+    char text[18];
+    const auto byte = [mac](unsigned n) { return static_cast<unsigned>(mac >> 8 * (5 - n) & 0xFF); };
+    (void)std::snprintf(text, sizeof text, "%02x:%02x:%02x:%02x:%02x:%02x", byte(0), byte(1), byte(2),
+                        byte(3), byte(4), byte(5));
+    return text;
+}
+
+std::string formatIpv4(uint32_t address)
+{
+    return std::to_string(address >> 24) + '.' + std::to_string(address >> 16 & 0xFF) + '.' +
+           std::to_string(address >> 8 & 0xFF) + '.' + std::to_string(address & 0xFF);
+}
+
+std::string formatHex(uint64_t value)
+{
+    char text[24];
+    (void)std::snprintf(text, sizeof text, "0x%llx", static_cast<unsigned long long>(value));
+    return text;
+}
+
+std::string printable(const std::string &text)
+{
+    std::string out;
+    for (size_t n = 0; n < text.size(); ++n) {
+        const auto byte = static_cast<unsigned char>(text[n]);
+        const auto next = n + 1 < text.size() ? static_cast<unsigned char>(text[n + 1]) : 0;
+        // In UTF-8 the control characters U+0080 to U+009F begin with 0xC2.
+        const bool longControl = byte == 0xC2 && next >= 0x80 && next <= 0x9F;
+        if (byte >= 0x20 && byte != 0x7F && !longControl) {
+            out += text[n];
+            continue;
+        }
+        char escape[8];
+        (void)std::snprintf(escape, sizeof escape, "\\x%02x", longControl ? next : byte);
+        out += escape;
+        n += longControl;
+    }
+    return out;
+}
+
+} // namespace ifcctl

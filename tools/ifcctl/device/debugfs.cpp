@@ -1,0 +1,276 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+// ifc.ko through its files under debugfs. One ifcctl works at a time: the others wait for the lock on the file
+// `command`.
+#include "device.h"
+#include "tools/ifcctl/core/errors.h"
+
+#include "ifc/ifc_glb.h"
+#include "ifc/ifc_regs.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <sstream>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+namespace ifcctl
+{
+
+namespace
+{
+
+class File
+{
+public:
+    File(const std::string &folder, const char *name, int flags)
+        : path_(folder + '/' + name), descriptor_(::open(path_.c_str(), flags | O_CLOEXEC))
+    {
+    }
+    ~File()
+    {
+        if (descriptor_ >= 0)
+            ::close(descriptor_);
+    }
+    File(const File &) = delete;
+    File &operator=(const File &) = delete;
+
+    bool there() const { return descriptor_ >= 0; }
+    int descriptor() const { return descriptor_; }
+    const std::string &path() const { return path_; }
+
+    Error failed() const { return {Reason::DeviceFailed, "device: " + path_ + ": " + std::strerror(errno)}; }
+    // The whole file, from its start.
+    std::string content() const
+    {
+        std::string all;
+        for (;;) {
+            char piece[4096];
+            ssize_t got = pread(descriptor_, piece, sizeof piece, static_cast<off_t>(all.size()));
+            if (got < 0 && errno == ESPIPE) // a file that can be read only once, from its start
+                got = ::read(descriptor_, piece, sizeof piece);
+            if (got < 0)
+                throw failed();
+            if (got == 0)
+                return all;
+            all.append(piece, static_cast<size_t>(got));
+        }
+    }
+    void image(void *to, size_t size) const
+    {
+        if (pread(descriptor_, to, size, 0) != static_cast<ssize_t>(size))
+            throw failed();
+    }
+    // Writes the line in one call. False: the module refuses it.
+    bool take(const std::string &line) const
+    {
+        if (::write(descriptor_, line.data(), line.size()) == static_cast<ssize_t>(line.size()))
+            return true;
+        if (errno == EINVAL)
+            return false;
+        if (errno == E2BIG)
+            throw refused(Reason::LayerRefused, "device", path_,
+                          "a line of " + std::to_string(line.size()) + " characters is too long");
+        throw failed();
+    }
+
+private:
+    std::string path_;
+    int descriptor_;
+};
+
+class Debugfs : public Device
+{
+public:
+    Debugfs(const std::string &folder, const Options &options)
+        : folder_(folder), command_(folder, "command", O_RDWR), lut0_(folder, "lut0", O_RDONLY),
+          lut1_(folder, "lut1", O_RDONLY), frame_(folder, "frame", O_RDWR)
+    {
+        for (const File *file : {&command_, &lut0_, &lut1_})
+            if (!file->there())
+                throw usage("--device", "debugfs:" + folder,
+                            "the folder of a loaded ifc.ko (" + file->path() + ": " + std::strerror(errno) +
+                                ")");
+        if (flock(command_.descriptor(), LOCK_EX | LOCK_NB) != 0) {
+            std::fputs("ifcctl: another one is at work on this device, waiting\n", stderr);
+            if (flock(command_.descriptor(), LOCK_EX) != 0)
+                throw command_.failed();
+        }
+        revision_ = static_cast<int>(statusValue("revision"));
+        if (options.debug != 0) {
+            levelBefore_ = send("get dbgLevel").answer.substr(2);
+            (void)send("set dbgLevel " + std::to_string(options.debug));
+        }
+        mirror();
+    }
+
+    ~Debugfs() override
+    {
+        try {
+            if (!levelBefore_.empty())
+                (void)send("set dbgLevel " + levelBefore_);
+        } catch (const Error &error) {
+            std::fprintf(stderr, "ifcctl: the debug level stays changed: %s\n", error.what());
+        }
+    }
+
+    Reply run(const std::string &line) override
+    {
+        Reply reply = send(line);
+        mirror();
+        copied_ = false;
+        return reply;
+    }
+
+    engine::RegisterWindow &window() override
+    {
+        if (!copied_)
+            copyHardware();
+        return copy_;
+    }
+
+    engine::Result classify(engine::Classifier &classifier, const uint8_t *data, size_t length,
+                            const engine::SideData &side, engine::ParsedFrame &parsed) override
+    {
+        // The device does not hand out the fields.
+        engine::Result result = classifier.classify(data, length, side, parsed);
+        if (!frame_.there())
+            return result;
+        std::string line;
+        line.reserve(2 * length + 32);
+        for (size_t n = 0; n < length; ++n) {
+            constexpr char kDigits[] = "0123456789abcdef";
+            line += kDigits[data[n] >> 4];
+            line += kDigits[data[n] & 15];
+        }
+        if (length == 0)
+            line += '-';
+        line += ' ' + std::to_string(side.sourceInterface) + ' ' + std::to_string(side.gemPort) + '\n';
+        const bool taken = frame_.take(line);
+        const std::string reply = frame_.content();
+        if (!taken || std::sscanf(reply.c_str(), "entry %d lut0 %x lut1 %x %x", &result.entry,
+                                  &result.hits.lut0, &result.hits.lut1[0], &result.hits.lut1[1]) != 4)
+            throw Error(Reason::DeviceFailed,
+                        "device: " + frame_.path() + ": " + reply.substr(0, reply.find('\n')));
+        return result;
+    }
+
+    int revision() const override { return revision_; }
+
+    uint32_t globalConfig() override
+    {
+        const File regs(folder_, "regs", O_RDONLY);
+        if (!regs.there())
+            throw regs.failed();
+        return registerIn(regs.content(), IFC_GLB_CFG);
+    }
+
+    unsigned long timeouts() override { return statusValue("timeouts"); }
+
+private:
+    // A number from the file `status`, where it stands as NAME=NUMBER.
+    unsigned long statusValue(const std::string &name) const
+    {
+        const File status(folder_, "status", O_RDONLY);
+        if (!status.there())
+            throw status.failed();
+        std::istringstream text(status.content());
+        for (std::string word; text >> word;)
+            if (word.rfind(name + '=', 0) == 0)
+                return std::strtoul(word.c_str() + name.size() + 1, nullptr, 10);
+        throw Error(Reason::DeviceFailed,
+                    "device: " + status.path() + ": no '" + name + "=': the module is of another version");
+    }
+
+    // A register's value in the file `regs`: a line a register, address and value in hexadecimal; 0 if it is
+    // not there.
+    static uint32_t registerIn(const std::string &list, uint32_t reg)
+    {
+        std::istringstream lines(list);
+        lines >> std::hex;
+        for (uint32_t address = 0, value = 0; lines >> address >> value;)
+            if (address == reg)
+                return value;
+        return 0;
+    }
+
+    Reply send(const std::string &line)
+    {
+        Reply reply{};
+        reply.refused = !command_.take(line + '\n');
+        const std::string all = command_.content();
+        // A result begins with "= ", which begins no line that the layer prints. Without one (help, a
+        // refusal) nothing was printed.
+        const size_t end = all.rfind("\n= ");
+        const size_t start = end == std::string::npos ? 0 : end + 1;
+        reply.answer = all.substr(start);
+        reply.printed = all.substr(0, start);
+        return reply;
+    }
+
+    // Copies what listings and plans of this process read.
+    void mirror()
+    {
+        lut0_.image(IFC_LUT0_Rule, sizeof IFC_LUT0_Rule);
+        lut1_.image(IFC_LUT1_Rule, sizeof IFC_LUT1_Rule);
+        const File sendToPpe(folder_, "send_to_ppe", O_RDONLY);
+        if (!sendToPpe.there())
+            throw sendToPpe.failed();
+        ifcSendToPpe = static_cast<uint32_t>(std::strtoul(sendToPpe.content().c_str(), nullptr, 0));
+    }
+
+    // Reads every row of the hardware and writes it into a window of this process through its registers.
+    void copyHardware()
+    {
+        copy_.powerOn({1, false});
+        const File regs(folder_, "regs", O_RDONLY);
+        if (!regs.there())
+            throw regs.failed();
+        const std::string list = regs.content();
+        for (const uint32_t reg : {FE_TPID_CFG, IFC_GLB_CFG})
+            copy_.write(reg, registerIn(list, reg));
+        for (unsigned rule = 0; rule < IFC_LUT0_RULES; ++rule)
+            for (unsigned row = 0; row <= IFC_LUT0_HEAD_ROW; ++row)
+                copyRow(IFC_SEL_LUT0, rule, row);
+        for (unsigned entry = 0; entry < IFC_LUT1_RULES; ++entry)
+            copyRow(IFC_SEL_LUT1, entry, 0);
+        for (unsigned entry = 0; entry < IFC_ACTIONS; ++entry)
+            copyRow(IFC_SEL_ACTION, entry, 0);
+        copied_ = true;
+    }
+
+    void copyRow(unsigned sel, unsigned index, unsigned offset)
+    {
+        const std::string answer = send("get row " + std::to_string(sel) + ' ' + std::to_string(index) + ' ' +
+                                        std::to_string(offset))
+                                       .answer;
+        unsigned data[IFC_ROW_WORDS];
+        if (std::sscanf(answer.c_str(), "= %x %x %x %x", &data[0], &data[1], &data[2], &data[3]) != 4)
+            throw timedOut();
+        for (unsigned n = 0; n < IFC_ROW_WORDS; ++n)
+            copy_.write(IFC_DATA0 + 4 * n, data[n]);
+        copy_.write(IFC_RULE_CFG, ifc_rule_cfg_word(index, offset, sel, IFC_TYPE_WRITE));
+    }
+
+    std::string folder_;
+    File command_;
+    File lut0_;
+    File lut1_;
+    File frame_; // not there when the module drives real hardware
+    int revision_ = 0;
+    std::string levelBefore_;
+    engine::RegisterWindow copy_;
+    bool copied_ = false;
+};
+
+} // namespace
+
+std::unique_ptr<Device> openDebugfs(const std::string &folder, const Options &options)
+{
+    return std::make_unique<Debugfs>(folder, options);
+}
+
+} // namespace ifcctl

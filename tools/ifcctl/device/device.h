@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+// What a session talks to: a driver of its own on a simulated chip, or ifc.ko through its files. Both take
+// lines of the command handler.
+//
+// The rule layer's shadow tables of this process always equal those of the device, so listings and plans need
+// no device.
+#pragma once
+
+#include "engine/classifier.h"
+#include "engine/register_window.h"
+
+#include <memory>
+#include <string>
+
+namespace ifcctl
+{
+
+struct Options {
+    bool json = false;
+    bool force = false;
+    bool keepOrder = false;
+    int revision = 0;
+    unsigned doneAfter = 1;
+    unsigned debug = 0;
+    std::string traceFile;
+    std::string device = "sim"; // or "debugfs[:FOLDER]"
+};
+
+struct Reply {
+    bool refused;        // by the command handler: no operation was called
+    std::string printed; // by the operation
+    std::string answer;  // by the handler: "= 0" and the like, or why it refused
+};
+
+class Device
+{
+public:
+    Device() = default;
+    virtual ~Device() = default;
+    Device(const Device &) = delete;
+    Device &operator=(const Device &) = delete;
+
+    virtual Reply run(const std::string &line) = 0;
+
+    // The registers and tables as the hardware holds them now: the simulated chip itself, or a copy.
+    virtual engine::RegisterWindow &window() = 0;
+
+    // Sends one frame through the device. A device without an engine for frames uses the model over
+    // window(), which counts nothing.
+    virtual engine::Result classify(engine::Classifier &classifier, const uint8_t *data, size_t length,
+                                    const engine::SideData &side, engine::ParsedFrame &parsed) = 0;
+
+    virtual int revision() const = 0;
+
+    // The register IFC_GLB_CFG.
+    virtual uint32_t globalConfig() = 0;
+
+    // How many transfers did not report completion since the device was opened.
+    virtual unsigned long timeouts() = 0;
+
+    // The last call. Throws Error when an output of the device could not be written.
+    virtual void finish() {}
+};
+
+std::unique_ptr<Device> openSimulation(const Options &options);
+std::unique_ptr<Device> openDebugfs(const std::string &folder, const Options &options);
+// The one that the options name. Throws Error.
+std::unique_ptr<Device> openDevice(const Options &options);
+
+} // namespace ifcctl

@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+// A device for the life of a batch, and what its operations printed.
+#pragma once
+
+#include "device.h"
+#include "printer.h"
+
+#include "tools/ifcctl/core/errors.h"
+
+#include <array>
+#include <string>
+#include <type_traits>
+
+namespace ifcctl
+{
+
+class Session
+{
+public:
+    explicit Session(const Options &options);
+
+    const Options &options() const { return options_; }
+    Device &device() { return *device_; }
+
+    // Calls an operation by its name and returns its result; "= ok" counts as 0. What the operation prints
+    // goes to standard error at debug levels, else nowhere; lastMessage() and lastPrinted() keep it.
+    template <typename... Arguments>
+    [[nodiscard]] int call(const char *operation, const Arguments &...arguments)
+    {
+        std::string line = operation;
+        ((line += ' ' + word(arguments)), ...);
+        return callLine(line);
+    }
+    // The same for an operation that must succeed: throws Error when the result is negative.
+    template <typename... Arguments>
+    void perform(const char *operation, const Arguments &...arguments)
+    {
+        if (call(operation, arguments...) < 0)
+            throw refused(Reason::LayerRefused, "operation", operation, lastMessage());
+    }
+    // The same, with the text that it printed.
+    template <typename... Arguments>
+    std::string textOf(const char *operation, const Arguments &...arguments)
+    {
+        perform(operation, arguments...);
+        return last_.printed;
+    }
+
+    const std::string &lastPrinted() const { return last_.printed; }
+    // The last line that the last operation printed, without its prefix and line end.
+    std::string lastMessage() const;
+    // The handler's answer to the last line.
+    const std::string &lastAnswer() const { return last_.answer; }
+
+    // Any line of the command handler.
+    const Reply &run(const std::string &line);
+
+    // One row of a table as the hardware holds it: IFC_DATA0 to IFC_DATA3; zeros when the transfer does not
+    // complete.
+    std::array<uint32_t, 4> row(unsigned sel, unsigned index, unsigned offset);
+
+    // Throws Error when a transfer did not complete since the last call.
+    void checkTransfers();
+
+    // Text for people, or one JSON document in a line. `text` ends with a line end.
+    void print(const std::string &text, const nlohmann::ordered_json &json) { printer_.print(text, json); }
+
+private:
+    static const std::string &word(const std::string &text) { return text; }
+    template <typename Number, typename = std::enable_if_t<std::is_arithmetic_v<Number>>>
+    static std::string word(Number number)
+    {
+        return std::to_string(number);
+    }
+    int callLine(const std::string &line);
+
+    Options options_;
+    Printer printer_;
+    std::unique_ptr<Device> device_;
+    Reply last_{};
+    bool called_ = false; // since the last checkTransfers()
+    unsigned long timeouts_ = 0;
+};
+
+} // namespace ifcctl

@@ -1,0 +1,125 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+// A driver in this process on a simulated chip, with empty tables.
+#include "device.h"
+#include "tools/ifcctl/core/errors.h"
+
+#include "ifc/ifc_cmd.h"
+#include "ifc/ifc_regs.h"
+#include "ifc/ifc_util.h"
+#include "platform/host/host_platform.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+namespace ifcctl
+{
+
+namespace
+{
+
+class Simulation : public Device
+{
+public:
+    explicit Simulation(const Options &options)
+        : revision_(options.revision), traceFile_(options.traceFile), trace_(nullptr, std::fclose)
+    {
+        if (!options.traceFile.empty()) {
+            trace_.reset(std::fopen(options.traceFile.c_str(), "w"));
+            if (!trace_)
+                throw usage("--trace", options.traceFile,
+                            std::string("a file that can be written (") + std::strerror(errno) + ")");
+        }
+        window_.powerOn({options.doneAfter, true});
+        window_.onAccess(
+            [](void *self, const engine::Access &access) { static_cast<Simulation *>(self)->watch(access); },
+            this);
+        host::attach(&window_);
+        host::setRevision(options.revision);
+        host::setLogSink([this](std::string_view piece) { printed_ += piece; });
+        *gpIfcPriv = IFC_Private_T{};
+        gpIfcPriv->dbgLevel = static_cast<uint8>(options.debug);
+        (void)clear_all_ifc_rules();
+        ifcSendToPpe = 0;
+    }
+
+    void finish() override
+    {
+        if (trace_ && (std::fflush(trace_.get()) != 0 || std::ferror(trace_.get()) != 0))
+            throw outputFailed("--trace '" + traceFile_ + '\'');
+    }
+
+    ~Simulation() override
+    {
+        host::setLogSink({});
+        host::attach(nullptr);
+    }
+
+    Reply run(const std::string &line) override
+    {
+        printed_.clear();
+        Reply reply;
+        const int code = ifc_cmd_run(
+            line.c_str(), [](void *to, const char *text) { *static_cast<std::string *>(to) += text; },
+            &reply.answer);
+        reply.refused = code == IFC_CMD_REFUSED;
+        reply.printed = std::move(printed_);
+        return reply;
+    }
+
+    engine::RegisterWindow &window() override { return window_; }
+
+    engine::Result classify(engine::Classifier &classifier, const uint8_t *data, size_t length,
+                            const engine::SideData &side, engine::ParsedFrame &parsed) override
+    {
+        const engine::Result result = classifier.classify(data, length, side, parsed);
+        engine::reportHits(result.hits, *gpIfcPriv);
+        return result;
+    }
+
+    int revision() const override { return revision_; }
+    uint32_t globalConfig() override { return window_.globalConfig(); }
+    unsigned long timeouts() override { return timeouts_; }
+
+private:
+    static constexpr unsigned kPolls = 3; // that a transfer gets, see ifcChecConfigDone()
+
+    void watch(const engine::Access &access)
+    {
+        const bool read = access.kind == engine::AccessKind::Read;
+        if (access.reg == IFC_RULE_CFG && !read)
+            polls_ = 0;
+        else if (access.reg == IFC_RULE_CFG && (access.value & IFC_RULE_CFG_DONE) == 0 && ++polls_ == kPolls)
+            ++timeouts_;
+        if (trace_)
+            std::fprintf(trace_.get(), "%c 0x%08x 0x%08x\n", read ? 'R' : 'W', access.reg, access.value);
+    }
+
+    int revision_;
+    engine::RegisterWindow window_;
+    unsigned polls_ = 0; // without the done bit, since the last transfer began
+    unsigned long timeouts_ = 0;
+    std::string printed_;
+    std::string traceFile_;
+    std::unique_ptr<std::FILE, int (*)(std::FILE *)> trace_;
+};
+
+} // namespace
+
+std::unique_ptr<Device> openSimulation(const Options &options)
+{
+    return std::make_unique<Simulation>(options);
+}
+
+std::unique_ptr<Device> openDevice(const Options &options)
+{
+    const std::string kind = options.device.substr(0, options.device.find(':'));
+    const std::string rest = options.device.substr(kind.size());
+    if (kind == "debugfs" && rest != ":")
+        return openDebugfs(rest.empty() ? "/sys/kernel/debug/ifc" : rest.substr(1), options);
+    if (options.device == "sim")
+        return openSimulation(options);
+    throw usage("--device", options.device, "sim, debugfs or debugfs:FOLDER");
+}
+
+} // namespace ifcctl
