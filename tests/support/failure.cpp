@@ -1,0 +1,124 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+#include "failure.h"
+
+#include "surroundings.h"
+
+#include "ifc_platform.h"
+
+namespace support
+{
+
+namespace
+{
+
+// The failure that is being described. In static memory: a kernel's stack is small.
+char message[480];
+unsigned used;
+
+} // namespace
+
+const Case *testNumber(unsigned n)
+{
+    for (unsigned group = 0; group < kGroupCount; ++group) {
+        if (n < kGroups[group]->count)
+            return &kGroups[group]->cases[n];
+        n -= kGroups[group]->count;
+    }
+    return nullptr;
+}
+
+Failure::Failure(const char *file, int line, const char *what) : file_(file), line_(line)
+{
+    used = 0;
+    *this << what << " does not hold";
+}
+
+Failure::Failure(const char *file, int line, const char *what, long long got, long long expected)
+    : file_(file), line_(line)
+{
+    used = 0;
+    *this << what << ": " << got << " (" << hex(static_cast<unsigned long long>(got)) << "), " << expected
+          << " (" << hex(static_cast<unsigned long long>(expected)) << ")";
+}
+
+Failure::Failure(const char *file, int line, const char *what, const char *got, const char *expected)
+    : file_(file), line_(line)
+{
+    used = 0;
+    *this << what << ": got '";
+    quote(got);
+    *this << "', expected '";
+    quote(expected);
+    *this << "'";
+}
+
+Failure::~Failure()
+{
+    message[used] = '\0';
+    surroundings_fail(file_, line_, message);
+}
+
+void Failure::put(char c)
+{
+    if (used + 1 < sizeof message)
+        message[used++] = c;
+}
+
+// A report is one line.
+void Failure::quote(const char *text)
+{
+    for (; *text != '\0'; ++text) {
+        if (*text == '\n') {
+            put('\\');
+            put('n');
+        } else {
+            put(*text);
+        }
+    }
+}
+
+Failure &Failure::operator<<(const char *text)
+{
+    if (used != 0 && message[used - 1] == ')')
+        put(' ');
+    quote(text);
+    return *this;
+}
+
+Failure &Failure::operator<<(Hex number)
+{
+    char digits[24];
+    (void)snprintf(digits, sizeof digits, "0x%llx", number.value);
+    quote(digits);
+    return *this;
+}
+
+Failure &Failure::operator<<(long long number)
+{
+    char digits[24];
+    (void)snprintf(digits, sizeof digits, "%lld", number);
+    quote(digits);
+    return *this;
+}
+
+bool sameText(const char *one, const char *other)
+{
+    while (*one != '\0' && *one == *other)
+        ++one, ++other;
+    return *one == *other;
+}
+
+bool contains(const char *text, const char *part)
+{
+    for (;; ++text) {
+        unsigned n = 0;
+        while (part[n] != '\0' && text[n] == part[n])
+            ++n;
+        if (part[n] == '\0')
+            return true;
+        if (*text == '\0')
+            return false;
+    }
+}
+
+} // namespace support

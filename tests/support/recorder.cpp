@@ -1,0 +1,246 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+// Records what the layer does and prints.
+#include "layer.h"
+#include "surroundings.h"
+
+namespace support
+{
+
+namespace
+{
+
+constexpr unsigned kEvents = 16384;
+constexpr unsigned kPieces = 8192;
+constexpr unsigned kText = 1u << 18;
+
+Event eventList[kEvents];
+unsigned eventCount;
+
+struct Piece {
+    unsigned begin; // in the text
+    unsigned eventsBefore;
+};
+Piece pieceList[kPieces];
+unsigned pieceCount;
+char textRoom[kText]; // each piece with its terminating 0
+unsigned textUsed;
+char joined[kText];
+
+bool deaf; // to accesses of the test's own
+
+const int *answers;
+unsigned answerCount;
+void (*printHook)();
+
+bool isNameCharacter(char c)
+{
+    return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_';
+}
+
+// The length of "source.cpp [123]: " at the front, or 0.
+unsigned prefixLength(const char *text, unsigned length)
+{
+    unsigned n = 0;
+    const auto follows = [&](const char *part) {
+        for (; *part != '\0'; ++part, ++n)
+            if (n >= length || text[n] != *part)
+                return false;
+        return true;
+    };
+    while (n < length && isNameCharacter(text[n]))
+        ++n;
+    if (n == 0 || !follows(".cpp [") || n >= length || text[n] < '1' || text[n] > '9')
+        return 0;
+    while (n < length && text[n] >= '0' && text[n] <= '9')
+        ++n;
+    return follows("]: ") ? n : 0;
+}
+
+void overflow(const char *what)
+{
+    Failure(__FILE__, __LINE__, what);
+}
+
+} // namespace
+
+void forget()
+{
+    eventCount = 0;
+    pieceCount = 0;
+    textUsed = 0;
+}
+
+void powerOn(unsigned doneAfter)
+{
+    surroundings_power_on(doneAfter);
+    forget();
+}
+
+void setRevision(int revision)
+{
+    answers = nullptr;
+    answerCount = 0;
+    surroundings_set_revision(revision);
+}
+
+void setRevisions(const int *list, unsigned count)
+{
+    answers = list;
+    answerCount = count;
+}
+
+void setLevel(int level)
+{
+    gpIfcPriv->dbgLevel = static_cast<uint8>(level);
+    forget();
+}
+
+void whenPrinting(void (*hook)())
+{
+    printHook = hook;
+}
+
+engine::Tables &hardware()
+{
+    return *static_cast<engine::Tables *>(surroundings_tables());
+}
+
+void poke(uint32_t reg, uint32_t value)
+{
+    deaf = true;
+    set_frame_engine_data(reg, value);
+    deaf = false;
+}
+
+uint32_t peek(uint32_t reg)
+{
+    deaf = true;
+    const uint32_t value = get_frame_engine_data(reg);
+    deaf = false;
+    return value;
+}
+
+unsigned events()
+{
+    return eventCount;
+}
+
+Event event(unsigned n)
+{
+    return n < eventCount ? eventList[n] : Event{};
+}
+
+unsigned count(Kind kind)
+{
+    unsigned n = 0;
+    for (unsigned i = 0; i < eventCount; ++i)
+        n += eventList[i].kind == kind;
+    return n;
+}
+
+unsigned waited()
+{
+    unsigned sum = 0;
+    for (unsigned i = 0; i < eventCount; ++i)
+        sum += eventList[i].kind == Kind::Wait ? eventList[i].value : 0;
+    return sum;
+}
+
+unsigned pieces()
+{
+    return pieceCount;
+}
+
+const char *piece(unsigned n)
+{
+    return n < pieceCount ? textRoom + pieceList[n].begin : "";
+}
+
+unsigned eventsBeforePiece(unsigned n)
+{
+    return n < pieceCount ? pieceList[n].eventsBefore : ~0u;
+}
+
+bool eachPieceIs(const char *expected, unsigned count)
+{
+    for (unsigned n = 0; n < pieceCount; ++n)
+        if (!sameText(piece(n), expected))
+            return false;
+    return pieceCount == count;
+}
+
+const char *text()
+{
+    unsigned used = 0;
+    for (unsigned n = 0; n < textUsed; ++n)
+        if (textRoom[n] != '\0')
+            joined[used++] = textRoom[n];
+    joined[used] = '\0';
+    return joined;
+}
+
+} // namespace support
+
+extern "C" {
+
+using namespace support;
+
+void support_heard(unsigned kind, unsigned reg, unsigned value)
+{
+    if (static_cast<Kind>(kind) == Kind::Revision && answerCount != 0) {
+        surroundings_set_revision(*answers);
+        if (answerCount > 1) {
+            ++answers;
+            --answerCount;
+        }
+    }
+    if (deaf)
+        return;
+    if (eventCount < kEvents)
+        eventList[eventCount++] = {static_cast<Kind>(kind), reg, value};
+    else
+        overflow("room for the events of a test");
+}
+
+void support_printed(const char *from, unsigned length)
+{
+    const unsigned skip = prefixLength(from, length);
+    if (pieceCount >= kPieces || textUsed + length + 2 > kText) {
+        overflow("room for the text of a test");
+        return;
+    }
+    pieceList[pieceCount++] = {textUsed, eventCount};
+    if (skip != 0)
+        textRoom[textUsed++] = '@';
+    for (unsigned n = skip; n < length; ++n)
+        textRoom[textUsed++] = from[n];
+    textRoom[textUsed++] = '\0';
+    if (printHook != nullptr)
+        printHook();
+}
+
+const char *support_test_subject(unsigned n)
+{
+    const Case *const found = testNumber(n);
+    return found != nullptr ? found->subject : nullptr;
+}
+
+const char *support_test_behaviour(unsigned n)
+{
+    const Case *const found = testNumber(n);
+    return found != nullptr ? found->behaviour : nullptr;
+}
+
+void support_test_run(unsigned n)
+{
+    const Case *const test = testNumber(n);
+    whenPrinting(nullptr);
+    setRevision(0);
+    powerOn();
+    test->run();
+    if (surroundings_errors() != 0)
+        Failure(test->file, test->line, "every access is one that the hardware knows");
+    whenPrinting(nullptr);
+    setRevision(0);
+}
+}
