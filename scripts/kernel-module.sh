@@ -54,8 +54,8 @@ if grep -a 'warning:' "$build/module.log"; then
     fail "the module's build has no warnings"
 fi
 text=$(arm-linux-gnueabihf-size "$module/ifc.ko" | awk 'END { print $1 }')
-layer=$(cd "$module" && arm-linux-gnueabihf-size $(cd "$root/ifc/ifc_util" && ls ./*.cpp | sed 's/cpp$/o/') |
-    awk 'NR > 1 { sum += $1 } END { print sum }')
+layer=$(cd "$module" && for source in "$root"/ifc/ifc_util/*.cpp; do echo "$(basename "$source" .cpp).o"; done |
+    xargs arm-linux-gnueabihf-size | awk 'NR > 1 { sum += $1 } END { print sum }')
 echo "$text" >"$build/text"
 echo "NOTE ifc.ko: $text bytes of text, of which the rule layer $layer"
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // ifc_context_test.ko: who else prints while an operation's text is captured. Loading it is the run: it stays
-// loaded only when the captured text is right. What must be in the log, and what must not, the caller looks up
-// there.
+// loaded only when the captured text is right. The caller looks up what must be in the log and what must not.
 #include <linux/completion.h>
 #include <linux/delay.h>
 #include <linux/hrtimer.h>
