@@ -35,8 +35,8 @@ public:
     void parse(const uint8_t *data, size_t length, const SideData &side, ParsedFrame &parsed);
 
     // Takes one frame through the whole engine. Model: counter entry e counts each frame that rule e decides,
-    // and its bytes without the FCS. `parsed` serves the caller and applyAction(). Of the user-defined fields it
-    // holds those that some rule compares.
+    // and its bytes without the FCS. `parsed` serves the caller and applyAction(). Of the user-defined fields
+    // it holds those that some rule compares.
     Result classify(const uint8_t *data, size_t length, const SideData &side, ParsedFrame &parsed)
     {
         const HitBits bits = run(data, length, side, parsed);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Matching with vectors of eight 32-bit lanes, by the vector extensions of gcc and clang. On a processor without
-// vector registers the compiler emits scalar code with the same results.
+// Matching with vectors of eight 32-bit lanes, by the vector extensions of gcc and clang. On a processor
+// without vector registers the compiler emits scalar code with the same results.
 //
 // A rule, wide or a chain, hits when all of its checks hold. A check looks at one word of the field image:
 // (word & mask) - low, as an unsigned number, is at most span. Every command has this form:
@@ -12,8 +12,8 @@
 //
 // A group holds checks of one eight-word stretch of the image side by side in its lanes, each with the rules
 // that need it, so that one shuffle fetches the words of eight checks. The first four lanes serve one half of
-// the tables (LUT0 rules 0 to 3, LUT1 sub-table 0), the last four the other half. So the bits of a lane can name
-// all rules of its half.
+// the tables (LUT0 rules 0 to 3, LUT1 sub-table 0), the last four the other half. So the bits of a lane can
+// name all rules of its half.
 //
 // Most rules need fields that most frames do not have. So there is a program of groups for each kind of frame
 // that the parser makes. It leaves out the rules that cannot hit such a frame, and does not test which fields
@@ -58,8 +58,8 @@ private:
     static constexpr unsigned kKinds = 128;
     static constexpr unsigned kPresentWords = 2; // of the present bitmap, after the words of the image
     static constexpr unsigned kStretches = (kImageWords + 1 + kPresentWords + kLanes - 1) / kLanes;
-    // The catch-all program always fits. Its checks are all of them, and those of the present bitmap. In each
-    // stretch both halves of the lanes are filled before a group is added, so three lanes of a half stay free.
+    // The catch-all program always fits. It holds all checks, and those of the present bitmap. A stretch with n
+    // checks for one half of the lanes and m for the other takes at most (n + 3) / 4 + (m + 3) / 4 groups.
     static_assert((kChecks + kRules * kPresentWords + 2 * 3 * kStretches) / (kLanes / 2) + kStep <= kGroups);
     static constexpr unsigned kResiduals = IFC_LUT0_RULES * IFC_LAST_MAC_FIELD + IFC_LUT1_RULES;
 

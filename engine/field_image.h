@@ -4,8 +4,8 @@
 //   bits 0 to 593    fields 1 to 31, packed as in a LUT0 key area (ifc/ifc_glb.h), bit 0 = bit 0 of word 0
 //   bits 608 to 863  the user-defined fields 32 to 47, 16 bits each
 //
-// These are the places of ifc/records/fields.h. Words count from the least significant end, unlike those of the
-// records. A field that the frame does not have is 0, and its present bit is clear.
+// These are the places of ifc/records/fields.h. Words count from the least significant end, unlike those of
+// the records. A field that the frame does not have is 0, and its present bit is clear.
 #pragma once
 
 #include "ifc/records/fields.h"

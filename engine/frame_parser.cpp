@@ -67,8 +67,8 @@ struct Rest {
 };
 
 // The layers of a frame. Fields go to the image. Everything else stays here until the end, so that compilers
-// can keep it in registers across writes to the image. Each layer notes its present fields in a variable of its
-// own: a single variable would be written too often.
+// can keep it in registers across writes to the image. Each layer notes its present fields in a variable of
+// its own: a single variable would be written too often.
 struct Parser {
     const uint8_t *data;
     uint32_t length;
@@ -248,7 +248,8 @@ struct Parser {
         return FrameType::Snap;
     }
 
-    // The rest of a tag after its TPID, and the next length/type word. False: the frame ends before that word.
+    // The rest of a tag after its TPID, and the next length/type word. False: the frame ends before that
+    // word.
     template <unsigned Vpm, unsigned Vid, unsigned Pbit>
     bool tag(uint32_t vpm, uint32_t &type, Rest &rest)
     {

@@ -68,7 +68,8 @@ public:
 
     Settings &settings() { return settings_; }
 
-    // The hook is called for every access in order: before a write takes effect, after a read. nullptr: no hook.
+    // The hook is called for every access in order: before a write takes effect, after a read. nullptr: no
+    // hook.
     void onAccess(AccessHook hook, void *user);
     void onError(ErrorHook hook, void *user);
     uint32_t errors() const { return errors_; }

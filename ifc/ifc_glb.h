@@ -162,7 +162,7 @@ typedef struct ifc_field_param {
 
 /*
  * The driver context. The rule layer uses dbgLevel, which comes first, the three hit bitmaps, which stand
- * together, and the lock right behind them. What lies between belongs to other units of the driver.
+ * together, and the lock right after them. The members between belong to other units of the driver.
  */
 typedef struct IFC_Private_T {
     uint8 dbgLevel; /* DBG_ERR to DBG_MSG */

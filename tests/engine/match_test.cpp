@@ -376,3 +376,28 @@ TEST(Match, FastEqualsPlainOnRandomTablesAndFields)
     EXPECT_GT(wide, kTables * 100u);
     EXPECT_GT(chains, kTables * 100u);
 }
+
+// The tables of one chip always fit; a caller that adds rules of its own may ask for more.
+TEST(Match, RuleWithTooManyConditionsNeverHits)
+{
+    for (const Command command : {Command::NotEqual, Command::GreaterOrEqual}) {
+        for (const unsigned field : {unsigned{DMAC}, unsigned{DPORT}}) { // residuals, checks
+            const auto fast = std::make_unique<FastMatch>();
+            fast->begin();
+            fast->addRule(0);
+            fast->addRule(1);
+            EXPECT_TRUE(fast->require(1, {DPORT, Command::Equal, 0, 0xFFFF, 80}));
+            unsigned accepted = 0;
+            while (accepted < 1000 && fast->require(0, {static_cast<uint8_t>(field), command, 0,
+                                                        fieldOnes(field), accepted + 1}))
+                ++accepted;
+            EXPECT_GE(accepted, 48u);
+            EXPECT_LT(accepted, 1000u);
+            fast->finish();
+            FieldImage fields{};
+            setField(fields, DMAC, 0xFFFFFFFFFFFF);
+            setField(fields, DPORT, 80);
+            EXPECT_EQ(fast->match(fields), HitBits{1} << 1);
+        }
+    }
+}
