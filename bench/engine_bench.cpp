@@ -94,7 +94,7 @@ void wideRule(Tables &tables, unsigned n, const gateway::Rule &terms)
     rule[0] |= 0x80000000;
     for (const gateway::Term &term : terms) {
         rule[0] |= 1u << (term.field - 1);
-        const FieldPlace place = kFieldPlaces.place[term.field];
+        const FieldPlace place = fieldPlace(term.field);
         for (unsigned bit = 0; bit < place.width; ++bit) {
             const unsigned at = place.lsb + bit;
             rule[IFC_LUT0_MASK_WORD + IFC_LUT0_AREA_WORDS - 1 - at / 32] |=

@@ -2,11 +2,12 @@
 #include "engine/classifier.h"
 
 #include "engine/plain_match.h"
+#include "ifc/records/chip.h"
 
 namespace engine
 {
 
-constexpr uint64_t kCounterPackets = 0x00FFFFFFFFFFFFFF;
+constexpr uint64_t kCounterPackets = uint64_t{ifc::kCounterTopWord} << 32 | UINT32_MAX;
 
 Classifier::Classifier(RegisterWindow &window) : window_(window)
 {
@@ -16,21 +17,21 @@ Classifier::Classifier(RegisterWindow &window) : window_(window)
     counter_[IFC_COUNTERS] = noCounter_;
 }
 
-// Takes over what changed behind the registers since the last frame.
+// Recompiles if a register write has changed a table or a setting since the last frame.
 void Classifier::refresh()
 {
-    if (!compiled_ || revision_ != window_.revision()) [[unlikely]]
-        takeOver();
+    if (!compiled_ || generation_ != window_.generation()) [[unlikely]]
+        recompile();
 }
 
-void Classifier::takeOver()
+void Classifier::recompile()
 {
     settings_.userTpid = static_cast<uint16_t>(window_.tpidConfig() >> FE_TPID_CFG_USER_LSB);
     on_ = (window_.globalConfig() & IFC_GLB_CFG_ENABLE) != 0;
     fast_.compile(window_.tables());
     settings_.udfs = fast_.udfs();
     prepareUdfs(settings_);
-    revision_ = window_.revision();
+    generation_ = window_.generation();
     compiled_ = true;
 }
 
@@ -68,7 +69,7 @@ HitBits Classifier::run(const uint8_t *data, size_t length, const SideData &side
     refresh();
     parseFrame(data, length, side, settings_, parsed);
     const HitBits bits = matchNow(parsed.fields);
-    // Frames without a hit count too, where nobody looks: a branch on it cannot be foreseen.
+    // Misses are counted in a spare entry: a branch on hit or miss would be unpredictable.
     addToCounter(counter_[lowestBit(bits | HitBits{1} << IFC_COUNTERS)], length);
     return bits;
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// The frame engine's way of a frame: take out the fields, compare them with the tables behind the register
-// window, count, tell what the action says. Large (look-up tables); not locked.
+// The frame engine: takes the fields out of a frame, compares them with the tables of the register window,
+// counts, and decodes the action. A Classifier is large (look-up tables) and takes no lock.
 #pragma once
 
 #include "engine/fast_match.h"
@@ -14,7 +14,7 @@ namespace engine
 
 struct Result {
     Hits hits;
-    int entry; // that decides: number of its action and counter; kNoEntry
+    int entry; // the deciding entry, which numbers its action and counter; kNoEntry: no hit
 };
 
 class Classifier
@@ -31,19 +31,19 @@ public:
         prepareUdfs(settings_);
     }
 
-    // Fields as the classifier sees them now, all user-defined fields included.
+    // The fields of a frame, all user-defined fields included.
     void parse(const uint8_t *data, size_t length, const SideData &side, ParsedFrame &parsed);
 
-    // One frame through the whole engine. Model: counter entry e counts each frame that rule e decides, and
-    // its bytes without the FCS. `parsed` is left for whoever wants the fields or applyAction(); it
-    // holds the user-defined fields that some rule looks at.
+    // Takes one frame through the whole engine. Model: counter entry e counts each frame that rule e decides,
+    // and its bytes without the FCS. `parsed` serves the caller and applyAction(). Of the user-defined fields
+    // it holds those that some rule compares.
     Result classify(const uint8_t *data, size_t length, const SideData &side, ParsedFrame &parsed)
     {
         const HitBits bits = run(data, length, side, parsed);
         return {hitsOf(bits), decidingEntry(bits)};
     }
 
-    // Comparison alone. Model: while bit 0 of IFC_GLB_CFG is 0 nothing hits.
+    // The comparison alone. Model: nothing hits while bit 0 of IFC_GLB_CFG is 0.
     HitBits match(const FieldImage &fields);
 
     Action action(int entry, int revision) const;
@@ -54,16 +54,16 @@ private:
     HitBits matchNow(const FieldImage &fields) const;
     [[gnu::noinline]] HitBits matchPlainly(const FieldImage &fields) const;
     void refresh();
-    [[gnu::noinline]] void takeOver();
+    [[gnu::noinline]] void recompile();
 
     RegisterWindow &window_;
     Method method_ = Method::Fast;
     ParserSettings settings_;
     bool on_ = false;
     bool compiled_ = false;
-    uint32_t revision_ = 0;
+    uint32_t generation_ = 0; // of the window when it was compiled
     FastMatch fast_;
-    uint32_t *counter_[IFC_COUNTERS + 1]; // of each entry, and of the frames that no rule decides
+    uint32_t *counter_[IFC_COUNTERS + 1]; // of each entry; the last one counts the misses
     uint32_t noCounter_[4] = {};
 };
 

@@ -14,7 +14,7 @@ namespace
 constexpr unsigned kPresentWord = offsetof(FieldImage, present) / 4;
 constexpr uint32_t kTopBit = 0x80000000;
 
-// The fields that come together with each of these, or with none of them. Frames are of few kinds.
+// Sets of fields that a frame has all or none of. So frames are of few kinds.
 constexpr uint64_t kBaseFields = fieldBit(DMAC) | fieldBit(SMAC) | fieldBit(DMAC_TYPE) |
                                  fieldBit(FRAME_TYPE) | fieldBit(VPM0) | fieldBit(VPM1);
 constexpr uint64_t kOuterFields = fieldBit(VID0) | fieldBit(PBIT0);
@@ -45,7 +45,7 @@ constexpr HitBits ruleBit(unsigned rule)
     return HitBits{1} << rule;
 }
 
-// Where a rule stands in the lanes: in which half of them, and its bit there.
+// The half of the lanes that serves a rule, and its bit there.
 constexpr unsigned halfOf(unsigned rule)
 {
     return rule < IFC_LUT0_RULES ? rule / (IFC_LUT0_RULES / 2) : (rule - IFC_LUT0_RULES) / IFC_LUT1_SUB_TABLE;
@@ -57,7 +57,7 @@ constexpr uint32_t laneBit(unsigned rule)
                                  : 1u << (IFC_LUT0_RULES + (rule - IFC_LUT0_RULES) % IFC_LUT1_SUB_TABLE);
 }
 
-// The inverse of both.
+// The inverse of both functions.
 constexpr HitBits hitBits(uint32_t half0, uint32_t half1)
 {
     constexpr uint32_t kWide = (1u << IFC_LUT0_RULES) - 1;
@@ -83,8 +83,8 @@ void FastMatch::addRule(unsigned rule)
     present_[rule] = 0;
 }
 
-// What must be equal in the same word is one check.
-void FastMatch::addCheck(unsigned rule, unsigned word, uint32_t mask, uint32_t low, uint32_t span)
+// Bits of the same word that must be equal make one check. False: there is no room for another check.
+bool FastMatch::addCheck(unsigned rule, unsigned word, uint32_t mask, uint32_t low, uint32_t span)
 {
     for (unsigned n = 0; n < checks_ && span == 0; ++n) {
         Check &other = check_[n];
@@ -92,41 +92,49 @@ void FastMatch::addCheck(unsigned rule, unsigned word, uint32_t mask, uint32_t l
             ((other.low ^ low) & other.mask & mask) == 0) {
             other.mask |= mask;
             other.low |= low;
-            return;
+            return true;
         }
     }
+    if (checks_ == kChecks)
+        return false;
     check_[checks_++] = {static_cast<uint8_t>(rule), static_cast<uint8_t>(word), mask, low, span};
+    return true;
 }
 
-void FastMatch::require(unsigned rule, const Condition &condition)
+bool FastMatch::require(unsigned rule, const Condition &condition)
 {
     const uint64_t field = fieldBit(condition.field);
     const uint64_t reach = fieldOnes(condition.field) >> condition.part;
     const uint64_t mask = condition.mask & reach;
     const uint64_t key = condition.key & condition.mask;
     const bool zeroHolds = compares(condition.command, 0, key);
-    const bool anyHolds = mask == 0 || (key & ~reach) != 0; // or none: the field cannot reach the key
+    const bool anyHolds = mask == 0 || (key & ~reach) != 0; // or none does: the field cannot reach the key
     if ((field & kAllFields) == 0 || (anyHolds && !zeroHolds)) {
         rules_ &= ~ruleBit(rule);
-        return;
+        return true;
     }
     fieldsOfAll_ |= field;
     fields_[rule] |= field;
     if (zeroHolds)
         present_[rule] |= field; // an absent field is 0 in the image
     if (anyHolds)
-        return;
+        return true;
 
-    const unsigned lsb = kFieldPlaces.place[condition.field].lsb + condition.part;
+    const unsigned lsb = fieldPlace(condition.field).lsb + condition.part;
     const auto half = [&](uint64_t value, unsigned n) {
         return static_cast<uint32_t>(value << lsb % 32 >> 32 * n);
     };
     const bool twoWords = half(mask, 0) != 0 && half(mask, 1) != 0;
     if (twoWords && condition.command != Command::Equal) {
+        if (residuals_ == kResiduals) {
+            rules_ &= ~ruleBit(rule);
+            return false;
+        }
         residual_[residuals_++] = {static_cast<uint8_t>(rule), condition};
         residualRules_ |= ruleBit(rule);
-        return;
+        return true;
     }
+    bool fits = true;
     for (unsigned n = 0; n < 2; ++n) {
         const unsigned word = lsb / 32 + n;
         const uint32_t m = half(mask, n);
@@ -135,19 +143,22 @@ void FastMatch::require(unsigned rule, const Condition &condition)
             continue;
         switch (condition.command) {
         case Command::Equal:
-            addCheck(rule, word, m, k, 0);
+            fits = fits && addCheck(rule, word, m, k, 0);
             break;
         case Command::NotEqual:
-            addCheck(rule, word, m, k + 1, UINT32_MAX - 1);
+            fits = fits && addCheck(rule, word, m, k + 1, UINT32_MAX - 1);
             break;
         case Command::GreaterOrEqual:
-            addCheck(rule, word, m, k, m - k);
+            fits = fits && addCheck(rule, word, m, k, m - k);
             break;
         case Command::LessOrEqual:
-            addCheck(rule, word, m, 0, k);
+            fits = fits && addCheck(rule, word, m, 0, k);
             break;
         }
     }
+    if (!fits)
+        rules_ &= ~ruleBit(rule);
+    return fits;
 }
 
 bool FastMatch::addGroup(unsigned stretch)
@@ -159,8 +170,8 @@ bool FastMatch::addGroup(unsigned stretch)
     return true;
 }
 
-// Puts a check into the groups of a program: where it already stands, or into a lane that is free. False:
-// there are no more groups.
+// Puts a check into the groups of a program that starts at `first`: into the lane that has the same check, or
+// into a free lane. False: there are no more groups.
 bool FastMatch::place(const Check &check, unsigned first)
 {
     const unsigned lanes = halfOf(check.rule) * kLanes / 2;
@@ -187,7 +198,8 @@ bool FastMatch::place(const Check &check, unsigned first)
     return false;
 }
 
-// A program for frames that have the known fields `present`, or for whatever frame.
+// Emits a program for frames that have exactly the fields `present` of those `known`. Nothing known: the
+// catch-all program. False: it does not fit.
 bool FastMatch::emit(Program &program, uint64_t known, uint64_t present)
 {
     program.rules = rules_;
@@ -204,7 +216,7 @@ bool FastMatch::emit(Program &program, uint64_t known, uint64_t present)
     }
     for (HitBits left = program.rules; left != 0; left &= left - 1) {
         const unsigned rule = lowestBit(left);
-        for (unsigned n = 0; n < 2; ++n) {
+        for (unsigned n = 0; n < kPresentWords; ++n) {
             const auto ask = static_cast<uint32_t>((present_[rule] & ~known) >> 32 * n);
             const auto word = static_cast<uint8_t>(kPresentWord + n);
             if (ask != 0)
@@ -222,8 +234,10 @@ bool FastMatch::emit(Program &program, uint64_t known, uint64_t present)
 
 void FastMatch::finish()
 {
-    // The program for whatever frame always fits, and does for a kind whose own does not.
-    emit(any_, 0, 0);
+    // The catch-all program always fits (static_assert in fast_match.h). Kinds whose own program does not fit
+    // use it.
+    static_assert(kPresentWord + kPresentWords <= kStretches * kLanes);
+    (void)emit(any_, 0, 0);
     for (Kind &kind : kind_)
         kind = {~uint64_t{0}, any_};
     for (const uint64_t tags : kTagKinds) {
@@ -246,14 +260,15 @@ void FastMatch::compile(const Tables &tables)
         if (!wideValid(rule))
             continue;
         addRule(n);
-        for (uint32_t left = wideEnabled(rule); left != 0; left &= left - 1)
-            require(n, wideCondition(rule, static_cast<unsigned>(__builtin_ctz(left)) + 1));
+        for (unsigned field = ifc::nextWideField(rule, 0); field != 0;
+             field = ifc::nextWideField(rule, field))
+            (void)require(n, wideCondition(rule, field)); // always fits: kChecks counts every field
     }
     Chain chain{};
     for (unsigned from = 0; nextChain(tables, from, chain); from = chain.end + 1) {
         addRule(IFC_LUT0_RULES + chain.end);
         for (unsigned n = chain.first; n <= chain.end; ++n)
-            require(IFC_LUT0_RULES + chain.end, narrowCondition(tables.lut1[n]));
+            (void)require(IFC_LUT0_RULES + chain.end, narrowCondition(tables.lut1[n]));
     }
     finish();
 }
@@ -268,7 +283,7 @@ HitBits FastMatch::failedResiduals(const FieldImage &fields) const
     return failed;
 }
 
-// One word of a stretch for each lane.
+// Fetches one word of a stretch into each lane.
 void FastMatch::wordsAt(const Word *stretch, const Vector &index, Vector &words)
 {
 #if __has_builtin(__builtin_shuffle)

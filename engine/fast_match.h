@@ -1,23 +1,23 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Matching with vectors of eight 32-bit lanes (vector extensions of gcc and clang: without vector registers
-// the compiler writes the same out in scalar code, with the same results).
+// Matching with vectors of eight 32-bit lanes, by the vector extensions of gcc and clang. On a processor
+// without vector registers the compiler emits scalar code with the same results.
 //
 // A rule, wide or a chain, hits when all of its checks hold. A check looks at one word of the field image:
-// (word & mask) - low, a number without sign, is at most span. That is every command:
+// (word & mask) - low, as an unsigned number, is at most span. Every command has this form:
 //
 //   equal             low = key       span = 0
 //   not equal         low = key + 1   span = all values but one
 //   greater or equal  low = key       span = mask - key
 //   less or equal     low = 0         span = key
 //
-// Checks of the same eight-word stretch of the image stand side by side in the lanes of a group, each with
-// the rules that need it, so one shuffle fetches the words of eight checks. The first four lanes speak for
-// one half of the tables (LUT0 rules 0 to 3, LUT1 sub-table 0), the last four for the other, so that the bits
-// of a lane name all rules of its half.
+// A group holds checks of one eight-word stretch of the image side by side in its lanes, each with the rules
+// that need it, so that one shuffle fetches the words of eight checks. The first four lanes serve one half of
+// the tables (LUT0 rules 0 to 3, LUT1 sub-table 0), the last four the other half. So the bits of a lane can
+// name all rules of its half.
 //
-// Most rules need fields that most frames do not have. So there is a program of groups for each kind of
-// frame that the parser makes, without the rules that cannot hit it and without asking what is there. Any
-// other image takes a program that asks.
+// Most rules need fields that most frames do not have. So there is a program of groups for each kind of frame
+// that the parser makes. It leaves out the rules that cannot hit such a frame, and does not test which fields
+// are present. Any other image takes the catch-all program, which tests that too.
 #pragma once
 
 #include "engine/condition.h"
@@ -33,13 +33,15 @@ public:
     void compile(const Tables &tables);
     HitBits match(const FieldImage &fields) const;
 
-    // The steps of compile(), for rules that come from elsewhere. A rule is named by its bit in HitBits.
+    // The steps of compile(), for rules from another source. A rule is named by its bit in HitBits (0 to 39),
+    // a condition by a field id below 64. require() is false when there is no room for another condition; the
+    // rule then never hits. The tables of one chip always fit.
     void begin();
     void addRule(unsigned rule);
-    void require(unsigned rule, const Condition &condition);
+    bool require(unsigned rule, const Condition &condition);
     void finish();
 
-    // Bit n: some rule looks at UDFn.
+    // Bit n: some rule compares UDFn.
     uint16_t udfs() const { return static_cast<uint16_t>(fieldsOfAll_ >> UDF0); }
 
 private:
@@ -48,12 +50,18 @@ private:
     using SignedVector = int32_t __attribute__((vector_size(32)));
     static constexpr unsigned kLanes = 8;
     static constexpr unsigned kRules = IFC_LUT0_RULES + IFC_LUT1_RULES;
-    // A MAC makes two checks, and so does half of one across two words.
+    // A condition on a MAC address makes two checks: its bits lie in two words of the image.
     static constexpr unsigned kChecks =
         IFC_LUT0_RULES * (IFC_LUT0_FIELDS + IFC_LAST_MAC_FIELD) + IFC_LUT1_RULES * 2;
     static constexpr unsigned kGroups = 256;
-    static constexpr unsigned kStep = 2; // groups go by two, so that loops are alike
+    static constexpr unsigned kStep = 2; // the match loop takes two groups at a time
     static constexpr unsigned kKinds = 128;
+    static constexpr unsigned kPresentWords = 2; // of the present bitmap, after the words of the image
+    static constexpr unsigned kStretches = (kImageWords + 1 + kPresentWords + kLanes - 1) / kLanes;
+    // The catch-all program always fits. It holds all checks, and those of the present bitmap. A stretch with n
+    // checks for one half of the lanes and m for the other takes at most (n + 3) / 4 + (m + 3) / 4 groups.
+    static_assert((kChecks + kRules * kPresentWords + 2 * 3 * kStretches) / (kLanes / 2) + kStep <= kGroups);
+    static constexpr unsigned kResiduals = IFC_LUT0_RULES * IFC_LAST_MAC_FIELD + IFC_LUT1_RULES;
 
     struct Check {
         uint8_t rule;
@@ -65,7 +73,7 @@ private:
     struct Group {
         Vector index; // of the word in its stretch
         Vector mask;
-        // With the top bit inverted, since vectors compare numbers with sign.
+        // The top bit of both is inverted, since vectors compare signed numbers.
         Vector low;
         SignedVector span;
         Vector rules;
@@ -76,10 +84,10 @@ private:
         uint16_t end;
     };
     struct Kind {
-        uint64_t present; // of the fields that make the kinds
+        uint64_t present; // of the fields that tell the kinds apart
         Program program;
     };
-    // What a check cannot say: "not equal" across two words.
+    // A condition that is not the sum of its checks: any command but "equal" across two words.
     struct Residual {
         uint8_t rule;
         Condition condition;
@@ -87,25 +95,25 @@ private:
 
     static void wordsAt(const Word *stretch, const Vector &index, Vector &words);
     [[gnu::noinline]] HitBits failedResiduals(const FieldImage &fields) const;
-    void addCheck(unsigned rule, unsigned word, uint32_t mask, uint32_t low, uint32_t span);
+    bool addCheck(unsigned rule, unsigned word, uint32_t mask, uint32_t low, uint32_t span);
     bool place(const Check &check, unsigned first);
     bool addGroup(unsigned stretch);
     bool emit(Program &program, uint64_t known, uint64_t present);
 
     Group group_[kGroups];
-    uint8_t stretch_[kGroups]; // eight words of the image: where they begin, in words
+    uint8_t stretch_[kGroups]; // first word of the stretch that the group reads
     Kind kind_[kKinds];
     Program any_;
     unsigned groups_ = 0;
     HitBits residualRules_ = 0;
     unsigned residuals_ = 0;
-    Residual residual_[IFC_LUT0_RULES * IFC_LAST_MAC_FIELD + IFC_LUT1_RULES];
+    Residual residual_[kResiduals];
 
     // Between begin() and finish().
-    HitBits rules_ = 0; // that can hit at all
+    HitBits rules_ = 0; // the rules that can hit at all
     uint64_t fieldsOfAll_ = 0;
-    uint64_t fields_[kRules];  // that a rule looks at,
-    uint64_t present_[kRules]; // and that it would take for there by their value
+    uint64_t fields_[kRules];  // the fields that a rule compares
+    uint64_t present_[kRules]; // those for which an absent field, which is 0, would pass the check
     unsigned checks_ = 0;
     Check check_[kChecks];
 };

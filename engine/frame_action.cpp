@@ -2,6 +2,7 @@
 #include "engine/frame_action.h"
 
 #include "engine/wire.h"
+#include "ifc/records/action_record.h"
 
 namespace engine
 {
@@ -14,32 +15,22 @@ struct Tag {
     uint32_t tci;
 };
 
-constexpr unsigned kSharedBit = 13; // sub-actions 13 and 16
-
-// Model: VPM code 0 names no TPID; an inserted tag then gets the one of IEEE 802.1Q, a replaced one keeps its
-// own. So does code 3 while no user-defined TPID is set.
-uint32_t tpidOf(unsigned vpm, uint16_t userTpid, uint32_t fallback)
+// Model: VPM code 0 names no TPID. An inserted tag then gets the one of IEEE 802.1Q; a replaced tag keeps its
+// own. The same holds for code 3 while no user-defined TPID is set.
+uint32_t tpidOr(unsigned vpm, uint16_t userTpid, uint32_t fallback)
 {
-    switch (vpm) {
-    case 1:
-        return kTpid8021Q;
-    case 2:
-        return kTpid8021ad;
-    case 3:
-        return userTpid != 0 ? userTpid : fallback;
-    default:
-        return fallback;
-    }
+    const uint32_t tpid = ifc::tpidOf(vpm, userTpid);
+    return tpid != 0 ? tpid : fallback;
 }
 
-// Model: with keep pcp a tag takes priority and drop bit from the tag that it replaces, or, when inserted,
-// from the frame's outer tag.
+// Model: with keep pcp a replaced tag keeps its priority and drop bit, and an inserted tag takes them from
+// the frame's outer tag.
 uint32_t tciOf(uint32_t tci, bool keepPcp, const Tag *from)
 {
     return keepPcp && from != nullptr ? (tci & 0x0FFF) | (from->tci & 0xF000) : tci;
 }
 
-// RFC 1624, equation 3. A header that arrived with a wrong checksum leaves with one that is as wrong.
+// RFC 1624, equation 3. A wrong checksum stays wrong.
 void repairChecksum(uint8_t *field, uint32_t before, uint32_t after)
 {
     uint32_t sum = (~be16(field) & 0xFFFF) + (~before & 0xFFFF) + after;
@@ -57,41 +48,33 @@ bool isOn(const Action &action, unsigned subAction)
 
 Action decodeAction(const uint32_t *words, int revision)
 {
-    IFC_Action_Format view;
-    __builtin_memcpy(view.word, words, sizeof view.word);
-    const auto &bits = view.bits;
-
+    const auto get = [words](ifc::ActionField field) { return ifc::getActionField(words, field); };
     Action action{};
-    for (unsigned n = 0; n <= IFC_ACT_KEEP_PCP; ++n) {
-        const unsigned bit = revision == kRevisionSharedEnable && n > IFC_ACT_CNT0 ? n - 1 : n;
-        action.on |= static_cast<uint32_t>(bits.enable >> bit & 1) << n;
-    }
-    action.on |= static_cast<uint32_t>(bits.cpu) << IFC_ACT_CPU_NBQ;
-    action.on |= static_cast<uint32_t>(bits.owf) << IFC_ACT_OWF;
-    action.on |= static_cast<uint32_t>(bits.enable >> kSharedBit & 1) << IFC_ACT_DPI;
+    for (unsigned n = 0; n < IFC_ACT_COUNT; ++n)
+        action.on |= static_cast<uint32_t>(ifc::isSubActionOn(words, n, revision)) << n;
 
-    action.channel = bits.channel;
-    action.queue = bits.queue;
-    action.fport = bits.fport;
-    action.nbq = bits.nbq;
-    action.spTag = bits.sp_tag;
-    action.cnt0 = static_cast<uint8_t>(bits.cnt0_5_4 << 4 | bits.cnt0_3_0);
-    action.cnt1 = bits.cnt1;
-    action.meter = bits.mtr_g;
-    action.ipv4Dscp = bits.ipv4_dscp;
-    action.ipv6TrafficClass = bits.ipv6_traffic_class;
-    action.vpm0 = bits.vpm0;
-    action.vo[0] = static_cast<TagCode>(bits.vo0);
-    action.vo[1] = static_cast<TagCode>(bits.vo1);
-    action.vid[0] = static_cast<uint16_t>(bits.vid0_15_12 << 12 | bits.vid0_11_0);
-    action.vid[1] = static_cast<uint16_t>(bits.vid1_15_12 << 12 | bits.vid1_11_0);
-    action.fqos = isOn(action, IFC_ACT_FQOS) && bits.fqos;
-    action.fast = isOn(action, IFC_ACT_FAST) && bits.fast;
-    action.mc = isOn(action, IFC_ACT_MC) && bits.mc;
-    action.keepPcp = isOn(action, IFC_ACT_KEEP_PCP) && bits.keep_pcp;
-    action.dpi = isOn(action, IFC_ACT_DPI) && bits.dpi;
-    action.cpu = bits.cpu;
-    action.owf = bits.owf;
+    action.channel = static_cast<uint8_t>(get(ifc::kChannel));
+    action.queue = static_cast<uint8_t>(get(ifc::kQueue));
+    action.fport = static_cast<uint8_t>(get(ifc::kFport));
+    action.nbq = static_cast<uint8_t>(get(ifc::kNbq));
+    action.spTag = static_cast<uint16_t>(get(ifc::kSpTag));
+    action.cnt0 = static_cast<uint8_t>(get(ifc::kCnt0));
+    action.cnt1 = static_cast<uint8_t>(get(ifc::kCnt1));
+    action.meter = static_cast<uint8_t>(get(ifc::kMtrG));
+    action.ipv4Dscp = static_cast<uint8_t>(get(ifc::kIpv4Dscp));
+    action.ipv6TrafficClass = static_cast<uint8_t>(get(ifc::kIpv6TrafficClass));
+    action.vpm0 = static_cast<uint8_t>(get(ifc::kVpm0));
+    action.vo[0] = static_cast<TagCode>(get(ifc::kVo0));
+    action.vo[1] = static_cast<TagCode>(get(ifc::kVo1));
+    action.vid[0] = static_cast<uint16_t>(get(ifc::kVid0));
+    action.vid[1] = static_cast<uint16_t>(get(ifc::kVid1));
+    action.fqos = isOn(action, IFC_ACT_FQOS) && get(ifc::kFqos) != 0;
+    action.fast = isOn(action, IFC_ACT_FAST) && get(ifc::kFast) != 0;
+    action.mc = isOn(action, IFC_ACT_MC) && get(ifc::kMc) != 0;
+    action.keepPcp = isOn(action, IFC_ACT_KEEP_PCP) && get(ifc::kKeepPcp) != 0;
+    action.dpi = isOn(action, IFC_ACT_DPI) && get(ifc::kDpi) != 0;
+    action.cpu = get(ifc::kCpu) != 0;
+    action.owf = get(ifc::kOwf) != 0;
     return action;
 }
 
@@ -116,14 +99,14 @@ size_t applyAction(const Action &action, const ParsedFrame &parsed, uint16_t use
             const Tag *here = n < parsed.tags ? &arrived[n] : nullptr;
             const Tag *outer = parsed.tags != 0 ? &arrived[0] : nullptr;
             const TagCode code = isOn(action, IFC_ACT_VLAN0 + n) ? action.vo[n] : TagCode::Keep;
-            const unsigned vpm = n == 0 ? action.vpm0 : 0; // tag 1 has no TPID selector
+            const unsigned vpm = n == 0 ? action.vpm0 : ifc::kVpmNone; // tag 1 has no TPID selector
             if (code == TagCode::Insert)
-                leaving[count++] = {tpidOf(vpm, userTpid, kTpid8021Q),
+                leaving[count++] = {tpidOr(vpm, userTpid, ifc::kTpid8021Q),
                                     tciOf(action.vid[n], action.keepPcp, outer)};
             if (here == nullptr || code == TagCode::Remove)
                 continue;
             if (code == TagCode::Replace)
-                leaving[count++] = {tpidOf(vpm, userTpid, here->tpid),
+                leaving[count++] = {tpidOr(vpm, userTpid, here->tpid),
                                     tciOf(action.vid[n], action.keepPcp, here)};
             else
                 leaving[count++] = *here;
@@ -142,7 +125,7 @@ size_t applyAction(const Action &action, const ParsedFrame &parsed, uint16_t use
     uint8_t *network = out + (parsed.network - at + put);
     if (parsed.ipVersion == 4 && isOn(action, IFC_ACT_IPV4_DSCP)) {
         const uint32_t before = be16(network);
-        // Model: six bits of code point; the two ECN bits behind them stay.
+        // Model: six bits of code point. The two ECN bits after them stay.
         network[1] = static_cast<uint8_t>(action.ipv4Dscp << 2 | (network[1] & 3));
         repairChecksum(network + 10, before, be16(network));
     }

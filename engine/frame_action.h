@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// What the deciding rule's action does with a frame: the decoded entry, and the bytes that leave the engine.
+// The action of the deciding rule: the decoded entry, and the frame as it leaves the engine.
 #pragma once
 
 #include "engine/frame_parser.h"
@@ -7,16 +7,15 @@
 namespace engine
 {
 
-// Model: the tag codes vo0 and vo1. They speak of the tags with which the frame arrived: vo0 of the outer,
-// vo1 of the inner one.
+// Model: the tag codes vo0 and vo1. vo0 edits the outer tag of the frame as it arrived, vo1 the inner tag.
 enum class TagCode : uint8_t {
     Keep = 0,
-    Insert = 1,  // a new tag in front of that place
-    Remove = 2,  // nothing happens to a frame that lacks the tag
-    Replace = 3, // alike
+    Insert = 1,  // a new tag before that place
+    Remove = 2,  // a frame without the tag stays as it is
+    Replace = 3, // likewise
 };
 
-// An action entry, cut into its fields. `on` tells by sub-action number (IFC_ACT_*) which are switched on.
+// An action entry, decoded. Bit n of `on`: sub-action n (IFC_ACT_*) is switched on.
 struct Action {
     uint32_t on;
     uint8_t channel, queue, fport, nbq, cnt0, cnt1, meter, ipv4Dscp, ipv6TrafficClass;
@@ -27,10 +26,7 @@ struct Action {
     bool fqos, fast, mc, keepPcp, cpu, owf, dpi;
 };
 
-// Chip revision 12 has one enable bit less: sub-actions 4 to 13 stand one lower.
-constexpr int kRevisionSharedEnable = 12;
-
-// `words` in record order. Sub-actions 14 and 15 have no enable bit: they are on when their flag is.
+// `words` in record order. Sub-actions 14 and 15 have no enable bit: their flag switches them on.
 Action decodeAction(const uint32_t *words, int revision);
 
 constexpr size_t kMaxGrowth = 8; // two tags

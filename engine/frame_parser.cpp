@@ -2,6 +2,7 @@
 #include "engine/frame_parser.h"
 
 #include "engine/wire.h"
+#include "ifc/records/chip.h"
 
 namespace engine
 {
@@ -29,12 +30,12 @@ enum : uint32_t {
 
 constexpr unsigned wordOf(unsigned field)
 {
-    return kFieldPlaces.place[field].lsb / 32;
+    return fieldPlace(field).lsb / 32;
 }
 
 constexpr unsigned shiftOf(unsigned field)
 {
-    return kFieldPlaces.place[field].lsb % 32;
+    return fieldPlace(field).lsb % 32;
 }
 
 constexpr uint64_t fieldBits(unsigned first, unsigned last)
@@ -42,11 +43,11 @@ constexpr uint64_t fieldBits(unsigned first, unsigned last)
     return (fieldBit(last) << 1) - fieldBit(first);
 }
 
-// The image starts at zero and a field is put once.
+// Each field is put once, into an image of zeros.
 template <unsigned Field>
 inline void put(FieldImage &image, uint32_t value)
 {
-    static_assert(shiftOf(Field) + kFieldPlaces.place[Field].width <= 32);
+    static_assert(shiftOf(Field) + fieldPlace(Field).width <= 32);
     image.word[wordOf(Field)] |= value << shiftOf(Field);
 }
 
@@ -56,18 +57,18 @@ inline void putPair(FieldImage &image, unsigned word, uint64_t value)
     __builtin_memcpy(image.word + word, &value, sizeof value);
 }
 
-// What follows in a frame: from `at` on, `left` bytes up to the end of the layer.
+// What is left of a layer: `left` bytes from `at` on.
 struct Rest {
     const uint8_t *at;
     uint32_t left;
 
-    Rest behind(uint32_t bytes) const { return {at + bytes, left - bytes}; }
+    Rest after(uint32_t bytes) const { return {at + bytes, left - bytes}; }
     Rest upTo(uint32_t bytes) const { return {at, bytes < left ? bytes : left}; }
 };
 
-// The layers of a frame. Fields go to the image; all else stays here until the end, in registers that no
-// write to the image can touch. Each layer notes its own fields: one variable for all is written too
-// often.
+// The layers of a frame. Fields go to the image. Everything else stays here until the end, so that compilers
+// can keep it in registers across writes to the image. Each layer notes its present fields in a variable of
+// its own: a single variable would be written too often.
 struct Parser {
     const uint8_t *data;
     uint32_t length;
@@ -124,8 +125,9 @@ struct Parser {
         rest = rest.upTo(be16(header + 2));
         const uint32_t fragmentOffset = be16(header + 6) & 0x1FFF;
         if (fragmentOffset == 0 && rest.left >= headerBytes)
-            transportHeader(protocol,
-                            rest.behind(headerBytes)); // Model: nothing is walked, not even authentication
+            transportHeader(
+                protocol,
+                rest.after(headerBytes)); // Model: no header is skipped here, not even authentication
     }
 
     [[gnu::always_inline]] void ipv6(Rest rest)
@@ -142,7 +144,7 @@ struct Parser {
         putPair(fields, wordOf(DIPv6_95_64), be64(header + 24));
         putPair(fields, wordOf(DIPv6_31_0), be64(header + 32));
         ipVersion = 6;
-        rest = rest.behind(kIpv6Bytes).upTo(be16(header + 4));
+        rest = rest.after(kIpv6Bytes).upTo(be16(header + 4));
 
         uint32_t upper = header[6];
         const bool firstFragment = !isExtension(upper) || extensions(upper, rest);
@@ -160,8 +162,8 @@ struct Parser {
                next == kAuthentication;
     }
 
-    // Walks the chain behind the base header. False: what follows is not the start of a transport header,
-    // because a header is cut off or the packet is a later fragment.
+    // Walks the extension headers after the base header. False: no transport header starts here, because a
+    // header is cut off or the packet is a later fragment.
     static bool extensions(uint32_t &next, Rest &rest)
     {
         while (isExtension(next)) {
@@ -177,8 +179,8 @@ struct Parser {
                 return false;
             const bool later = next == kFragment && (be16(header + 2) & 0xFFF8) != 0;
             next = header[0];
-            rest = rest.behind(bytes);
-            // Model: behind a later fragment's header stands no header, so its number is not followed.
+            rest = rest.after(bytes);
+            // Model: no header follows the header of a later fragment, so its number is not followed.
             if (later)
                 return false;
         }
@@ -192,12 +194,12 @@ struct Parser {
         const uint8_t *header = rest.at;
         put<PPPOE_SESSION>(fields, be16(header + 2));
         session = fieldBit(PPPOE_SESSION);
-        rest = rest.behind(kPppoeBytes).upTo(be16(header + 4));
+        rest = rest.after(kPppoeBytes).upTo(be16(header + 4));
         if (!isSession || header[1] != 0 || rest.left < kPppProtocolBytes)
             return;
         const uint32_t protocol = be16(rest.at);
-        rest = rest.behind(kPppProtocolBytes);
-        network = offset(rest); // Model: until here it was the PPPoE header
+        rest = rest.after(kPppProtocolBytes);
+        network = offset(rest); // Model: before this line it was the PPPoE header
         if (protocol == kPppIpv4)
             ipv4(rest);
         else if (protocol == kPppIpv6)
@@ -228,7 +230,7 @@ struct Parser {
         types |= fieldBit(ETYPE);
     }
 
-    // The words behind a length of IEEE 802.3: LLC, perhaps SNAP. The type, or 0, and what is behind it.
+    // The words after a length of IEEE 802.3: LLC, perhaps SNAP. Sets the type, or 0, and what follows it.
     FrameType llc(uint32_t &type, Rest &rest)
     {
         rest = rest.upTo(type);
@@ -241,22 +243,13 @@ struct Parser {
             return FrameType::Llc;
         type = be16(header + 6);
         typeField(type);
-        rest = rest.behind(kSnapBytes);
+        rest = rest.after(kSnapBytes);
         network = offset(rest);
         return FrameType::Snap;
     }
 
-    // VPM code of a TPID, 0 for any other word.
-    static uint32_t vpmOf(uint32_t type, uint16_t userTpid)
-    {
-        if (type == kTpid8021Q)
-            return 1;
-        if (type == kTpid8021ad)
-            return 2;
-        return userTpid != 0 && type == userTpid ? 3 : 0;
-    }
-
-    // A tag behind its TPID, and the length/type word behind it. False: there is no such word.
+    // The rest of a tag after its TPID, and the next length/type word. False: the frame ends before that
+    // word.
     template <unsigned Vpm, unsigned Vid, unsigned Pbit>
     bool tag(uint32_t vpm, uint32_t &type, Rest &rest)
     {
@@ -271,7 +264,7 @@ struct Parser {
         if (rest.left < 4)
             return false;
         type = be16(rest.at + 2);
-        rest = rest.behind(4);
+        rest = rest.after(4);
         return true;
     }
 
@@ -281,12 +274,12 @@ struct Parser {
             return;
         uint32_t type = be16(data + kTypeOffset);
         Rest rest{data + kTypeOffset + 2, length - kTypeOffset - 2};
-        uint32_t vpm = vpmOf(type, userTpid);
-        if (vpm != 0) [[unlikely]] {
+        uint32_t vpm = ifc::vpmOf(type, userTpid);
+        if (vpm != ifc::kVpmNone) [[unlikely]] {
             if (!tag<VPM0, VID0, PBIT0>(vpm, type, rest))
                 return;
-            vpm = vpmOf(type, userTpid);
-            if (vpm != 0 && !tag<VPM1, VID1, PBIT1>(vpm, type, rest))
+            vpm = ifc::vpmOf(type, userTpid);
+            if (vpm != ifc::kVpmNone && !tag<VPM1, VID1, PBIT1>(vpm, type, rest))
                 return;
         }
         // Model: no tag is VPM code 0.
@@ -309,7 +302,7 @@ struct Parser {
         payload(type, rest);
     }
 
-    // 48 bits each.
+    // Addresses are numbers of 48 bits.
     void destination(uint64_t address)
     {
         const uint64_t multicast = address >> 40 & 1;
@@ -344,16 +337,16 @@ struct Parser {
     void sideData(const SideData &side)
     {
         if (side.sourceInterface >= 0) {
-            put<SINF>(fields, static_cast<uint32_t>(side.sourceInterface) & 0x1F);
+            put<SINF>(fields, static_cast<uint32_t>(side.sourceInterface & fieldOnes(SINF)));
             others |= fieldBit(SINF);
         }
         if (side.gemPort >= 0) {
-            put<GEMPORT>(fields, static_cast<uint32_t>(side.gemPort) & 0xFFFF);
+            put<GEMPORT>(fields, static_cast<uint32_t>(side.gemPort & fieldOnes(GEMPORT)));
             others |= fieldBit(GEMPORT);
         }
     }
 
-    // All at once, as the words of the network header. False: the frame ends before.
+    // Takes all of them at once, as words of the network header. False: the frame is too short for that.
     bool userDefinedInOrder(const ParserSettings &settings)
     {
         using Halves = uint16_t __attribute__((vector_size(32)));
@@ -416,7 +409,7 @@ void prepareUdfs(ParserSettings &settings)
 void parseFrame(const uint8_t *data, size_t length, const SideData &side, const ParserSettings &settings,
                 ParsedFrame &parsed)
 {
-    // Offsets are 32 bits wide and stay far from their end; no header lies behind the first 16 MB.
+    // Offsets have 32 bits. Only the first 16 MB are looked at, so no offset overflows.
     constexpr size_t kFar = 1u << 24;
     clearFields(parsed.fields);
     Parser parser{data, static_cast<uint32_t>(length < kFar ? length : kFar), parsed.fields};

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Takes the fields out of a frame. Which bytes make which field is the model's choice where the data sheet
-// is silent: docs/hardware-model.md. Freestanding, no heap.
+// Takes the fields out of a frame. Where the hardware does not say which bytes make a field, the model
+// chooses: docs/hardware-model.md. Freestanding, no heap.
 #pragma once
 
 #include <stddef.h>
@@ -23,7 +23,7 @@ enum class FrameType : uint8_t {
 // Model: the codes of DMAC_TYPE.
 enum class DmacType : uint8_t { Unicast = 0, Multicast = 1, Broadcast = 2 };
 
-// What comes with a frame, but not in it. Negative: not known, the field is not present.
+// What comes with a frame, but not in it. Negative: not known, so the field is not present.
 struct SideData {
     int32_t sourceInterface = -1; // SINF, 0 to 31
     int32_t gemPort = -1;         // GEMPORT, 0 to 65535
@@ -31,8 +31,8 @@ struct SideData {
 
 enum class UdfBase : uint8_t {
     Frame,     // the first byte of the frame
-    Network,   // the byte behind the last EtherType or PPP protocol word
-    Transport, // the byte behind the IPv4 header or the IPv6 header chain, in first fragments
+    Network,   // the byte after the last EtherType or PPP protocol word
+    Transport, // the byte after the IPv4 header or the IPv6 header chain; not in later fragments
 };
 
 struct UdfPlace {
@@ -42,16 +42,16 @@ struct UdfPlace {
 
 struct ParserSettings {
     uint16_t userTpid = 0;    // the user-defined VLAN TPID, host byte order, 0 = none
-    uint16_t udfs = 0xFFFF;   // bit n: UDFn is taken out at all
+    uint16_t udfs = 0xFFFF;   // bit n: UDFn is taken out
     UdfPlace udf[16] = {};    // see defaultUdfs()
-    bool udfsInOrder = false; // all places are the default ones: see prepareUdfs()
+    bool udfsInOrder = false; // all places are the default ones; set by prepareUdfs()
     uint16_t udfKeep[16] = {};
 };
 
 // Model: UDFn is the n-th 16-bit word of the network header unless placed otherwise.
 void defaultUdfs(ParserSettings &settings);
 
-// For speed: looks whether the places are those, and which are taken out. To be called again after a change.
+// Prepares the fast path for default places. Call it after each change of `udfs` or `udf`.
 void prepareUdfs(ParserSettings &settings);
 
 struct ParsedFrame {
@@ -63,7 +63,7 @@ struct ParsedFrame {
     uint8_t ipVersion; // 4 or 6 when `network` is a sound header of that kind, else 0
 };
 
-// Looks at the `length` bytes from `data` on and at nothing else. The frame check sequence is not among them.
+// Reads no byte but the `length` bytes from `data` on. They do not include the frame check sequence.
 void parseFrame(const uint8_t *data, size_t length, const SideData &side, const ParserSettings &settings,
                 ParsedFrame &parsed);
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// What the classifier found out about one frame.
+// The result of matching one frame.
 #pragma once
 
 #include "engine/bits.h"
@@ -10,13 +10,13 @@ namespace engine
 
 constexpr int kNoEntry = -1;
 
-// Model: every hit shows. A chain shows at its end entry, whose number its action has too.
+// Model: all hits are reported. A chain is reported at its end entry, which also numbers its action.
 struct Hits {
     uint32_t lut0;
     uint32_t lut1[2]; // entries 0 to 31, 32 to 63; this chip has no entry above 31
 };
 
-// The same in one word, by action number: bits 0 to 7 the LUT0 rules, bit 8 + k LUT1 entry k.
+// All hits in one word, by action number: bits 0 to 7 the LUT0 rules, bit 8 + k LUT1 entry k.
 using HitBits = uint64_t;
 
 inline Hits hitsOf(HitBits bits)
@@ -30,14 +30,14 @@ inline HitBits hitBitsOf(const Hits &hits)
     return HitBits{hits.lut1[0]} << IFC_LUT0_RULES | hits.lut0;
 }
 
-// Model: the lowest-numbered hit decides, LUT0 before LUT1. The number of its action and counter, or
-// kNoEntry.
+// Model: the hit with the lowest number decides, so LUT0 comes before LUT1. The result is the number of its
+// action and counter, or kNoEntry.
 inline int decidingEntry(HitBits bits)
 {
     return bits != 0 ? static_cast<int>(lowestBit(bits)) : kNoEntry;
 }
 
-// Hands the hit bitmaps to the driver, where checkIFCResult() looks for them.
+// Stores the hit bitmaps in the driver context, where checkIFCResult() reads them.
 inline void reportHits(const Hits &hits, IFC_Private_T &driver)
 {
     driver.lut0HitMap = hits.lut0;

@@ -6,26 +6,15 @@ namespace engine
 
 bool nextChain(const Tables &tables, unsigned from, Chain &chain)
 {
-    unsigned first = from;
-    for (unsigned n = from; n < IFC_LUT1_RULES; ++n) {
-        if (n % IFC_LUT1_SUB_TABLE == 0)
-            first = n;
-        if (!narrowValid(tables.lut1[n])) {
-            first = n + 1;
-        } else if (narrowEnd(tables.lut1[n])) {
-            chain = {first, n};
-            return true;
-        }
-    }
-    return false;
+    return ifc::nextChain(tables.lut1, from, chain);
 }
 
 bool wideHits(const uint32_t *rule, const FieldImage &fields)
 {
     if (!wideValid(rule))
         return false;
-    for (uint32_t left = wideEnabled(rule); left != 0; left &= left - 1) {
-        if (!holds(wideCondition(rule, static_cast<unsigned>(__builtin_ctz(left)) + 1), fields))
+    for (unsigned field = ifc::nextWideField(rule, 0); field != 0; field = ifc::nextWideField(rule, field)) {
+        if (!holds(wideCondition(rule, field), fields))
             return false;
     }
     return true;

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-#include "register_window.h"
+#include "engine/register_window.h"
+
+#include "ifc/records/chip.h"
 
 namespace engine
 {
@@ -12,14 +14,14 @@ constexpr uint32_t kMustBeZero =
       IFC_RULE_CFG_SEL_MASK << IFC_RULE_CFG_SEL_LSB | IFC_RULE_CFG_OFFSET_MASK << IFC_RULE_CFG_OFFSET_LSB |
       IFC_RULE_CFG_INDEX_MASK << IFC_RULE_CFG_INDEX_LSB);
 
-struct Command {
+struct Transfer {
     uint32_t index;
     uint32_t offset;
     uint32_t sel;
     uint32_t type;
 };
 
-Command decode(uint32_t word)
+Transfer decode(uint32_t word)
 {
     return {word >> IFC_RULE_CFG_INDEX_LSB & IFC_RULE_CFG_INDEX_MASK,
             word >> IFC_RULE_CFG_OFFSET_LSB & IFC_RULE_CFG_OFFSET_MASK,
@@ -40,9 +42,6 @@ constexpr TableShape kShapes[] = {
     {IFC_COUNTERS, 1},
 };
 
-// What a counter entry does not store: the top byte of its last word.
-constexpr uint32_t kCounterTopWord = 0x00FFFFFF;
-
 uint32_t nextNoise(uint32_t &state)
 {
     state ^= state << 13;
@@ -55,11 +54,6 @@ uint32_t nextNoise(uint32_t &state)
 
 void RegisterWindow::powerOn(const Settings &settings)
 {
-    const AccessHook accessHook = accessHook_;
-    void *const accessUser = accessUser_;
-    const ErrorHook errorHook = errorHook_;
-    void *const errorUser = errorUser_;
-    const uint32_t revision = revision_;
     __builtin_memset(&tables_, 0, sizeof tables_);
     __builtin_memset(data_, 0, sizeof data_);
     __builtin_memset(counterBinding_, 0, sizeof counterBinding_);
@@ -73,9 +67,7 @@ void RegisterWindow::powerOn(const Settings &settings)
     faultAfter_ = 0;
     faultCount_ = 0;
     errors_ = 0;
-    revision_ = revision + 1;
-    onAccess(accessHook, accessUser);
-    onError(errorHook, errorUser);
+    touch(); // The hooks stay.
 }
 
 void RegisterWindow::powerOn(const Settings &settings, uint32_t seed)
@@ -86,7 +78,7 @@ void RegisterWindow::powerOn(const Settings &settings, uint32_t seed)
     for (size_t n = 0; n < sizeof tables_ / sizeof *words; ++n)
         words[n] = nextNoise(state);
     for (auto &counter : tables_.counter)
-        counter[3] &= kCounterTopWord;
+        counter[3] &= ifc::kCounterTopWord;
     for (uint32_t &data : data_)
         data = nextNoise(state);
 }
@@ -167,11 +159,10 @@ void RegisterWindow::write(uint32_t reg, uint32_t value)
         touch();
 }
 
-// An entry or row outside its table is not transferred; the hardware model stays silent about it beyond the
-// error, since no driver that works gets there.
+// False: the command is faulty, an error is counted and nothing is transferred.
 bool RegisterWindow::check(uint32_t command)
 {
-    const Command c = decode(command);
+    const Transfer c = decode(command);
     const TableShape &shape = kShapes[c.sel];
     if ((command & kMustBeZero) != 0 || (command & IFC_RULE_CFG_START) == 0 || c.type > IFC_TYPE_WRITE)
         fail(AccessError::ReservedCommand, command);
@@ -184,10 +175,10 @@ bool RegisterWindow::check(uint32_t command)
     return false;
 }
 
-// The word of the table that a data register stands for in this row, or none.
+// The word of the table that data register `data` carries in this row, or nullptr.
 uint32_t *RegisterWindow::rowWord(uint32_t command, unsigned data)
 {
-    const Command c = decode(command);
+    const Transfer c = decode(command);
     switch (c.sel) {
     case IFC_SEL_LUT0:
         if (c.offset == IFC_LUT0_HEAD_ROW)
@@ -224,7 +215,7 @@ void RegisterWindow::startTransfer(uint32_t command)
         return;
     completes_ = true;
 
-    const Command c = decode(command);
+    const Transfer c = decode(command);
     if (c.type == IFC_TYPE_WRITE && fault == TransferFault::DropWrite)
         return;
     if (c.type == IFC_TYPE_READ && fault == TransferFault::StaleData)
@@ -238,7 +229,7 @@ void RegisterWindow::startTransfer(uint32_t command)
     }
     if (c.type == IFC_TYPE_WRITE) {
         if (c.sel == IFC_SEL_COUNTER)
-            tables_.counter[c.index][3] &= kCounterTopWord;
+            tables_.counter[c.index][3] &= ifc::kCounterTopWord;
         else
             touch();
     }

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// The simulated register window: the frame engine's registers and the four tables behind the transfer
-// command.
+// The simulated register window: the frame engine's registers, and the four tables that the transfer command
+// reaches.
 //
-// Freestanding and without heap, so that it can stand in a kernel. It knows the hardware formats
-// (ifc/ifc_regs.h, ifc/ifc_glb.h), never the operations that use them. Not locked: one context at a time.
+// Freestanding and without heap, so that it runs in a kernel too. It knows the hardware formats
+// (ifc/ifc_regs.h, ifc/ifc_glb.h), never the operations that use them. It takes no lock.
 #pragma once
 
 #include "ifc/ifc_glb.h"
@@ -20,7 +20,7 @@ struct Access {
     uint32_t value;
 };
 
-// What went wrong with an access. Counted always; in strict mode the error hook hears of it too.
+// What went wrong with an access. Every error is counted. In strict mode the error hook is called as well.
 enum class AccessError : uint8_t {
     None,
     UnknownRegister, // value: the address
@@ -30,7 +30,7 @@ enum class AccessError : uint8_t {
     Unaligned,       // value: the address
 };
 
-// What the next transfers do instead of what they should.
+// Faults that can be injected into transfers.
 enum class TransferFault : uint8_t {
     None,
     DropWrite,     // completes, but the table keeps its row
@@ -39,8 +39,8 @@ enum class TransferFault : uint8_t {
 };
 
 struct Settings {
-    unsigned doneAfter =
-        1; // the done bit shows at this read of IFC_RULE_CFG; 0 = never, transfers do not happen
+    // The done bit is set from this read of IFC_RULE_CFG on. 0: never, and no transfer takes place.
+    unsigned doneAfter = 1;
     bool strict = false;
 };
 
@@ -58,9 +58,9 @@ public:
     using AccessHook = void (*)(void *user, const Access &access);
     using ErrorHook = void (*)(void *user, AccessError error, uint32_t value);
 
-    // Power-on with all zero contents.
+    // Power-on. All contents are zero.
     void powerOn(const Settings &settings);
-    // Power-on with tables and data registers holding noise, the same for the same number.
+    // Power-on with noise in tables and data registers. The same seed gives the same noise.
     void powerOn(const Settings &settings, uint32_t seed);
 
     uint32_t read(uint32_t reg);
@@ -68,20 +68,21 @@ public:
 
     Settings &settings() { return settings_; }
 
-    // Every access in order, before its effect on a write, after it on a read. nullptr: nobody listens.
+    // The hook is called for every access in order: before a write takes effect, after a read. nullptr: no
+    // hook.
     void onAccess(AccessHook hook, void *user);
     void onError(ErrorHook hook, void *user);
     uint32_t errors() const { return errors_; }
 
-    // The fault happens to transfer number `after` from now (0 = the next), and to `count` in a row.
+    // The fault affects `count` transfers in a row, after `after` good ones.
     void injectFault(TransferFault fault, uint32_t after, uint32_t count);
 
-    // The tables behind the window. revision() changes whenever a rule, an action or a global register may
-    // have changed, for those who keep something derived from them.
+    // The tables. generation() changes whenever a rule, an action or a global register may have changed. Who
+    // keeps something derived from them compares it. touch() is for a change that bypasses the registers.
     Tables &tables() { return tables_; }
     const Tables &tables() const { return tables_; }
-    uint32_t revision() const { return revision_; }
-    void touch() { ++revision_; }
+    uint32_t generation() const { return generation_; }
+    void touch() { ++generation_; }
 
     uint32_t globalConfig() const { return globalConfig_; }
     uint32_t tpidConfig() const { return tpidConfig_; }
@@ -103,12 +104,12 @@ private:
     uint32_t data_[IFC_ROW_WORDS] = {};
     uint32_t counterBinding_[IFC_ACNT_CFG_COUNT] = {};
     unsigned statusReads_ = 0; // of IFC_RULE_CFG since the command
-    bool completes_ = false;   // the transfer of command_ shows its done bit some time
+    bool completes_ = false;   // the done bit of command_ will be set
     TransferFault fault_ = TransferFault::None;
     uint32_t faultAfter_ = 0;
     uint32_t faultCount_ = 0;
     uint32_t errors_ = 0;
-    uint32_t revision_ = 0;
+    uint32_t generation_ = 0;
     AccessHook accessHook_ = nullptr;
     void *accessUser_ = nullptr;
     ErrorHook errorHook_ = nullptr;

@@ -40,16 +40,14 @@ constexpr uint32_t kTypeOffset = 12; // of the first length/type word
 constexpr uint32_t kTagBytes = 4;
 constexpr uint32_t kMaxTags = 2;
 
-constexpr uint32_t kTpid8021Q = 0x8100;
-constexpr uint32_t kTpid8021ad = 0x88A8;
 constexpr uint32_t kTypePppoeDiscovery = 0x8863;
 constexpr uint32_t kTypePppoeSession = 0x8864;
 constexpr uint32_t kTypeIpv4 = 0x0800;
 constexpr uint32_t kTypeIpv6 = 0x86DD;
 constexpr uint32_t kPppIpv4 = 0x0021;
 constexpr uint32_t kPppIpv6 = 0x0057;
-constexpr uint32_t kLastLength = 0x05DC; // IEEE 802.3: a length up to here,
-constexpr uint32_t kFirstType = 0x0600;  // a type from here on
+constexpr uint32_t kLastLength = 0x05DC; // IEEE 802.3: the largest length,
+constexpr uint32_t kFirstType = 0x0600;  // the smallest type
 
 constexpr uint32_t kIpv4Bytes = 20;
 constexpr uint32_t kIpv6Bytes = 40;

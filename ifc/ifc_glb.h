@@ -162,9 +162,9 @@ typedef struct ifc_field_param {
 
 /*
  * The driver context. The rule layer uses dbgLevel, which comes first, the three hit bitmaps, which stand
- * together, and the lock right behind them. What lies between belongs to other units of the driver:
- * ifc_platform.h names it in IFC_PRIVATE_MEMBERS, declarations that end in semicolons. Where C and C++ share
- * the context, both must know the types.
+ * together, and the lock right after them. The members between belong to other units of the driver:
+ * ifc_platform.h names them in IFC_PRIVATE_MEMBERS, as declarations that end in semicolons. Where C and C++
+ * share the context, both must know the types.
  */
 #ifndef IFC_PRIVATE_MEMBERS
 #define IFC_PRIVATE_MEMBERS

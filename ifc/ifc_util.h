@@ -168,9 +168,9 @@ void ifc_delete_lut0(int idx);
  * ------------------------------------------------------------------------------------------------------ */
 
 /*
- * Writes the condition on field fieldIdx (1..47) into LUT1 entry ifcIndex (0..31), and into the one behind it
+ * Writes the condition on field fieldIdx (1..47) into LUT1 entry ifcIndex (0..31), and into the one after it
  * for a MAC mask that covers bits of both halves, and rewrites the tables. Overwrites what was there.
- * Returns the index behind the last entry written, or -1 when an argument was refused (nothing has changed).
+ * Returns the index after the last entry written, or -1 when an argument was refused (nothing has changed).
  *
  * endFlag: bit 0 marks the last entry of a rule. command: 0..1 for fields 1 to 13, else 2 bits are kept.
  * mask: the reduced mask for fields 1 to 13, a plain 16-bit mask for 14 to 47.
@@ -179,8 +179,8 @@ void ifc_delete_lut0(int idx);
  *        [at]"Error: the command of %s should less than 2!\n"
  *        [at]"Error: fieldIdx:%s, ifcIndex:%d, forbidden cross sub-table!\n" (a MAC at entry 15 or 31)
  * Lock: inside the rewrite only.
- * Known: IFC_DISABLE clears the valid bit of the one entry ifcIndex, also where a MAC took two. The mask is
- * not checked: 0xFFFFFFFF reads as the whole address.
+ * Known: IFC_DISABLE clears the valid bit of the one entry ifcIndex, also where a MAC took two entries. The
+ * mask is not checked: 0xFFFFFFFF stands for the whole address.
  */
 int ifc_set_lut1_rules(uint ifcIndex, IFC_Mode_t enMode, uint endFlag, uint fieldIdx, uint command, uint mask,
                        uint key_high, uint key_low);
@@ -190,9 +190,10 @@ void ifc_delete_lut1(int idx);
 
 /*
  * Reduces a contiguous mask that touches one end of its width, mask_bit (32 or 48; with 32 mask_high is not
- * looked at, with 48 the whole word is). Returns the reduced mask, or 0xFFFFFFFF after
+ * read, with 48 its whole word is). Returns the reduced mask, or 0xFFFFFFFF after
  * "mask should be left->right or right->left, but mask:%04x%8x\n" (48) or "...mask:%8x\n". No lock.
- * A low word that is covered at neither end gets "mask should not be 0!\n" first, save a 48-bit one of zero.
+ * When the mask covers neither bit 31 nor bit 0 of the low word, "mask should not be 0!\n" comes first, but
+ * not for a 48-bit mask whose low word is 0.
  * Known: ones in bits 0..32 to 0..46 of 48 all reduce to 0x8000002F, as if 47 bits were set.
  */
 uint change_mask_from_48_to_32(uint mask_high, uint mask_low, int mask_bit);
@@ -229,14 +230,14 @@ int lut1_has_free_rule(uint field_num);
  *        [at]"del ifc lut0 rule not find\n", [at]"del ifc lut1 rule not find\n" (each also when the other
  *        table had one), [at]"del ifc rule index %d\n" for each LUT1 entry, with its action index.
  * Lock: inside ifc_clear_action() and the rewrite only.
- * Known: as placed, not found in LUT1 are a request with a condition behind a MAC, with two MACs, or with a
- * MAC that was written as one entry, and any chain behind a stray valid entry without end flag. Valid entries
- * are counted up to the end flag, but what is compared and deleted is the range of as many entries that ends
- * there. So exactly one stray entry in front makes a chain with a MAC's high part alone be found, and goes
- * with it; and when a gap lies within the range, its all-zero entry stands for the conditions behind a MAC,
- * which are not compared, and what the gap pushed out of the range stays. A MAC whose low part differs is
- * still found by its high part, so a chain with another MAC of the same upper 16 bits goes as well. An empty
- * request deletes the valid LUT0 rules that have no field enabled.
+ * Known: some requests are not found in LUT1 as they were placed: those with a condition after a MAC, with
+ * two MACs, or with a MAC that was written as one entry. Neither is a chain after a stray valid entry without
+ * end flag. Valid entries are counted up to the end flag, but the range of as many entries that ends there is
+ * compared and deleted. So a chain with a MAC's high part alone is found when exactly one stray entry
+ * precedes it, and both are deleted. When a gap lies within the range, its all-zero entry stands for the
+ * conditions after a MAC, which are not compared; entries that the gap moves out of the range stay. A MAC
+ * whose low part differs is still found by its high part, so a chain with another MAC of the same upper 16
+ * bits is deleted as well. An empty request deletes the valid LUT0 rules that have no field enabled.
  */
 int ifc_del_lut_rules_auto(struct orva_ifc_param *ifc_param_ptr);
 
@@ -248,12 +249,12 @@ int ifc_match_rule_lut0(struct orva_ifc_param *ifc_param_ptr, uint field_num, ui
 
 /*
  * 1 when the request's conditions are found among the field_num LUT1 entries from ifc_idx_start on (a MAC
- * counts twice); else 0. field_num 0 gives 1. Valid bits and end flags are not looked at. No lock.
- * An irreducible mask prints its message at each entry that is looked at for an IPv4 address, and at each of
- * type 1 that is looked at for a MAC.
+ * counts twice); else 0. field_num 0 gives 1. Valid bits and end flags are not read. No lock.
+ * A mask that cannot be reduced prints its message at each entry that is compared with an IPv4 address, and
+ * at each type 1 entry that is compared with a MAC.
  * Known: the mask length of a MAC's low part is compared in 4 bits; a matched MAC high part steps over the
- * next condition; a low part that matches at the end of the range looks at the entry behind it (an all-zero
- * one behind entry 31): a matching high part there fails the whole request, any other counts as found.
+ * next condition; a low part that matches at the end of the range reads the entry after it (an all-zero
+ * one after entry 31): a matching high part there fails the whole request, any other entry counts as found.
  */
 int ifc_match_rule_lut1(struct orva_ifc_param *ifc_param_ptr, uint field_num, uint ifc_idx_start);
 
@@ -270,7 +271,7 @@ int ifc_match_lut1(ifc_field_param param);
 /* clang-format off */
 /*
  * Edits sub-action actIdx (0..16) of entry ifcIndex (0..39): read, change, print, write back.
- * Returns 0, or -1 when refused. Values are cut to their fields' widths (the number behind a name);
+ * Returns 0, or -1 when refused. Values are cut to their fields' widths (the number after a name);
  * "bit" is the place of the enable bit.
  *
  *   actIdx  bit   value0       value1        value2        value3        printed
@@ -403,10 +404,10 @@ int32_t transTPIDtoVPM(uint16_t eth_type);
 uint16_t transVPMtoTPID(uint16_t vpm);
 
 /*
- * Reads the PPPoE header (RFC 2516) pre_len bytes behind the start of the frame data: 8 bytes, 10 at DBG_MSG;
+ * Reads the PPPoE header (RFC 2516) pre_len bytes after the start of the frame data: 8 bytes, 10 at DBG_MSG;
  * the length of the buffer is not tested. Returns 0 and stores the session id when version and type are 1,
  * else -1 and *sid stays. Both outputs lie as in the frame (network byte order).
- * Known: *ppp_tag, the two bytes behind the header, is stored also when the result is -1.
+ * Known: *ppp_tag, the two bytes after the header, is stored also when the result is -1.
  * At DBG_MSG prints the header between two rules of 14 and 17 equals signs.
  */
 int32_t getPppoeSid(struct sk_buff *skb, uint32_t pre_len, uint16_t *sid, uint16_t *ppp_tag);

@@ -4,34 +4,25 @@
 
 #include "ifc/records/action_record.h"
 
+#include "action_texts.h"
 #include "window.h"
 
 namespace
 {
 
-// One piece for each enable bit. Known: there is none for cpu, which has no enable bit and so is never shown,
-// nor for dpi, whose enable bit shows as keep pcp.
+// One piece for each enable bit. Known: cpu has no enable bit, so it is never shown. The enable bit of dpi is
+// shown as keep pcp.
 constexpr const char *kPieces[] = {
-    ", channel:%d, queue:%d",
-    ", fport:%d, nbq:%d",
-    ", sp_tag/gemport:0x%x",
-    ", CNT0:%d",
-    ", CNT1:%d",
-    ", MTR_G:%d",
-    ", IPv4 DSCP:%d",
-    ", IPv6 Traffic Class:%d",
-    ", vpm0:%d, vo0:%d, vid0:0x%x",
-    ", vo1:%d, vid1:0x%x",
-    ", fqos:%d",
-    ", fast:%d",
-    ", mc:%d",
-    ", keep pcp:%d",
+#define IFC_PIECE(text) ", " text,
+    IFC_SUB_ACTION_TEXTS(IFC_PIECE)
+#undef IFC_PIECE
 };
 static_assert(sizeof kPieces / sizeof *kPieces == ifc::kEnable.width);
 
 } // namespace
 
-// Known: the pieces stand for the enable bits as they are; what revision 12 shifted shows one lower.
+// Known: the pieces follow the enable bits as they stand. So on revision 12 the sub-actions above CNT0 are
+// shown as the ones before them.
 int ifc_dump_action(int ifcIndex)
 {
     IFC_Action_Format action;

@@ -4,31 +4,23 @@
 
 #include "ifc/records/action_record.h"
 
+#include "action_texts.h"
 #include "report.h"
 #include "window.h"
 
 namespace
 {
 
+// clang-format off
 constexpr const char *kLines[IFC_ACT_COUNT] = {
-    "channel:%d, queue:%d\n",
-    "fport:%d, nbq:%d\n",
-    "sp_tag/gemport:0x%x\n",
-    "CNT0:%d\n",
-    "CNT1:%d\n",
-    "MTR_G:%d\n",
-    "IPv4 DSCP:%d\n",
-    "IPv6 Traffic Class:%d\n",
-    "vpm0:%d, vo0:%d, vid0:0x%x\n",
-    "vo1:%d, vid1:0x%x\n",
-    "fqos:%d\n",
-    "fast:%d\n",
-    "mc:%d\n",
-    "keep pcp:%d\n",
+#define IFC_LINE(text) text "\n",
+    IFC_SUB_ACTION_TEXTS(IFC_LINE)
+#undef IFC_LINE
     "ifc_set_action: cpu:%d, nbq:%d\n",
     "owf:%d\n",
     "dpi:%d\n",
 };
+// clang-format on
 
 // Sub-actions without an enable bit change nothing.
 void switchEnableBit(IFC_Action_Format &action, uint mask, bool on)

@@ -75,12 +75,13 @@ bool matchesOther(const Wanted &c, const IFC_LUT1_Format &entry)
     return matchesHalf(c, entry, c.mask & 0xFFFF, c.key & 0xFFFF);
 }
 
-// How many request indexes a condition found in the range uses up; 0 when it is not there.
+// By how many request indexes the search moves on after a condition in the range; 0: the condition is not
+// there.
 //
-// Known: indexes count entries here while the request lists conditions, so a MAC whose high part is found
-// steps over the condition behind it. A low part uses up the entry behind it, whatever that is; at the last
-// entry that look goes past the range, where a matching high part fails the search and anything else passes
-// it.
+// Known: these indexes count entries, while the request lists conditions. So the search skips the condition
+// after a MAC whose high part is found. A low part takes the entry after it too, whatever it holds. At the
+// last entry of the range that is an entry past the range: a matching high part there fails the search,
+// anything else passes it.
 uint findInRange(const Wanted &c, uint first, uint end)
 {
     for (uint k = first; k < end; ++k) {
@@ -118,7 +119,7 @@ bool deleteFromLut0(orva_ifc_param *request, uint conditions)
     return found;
 }
 
-// Known: valid entries without end flag in front of a chain count as its own, so that it is not found.
+// Known: valid entries without end flag before a chain count as its own, so the chain is not found.
 bool deleteFromLut1(orva_ifc_param *request, uint entries)
 {
     bool found = false;

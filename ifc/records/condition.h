@@ -7,8 +7,8 @@
 namespace ifc
 {
 
-// The 2-bit command codes of the records. What they compare is the hardware's business; the names are those of
-// the engine's model.
+// The 2-bit command codes of the records. What they compare is the hardware's business; the names are those
+// of the engine's model.
 enum class Command : uint8_t {
     Equal = 0,
     NotEqual = 1,

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // LUT1 entries: one condition in one or two entries, reduced masks, chains.
 //
-// An entry is read from its two words in record order (`word` of IFC_LUT1_Format; a row of the engine's table).
-// A table is anything that yields an entry by its index: IFC_LUT1_Rule, or the engine's words.
+// An entry is read from its two words in record order (`word` of IFC_LUT1_Format; a row of the engine's
+// table). A table is anything that yields an entry by its index: IFC_LUT1_Rule, or the engine's words.
 #pragma once
 
 #include "ifc/records/condition.h"
@@ -245,9 +245,9 @@ constexpr void setHalfEntry(IFC_LUT1_Format &entry, uint field, uint command, ui
     entry.word[1] = mask << 16 | (key & 0xFFFF);
 }
 
-// Writes a condition as ifc_set_lut1_rules() does, with its arguments: `mask` is the reduced mask of the fields
-// 1 to 13 and the 16-bit mask of the others; `field` is 1 to 47. Returns the number of entries written, 1 or 2;
-// of two the second has the end flag.
+// Writes a condition as ifc_set_lut1_rules() does, with its arguments: `mask` is the reduced mask of the
+// fields 1 to 13 and the 16-bit mask of the others; `field` is 1 to 47. Returns the number of entries
+// written, 1 or 2; of two the second has the end flag.
 constexpr uint writeNarrow(IFC_LUT1_Format *entries, uint field, uint command, uint end, uint mask,
                            uint keyHigh, uint keyLow)
 {
@@ -268,9 +268,9 @@ constexpr uint writeNarrow(IFC_LUT1_Format *entries, uint field, uint command, u
     return second + 1;
 }
 
-// The entries of one condition: what ifc_set_lut1_rules() makes of free entries, after the automatic placement
-// has reduced the mask. Returns their number; 0: the mask cannot be reduced (reduceFieldMask() says why), no
-// LUT1 entry holds the field, or `part` is not 0 for a field of up to 32 bits.
+// The entries of one condition: what ifc_set_lut1_rules() makes of free entries, after the automatic
+// placement has reduced the mask. Returns their number; 0: the mask cannot be reduced (reduceFieldMask() says
+// why), no LUT1 entry holds the field, or `part` is not 0 for a field of up to 32 bits.
 constexpr uint encodeNarrow(const Condition &condition, bool end, IFC_LUT1_Format (&entries)[2])
 {
     const uint field = condition.field;
@@ -305,9 +305,9 @@ constexpr bool isLastOfSubTable(uint entry)
     return entry % IFC_LUT1_SUB_TABLE == IFC_LUT1_SUB_TABLE - 1;
 }
 
-// The next run of valid entries up to the first end flag, inside a sub-table: a chain, or a run that lacks its
-// end flag. `from` is 0, or the entry after the end of the run before. False: there is none. Visits all of them
-// like this:
+// The next run of valid entries up to the first end flag, inside a sub-table: a chain, or a run that lacks
+// its end flag. `from` is 0, or the entry after the end of the run before. False: there is none. Visits all
+// of them like this:
 //   for (uint from = 0; nextRun(table, from, run); from = run.end + 1)
 template <typename Table>
 constexpr bool nextRun(const Table &table, uint from, Chain &run)

@@ -131,8 +131,8 @@ constexpr bool addToWide(IFC_LUT0_Format &rule, const Condition &condition)
     return true;
 }
 
-// A rule of `count` conditions: what ifc_set_lut0_rules() makes of a free rule, one condition after the other.
-// False: some field does not fit, and the rule lacks it.
+// A rule of `count` conditions: what ifc_set_lut0_rules() makes of a free rule, one condition after the
+// other. False: some field does not fit, and the rule lacks it.
 constexpr bool encodeWide(IFC_LUT0_Format &rule, const Condition *conditions, uint count)
 {
     rule = {};

@@ -93,9 +93,9 @@ TEST(FrameAction, Revision12HasItsEnableBitsOneLower)
     IFC_Action_Format entry{};
     entry.bits.enable = 1u << 5;
     EXPECT_EQ(decodeAction(entry.word, 0).on, 1u << IFC_ACT_MTR_G);
-    EXPECT_EQ(decodeAction(entry.word, kRevisionSharedEnable).on, 1u << IFC_ACT_IPV4_DSCP);
+    EXPECT_EQ(decodeAction(entry.word, 12).on, 1u << IFC_ACT_IPV4_DSCP);
     entry.bits.enable = 1u << 3;
-    EXPECT_EQ(decodeAction(entry.word, kRevisionSharedEnable).on, 1u << IFC_ACT_CNT0 | 1u << IFC_ACT_CNT1);
+    EXPECT_EQ(decodeAction(entry.word, 12).on, 1u << IFC_ACT_CNT0 | 1u << IFC_ACT_CNT1);
 }
 
 // Sub-action n has bit n, in revision 12 bit n - 1 from 4 on. Sub-action 16 has bit 13 in every revision.

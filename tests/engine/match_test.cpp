@@ -133,8 +133,8 @@ void putWide(Tables &tables, unsigned n, unsigned field, unsigned command, uint6
     uint32_t *rule = tables.lut0[n];
     rule[0] = 0x80000000u | 1u << (field - 1);
     rule[field <= 16 ? 2 : 1] = command << 2 * ((field - 1) % 16);
-    for (unsigned bit = 0; bit < kFieldPlaces.place[field].width; ++bit) {
-        const unsigned at = kFieldPlaces.place[field].lsb + bit;
+    for (unsigned bit = 0; bit < fieldPlace(field).width; ++bit) {
+        const unsigned at = fieldPlace(field).lsb + bit;
         const unsigned word = IFC_LUT0_AREA_WORDS - 1 - at / 32;
         rule[IFC_LUT0_MASK_WORD + word] |= static_cast<uint32_t>(mask >> bit & 1) << at % 32;
         rule[IFC_LUT0_KEY_WORD + word] |= static_cast<uint32_t>(key >> bit & 1) << at % 32;
@@ -154,7 +154,7 @@ bool verdict(unsigned field, unsigned code, uint64_t value, uint64_t key)
 TEST(Match, EveryCommandOfEveryField)
 {
     for (unsigned field = 1; field < kFieldEnd; ++field) {
-        const unsigned width = kFieldPlaces.place[field].width;
+        const unsigned width = fieldPlace(field).width;
         const uint64_t ones = fieldOnes(field);
         // Below, at and above the key, in the lowest and in the highest bit.
         const uint64_t top = uint64_t{1} << (width - 1);
@@ -375,4 +375,29 @@ TEST(Match, FastEqualsPlainOnRandomTablesAndFields)
     // The comparison means something: rules of both tables did hit.
     EXPECT_GT(wide, kTables * 100u);
     EXPECT_GT(chains, kTables * 100u);
+}
+
+// The tables of one chip always fit; a caller that adds rules of its own may ask for more.
+TEST(Match, RuleWithTooManyConditionsNeverHits)
+{
+    for (const Command command : {Command::NotEqual, Command::GreaterOrEqual}) {
+        for (const unsigned field : {unsigned{DMAC}, unsigned{DPORT}}) { // residuals, checks
+            const auto fast = std::make_unique<FastMatch>();
+            fast->begin();
+            fast->addRule(0);
+            fast->addRule(1);
+            EXPECT_TRUE(fast->require(1, {DPORT, Command::Equal, 0, 0xFFFF, 80}));
+            unsigned accepted = 0;
+            while (accepted < 1000 && fast->require(0, {static_cast<uint8_t>(field), command, 0,
+                                                        fieldOnes(field), accepted + 1}))
+                ++accepted;
+            EXPECT_GE(accepted, 48u);
+            EXPECT_LT(accepted, 1000u);
+            fast->finish();
+            FieldImage fields{};
+            setField(fields, DMAC, 0xFFFFFFFFFFFF);
+            setField(fields, DPORT, 80);
+            EXPECT_EQ(fast->match(fields), HitBits{1} << 1);
+        }
+    }
 }
