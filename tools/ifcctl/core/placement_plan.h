@@ -6,6 +6,8 @@
 #include "match.h"
 #include "rules.h"
 
+#include "ifc/records/chip.h"
+
 namespace ifcctl
 {
 
@@ -13,7 +15,10 @@ struct Plan {
     bool lut0;
     unsigned first; // LUT0 rule, or the first LUT1 entry
     unsigned last;  // the same LUT0 rule, or the last LUT1 entry
-    unsigned id() const { return lut0 ? last : IFC_LUT0_RULES + last; } // number of the rule and its action
+    unsigned id() const
+    {
+        return lut0 ? last : ifc::actionOfEntry(last);
+    } // number of the rule and its action
     std::string place() const { return describePlace(lut0, first, last); }
 };
 
