@@ -134,6 +134,28 @@ class Batch(unittest.TestCase):
         self.assertEqual(run("--trace", "/no/such/folder/file", "table", "dump").returncode, 2)
         self.assertEqual(run("--help").returncode, 0)
 
+    def test_a_batch_that_cannot_be_read(self):
+        self.assertIn("(No such file or directory)", run("-b", "/no/such/file").stderr)
+        self.assertIn("(Is a directory; lines that took effect: 0)", run("-b", "/").stderr)
+        with tempfile.TemporaryDirectory() as folder:
+            trace = os.path.join(folder, "trace")
+            closed = subprocess.run(["sh", "-c", 'exec "$0" "$@" <&-', IFCCTL, "--trace", trace, "-b", "-"], capture_output=True,
+                                    text=True, timeout=60)
+        self.assertEqual(closed.returncode, 2)
+        self.assertIn("--batch '-': accepted: a file that can be read, or - (Bad file descriptor)", closed.stderr)
+
+    def test_control_characters_in_messages(self):
+        self.bad(2, "rule ad\x1b[31m\x7f\u009b dst_port 1", r"rule 'ad\x1b[31m\x7f\x9b': accepted: add validate")
+        self.bad(2, "rule add dst_ip 10.0.0.1\0junk", r"word '10.0.0.1\x00junk': accepted: text without NUL bytes; stopped")
+        for words in (("rule", "a\x1bc"), ("--de\x1bbug",)):
+            result = run(*words)
+            self.assertEqual(result.returncode, 2)
+            self.assertNotIn("\x1b", result.stderr)
+            self.assertIn("\\x1b", result.stderr)
+
+    def test_the_ppe_message_is_a_sentence(self):
+        self.bad(3, "action set 8 queue 1", "and the rule layer would delete the rule; say 'ppe on' first")
+
     # ------------------------------------------------------------------ good lines
 
     def test_empty_tables(self):
