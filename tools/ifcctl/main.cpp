@@ -33,7 +33,7 @@ std::string listOfCommands()
                   "failed, 6 output failed.";
 }
 
-// The message of the option parser, which quotes what it did not understand. Its own line ends stay.
+// Prints the option parser's message, which quotes the words that it did not understand.
 int explainOptions(const CLI::App &app, const CLI::ParseError &error)
 {
     std::ostringstream out;

@@ -22,7 +22,7 @@ struct Condition {
     std::string value;
 };
 
-// The same comparison, however it was written?
+// Do both compare the same field in the same way? How they were written does not matter.
 bool sameComparison(const Condition &one, const Condition &other);
 
 using Match = std::vector<Condition>;
