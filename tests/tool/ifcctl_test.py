@@ -156,6 +156,26 @@ class Batch(unittest.TestCase):
     def test_the_ppe_message_is_a_sentence(self):
         self.bad(3, "action set 8 queue 1", "and the rule layer would delete the rule; say 'ppe on' first")
 
+    def test_the_files_of_a_module(self):
+        with tempfile.TemporaryDirectory() as folder:
+            def write(name, data):
+                with open(os.path.join(folder, name), "wb") as file:
+                    file.write(data)
+
+            device = ("--device", "debugfs:" + folder)
+            self.assertEqual(run(*device, "rule", "list").returncode, 2)
+            entry = (0x8000 | 28).to_bytes(4, "little") + b"\x50\x00\xff\xff"
+            for name, data in (("command", b""), ("lut0", bytes(8 * 41 * 4)), ("lut1", entry + bytes(31 * 8)),
+                               ("send_to_ppe", b"1\n"), ("status", b"backend sim revision 12\n")):
+                write(name, data)
+            old = run(*device, "resource", "show")
+            self.assertEqual((old.returncode, old.stdout), (5, ""))
+            self.assertIn("status: no 'revision=': the module is of another version", old.stderr)
+            write("status", b"IFC :Enable .\nbackend sim revision 12\nrevision=12 timeouts=3\n")
+            shown = run(*device, "resource", "show")
+            self.assertEqual((shown.returncode, shown.stderr), (0, ""))
+            self.assertIn("LUT1 31 of 32 entries free, in runs of 15 16\n", shown.stdout)
+
     # ------------------------------------------------------------------ good lines
 
     def test_empty_tables(self):
