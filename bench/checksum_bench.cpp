@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// The checksum against the plain word loop, in a build without vector registers, and against DPDK's, with
-// them.
+// The checksum against a plain word loop, both without vector registers, and against DPDK's, both with them.
 #include "paired.h"
 
 #include "ifc/ifc_glb.h"
@@ -21,7 +20,7 @@ template <unsigned (*Sum)(const sk_buff *, int)>
 void ours(benchmark::State &state)
 {
     sk_buff skb{};
-    skb.data = frame + 14; // behind an Ethernet header
+    skb.data = frame + 14; // after the Ethernet header
     skb.len = static_cast<unsigned>(state.range(0));
     for (auto _ : state)
         benchmark::DoNotOptimize(Sum(&skb, static_cast<int>(skb.len)));

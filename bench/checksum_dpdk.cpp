@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// DPDK's raw checksum, where its headers are found.
+// DPDK's raw checksum, if its headers are installed.
 #include <cstdint>
 #include <rte_ip.h>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// The plain word loop, as a checksum is first written.
+// A checksum as a plain loop over 16-bit words.
 #include <cstdint>
 
 uint32_t plainWordLoop(const unsigned char *p, unsigned bytes)

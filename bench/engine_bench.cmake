@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT OR GPL-2.0
-# The engine is compiled once more, for the machine that runs the bench. Loops start at cache lines: else the same
-# loop is faster or slower with its address.
+# The engine is compiled again, for the machine that runs the bench. Loops start at cache lines: without that, the
+# speed of a loop depends on its address.
 add_executable(engine_bench engine_bench.cpp ${IFC_ENGINE_SOURCES})
 target_compile_options(engine_bench PRIVATE -O3 -march=native -falign-loops=64)
 target_link_libraries(engine_bench PRIVATE ifc_headers ifc_warnings ifc_util ifc_state ifc_host

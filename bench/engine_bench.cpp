@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// The engine's speed against the plain engine, rte_acl of DPDK (AVX2, batches of 32; when it is installed)
-// and libpcap, in the same run.
+// The engine's speed against the plain engine, against rte_acl of DPDK (AVX2, batches of 32; if it is
+// installed) and against libpcap, all in the same run.
 #include "paired.h"
 
 #include <cstdio>
@@ -81,7 +81,7 @@ std::vector<frames::Bytes> makeMix()
             break;
         }
         if (kind == 5 || kind == 6)
-            frame[14 + 23] = static_cast<uint8_t>(random.below(4)); // of the source address, the last byte
+            frame[14 + 23] = static_cast<uint8_t>(random.below(4)); // last byte of the source address
         frame.resize(std::max(length, frame.size()), 0);
         mix.push_back(frame);
     }
@@ -117,7 +117,7 @@ void narrow32(Tables &tables, unsigned n, unsigned field, unsigned length, uint3
     tables.lut1[n][1] = key;
 }
 
-// Nothing but "equal" in all 40 entries: 8 wide rules, chains of two to four narrow entries.
+// All 40 entries compare for equality: 8 wide rules, and chains of two to four narrow entries.
 void equalRules(Tables &tables)
 {
     using gateway::is;
@@ -140,7 +140,7 @@ void equalRules(Tables &tables)
     }
 }
 
-// The gateway's rules, placed by the rule layer. False: one did not fit.
+// Places the gateway's rules through the rule layer. False: one did not fit.
 bool gatewayRules(RegisterWindow &window)
 {
     host::reset();
@@ -260,7 +260,7 @@ struct FiveTuples {
         compileWhole();
         compileTables();
         for (unsigned n = 0; n < 1024; ++n) {
-            // Made from a rule, and often changed in a field.
+            // The values of a rule, often with one field changed.
             FiveTuple key = rules[random.below(IFC_ACTIONS)].key;
             if (random.oneIn(2))
                 key.destination ^= random.below(256);
@@ -288,7 +288,7 @@ struct FiveTuples {
             terms.push_back(is(DPORT, rule.key.destinationPort));
         return terms;
     }
-    // The matcher of the engine with all 40 at once, which the tables themselves cannot hold.
+    // The engine's matcher with all 40 rules at once, more than the tables can hold.
     void compileWhole()
     {
         whole->begin();
@@ -299,7 +299,7 @@ struct FiveTuples {
         }
         whole->finish();
     }
-    // The tables hold eight in wide rules: five such tables, one after the other.
+    // A table holds eight wide rules, so five tables are searched one after the other.
     void compileTables()
     {
         const auto image = std::make_unique<Tables>();
@@ -365,7 +365,7 @@ void matchAcl(benchmark::State &state)
 }
 #endif
 
-// A file of 64-byte frames that goes away with the process.
+// A file of 64-byte frames, removed when the process ends.
 class CaptureFile
 {
 public:
@@ -457,7 +457,7 @@ bool agree(const char *what, bool same)
     return same;
 }
 
-// Frames that hit, when both engines say the same of each; else 0.
+// The number of frames that hit; 0 if the two engines disagree on a frame.
 template <Rules Kind>
 unsigned hitsOfBoth()
 {
@@ -476,7 +476,7 @@ unsigned hitsOfBoth()
     return hits;
 }
 
-// Two lines about a set of rules: its frames a second, and its time against the plain engine's.
+// Prints two lines about a set of rules: frames per second, and the time against the plain engine's.
 void printFrames(const paired::Collector &collector, const char *rules, unsigned hits, const char *fast,
                  const char *plain)
 {

@@ -11,7 +11,7 @@
 namespace
 {
 
-// As rte_acl wants it: the first field one byte long, then groups of four bytes, all in network order.
+// The layout that rte_acl requires: a first field of one byte, then groups of four bytes, in network order.
 struct Key {
     uint8_t protocol;
     uint8_t padding[3];

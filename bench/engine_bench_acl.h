@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// The peer of the matching bench: rte_acl of DPDK, when it is installed.
+// What the matching bench is compared with: rte_acl of DPDK, if it is installed.
 #pragma once
 
 #include <cstdint>
@@ -17,8 +17,9 @@ struct FiveTupleRule {
     bool anySourcePort, anyDestinationPort;
 };
 
-// Prepares rules and keys. False: it could not be started here.
+// Prepares rules and keys. False: rte_acl does not start on this machine.
 bool aclPrepare(const std::vector<FiveTupleRule> &rules, const std::vector<FiveTuple> &keys);
 
-// All keys in batches of 32; the number of the first rule that matches, 1 for the first, 0 for none, each.
+// Classifies all keys in batches of 32. Each result is the number of the first rule that matches, from 1 on;
+// 0: none matches.
 void aclClassify(std::vector<uint32_t> &results);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// The rules of a home gateway for the frames of the engine's bench. They use what real ones do: prefixes, MAC
-// addresses, IPv6 address words, a user-defined field, and all four comparisons. The rule layer places them:
-// nine entries or more make a wide rule, all else becomes a chain of narrow entries.
+// The rules of a home gateway for the frames of the engine's bench. They use prefixes, MAC addresses, IPv6
+// address words, user-defined fields and all four comparisons. The rule layer places them: nine entries or more
+// make a wide rule, fewer make a chain of narrow entries.
 #pragma once
 
 #include <vector>
@@ -55,7 +55,7 @@ constexpr uint64_t kGuest = 0x0A66778899BB;
 constexpr uint64_t kLan = 0xC0A80100;
 constexpr uint64_t kServers = 0xCB007100;
 constexpr unsigned kUdf1 = UDF0 + 1; // the total length of IPv4
-constexpr unsigned kUdf4 = UDF0 + 4; // its time to live and protocol
+constexpr unsigned kUdf4 = UDF0 + 4; // time to live and protocol of IPv4
 
 // Eight rules of nine entries or more, and chains that fill the 32 narrow entries.
 inline std::vector<Rule> rules()

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Ratios of benchmarks that ran side by side: repetition by repetition, interleaved, then the median.
-// Times are of the processor, so that what other programs take in between does not count; of the clock for
-// those that ask for it, as who waits for a file should.
+// Ratios of two benchmarks. Their repetitions run interleaved; the result is the median of the ratios of each
+// pair. Times are processor times, so that other programs do not count. Benchmarks that wait for a file ask for
+// clock time.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -38,7 +38,7 @@ inline double median(std::vector<double> values)
     return n == 0 ? 0 : n % 2 != 0 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
 }
 
-// Runs everything that is registered, each kRepetitions times in random order.
+// Runs all registered benchmarks, each kRepetitions times, in random order.
 inline Collector runAll(int argc, char **argv)
 {
     std::vector<std::string> words(argv, argv + argc);
@@ -57,7 +57,7 @@ inline Collector runAll(int argc, char **argv)
 
 enum class Bound { AtMost, AtLeast };
 
-// What has come out of a bound, at the end of a line.
+// Prints at the end of a line whether the bound is met.
 inline void printVerdict(double value, double bound, Bound kind)
 {
     const bool met = kind == Bound::AtMost ? value <= bound : value >= bound;
@@ -67,7 +67,7 @@ inline void printVerdict(double value, double bound, Bound kind)
         std::printf("  NOT met (%.3f of %.2f)", value, bound);
 }
 
-// One line: the median of A/B over the repetitions, in the order in which they ran.
+// Prints one line: the median of A/B over the pairs of repetitions.
 inline void printRatio(const Collector &collector, const std::string &what, const std::string &a,
                        const std::string &b, double bound)
 {

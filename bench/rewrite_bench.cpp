@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// A full rewrite of both tables against its floor: the same 528 writes and 128 reads through the same
-// external accessors onto an array, and nothing else.
+// A full rewrite of both tables against a lower bound: the same 528 writes and 128 reads of an array, through
+// the same external accessors, and nothing else.
 #include "paired.h"
 
 #include "ifc/ifc_regs.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Any lines for the command handler: each is refused or done, the rule layer stays inside its tables, the
-// lock is free afterwards. Input: how often the done bit must be read (1 byte), the chip's revision (1 byte),
-// then lines.
+// Any lines for the command handler: each is refused or done, the rule layer stays inside its tables, and the
+// lock is free afterwards. Input: the number of reads until the done bit shows (1 byte), the chip's revision
+// (1 byte), then lines.
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -23,7 +23,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     engine::Settings settings;
     settings.doneAfter = data[0];
     window->powerOn(settings);
-    // A fuzzer's log is long enough.
+    // The operations' messages would only lengthen the fuzzer's log.
     host::setLogSink([](std::string_view) {});
     *gpIfcPriv = {};
     memset(IFC_LUT0_Rule, 0, sizeof IFC_LUT0_Rule);

@@ -20,7 +20,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     if (size < sizeof seed)
         return 0;
     memcpy(&seed, data, sizeof seed);
-    // An exact copy, so that one byte too far is seen.
+    // An exact copy, so that the sanitizer sees a read one byte past the end.
     const std::vector<uint8_t> frame(data + sizeof seed, data + size);
 
     Random random(seed);

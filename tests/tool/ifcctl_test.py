@@ -134,6 +134,48 @@ class Batch(unittest.TestCase):
         self.assertEqual(run("--trace", "/no/such/folder/file", "table", "dump").returncode, 2)
         self.assertEqual(run("--help").returncode, 0)
 
+    def test_a_batch_that_cannot_be_read(self):
+        self.assertIn("(No such file or directory)", run("-b", "/no/such/file").stderr)
+        self.assertIn("(Is a directory; lines that took effect: 0)", run("-b", "/").stderr)
+        with tempfile.TemporaryDirectory() as folder:
+            trace = os.path.join(folder, "trace")
+            closed = subprocess.run(["sh", "-c", 'exec "$0" "$@" <&-', IFCCTL, "--trace", trace, "-b", "-"], capture_output=True,
+                                    text=True, timeout=60)
+        self.assertEqual(closed.returncode, 2)
+        self.assertIn("--batch '-': accepted: a file that can be read, or - (Bad file descriptor)", closed.stderr)
+
+    def test_control_characters_in_messages(self):
+        self.bad(2, "rule ad\x1b[31m\x7f\u009b dst_port 1", r"rule 'ad\x1b[31m\x7f\x9b': accepted: add validate")
+        self.bad(2, "rule add dst_ip 10.0.0.1\0junk", r"word '10.0.0.1\x00junk': accepted: text without NUL bytes; stopped")
+        for words in (("rule", "a\x1bc"), ("--de\x1bbug",)):
+            result = run(*words)
+            self.assertEqual(result.returncode, 2)
+            self.assertNotIn("\x1b", result.stderr)
+            self.assertIn("\\x1b", result.stderr)
+
+    def test_the_ppe_message_is_a_sentence(self):
+        self.bad(3, "action set 8 queue 1", "and the rule layer would delete the rule; say 'ppe on' first")
+
+    def test_the_files_of_a_module(self):
+        with tempfile.TemporaryDirectory() as folder:
+            def write(name, data):
+                with open(os.path.join(folder, name), "wb") as file:
+                    file.write(data)
+
+            device = ("--device", "debugfs:" + folder)
+            self.assertEqual(run(*device, "rule", "list").returncode, 2)
+            entry = (0x8000 | 28).to_bytes(4, "little") + b"\x50\x00\xff\xff"
+            for name, data in (("command", b""), ("lut0", bytes(8 * 41 * 4)), ("lut1", entry + bytes(31 * 8)),
+                               ("send_to_ppe", b"1\n"), ("status", b"backend sim revision 12\n")):
+                write(name, data)
+            old = run(*device, "resource", "show")
+            self.assertEqual((old.returncode, old.stdout), (5, ""))
+            self.assertIn("status: no 'revision=': the module is of another version", old.stderr)
+            write("status", b"IFC :Enable .\nbackend sim revision 12\nrevision=12 timeouts=3\n")
+            shown = run(*device, "resource", "show")
+            self.assertEqual((shown.returncode, shown.stderr), (0, ""))
+            self.assertIn("LUT1 31 of 32 entries free, in runs of 15 16\n", shown.stdout)
+
     # ------------------------------------------------------------------ good lines
 
     def test_empty_tables(self):

@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // ifcctl: the operator's tool.
+#include "tools/ifcctl/commands/batch.h"
 #include "tools/ifcctl/commands/commands.h"
+#include "tools/ifcctl/core/values.h"
 
 #include <CLI/CLI.hpp>
 
-#include <fstream>
 #include <iostream>
+#include <optional>
+#include <sstream>
 
 using namespace ifcctl;
 
@@ -30,42 +33,17 @@ std::string listOfCommands()
                   "failed, 6 output failed.";
 }
 
-// Lines that did something: comments and empty lines do not count.
-int runLines(Session &session, std::istream &input, const std::string &name)
+// Prints the option parser's message, which quotes the words that it did not understand.
+int explainOptions(const CLI::App &app, const CLI::ParseError &error)
 {
-    unsigned number = 0;
-    unsigned done = 0;
-    for (std::string line; std::getline(input, line);) {
-        ++number;
-        if (line.find_first_not_of(" \t\r") == line.find('#'))
-            continue;
-        try {
-            runLine(session, line);
-        } catch (const Error &error) {
-            std::fflush(stdout);
-            std::cerr << "ifcctl: " << name << ':' << number << ": " << error.what() << "; stopped, " << done
-                      << (done == 1 ? " line" : " lines") << " took effect\n";
-            return exitCodeOf(error.reason());
-        }
-        ++done;
-    }
-    if (input.bad()) { // a folder opens as well
-        std::fflush(stdout);
-        throw usage("--batch", name,
-                    "a file that can be read to its end, or - (lines that took effect: " +
-                        std::to_string(done) + ')');
-    }
-    return kExitDone;
-}
-
-int runBatch(Session &session, const std::string &batch)
-{
-    if (batch == "-")
-        return runLines(session, std::cin, "standard input");
-    std::ifstream file(batch);
-    if (!file)
-        throw usage("--batch", batch, "a file that can be read, or -");
-    return runLines(session, file, batch);
+    std::ostringstream out;
+    std::ostringstream complaint;
+    const int code = app.exit(error, out, complaint);
+    std::cout << out.str();
+    std::istringstream lines(complaint.str());
+    for (std::string line; std::getline(lines, line);)
+        std::cerr << printable(line) << '\n';
+    return code == 0 ? kExitDone : kExitUsage;
 }
 
 } // namespace
@@ -104,24 +82,26 @@ int main(int argc, char **argv)
             if (option->count() != 0 && options.device != "sim")
                 throw CLI::ValidationError(option->get_name(), "accepted only with --device sim");
     } catch (const CLI::ParseError &error) {
-        const int code = app.exit(error);
-        return code == 0 ? kExitDone : kExitUsage;
+        return explainOptions(app, error);
     }
 
     try {
+        std::optional<Batch> file;
+        if (!batch.empty())
+            file.emplace(batch);
         Session session(options);
-        int code = kExitDone;
-        if (batch.empty())
-            runWords(session, words);
+        ExitCode code = kExitDone;
+        if (file)
+            code = file->run(session);
         else
-            code = runBatch(session, batch);
+            runWords(session, words);
         if (std::fflush(stdout) != 0 && code == kExitDone)
             throw outputFailed("standard output");
         if (code == kExitDone)
             session.device().finish();
         return code;
     } catch (const Error &error) {
-        std::cerr << "ifcctl: " << error.what() << '\n';
+        std::cerr << "ifcctl: " << printable(error.text()) << '\n';
         return exitCodeOf(error.reason());
     }
 }

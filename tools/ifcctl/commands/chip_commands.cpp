@@ -75,7 +75,7 @@ void op(Session &session, WordReader &words)
 
 } // namespace
 
-std::vector<Command> chipCommands()
+std::vector<Command> switchCommands()
 {
     return {
         {"ppe", "on", "", "frames that hit may go to the packet engine", ppeOn},
@@ -83,6 +83,12 @@ std::vector<Command> chipCommands()
         {"classifier", "enable", "", "switch the classifier on", classifierEnable},
         {"classifier", "disable", "", "switch it off", classifierDisable},
         {"classifier", "status", "", "is it on", classifierStatus},
+    };
+}
+
+std::vector<Command> operationCommands()
+{
+    return {
         {"result", "check", "lut0 N | lut1 N | none", "was exactly this hit by the last frame", resultCheck},
         {"op", "", "OPERATION ARGUMENT...", "call an operation of the rule layer; 'op help' lists them", op},
     };

@@ -11,8 +11,8 @@ namespace ifcctl
 std::vector<Command> allCommands()
 {
     std::vector<Command> all;
-    for (const auto &table :
-         {ruleCommands(), chipCommands(), actionCommands(), tableCommands(), frameCommands()})
+    for (const auto &table : {ruleCommands(), switchCommands(), actionCommands(), operationCommands(),
+                              tableCommands(), frameCommands()})
         all.insert(all.end(), table.begin(), table.end());
     return all;
 }

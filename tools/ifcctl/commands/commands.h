@@ -25,8 +25,9 @@ struct Command {
 std::vector<Command> allCommands();
 
 std::vector<Command> ruleCommands();
-std::vector<Command> chipCommands();
+std::vector<Command> switchCommands();
 std::vector<Command> actionCommands();
+std::vector<Command> operationCommands();
 std::vector<Command> tableCommands();
 std::vector<Command> frameCommands();
 

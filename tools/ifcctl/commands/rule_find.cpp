@@ -5,6 +5,8 @@
 #include "tools/ifcctl/core/deletion.h"
 #include "tools/ifcctl/core/rules.h"
 
+#include "ifc/records/chip.h"
+
 #include <algorithm>
 
 namespace ifcctl
@@ -56,7 +58,7 @@ void deleteById(Session &session, unsigned id)
                       "there is no rule at this place (see 'rule list')");
     for (unsigned n = rule->first; n <= rule->last; ++n) {
         session.perform(rule->lut0 ? "ifc_delete_lut0" : "ifc_delete_lut1", n);
-        session.perform("ifc_clear_action", rule->lut0 ? n : IFC_LUT0_RULES + n);
+        session.perform("ifc_clear_action", rule->lut0 ? n : ifc::actionOfEntry(n));
     }
     session.perform("write_all_ifc_rule_to_hw");
     session.print("deleted: rule " + std::to_string(rule->id) + ", " + describePlace(*rule) + '\n',

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 #include "deletion.h"
 
-#include "values.h"
-
 #include <algorithm>
 
 namespace ifcctl
@@ -11,9 +9,9 @@ namespace ifcctl
 Deletability deletability(const Match &match, bool lut0)
 {
     for (const Condition &c : match)
-        if (isIpv6Field(c.field) || c.field == FLOW_LABEL)
+        if (!ifc::isFieldDeletable(c.field))
             return {DeletionGap::UnknownField, c};
-    const auto isMac = [](const Condition &c) { return isMacField(c.field); };
+    const auto isMac = [](const Condition &c) { return ifc::isMac(c.field); };
     const auto mac = std::find_if(match.begin(), match.end(), isMac);
     if (lut0 || mac == match.end())
         return {};
@@ -21,10 +19,10 @@ Deletability deletability(const Match &match, bool lut0)
         return {DeletionGap::TwoMacs, *mac};
     if (!isMac(match.back()))
         return {DeletionGap::AfterMac, match.back()};
-    const uint64_t stored = expandedMask(mac->field, reducedMask(*mac));
-    if ((stored >> 32) == 0 || (stored & lowBits(32)) == 0)
+    const StoredMask stored = storedMask(*mac);
+    if (stored.entries == 1)
         return {DeletionGap::OneEntryMac, *mac};
-    if (stored != mac->mask)
+    if (stored.fit != StoredMask::Fit::Exact)
         return {DeletionGap::MacStoredWider, *mac};
     return {};
 }
@@ -33,7 +31,7 @@ std::string describe(const Deletability &why)
 {
     switch (why.gap) {
     case DeletionGap::UnknownField:
-        return "the automatic deletion does not know " + fieldName(why.condition.field) +
+        return "the automatic deletion does not know " + std::string(ifc::fieldName(why.condition.field)) +
                " (nor any IPv6 word or the flow label)";
     case DeletionGap::TwoMacs:
         return "the automatic deletion never finds a rule with two MAC conditions in LUT1";

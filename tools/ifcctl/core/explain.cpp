@@ -4,6 +4,7 @@
 #include "values.h"
 
 #include "engine/plain_match.h"
+#include "ifc/records/chip.h"
 
 #include <algorithm>
 #include <array>
@@ -19,7 +20,7 @@ ConditionVerdict judge(int entry, const engine::Condition &condition, const engi
     std::optional<uint64_t> value;
     if (engine::hasField(fields, condition.field)) {
         value = engine::fieldValue(fields, condition.field) >> condition.part;
-        if (isMacField(condition.field) && entry >= 0)
+        if (ifc::isMac(condition.field) && entry >= 0)
             *value &= UINT32_MAX;
     }
     return {entry, condition, value, engine::holds(condition, fields)};
@@ -47,7 +48,7 @@ RuleVerdict explainChain(const engine::Tables &tables, const engine::Chain &chai
                          const engine::FieldImage &fields)
 {
     RuleVerdict verdict{
-        IFC_LUT0_RULES + chain.end, describePlace(false, chain.first, chain.end), false, 0, {}};
+        ifc::actionOfEntry(chain.end), describePlace(false, chain.first, chain.end), false, 0, {}};
     for (unsigned n = chain.first; n <= chain.end; ++n)
         verdict.conditions.push_back(
             judge(static_cast<int>(n), engine::narrowCondition(tables.lut1[n]), fields));
@@ -58,7 +59,7 @@ RuleVerdict explainChain(const engine::Tables &tables, const engine::Chain &chai
 // A narrow entry compares a part of a MAC address, which is shown as a number.
 bool partOfMac(const ConditionVerdict &c)
 {
-    return c.entry >= 0 && isMacField(c.condition.field);
+    return c.entry >= 0 && ifc::isMac(c.condition.field);
 }
 
 std::string valueText(const ConditionVerdict &c, uint64_t value)
@@ -70,12 +71,14 @@ std::string valueText(const ConditionVerdict &c, uint64_t value)
 std::string conditionField(const ConditionVerdict &c)
 {
     const unsigned field = c.condition.field;
-    if (field == 0 || field >= engine::kFieldEnd)
+    const char *known = ifc::fieldName(field);
+    if (known == nullptr)
         return "field " + std::to_string(field);
+    const std::string name = known;
     if (c.condition.part != 0)
-        return fieldName(field) + '[' + std::to_string(c.condition.part + 15) + ':' +
-               std::to_string(c.condition.part) + ']';
-    return fieldName(field) + (partOfMac(c) ? "[31:0]" : "");
+        return name + '[' + std::to_string(c.condition.part + 15) + ':' + std::to_string(c.condition.part) +
+               ']';
+    return name + (partOfMac(c) ? "[31:0]" : "");
 }
 
 } // namespace

@@ -4,6 +4,8 @@
 #include "errors.h"
 #include "values.h"
 
+#include "ifc/records/chip.h"
+
 #include <cctype>
 
 #include <arpa/inet.h>
@@ -81,10 +83,10 @@ nlohmann::ordered_json fieldsToJson(const engine::FieldImage &fields)
         if (!engine::hasField(fields, field))
             continue;
         const uint64_t value = engine::fieldValue(fields, field);
-        if (isMacField(field) || field == DIPv4 || field == SIPv4)
-            json[fieldName(field)] = formatFieldValue(field, value);
+        if (ifc::isMac(field) || ifc::isIpv4Address(field))
+            json[ifc::fieldName(field)] = formatFieldValue(field, value);
         else
-            json[fieldName(field)] = value;
+            json[ifc::fieldName(field)] = value;
         if (field == DIPv6_127_96)
             json["DIPv6"] = formatIpv6(fields, DIPv6_31_0);
         if (field == SIPv6_127_96)
@@ -114,7 +116,7 @@ void forEachHit(const engine::Hits &hits, const Each &each)
     }
     for (unsigned n = 0; n < IFC_LUT1_RULES; ++n) {
         if ((hits.lut1[0] >> n & 1) != 0)
-            each(IFC_LUT0_RULES + n);
+            each(ifc::actionOfEntry(n));
     }
 }
 

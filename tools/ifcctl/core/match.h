@@ -4,7 +4,7 @@
 
 #include "word_reader.h"
 
-#include "ifc/ifc_glb.h"
+#include "ifc/records/fields.h"
 
 #include <cstdint>
 #include <string>
@@ -22,13 +22,11 @@ struct Condition {
     std::string value;
 };
 
-// The same comparison, however it was written?
+// Do both compare the same field in the same way? How they were written does not matter.
 bool sameComparison(const Condition &one, const Condition &other);
 
 using Match = std::vector<Condition>;
 
-unsigned fieldWidth(unsigned field);
-std::string fieldName(unsigned field); // the enumeration's name; UDF0 to UDF15
 const char *commandName(unsigned command);
 
 // Reads KEY [eq|ne|ge|le] VALUE[/MASK] up to the end of the line or to the word `until`. Throws Error.
@@ -40,13 +38,15 @@ void putMacLast(Match &match);
 // The request as the command handler reads it.
 std::string requestText(const Match &match);
 
-bool isMacField(unsigned field);
-bool isIpv6Field(unsigned field);        // a word of an IPv6 address
 unsigned entryCount(const Match &match); // LUT1 entries that the placement reserves
 
-// The reduced form of the mask (see ifc_util.h), or 0xFFFFFFFF. Prints nothing.
-uint32_t reducedMask(const Condition &condition);
-// The mask that a LUT1 entry with this reduced mask really compares.
-uint64_t expandedMask(unsigned field, uint32_t reduced);
+// How LUT1 holds the mask of a condition.
+struct StoredMask {
+    enum class Fit { Exact, Wider, Impossible };
+    Fit fit;
+    uint64_t mask;    // that its entries really compare
+    unsigned entries; // that it takes, 1 or 2
+};
+StoredMask storedMask(const Condition &condition);
 
 } // namespace ifcctl

@@ -15,14 +15,13 @@ namespace ifcctl
 namespace
 {
 
-constexpr unsigned kMacBits = 48;
 constexpr unsigned kEthertypeIpv6 = 0x86DD;
 
 std::string acceptedValue(unsigned field)
 {
-    if (isMacField(field))
+    if (ifc::isMac(field))
         return "a MAC address such as 01:00:5e:00:00:00, alone, with /PREFIX (1 to 48) or with /MASK";
-    const std::string most = formatHex(lowBits(fieldWidth(field)));
+    const std::string most = formatHex(ifc::fieldOnes(field));
     std::string text = "a number from 0 to " + most + ", alone or with /MASK (1 to " + most + ")";
     const std::string names = namesOfValues(field);
     return names.empty() ? text : text + ", or one of " + names;
@@ -109,14 +108,14 @@ private:
             readPlain(word->field);
         }
         for (size_t n = from; n < match_.size(); ++n)
-            if (command_ > 1 && match_[n].field <= IFC_LAST_WORD_FIELD)
+            if (ifc::isCommandRefused(match_[n].field, command_))
                 throw usage(words_.key(), commandName(command_), "eq or ne for addresses and the flow label");
     }
 
     void readPlain(unsigned field)
     {
-        const bool mac = isMacField(field);
-        const uint64_t most = lowBits(fieldWidth(field));
+        const bool mac = ifc::isMac(field);
+        const uint64_t most = ifc::fieldOnes(field);
         const std::string accepted = acceptedValue(field);
         auto key = mac ? parseMac(value_) : namedValue(field, value_);
         if (!key && !mac)
@@ -125,7 +124,7 @@ private:
             words_.reject(accepted);
         std::optional<uint64_t> mask = most;
         if (mask_) {
-            mask = mac ? prefixMask(*mask_, kMacBits) : parseNumber(*mask_);
+            mask = mac ? prefixMask(*mask_, ifc::fieldWidth(field)) : parseNumber(*mask_);
             if (!mask && mac)
                 mask = parseMac(*mask_);
             if (!mask || *mask > most)
@@ -138,7 +137,7 @@ private:
     void readAddress(const MatchWord &word)
     {
         if (const auto ipv4 = parseIpv4(value_)) {
-            std::optional<uint64_t> mask = mask_ ? prefixMask(*mask_, 32) : lowBits(32);
+            std::optional<uint64_t> mask = mask_ ? prefixMask(*mask_, 32) : ifc::lowBits(32);
             if (!mask)
                 mask = parseIpv4(*mask_);
             if (!mask)
@@ -184,8 +183,8 @@ private:
     void chooseIpVersion()
     {
         const bool ipv6 = std::any_of(match_.begin(), match_.end(), [](const Condition &c) {
-            return isIpv6Field(c.field) || c.field == FLOW_LABEL ||
-                   (c.field == ETYPE && c.key == kEthertypeIpv6);
+            const bool ipv6Word = ifc::isWord(c.field) && !ifc::isIpv4Address(c.field); // or the flow label
+            return ipv6Word || (c.field == ETYPE && c.key == kEthertypeIpv6);
         });
         if (!ipv6)
             return;

@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 #include "match_words.h"
 
-#include "match.h"
-
-#include "ifc/ifc_glb.h"
+#include "ifc/records/fields.h"
 
 #include <algorithm>
 #include <cctype>
@@ -60,7 +58,7 @@ const WordTable &fieldWords()
         for (const auto &[word, field] : friendly)
             table.emplace(word, MatchWord{MatchWord::Kind::Field, field, 0});
         for (unsigned field = 1; field <= IFC_LUT1_FIELDS; ++field)
-            table.emplace(lowerCase(fieldName(field)), MatchWord{MatchWord::Kind::Field, field, 0});
+            table.emplace(lowerCase(ifc::fieldName(field)), MatchWord{MatchWord::Kind::Field, field, 0});
         return table;
     }();
     return words;

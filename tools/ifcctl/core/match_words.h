@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// The words of a match: which field each stands for, and values that have names.
+// The words of a match: the field of each, and the values that have names.
 #pragma once
 
 #include <cstdint>

@@ -6,6 +6,9 @@
 #include "values.h"
 
 #include "ifc/ifc_util.h"
+#include "ifc/records/chip.h"
+#include "ifc/records/narrow_record.h"
+#include "ifc/records/wide_record.h"
 
 #include <algorithm>
 
@@ -15,12 +18,10 @@ namespace ifcctl
 namespace
 {
 
-constexpr unsigned kLut0From = 9; // entries; smaller requests never go there
-
 int firstFreeLut0()
 {
     for (unsigned rule = 0; rule < IFC_LUT0_RULES; ++rule)
-        if (!IFC_LUT0_Rule[rule].bits.valid)
+        if (!ifc::wideValid(IFC_LUT0_Rule[rule].word))
             return static_cast<int>(rule);
     return -1;
 }
@@ -28,55 +29,38 @@ int firstFreeLut0()
 const Condition *conditionOnlyLut1Holds(const Match &match)
 {
     for (const Condition &c : match)
-        if (c.field > IFC_LUT0_FIELDS)
+        if (!ifc::isWideField(c.field))
             return &c;
     return nullptr;
 }
 
-enum class MaskFit { Exact, Wider, Impossible };
-
-MaskFit lut1MaskFit(const Condition &c)
+bool accepted(StoredMask::Fit fit, bool force)
 {
-    if (c.field > IFC_LAST_WORD_FIELD)
-        return MaskFit::Exact;
-    const uint32_t reduced = reducedMask(c);
-    if (reduced == 0xFFFFFFFF)
-        return MaskFit::Impossible;
-    return expandedMask(c.field, reduced) == c.mask ? MaskFit::Exact : MaskFit::Wider;
-}
-
-bool accepted(MaskFit fit, bool force)
-{
-    return fit == MaskFit::Exact || (fit == MaskFit::Wider && force);
+    return fit == StoredMask::Fit::Exact || (fit == StoredMask::Fit::Wider && force);
 }
 
 void checkLut1Mask(const Condition &c, bool force)
 {
-    const MaskFit fit = lut1MaskFit(c);
-    if (accepted(fit, force))
+    const StoredMask stored = storedMask(c);
+    if (accepted(stored.fit, force))
         return;
     const std::string asked = formatFieldValue(c.field, c.mask);
-    if (fit == MaskFit::Impossible)
+    if (stored.fit == StoredMask::Fit::Impossible)
         throw refused(Reason::MaskNotContiguous, c.word, c.value,
                       "LUT1 holds masks of ones that begin at the first or the last bit of " +
-                          fieldName(c.field) + " (or of the address word), and " + asked + " is none");
-    const std::string stored = formatFieldValue(c.field, expandedMask(c.field, reducedMask(c)));
+                          std::string(ifc::fieldName(c.field)) + " (or of the address word), and " + asked +
+                          " is none");
     throw refused(Reason::MaskStoredWider, c.word, c.value,
-                  "LUT1 would compare the bits " + stored + " instead of " + asked +
-                      " (--force places it so)");
+                  "LUT1 would compare the bits " + formatFieldValue(c.field, stored.mask) + " instead of " +
+                      asked + " (--force places it so)");
 }
 
 // Entries that the chain takes: a MAC mask that lies in one half of the address takes one, not two.
 unsigned entriesWritten(const Match &match)
 {
     unsigned count = 0;
-    for (const Condition &c : match) {
-        count += 1;
-        if (!isMacField(c.field))
-            continue;
-        const uint64_t mask = expandedMask(c.field, reducedMask(c));
-        count += (mask >> 32) != 0 && (mask & lowBits(32)) != 0;
-    }
+    for (const Condition &c : match)
+        count += storedMask(c).entries;
     return count;
 }
 
@@ -86,17 +70,10 @@ FreeSpace freeSpace()
 {
     FreeSpace space{};
     for (const IFC_LUT0_Format &rule : IFC_LUT0_Rule)
-        space.lut0 += !rule.bits.valid;
-    unsigned run = 0;
-    for (unsigned entry = 0; entry < IFC_LUT1_RULES; ++entry) {
-        const bool inUse = IFC_LUT1_Rule[entry].type0.valid;
-        if (!inUse)
-            ++run;
-        if (run != 0 && (inUse || (entry + 1) % IFC_LUT1_SUB_TABLE == 0)) {
-            space.runs.push_back(run);
-            run = 0;
-        }
-    }
+        space.lut0 += !ifc::wideValid(rule.word);
+    ifc::FreeRun run{};
+    for (unsigned from = 0; ifc::nextFreeRun(IFC_LUT1_Rule, from, run); from = run.first + run.length)
+        space.runs.push_back(run.length);
     return space;
 }
 
@@ -104,7 +81,7 @@ Plan planPlacement(const Match &match, bool force)
 {
     const unsigned count = entryCount(match);
     const int lut0 = firstFreeLut0();
-    if (count >= kLut0From && lut0 >= 0) {
+    if (count >= ifc::kWideFromCount && lut0 >= 0) {
         if (const Condition *c = conditionOnlyLut1Holds(match))
             throw refused(
                 Reason::UserFieldInLut0, c->word, c->value,
@@ -123,7 +100,8 @@ Plan planPlacement(const Match &match, bool force)
         throw refused(Reason::NoSpace, "rule", match.front().word + " ...",
                       "no space: it needs " + std::to_string(count) +
                           " free LUT1 entries in a row (a MAC counts 2), the longest free run is " +
-                          std::to_string(longest) + (count >= kLut0From ? ", and no LUT0 rule is free" : ""));
+                          std::to_string(longest) +
+                          (count >= ifc::kWideFromCount ? ", and no LUT0 rule is free" : ""));
     }
     return {false, static_cast<unsigned>(first), static_cast<unsigned>(first) + entriesWritten(match) - 1};
 }
@@ -133,13 +111,13 @@ unsigned countFits(const Match &match, bool force)
     const unsigned count = entryCount(match);
     FreeSpace space = freeSpace();
     unsigned fits = 0;
-    if (count >= kLut0From && space.lut0 != 0) {
+    if (count >= ifc::kWideFromCount && space.lut0 != 0) {
         if (conditionOnlyLut1Holds(match) != nullptr)
             return 0;
         fits += space.lut0;
     }
     for (const Condition &c : match)
-        if (!accepted(lut1MaskFit(c), force))
+        if (!accepted(storedMask(c).fit, force))
             return fits;
     const unsigned written = entriesWritten(match);
     for (;;) {

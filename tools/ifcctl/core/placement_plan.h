@@ -6,6 +6,8 @@
 #include "match.h"
 #include "rules.h"
 
+#include "ifc/records/chip.h"
+
 namespace ifcctl
 {
 
@@ -13,7 +15,8 @@ struct Plan {
     bool lut0;
     unsigned first; // LUT0 rule, or the first LUT1 entry
     unsigned last;  // the same LUT0 rule, or the last LUT1 entry
-    unsigned id() const { return lut0 ? last : IFC_LUT0_RULES + last; } // number of the rule and its action
+    // The number of the rule and of its action.
+    unsigned id() const { return lut0 ? last : ifc::actionOfEntry(last); }
     std::string place() const { return describePlace(lut0, first, last); }
 };
 

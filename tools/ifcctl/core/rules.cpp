@@ -3,7 +3,9 @@
 
 #include "values.h"
 
-#include "ifc/ifc_util.h"
+#include "ifc/records/chip.h"
+#include "ifc/records/narrow_record.h"
+#include "ifc/records/wide_record.h"
 
 namespace ifcctl
 {
@@ -11,73 +13,45 @@ namespace ifcctl
 namespace
 {
 
-Condition makeCondition(unsigned field, unsigned command, uint64_t mask, uint64_t key)
+constexpr unsigned kMacHighPart = 32; // of an entry that compares the upper 16 bits of an address
+
+Condition conditionOf(const ifc::Condition &decoded)
 {
     Condition c;
-    c.field = field;
-    c.command = command;
-    c.mask = mask;
-    c.key = key;
+    c.field = decoded.field;
+    c.command = static_cast<unsigned>(decoded.command);
+    c.mask = decoded.mask;
+    c.key = decoded.key;
     return c;
 }
 
-Match lut0Conditions(unsigned index)
+Match lut0Conditions(const uint32_t *rule)
 {
-    const IFC_LUT0_Format &rule = IFC_LUT0_Rule[index];
-    uint masks[32];
-    uint keys[32];
-    get_lut0_mask_key(static_cast<int>(index), masks, keys);
-    const auto value = [](const uint *array, unsigned field) -> uint64_t {
-        if (field == DMAC)
-            return static_cast<uint64_t>(array[1] & 0xFFFF) << 32 | array[0];
-        if (field == SMAC)
-            return static_cast<uint64_t>(array[2]) << 16 | array[1] >> 16;
-        return array[field];
-    };
     Match match;
-    for (unsigned field = 1; field <= IFC_LUT0_FIELDS; ++field) {
-        if ((rule.bits.enable >> (field - 1) & 1) == 0)
-            continue;
-        const uint64_t commands =
-            static_cast<uint64_t>(rule.bits.command_17_31) << 32 | rule.bits.command_1_16;
-        match.push_back(makeCondition(field, static_cast<unsigned>(commands >> 2 * (field - 1) & 3),
-                                      value(masks, field), value(keys, field)));
-    }
+    for (unsigned field = ifc::nextWideField(rule, 0); field != 0; field = ifc::nextWideField(rule, field))
+        match.push_back(conditionOf(ifc::decodeWide(rule, field)));
     return match;
 }
 
-// The halves of a MAC stand side by side and become one condition.
-Match lut1Conditions(unsigned first, unsigned last)
+// The two entries of a MAC become one condition.
+Match lut1Conditions(const ifc::Chain &run)
 {
     Match match;
-    for (unsigned entry = first; entry <= last; ++entry) {
-        const IFC_LUT1_Format &e = IFC_LUT1_Rule[entry];
-        const unsigned field = e.type0.field;
-        if (e.type0.type == 0 && e.type0.sel == IFC_LUT1_SEL_MAC_HIGH) {
-            const uint64_t mask = static_cast<uint64_t>(e.type0.mask) << 32;
-            const uint64_t key = static_cast<uint64_t>(e.type0.key) << 32;
-            const bool second = !match.empty() && match.back().field == field && match.back().mask >> 32 == 0;
-            if (second) {
-                match.back().mask |= mask;
-                match.back().key |= key;
-            } else {
-                match.push_back(makeCondition(field, e.type0.command, mask, key));
+    for (unsigned entry = run.first; entry <= run.end; ++entry) {
+        const ifc::Condition decoded = ifc::decodeNarrow(IFC_LUT1_Rule[entry].word);
+        Condition c = conditionOf(decoded);
+        if (decoded.part == kMacHighPart) {
+            c.mask <<= kMacHighPart;
+            c.key <<= kMacHighPart;
+            if (!match.empty() && match.back().field == c.field && match.back().mask >> kMacHighPart == 0) {
+                match.back().mask |= c.mask;
+                match.back().key |= c.key;
+                continue;
             }
-        } else if (e.type0.type == 0) {
-            match.push_back(makeCondition(field, e.type0.command, e.type0.mask, e.type0.key));
-        } else {
-            const unsigned length = e.type1.length == 0 ? 32 : e.type1.length;
-            const uint64_t mask = e.type1.direction == IFC_LUT1_FROM_TOP ? lowBits(32) & ~lowBits(32 - length)
-                                                                         : lowBits(length);
-            match.push_back(makeCondition(field, e.type1.command, mask, e.type1.key));
         }
+        match.push_back(c);
     }
     return match;
-}
-
-bool valid(unsigned entry)
-{
-    return IFC_LUT1_Rule[entry].type0.valid != 0;
 }
 
 } // namespace
@@ -86,25 +60,19 @@ std::vector<PlacedRule> placedRules()
 {
     std::vector<PlacedRule> rules;
     for (unsigned index = 0; index < IFC_LUT0_RULES; ++index)
-        if (IFC_LUT0_Rule[index].bits.valid)
-            rules.push_back({index, true, index, index, true, lut0Conditions(index)});
-    for (unsigned first = 0; first < IFC_LUT1_RULES; ++first) {
-        if (!valid(first))
-            continue;
-        unsigned last = first;
-        while (!IFC_LUT1_Rule[last].type0.end && (last + 1) % IFC_LUT1_SUB_TABLE != 0 && valid(last + 1))
-            ++last;
-        const bool complete = IFC_LUT1_Rule[last].type0.end != 0;
-        rules.push_back({IFC_LUT0_RULES + last, false, first, last, complete, lut1Conditions(first, last)});
-        first = last;
-    }
+        if (const uint32_t *rule = IFC_LUT0_Rule[index].word; ifc::wideValid(rule))
+            rules.push_back({index, true, index, index, true, lut0Conditions(rule)});
+    ifc::Chain run{};
+    for (unsigned from = 0; ifc::nextRun(IFC_LUT1_Rule, from, run); from = run.end + 1)
+        rules.push_back(
+            {ifc::actionOfEntry(run.end), false, run.first, run.end, run.complete, lut1Conditions(run)});
     return rules;
 }
 
 std::optional<PlacedRule> ruleOf(unsigned id)
 {
     for (PlacedRule &rule : placedRules())
-        if (rule.lut0 ? rule.id == id : id >= IFC_LUT0_RULES + rule.first && id <= IFC_LUT0_RULES + rule.last)
+        if (rule.lut0 ? rule.id == id : id >= ifc::actionOfEntry(rule.first) && id <= rule.id)
             return rule;
     return std::nullopt;
 }
@@ -125,18 +93,18 @@ std::string describePlace(const PlacedRule &rule)
 
 std::string formatFieldValue(unsigned field, uint64_t value)
 {
-    if (isMacField(field))
+    if (ifc::isMac(field))
         return formatMac(value);
-    if (field == DIPv4 || field == SIPv4)
+    if (ifc::isIpv4Address(field))
         return formatIpv4(static_cast<uint32_t>(value));
     return formatHex(value);
 }
 
 std::string describeCondition(const Condition &c)
 {
-    std::string text =
-        fieldName(c.field) + ' ' + commandName(c.command) + ' ' + formatFieldValue(c.field, c.key);
-    if (c.mask != lowBits(fieldWidth(c.field)))
+    std::string text = std::string(ifc::fieldName(c.field)) + ' ' + commandName(c.command) + ' ' +
+                       formatFieldValue(c.field, c.key);
+    if (c.mask != ifc::fieldOnes(c.field))
         text += '/' + formatFieldValue(c.field, c.mask);
     return text;
 }
@@ -145,7 +113,7 @@ nlohmann::ordered_json toJson(const Match &match)
 {
     auto list = nlohmann::ordered_json::array();
     for (const Condition &c : match)
-        list.push_back({{"field", fieldName(c.field)},
+        list.push_back({{"field", ifc::fieldName(c.field)},
                         {"id", c.field},
                         {"command", commandName(c.command)},
                         {"key", formatFieldValue(c.field, c.key)},

@@ -2,6 +2,8 @@
 // Values as operators write them: numbers, addresses, masks.
 #pragma once
 
+#include "ifc/records/fields.h"
+
 #include <array>
 #include <cstdint>
 #include <optional>
@@ -23,16 +25,10 @@ std::string formatMac(uint64_t mac);
 std::string formatIpv4(uint32_t address);
 std::string formatHex(uint64_t value);
 
-// The lowest `count` bits, 0 to 64.
-constexpr uint64_t lowBits(unsigned count)
-{
-    return count >= 64 ? ~uint64_t{0} : (uint64_t{1} << count) - 1;
-}
-
 // The highest `count` of `width` bits.
 constexpr uint64_t highBits(unsigned width, unsigned count)
 {
-    return lowBits(width) & ~lowBits(width - count);
+    return ifc::lowBits(width) & ~ifc::lowBits(width - count);
 }
 
 // The text with each control character as \xNN: a terminal would act on it.

@@ -3,6 +3,8 @@
 // `command`.
 #include "device.h"
 #include "tools/ifcctl/core/errors.h"
+#include "tools/ifcctl/core/frame_fields.h"
+#include "tools/ifcctl/core/values.h"
 
 #include "ifc/ifc_glb.h"
 #include "ifc/ifc_regs.h"
@@ -113,7 +115,8 @@ public:
             if (!levelBefore_.empty())
                 (void)send("set dbgLevel " + levelBefore_);
         } catch (const Error &error) {
-            std::fprintf(stderr, "ifcctl: the debug level stays changed: %s\n", error.what());
+            std::fprintf(stderr, "ifcctl: the debug level stays changed: %s\n",
+                         printable(error.text()).c_str());
         }
     }
 
@@ -139,15 +142,7 @@ public:
         engine::Result result = classifier.classify(data, length, side, parsed);
         if (!frame_.there())
             return result;
-        std::string line;
-        line.reserve(2 * length + 32);
-        for (size_t n = 0; n < length; ++n) {
-            constexpr char kDigits[] = "0123456789abcdef";
-            line += kDigits[data[n] >> 4];
-            line += kDigits[data[n] & 15];
-        }
-        if (length == 0)
-            line += '-';
+        std::string line = length == 0 ? "-" : formatFrameHex(data, length);
         line += ' ' + std::to_string(side.sourceInterface) + ' ' + std::to_string(side.gemPort) + '\n';
         const bool taken = frame_.take(line);
         const std::string reply = frame_.content();

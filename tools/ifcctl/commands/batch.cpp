@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+#include "batch.h"
+
+#include "commands.h"
+
+#include "tools/ifcctl/core/values.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include <fcntl.h>
+
+namespace ifcctl
+{
+
+namespace
+{
+
+constexpr const char *kStandardInput = "-";
+
+} // namespace
+
+Batch::Batch(const std::string &path) : path_(path)
+{
+    // A closed standard input is found here, before another file gets its descriptor.
+    const bool standard = path == kStandardInput;
+    file_ = standard ? (fcntl(0, F_GETFD) < 0 ? nullptr : stdin) : std::fopen(path.c_str(), "re");
+    if (file_ == nullptr)
+        throw usage("--batch", path,
+                    std::string("a file that can be read, or - (") + std::strerror(errno) + ')');
+}
+
+Batch::~Batch()
+{
+    if (file_ != stdin)
+        (void)std::fclose(file_);
+}
+
+bool Batch::next(std::string &line)
+{
+    char *text = nullptr;
+    size_t size = 0;
+    errno = 0;
+    const ssize_t length = getline(&text, &size, file_);
+    const int error = errno;
+    if (length > 0)
+        line.assign(text, static_cast<size_t>(text[length - 1] == '\n' ? length - 1 : length));
+    std::free(text);
+    if (length <= 0 && !std::feof(file_)) { // a folder can be opened, but not read
+        std::fflush(stdout);
+        throw usage("--batch", path_,
+                    std::string("a file that can be read to its end, or - (") + std::strerror(error) +
+                        "; lines that took effect: " + std::to_string(done_) + ')');
+    }
+    return length > 0;
+}
+
+ExitCode Batch::run(Session &session)
+{
+    const std::string name = path_ == kStandardInput ? "standard input" : path_;
+    unsigned number = 0;
+    for (std::string line; next(line);) {
+        ++number;
+        if (line.find_first_not_of(" \t\r") == line.find('#')) // empty, or a comment
+            continue;
+        try {
+            runLine(session, line);
+        } catch (const Error &error) {
+            std::fflush(stdout);
+            const std::string message = printable("ifcctl: " + name + ':' + std::to_string(number) + ": " +
+                                                  error.text() + "; stopped, " + std::to_string(done_) +
+                                                  (done_ == 1 ? " line" : " lines") + " took effect");
+            std::fprintf(stderr, "%s\n", message.c_str());
+            return exitCodeOf(error.reason());
+        }
+        ++done_;
+    }
+    return kExitDone;
+}
+
+} // namespace ifcctl

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+// Runs a file of commands, one a line.
+#pragma once
+
+#include "tools/ifcctl/core/errors.h"
+#include "tools/ifcctl/device/session.h"
+
+#include <cstdio>
+#include <string>
+
+namespace ifcctl
+{
+
+class Batch
+{
+public:
+    // "-" is standard input. Throws Error when the file cannot be opened.
+    explicit Batch(const std::string &path);
+    ~Batch();
+    Batch(const Batch &) = delete;
+    Batch &operator=(const Batch &) = delete;
+
+    // Stops at the first line that fails, after a message on standard error.
+    ExitCode run(Session &session);
+
+private:
+    bool next(std::string &line);
+
+    std::string path_;
+    std::FILE *file_;
+    unsigned done_ = 0; // lines that took effect
+};
+
+} // namespace ifcctl
