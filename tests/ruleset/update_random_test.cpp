@@ -129,8 +129,11 @@ TEST(RandomUpdate, AChipThatStaysSilentIsReportedAndMendedLater)
             ASSERT_NO_FATAL_FAILURE(failEverywhere(seed, {Fault::NotDone, 0, count}, true));
 }
 
+// A dead row may be the last of a new rule, which then goes on living, or any row of an old one.
 TEST(RandomUpdate, ARowThatCannotBeWrittenIsReportedAndMendedLater)
 {
     for (uint64_t seed = 1; seed <= scaled(12); ++seed)
-        ASSERT_NO_FATAL_FAILURE(failEverywhere(seed, {Fault::DeadRow, 0, 1}, true));
+        for (const Fault &fault : {Fault{Fault::DeadRow, 0, 1}, Fault{Fault::StuckRow, 0, 1},
+                                   Fault{Fault::OtherDead, 0, 1 + static_cast<unsigned>(seed % 9)}})
+            ASSERT_NO_FATAL_FAILURE(failEverywhere(seed, fault, true));
 }
