@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Runs an update on a simulated chip on which frames hit the living rules all the time, makes transfers fail, and
-// checks after every single register access what the chip sees.
+// Runs an update on a simulated chip on which frames hit the living rules all the time, makes transfers fail,
+// and checks after every single register access what the chip sees.
 #pragma once
 
 #include "update_scenario.h"
