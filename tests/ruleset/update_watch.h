@@ -17,6 +17,7 @@ struct Fault {
     enum Kind {
         None,
         NotDone,      // `count` transfers in a row do not happen
+        NotDoneTwice, // it does not happen, nor does the one `count` + 1 transfers later, on the way back
         DoneUnseen,   // the transfer happens, its done bit shows too late
         LateTransfer, // the transfer happens `count` accesses later, or just before the next command
         DeadRow,      // no transfer to the row of this transfer happens any more
