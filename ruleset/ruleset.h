@@ -241,7 +241,7 @@ struct ifc_ruleset_report {
     struct ifc_ruleset_place place[IFC_RULESET_RULES]; /* by position */
 };
 
-#define IFC_RULESET_WORK_WORDS 3072 /* 64-bit words; the library checks at compile time that they suffice */
+#define IFC_RULESET_WORK_WORDS 2560 /* 64-bit words; the library checks at compile time that they suffice */
 
 /* All members are private; read a set through the calls below. */
 struct ifc_ruleset {

@@ -1,0 +1,1 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
