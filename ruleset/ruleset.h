@@ -221,7 +221,7 @@ struct ifc_ruleset_report {
     uint32_t later;     /* of PAIR: the rule that it cannot stand before */
     uint64_t conflict;  /* of NO_PLACE: bit p: the rule at position p; as few rules as were found */
 
-    /* Of plan and apply. Places and entries count without those that are reserved. */
+    /* Of NO_PLACE. Places and entries count without those that are reserved. */
     uint8_t wide_needed;     /* rules that only LUT0 holds */
     uint8_t wide_free;       /* LUT0 places that the set may use */
     uint16_t narrow_needed;  /* entries of the rules that only LUT1 holds */

@@ -6,6 +6,8 @@
 #include "tests/engine/random.h"
 
 #include <initializer_list>
+#include <sstream>
+#include <string>
 #include <vector>
 
 namespace rules
@@ -130,6 +132,18 @@ inline ifc_rule randomRule(Random &random, unsigned most, bool userDefined = tru
         }
     } while (ifc_rule_check(&made, nullptr) != IFC_RULESET_OK);
     return made;
+}
+
+inline std::string describe(const ifc_rule &rule)
+{
+    std::ostringstream text;
+    text << std::hex;
+    for (unsigned n = 0; n < rule.count; ++n) {
+        const ifc_rule_condition &c = rule.condition[n];
+        text << " field " << +c.field << " compare " << +c.compare << " mask " << c.mask << " key " << c.key
+             << '-' << c.key_last << ';';
+    }
+    return text.str();
 }
 
 } // namespace rules

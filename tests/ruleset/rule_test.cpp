@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Rules and their images: an image hits exactly the frames that the rule says, and reads back as the same rule.
+// Rules and their images: an image hits exactly the frames that the rule says, and reads back as the same
+// rule.
 #include <gtest/gtest.h>
 
 #include "engine/plain_match.h"
