@@ -59,7 +59,12 @@ struct Packing {
     // The search.
     unsigned bins;
     Bin bin[kMaxBins];
+    uint8_t room[kMaxBins];   // what decided rules leave of its room
     uint8_t usable[kMaxBins]; // of its room, by what the chains can fill at most
+    uint8_t free[kMaxRules];  // the rules that are not fixed, in order
+    unsigned freeCount;
+    uint8_t lowest[kMaxRules]; // the first and the last open bin; of a fixed rule, no bound
+    uint8_t highest[kMaxRules];
     BinSet wideBins;
     BinSet open[kMaxRules]; // bins that a rule may still go to
     BinSet saved[kMaxDecisions][kMaxRules];
