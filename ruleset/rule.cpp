@@ -14,7 +14,7 @@ namespace
 
 constexpr uint64_t kMacOnes = 0xFFFFFFFFFFFF;
 
-// The condition as one comparison under one mask. False: it is a range that none says.
+// The condition as one comparison under one mask. False: none says it, a range; `one` is its lower side.
 bool sayInOne(const RuleCondition &c, RuleCondition &one)
 {
     one = c;
@@ -124,32 +124,34 @@ ifc_ruleset_reason faultOf(const RuleCondition &c)
     return IFC_RULESET_NO_REASON;
 }
 
-// Writes the entries of one condition; returns their number.
-unsigned writeEntries(const RuleCondition &given, IFC_LUT1_Format *entry)
+void putHalf(IFC_LUT1_Format &entry, const RuleCondition &c, unsigned sel, uint32_t mask, uint32_t key)
+{
+    entry = {};
+    ifc::setHalfEntry(entry, c.field, c.compare, 0, sel, mask, key);
+}
+
+// Writes the entries of one condition; returns the one after them.
+IFC_LUT1_Format *writeEntries(const RuleCondition &given, IFC_LUT1_Format *entry)
 {
     RuleCondition c;
-    const uint32_t key = ifc::lowWord(given.key);
-    if (!sayInOne(given, c)) {
-        const uint32_t ones = ifc::lowWord(given.mask);
-        ifc::setHalfEntry(entry[0], c.field, IFC_COMPARE_AT_LEAST, 0, IFC_LUT1_SEL_FIELD, ones, key);
-        ifc::setHalfEntry(entry[1], c.field, IFC_COMPARE_AT_MOST, 0, IFC_LUT1_SEL_FIELD, ones,
-                          given.key_last);
-        return 2;
-    }
+    const bool inOne = sayInOne(given, c);
     if (ifc::isHalf(c.field)) {
-        ifc::setHalfEntry(entry[0], c.field, c.compare, 0, IFC_LUT1_SEL_FIELD, ifc::lowWord(c.mask),
-                          ifc::lowWord(c.key));
-        return 1;
+        putHalf(*entry++, c, IFC_LUT1_SEL_FIELD, ifc::lowWord(c.mask), ifc::lowWord(c.key));
+        if (!inOne) {
+            c.compare = IFC_COMPARE_AT_MOST;
+            putHalf(*entry++, c, IFC_LUT1_SEL_FIELD, ifc::lowWord(c.mask), given.key_last);
+        }
+        return entry;
     }
     const bool mac = ifc::isMac(c.field);
     const Run run = mac ? macLowRun(c.mask) : runOf(ifc::lowWord(c.mask), ifc::fieldWidth(c.field));
-    unsigned written = 0;
-    if (run.length != 0)
-        ifc::setWordEntry(entry[written++], c.field, c.compare, 0, run.direction, run.length, key);
-    if (mac && (ifc::highWord(c.mask) != 0 || written == 0))
-        ifc::setHalfEntry(entry[written++], c.field, c.compare, 0, IFC_LUT1_SEL_MAC_HIGH,
-                          ifc::highWord(c.mask), ifc::highWord(c.key));
-    return written;
+    if (run.length != 0) {
+        *entry = {};
+        ifc::setWordEntry(*entry++, c.field, c.compare, 0, run.direction, run.length, ifc::lowWord(c.key));
+    }
+    if (mac && (ifc::highWord(c.mask) != 0 || run.length == 0))
+        putHalf(*entry++, c, IFC_LUT1_SEL_MAC_HIGH, ifc::highWord(c.mask), ifc::highWord(c.key));
+    return entry;
 }
 
 // What stands in a table as a condition within the field's width, where the field is 0 above.
@@ -302,13 +304,9 @@ void ifc_rule_encode_wide(const struct ifc_rule *rule, IFC_LUT0_Format *image)
 
 void ifc_rule_encode_narrow(const struct ifc_rule *rule, IFC_LUT1_Format *image)
 {
-    unsigned written = 0;
-    for (unsigned n = 0; n < rule->count; ++n) {
-        for (unsigned k = 0; k < narrowEntries(rule->condition[n]); ++k)
-            image[written + k] = {};
-        written += writeEntries(rule->condition[n], image + written);
-    }
-    image[written - 1].word[0] |= ifc::kNarrowEnd;
+    for (unsigned n = 0; n < rule->count; ++n)
+        image = writeEntries(rule->condition[n], image);
+    image[-1].word[0] |= ifc::kNarrowEnd;
 }
 
 void ifc_rule_decode_wide(const IFC_LUT0_Format *image, struct ifc_rule *rule)

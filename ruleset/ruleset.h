@@ -252,8 +252,7 @@ struct ifc_ruleset {
     uint8_t standing;                 /* rules of the set when last applied */
     uint8_t order[IFC_RULESET_RULES]; /* slot of each position */
     struct ifc_ruleset_place now[IFC_RULESET_RULES]; /* by slot */
-    uint64_t used;                                   /* bit n: slot n is taken */
-    uint64_t new_action;                             /* bit n: the action of slot n is not in the tables */
+    uint8_t state[IFC_RULESET_RULES];                /* by slot: taken, action not in the tables */
     uint64_t overlaps[IFC_RULESET_RULES];            /* by slot: bit n: slot n and this one overlap */
     struct ifc_rule rule[IFC_RULESET_RULES];         /* by slot */
     IFC_LUT0_Format lut0[IFC_LUT0_RULES];            /* the shadow tables when last read or applied */
