@@ -143,8 +143,7 @@ bool putEntry(Update &u, Kind kind, unsigned number, const uint32_t *data)
 
 /* ---- the steps on the rule tables. False: a transfer timed out; on the way back they go on. ---------- */
 
-// This rule's head or end could not be switched off: it may live. Whatever may be part of it stays as it is, and
-// so does the entry before it, which must not become part of it.
+// This rule's head or end could not be switched off: it may live. Whatever may be part of it stays as it is.
 void freeze(Update &u, unsigned number)
 {
     if (number < IFC_LUT0_RULES) {
@@ -152,10 +151,14 @@ void freeze(Update &u, unsigned number)
         return;
     }
     const unsigned end = number - IFC_LUT0_RULES;
-    const unsigned start = runStart(u.held.lut1, end);
-    const unsigned first = start % IFC_LUT1_SUB_TABLE != 0 ? start - 1 : start;
-    for (unsigned entry = first; entry <= end; ++entry)
+    for (unsigned entry = runStart(u.held.lut1, end); entry <= end; ++entry)
         u.frozenNarrow |= 1u << entry;
+}
+
+// The entry is not frozen, nor would it become part of a frozen run.
+bool mayFill(const Update &u, unsigned entry, const IFC_LUT1_Format &wanted)
+{
+    return (u.frozenNarrow >> entry & (goesOn(wanted) ? 3 : 1)) == 0;
 }
 
 // What is wanted there goes in at once if it is not valid either.
@@ -198,8 +201,8 @@ bool fill(Update &u, TablesView to)
     for (unsigned entry = 0; entry < IFC_LUT1_RULES; ++entry) {
         const IFC_LUT1_Format &wanted = to.lut1[entry];
         const bool differs = __builtin_memcmp(&u.held.lut1[entry], &wanted, sizeof wanted) != 0;
-        if (!isEnd(wanted) && (u.frozenNarrow >> entry & 1) == 0 &&
-            (differs || u.unsureNarrow >> entry & 1) && !putNarrow(u, entry, wanted) && !u.undoing)
+        if (!isEnd(wanted) && differs && mayFill(u, entry, wanted) && !putNarrow(u, entry, wanted) &&
+            !u.undoing)
             return false;
     }
     return true;
@@ -217,8 +220,8 @@ bool mayLive(const Update &u, TablesView to, unsigned number)
     const Place place = livingPlace(to, number);
     const unsigned before = place.first % IFC_LUT1_SUB_TABLE != 0 ? 1 : 0;
     const unsigned from = place.first - before;
-    const uint32_t rows = narrowBits(place) | 1u << from;
-    return (u.unsureNarrow & rows) == 0 && (before == 0 || !goesOn(u.held.lut1[from])) &&
+    return (u.unsureNarrow & (narrowBits(place) | 1u << from)) == 0 &&
+           (u.frozenNarrow & narrowBits(place)) == 0 && (before == 0 || !goesOn(u.held.lut1[from])) &&
            __builtin_memcmp(&u.held.lut1[place.first], &to.lut1[place.first],
                             (place.entries - 1u) * sizeof *to.lut1) == 0;
 }

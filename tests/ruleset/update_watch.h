@@ -20,6 +20,8 @@ struct Fault {
         DoneUnseen,   // the transfer happens, its done bit shows too late
         LateTransfer, // the transfer happens `count` accesses later, or just before the next command
         DeadRow,      // no transfer to the row of this transfer happens any more
+        StuckRow,     // the same, but the transfer itself happens; its done bit is not seen
+        OtherDead,    // it does not happen, nor any other to the row that was moved `count` transfers before
     };
     Kind kind = None;
     unsigned at = 0; // number of the transfer, from 0
@@ -80,6 +82,7 @@ private:
     unsigned pendingFor_ = 0;
     uint32_t pendingCommand_ = 0;
     uint32_t deadRow_ = 0;
+    std::vector<uint32_t> commands_;
     uint32_t data_[4] = {};
     unsigned doneAfter_ = 1;
 
