@@ -10,8 +10,8 @@ namespace
 
 constexpr unsigned kNoRule = kMaxRules;
 
-// A search that is longer than this remembers states.
-constexpr unsigned kStepsWithoutMemo = 32;
+// A search that is longer than this looks for twins.
+constexpr unsigned kStepsWithoutTwins = 16;
 
 constexpr BinSet binBit(unsigned bin)
 {
@@ -87,7 +87,7 @@ bool orderBins(Packing &p)
 {
     for (unsigned n = 0; n < p.freeCount; ++n) {
         const unsigned rule = p.free[n];
-        unsigned lowest = 0;
+        unsigned lowest = p.lowest[p.twinBefore[rule]];
         for (RuleSet before = p.earlier[rule]; before != 0;) {
             const unsigned low = p.lowest[takeLowest(before)];
             lowest = low > lowest ? low : lowest;
@@ -99,7 +99,7 @@ bool orderBins(Packing &p)
     }
     for (unsigned n = p.freeCount; n-- != 0;) {
         const unsigned rule = p.free[n];
-        unsigned highest = kMaxBins;
+        unsigned highest = p.highest[p.twinAfter[rule]];
         for (RuleSet after = p.later[rule]; after != 0;) {
             const unsigned high = p.highest[takeLowest(after)];
             highest = high < highest ? high : highest;
@@ -314,43 +314,22 @@ void writePlan(Packing &p)
     }
 }
 
-void mix(State &state, uint32_t value)
+// Rules of one length that come before and after the same others can change places: they are kept in order.
+void findTwins(Packing &p)
 {
-    state.first = (state.first ^ value) * 0x9E3779B97F4A7C15u;
-    state.first ^= state.first >> 29;
-    state.second = (state.second + value) * 0xD1342543DE82EF95u;
-    state.second ^= state.second >> 32;
-}
-
-// All that the rest of the search depends on: the room that decided rules leave, and the choices of the others.
-State stateOf(const Packing &p)
-{
-    State state = {1, 1};
-    for (unsigned n = 0; n < p.freeCount; ++n) {
+    for (unsigned n = 1; n < p.freeCount; ++n) {
         const unsigned rule = p.free[n];
-        if (!inOneNarrowBin(p, rule))
-            mix(state, uint32_t{rule} << kMaxBins | p.open[rule]);
+        for (unsigned m = n; m-- != 0;) {
+            const unsigned other = p.free[m];
+            if (p.shape[rule].narrowEntries == p.shape[other].narrowEntries &&
+                p.shape[rule].wideAllowed == p.shape[other].wideAllowed && p.later[rule] == p.later[other] &&
+                p.earlier[rule] == p.earlier[other]) {
+                p.twinBefore[rule] = static_cast<uint8_t>(other);
+                p.twinAfter[other] = static_cast<uint8_t>(rule);
+                break;
+            }
+        }
     }
-    for (unsigned bin = 0; bin < p.bins; ++bin)
-        mix(state, p.room[bin]);
-    return state;
-}
-
-void forgetStates(Packing &p)
-{
-    for (State &state : p.memo)
-        state = {};
-}
-
-// True if this state was looked at before. It did not lead to a plan then, or the search would be over.
-bool seenBefore(Packing &p)
-{
-    const State state = stateOf(p);
-    State &kept = p.memo[state.first % kMemoStates];
-    if (kept == state)
-        return true;
-    kept = state;
-    return false;
 }
 
 void copyOpen(BinSet *to, const BinSet *from)
@@ -420,11 +399,14 @@ bool layBins(Packing &p)
             holds[length] |= binBit(bin);
     }
     p.freeCount = 0;
+    p.lowest[kNoRule] = 0;
+    p.highest[kNoRule] = kMaxBins;
     for (RuleSet left = freeRules(p); left != 0;) {
         const unsigned rule = takeLowest(left);
         const Shape &shape = p.shape[rule];
         p.open[rule] = holds[shape.narrowEntries] | (shape.wideAllowed ? p.wideBins : 0);
         p.free[p.freeCount++] = static_cast<uint8_t>(rule);
+        p.twinBefore[rule] = p.twinAfter[rule] = kNoRule;
     }
     for (RuleSet left = p.rules & p.fixed; left != 0;) {
         const unsigned rule = takeLowest(left);
@@ -458,14 +440,14 @@ Verdict findPlan(Packing &p, uint32_t *budget)
     if (!layBins(p))
         return Verdict::No;
     unsigned depth = 0;
-    for (uint32_t steps = 0;; steps += steps <= kStepsWithoutMemo) {
-        if (steps == kStepsWithoutMemo)
-            forgetStates(p);
+    for (uint32_t steps = 0;; steps += steps <= kStepsWithoutTwins) {
+        if (steps == kStepsWithoutTwins)
+            findTwins(p);
         if (budget != nullptr && (*budget)-- == 0) {
             *budget = 0;
             return Verdict::Unknown;
         }
-        if (propagate(p) && piecesFit(p) && longestFit(p) && !(steps >= kStepsWithoutMemo && seenBefore(p))) {
+        if (propagate(p) && piecesFit(p) && longestFit(p)) {
             const unsigned rule = nextRule(p);
             if (rule == kNoRule) {
                 writePlan(p);
