@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // The rules of a home gateway for the frames of the engine's bench. They use prefixes, MAC addresses, IPv6
-// address words, user-defined fields and all four comparisons. The rule layer places them: nine entries or more
-// make a wide rule, fewer make a chain of narrow entries.
+// address words, user-defined fields and all four comparisons. The rule layer places them: nine entries or
+// more make a wide rule, fewer make a chain of narrow entries.
 #pragma once
 
 #include <vector>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // Ratios of two benchmarks. Their repetitions run interleaved; the result is the median of the ratios of each
-// pair. Times are processor times, so that other programs do not count. Benchmarks that wait for a file ask for
-// clock time.
+// pair. Times are processor times, so that other programs do not count. Benchmarks that wait for a file ask
+// for clock time.
 #pragma once
 
 #include <benchmark/benchmark.h>

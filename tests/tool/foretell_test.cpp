@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// What the tool foretells against what the rule layer then does, over random tables and requests. IFC_FORETELL
-// in the environment sets the number of cases of each test (default 100,000).
+// What the tool foretells against what the rule layer then does, over random tables and requests.
+// IFC_FORETELL in the environment sets the number of cases of each test (default 100,000).
 #include "tools/ifcctl/core/errors.h"
 #include "tools/ifcctl/core/placement_plan.h"
 #include "tools/ifcctl/core/rules.h"
@@ -60,8 +60,8 @@ protected:
         host::attach(window_.get());
         host::setLogSink([this](std::string_view piece) { log_ += piece; });
         window_->powerOn({});
-        // A revision whose LUT0 is never written: a rewrite of the tables then costs a quarter. Placement is the
-        // same for every revision.
+        // A revision whose LUT0 is never written: a rewrite of the tables then costs a quarter. Placement is
+        // the same for every revision.
         host::setRevision(ifc::kRevisionsWithoutLut0[0]);
     }
     ~Foretell() override

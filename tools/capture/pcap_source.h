@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Reads every capture format that libpcap knows. A build without libpcap has the same class, which reads none.
+// Reads every capture format that libpcap knows. Without libpcap the same class reads none.
 #pragma once
 
 #include "captured_frame.h"

@@ -97,8 +97,8 @@ void ruleDelete(Session &session, WordReader &words)
     }
     const Match match = matchOf(session, words);
     words.expectEnd("rule del");
-    // The automatic deletion may compare only the upper 16 bits of a MAC in LUT1, and so delete other rules as
-    // well.
+    // The automatic deletion may compare only the upper 16 bits of a MAC in LUT1, and so delete other rules
+    // as well.
     if (!session.options().force)
         for (const PlacedRule &rule : findRules(session, match))
             if (!sameConditions(rule.conditions, match))

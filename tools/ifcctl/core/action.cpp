@@ -131,7 +131,7 @@ void refuseWithoutPpe(const Action &action)
 nlohmann::ordered_json describeAction(const IFC_Action_Format &action)
 {
     const uint32_t *words = action.word;
-    // Known: as in ifc_dump_action(), enable bits are taken as they are. What revision 12 moved shows one lower.
+    // Known: as in ifc_dump_action(), enable bits are taken as they are. What revision 12 moved is one lower.
     constexpr int kNoRevision = 0;
     nlohmann::ordered_json json;
     json["enable"] = ifc::getActionField(words, ifc::kEnable);

@@ -29,8 +29,8 @@ struct RuleVerdict {
     std::vector<ConditionVerdict> conditions;
 };
 
-// The rule that an action index belongs to; each entry of a chain counts. Nothing: no rule is there that could
-// hit.
+// The rule that an action index belongs to; each entry of a chain counts. Nothing: no rule is there that
+// could hit.
 std::optional<RuleVerdict> explainRule(const engine::Tables &tables, unsigned id,
                                        const engine::FieldImage &fields);
 

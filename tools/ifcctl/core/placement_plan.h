@@ -20,7 +20,7 @@ struct Plan {
     std::string place() const { return describePlace(lut0, first, last); }
 };
 
-// `force` accepts a MAC mask that LUT1 stores wider than asked. Throws Error when the request cannot be placed.
+// `force` accepts a MAC mask that LUT1 stores wider than asked. Throws Error if the match cannot be placed.
 Plan planPlacement(const Match &match, bool force);
 
 // How many times planPlacement() and the rule layer would accept this match, one after the other.

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// ifc.ko through its files under debugfs. One ifcctl works at a time: the others wait for the lock on the file
-// `command`.
+// ifc.ko through its files under debugfs. One ifcctl works at a time: the others wait for the lock on the
+// file `command`.
 #include "device.h"
 #include "tools/ifcctl/core/errors.h"
 #include "tools/ifcctl/core/frame_fields.h"
