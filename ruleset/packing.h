@@ -2,8 +2,8 @@
 // Some rules stand fixed. Is there a place for each of the others, in order? An exact search.
 //
 // What the fixed rules leave free is a row of bins, in the order of their numbers: the free wide places
-// between two fixed wide rules are one bin, each run of free narrow entries is one. Inside a bin rules stand in
-// their deciding order, so only the bin of each rule is searched for: two rules that overlap need bins in
+// between two fixed wide rules are one bin, each run of free narrow entries is one. Inside a bin rules stand
+// in their deciding order, so only the bin of each rule is searched for: two rules that overlap need bins in
 // their order, or one bin together, and each bin has its room.
 #pragma once
 

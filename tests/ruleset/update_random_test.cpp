@@ -122,6 +122,13 @@ TEST(RandomUpdate, AShortSilenceIsUndone)
             failEverywhere(seed, {Fault::NotDone, 0, 2 + static_cast<unsigned>(seed % 3)}, false));
 }
 
+TEST(RandomUpdate, ATimeOutOnTheWayBackIsTriedAgain)
+{
+    for (uint64_t seed = 1; seed <= scaled(4); ++seed)
+        ASSERT_NO_FATAL_FAILURE(
+            failEverywhere(seed, {Fault::NotDoneTwice, 0, 1 + static_cast<unsigned>(seed % 5)}, false));
+}
+
 TEST(RandomUpdate, AChipThatStaysSilentIsReportedAndMendedLater)
 {
     for (uint64_t seed = 1; seed <= scaled(4); ++seed)

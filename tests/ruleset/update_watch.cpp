@@ -173,6 +173,8 @@ void UpdateWatch::onCommand(uint32_t command)
     commands_.push_back(row);
     if (rowDies && fired_ && row == deadRow_)
         chip_.injectFault(engine::TransferFault::NeverComplete, 0, 1);
+    if (fault_.kind == Fault::NotDoneTwice && transfers_ == fault_.at + fault_.count + 1)
+        chip_.injectFault(engine::TransferFault::NeverComplete, 0, 1);
     if (fault_.kind != Fault::None && transfers_ == fault_.at) {
         fired_ = true;
         const unsigned back = fault_.kind == Fault::OtherDead ? std::min(fault_.count, transfers_) : 0;

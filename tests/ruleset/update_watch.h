@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Runs an update on a simulated chip on which frames hit the living rules all the time, makes transfers fail, and
-// checks after every single register access what the chip sees.
+// Runs an update on a simulated chip on which frames hit the living rules all the time, makes transfers fail,
+// and checks after every single register access what the chip sees.
 #pragma once
 
 #include "update_scenario.h"
@@ -17,6 +17,7 @@ struct Fault {
     enum Kind {
         None,
         NotDone,      // `count` transfers in a row do not happen
+        NotDoneTwice, // it does not happen, nor does the one `count` + 1 transfers later, on the way back
         DoneUnseen,   // the transfer happens, its done bit shows too late
         LateTransfer, // the transfer happens `count` accesses later, or just before the next command
         DeadRow,      // no transfer to the row of this transfer happens any more
