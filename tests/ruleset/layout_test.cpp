@@ -165,6 +165,32 @@ TEST_F(LayoutTest, APlaceThatTheRuleDoesNotFitIsLeft)
     EXPECT_EQ(answer.place[3], narrowPlace(9, 1));
 }
 
+TEST_F(LayoutTest, AutomaticPlacementsChoiceYieldsToALaterRule)
+{
+    input.reservedNarrow = ~(7u << 4 | 3u << 20); // runs of 3 and 2
+    Shape counted = narrowRule(2);
+    counted.countedEntries = 3;
+    add(counted);
+    EXPECT_EQ(find(), LayoutResult::MovedFewest);
+    EXPECT_EQ(answer.place[0], narrowPlace(4, 2));
+    add(narrowRule(3));
+    EXPECT_EQ(find(), LayoutResult::MovedFewest);
+    EXPECT_EQ(answer.place[0], narrowPlace(20, 2));
+    EXPECT_EQ(answer.place[1], narrowPlace(4, 3));
+}
+
+TEST_F(LayoutTest, ALargeRuleGoesToTheLowestWidePlace)
+{
+    add(wideRule(widePlace(1)));
+    add(eitherRule(9), 3);
+    add(eitherRule(8));
+    EXPECT_EQ(find(), LayoutResult::MovedFewest);
+    EXPECT_EQ(answer.place[1], widePlace(0));
+    EXPECT_EQ(answer.place[2], widePlace(2));
+    EXPECT_EQ(answer.place[3], widePlace(3));
+    EXPECT_EQ(answer.place[4], narrowPlace(0, 8));
+}
+
 TEST_F(LayoutTest, ReservedPlacesStayFree)
 {
     input.reservedWide = 0xF0;
