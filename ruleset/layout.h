@@ -10,8 +10,8 @@
 namespace ruleset
 {
 
-// What the layout knows of one rule. A rule that stands where it cannot (another length, a reserved place, the
-// place of an earlier rule of the set) counts as a move.
+// What the layout knows of one rule. A rule that stands where it cannot (another length, a reserved place,
+// the place of an earlier rule of the set) counts as a move.
 struct Shape {
     uint8_t narrowEntries = 0;  // entries of its chain in LUT1, 1..16; 0: it cannot stand in LUT1
     uint8_t countedEntries = 0; // entries that automatic placement counts, at least narrowEntries

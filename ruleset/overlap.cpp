@@ -151,8 +151,8 @@ bool hasNumber(const Together &all, unsigned field)
     return false;
 }
 
-// Can the bits that are not `fixed` be chosen so that every "not equal" holds? Of the first that does not hold
-// yet, each free bit in turn differs, with those before it equal.
+// Can the bits that are not `fixed` be chosen so that every "not equal" holds? Of the first that does not
+// hold yet, each free bit in turn differs, with those before it equal.
 bool canDiffer(Together &all, unsigned field, uint64_t fixed, uint64_t value, unsigned depth)
 {
     unsigned at = 0;

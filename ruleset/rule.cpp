@@ -84,8 +84,8 @@ unsigned narrowEntries(const RuleCondition &c)
     return c.compare == IFC_COMPARE_EQUAL ? 2 : 0;
 }
 
-// Automatic placement puts the mask into LUT1 as it is: one run of ones from one end, and no other than the 47 ones
-// of a MAC address that continue from the lower half into the upper one.
+// Automatic placement puts the mask into LUT1 as it is: one run of ones from one end, and no other than the
+// 47 ones of a MAC address that continue from the lower half into the upper one.
 bool placedAsGiven(const RuleCondition &c)
 {
     if (ifc::isHalf(c.field))

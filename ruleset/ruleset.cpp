@@ -117,8 +117,8 @@ void own(Set &set, Place place)
     ++set.standing;
 }
 
-// Entries that are not the set's: runs without an end flag, with the free entry that a chain must not start at,
-// and chains that name no field.
+// Entries that are not the set's: runs without an end flag, with the free entry that a chain must not start
+// at, and chains that name no field.
 uint32_t reservedEntries(const Set &set)
 {
     uint32_t reserved = 0;

@@ -293,7 +293,7 @@ TEST_F(RuleOnChip, EntriesAreThoseOfAutomaticPlacement)
             rule.count = 0;
             for (unsigned field = 1; field <= IFC_LUT0_FIELDS; ++field)
                 if (random.oneIn(2))
-                    rule.condition[rule.count++] = equal(field, random.wide() & engine::fieldOnes(field));
+                    rule.condition[rule.count++] = equal(field, random.wide() & ifc::fieldOnes(field));
         }
         orva_ifc_param request = {};
         bool sayable = rule.count != 0;
