@@ -74,7 +74,7 @@ fs=$build/initramfs
 rm -rf "$fs"
 mkdir -p "$fs"/{bin,proc,sys,dev,tmp}
 cp "$target/busybox" "$fs/bin/busybox"
-cp tests/kernel/{init,checks.sh,faults} examples/{stack,framings}.pcap "$module"/{ifc,ifc_test}.ko "$fs/"
+cp tests/kernel/{init,checks.sh,ktap.sh,ktap_test.sh,faults} examples/{stack,framings}.pcap "$module"/{ifc,ifc_test}.ko "$fs/"
 cp build/armhf-tool/tools/ifcctl/ifcctl "$fs/bin/"
 host=$root/build/release/tools/ifcctl/ifcctl
 expected=$fs/expected
