@@ -200,7 +200,7 @@ TEST(NarrowMatch, ALowPartAtTheEndLooksPastTheRange)
     IFC_LUT1_Rule[1].type0.key ^= 1;
     EXPECT_EQ(matchNarrow(rule, 1, 0), 1) << "anything else counts as found";
     IFC_LUT1_Rule[31] = IFC_LUT1_Rule[0];
-    EXPECT_EQ(matchNarrow(rule, 1, 31), 1) << "behind the last entry everything is zero";
+    EXPECT_EQ(matchNarrow(rule, 1, 31), 1) << "after the last entry everything is zero";
     EXPECT_EQ(matchNarrow({{DMAC, 0, kAll, kMac}, {DMAC, 0, kAll, kMac}}, 2, 31), 0)
         << "then the search goes on in the rest of the range";
 }

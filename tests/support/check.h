@@ -58,7 +58,7 @@ constexpr unsigned kCounterStart = __COUNTER__;
     constinit const Group name = {name##List.list, sizeof name##List.list / sizeof(Case)}; \
     }
 
-// A statement that takes an else of its own, so that a check may follow an if without braces. The values are worked
+// A statement that takes an else of its own: a check after an if does not take the else of that if. The values are worked
 // out once.
 #define SUPPORT_CHECK(how, what, condition) \
     switch (0)                              \
