@@ -41,13 +41,13 @@ layer_report() {
 }
 check "the parser of KTAP" sh /ktap_test.sh
 fresh_log
-check "tests of the layer" insmod /ifc_test.ko
+check "tests of the layer run" insmod /ifc_test.ko
 check "their report is whole, and all hold" layer_report
 check "its module unloads" rmmod ifc_test
 check "the driver is as after a load" [ "$(grep -c 'valid:0' $dir/rules)" = 40 ]
 afresh revision=12
 fresh_log
-check "tests of the layer on a chip of revision 12" insmod /ifc_test.ko
+check "tests of the layer run on a chip of revision 12" insmod /ifc_test.ko
 check "their report is whole, and all hold" layer_report
 check "which it is afterwards" sh -c "rmmod ifc_test && grep -q 'revision 12' $dir/status"
 afresh

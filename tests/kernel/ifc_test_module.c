@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // ifc_test.ko: runs the tests of tests/layer inside the kernel, on the simulated engine of ifc.ko, and reports in KTAP.
-// Loading it is the run; it stays loaded only when all tests hold. The driver is left as after a load: no rules, all
-// zero.
+// Loading it is the run, and succeeds whatever the tests say: that is in the report. (Some insmod loads a second time what
+// has failed.) The driver is left as after a load: no rules, all zero.
 #include <linux/kernel.h>
 #include <linux/module.h>
 #include <linux/sched.h>
@@ -97,7 +97,6 @@ static void start_afresh(void)
 static int __init ifc_test_init(void)
 {
     unsigned int done_after;
-    unsigned int failed_tests = 0;
     unsigned int count = 0;
     unsigned int n;
     int revision;
@@ -120,7 +119,6 @@ static int __init ifc_test_init(void)
         failures = 0;
         start_afresh();
         support_test_run(n);
-        failed_tests += failures != 0;
         pr_info("%s %u %s.%s\n", failures ? "not ok" : "ok", n + 1, support_test_subject(n),
                 support_test_behaviour(n));
         cond_resched();
@@ -131,7 +129,7 @@ static int __init ifc_test_init(void)
     ifc_glue_watch(NULL);
     ifc_glue_capture_end();
     ifc_callers_unlock();
-    return failed_tests ? -EINVAL : 0;
+    return 0;
 }
 
 static void __exit ifc_test_exit(void) {}

@@ -11,7 +11,10 @@ function broken(what) {
 }
 /^KTAP/ {
     if ($0 != "KTAP version 1") broken("accepted: KTAP version 1")
-    else if (version++) broken("a second report")
+    else if (version++) {
+        broken("a second report")
+        exit
+    }
     next
 }
 /^1\.\./ {
