@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// ifc_test.ko: runs the tests of tests/layer inside the kernel, on the simulated engine of ifc.ko, and reports in KTAP.
-// Loading it is the run, and succeeds whatever the tests say: that is in the report. (Some insmod loads a second time what
-// has failed.) The driver is left as after a load: no rules, all zero.
+// ifc_test.ko: runs the tests of tests/layer inside the kernel, on the simulated engine of ifc.ko, and
+// reports in KTAP. Loading it is the run, and succeeds whatever the tests say: that is in the report. (Some
+// insmod loads a second time what has failed.) The driver is left as after a load: no rules, all zero.
 #include <linux/kernel.h>
 #include <linux/module.h>
 #include <linux/sched.h>

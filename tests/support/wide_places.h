@@ -68,7 +68,8 @@ inline uint32_t arrayWord(const IFC_LUT0_Format &rule, unsigned area, unsigned s
     return value;
 }
 
-// Where the slot of the arrays that the codec takes begins: the first three slots are the words of the two MACs.
+// Where the slot of the arrays that the codec takes begins: the first three slots are the words of the two
+// MACs.
 constexpr unsigned slotLsb(unsigned slot)
 {
     return slot < 3 ? 32 * slot : kPlaces[slot].lsb;
