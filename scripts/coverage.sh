@@ -1,14 +1,14 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT OR GPL-2.0
-# Line and branch coverage of ifc/ by the unit tests. What cannot be reached is named in docs/testing.md.
+# Line and branch coverage of ifc/ by the tests of the layer. What cannot be reached is named in docs/testing.md.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build=build/coverage
 cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS="--coverage -O0 -fno-inline" \
     -DCMAKE_C_FLAGS=--coverage -DIFC_BUILD_TOOLS=OFF >/dev/null
-cmake --build "$build" -j "$(nproc)" --target unit_tests
+cmake --build "$build" -j "$(nproc)" --target layer_tests
 find "$build" -name '*.gcda' -delete
-"$build/tests/unit/unit_tests" --gtest_brief=1
+"$build/tests/layer/layer_tests" --gtest_brief=1
 # The test that compiles broken sources leaves notes of objects that never ran.
 gcovr --root . --filter "ifc/" --exclude-throw-branches --branches --print-summary \
     --object-directory "$build" "$build/ifc" "$@"

@@ -22,7 +22,7 @@ fs=$build/root
 
 rm -rf "$fs"
 mkdir -p "$fs"/{bin,proc,sys,dev,tmp,expected}
-cp tests/kernel/{init,checks.sh,faults} examples/{stack,framings}.pcap "$fs/"
+cp tests/kernel/{init,checks.sh,ktap.sh,ktap_test.sh,faults} examples/{stack,framings}.pcap "$fs/"
 chmod +x "$fs/init" "$fs/checks.sh"
 cp build/armhf-tool/tools/ifcctl/ifcctl "$fs/bin/"
 cp tests/kernel/batch.txt "$fs/batch"

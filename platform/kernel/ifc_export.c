@@ -13,9 +13,14 @@ EXPORT_SYMBOL_GPL(ifcSendToPpe);
 
 /* For tests. */
 EXPORT_SYMBOL_GPL(ifc_kernel_printk);
+EXPORT_SYMBOL_GPL(get_frame_engine_data);
 EXPORT_SYMBOL_GPL(set_frame_engine_data);
+EXPORT_SYMBOL_GPL(GET_HIR);
 EXPORT_SYMBOL_GPL(ifc_sim_power_on);
 EXPORT_SYMBOL_GPL(ifc_sim_done_after);
+EXPORT_SYMBOL_GPL(ifc_sim_errors);
+EXPORT_SYMBOL_GPL(ifc_sim_tables);
+EXPORT_SYMBOL_GPL(ifc_sim_time_out);
 
 EXPORT_SYMBOL_GPL(ifcSetRuleConfig);
 EXPORT_SYMBOL_GPL(ifcChecConfigDone);

@@ -58,6 +58,15 @@ void ifc_glue_setup(void __iomem *base, int revision)
     memset(&longest, 0, sizeof(longest));
 }
 
+static void tell(enum ifc_glue_event_kind kind, u32 reg, u32 value)
+{
+    struct ifc_glue_event event = {kind, reg, value};
+    void (*watch)(const struct ifc_glue_event *event) = READ_ONCE(watcher);
+
+    if (watch)
+        watch(&event);
+}
+
 static void write_record(struct open_line *to)
 {
     to->text[to->used] = '\0';
@@ -130,6 +139,7 @@ int ifc_kernel_printk(const char *fmt, ...)
             log_char(to, piece[n]);
     }
     spin_unlock_irqrestore(&line_lock, flags);
+    tell(IFC_GLUE_PRINTED, 0, length);
     return length;
 }
 
@@ -178,15 +188,6 @@ EXPORT_SYMBOL_GPL(ifc_glue_capture_end);
 size_t ifc_glue_capture_lost(void)
 {
     return capture_lost;
-}
-
-static void tell(enum ifc_glue_event_kind kind, u32 reg, u32 value)
-{
-    struct ifc_glue_event event = {kind, reg, value};
-    void (*watch)(const struct ifc_glue_event *event) = READ_ONCE(watcher);
-
-    if (watch)
-        watch(&event);
 }
 
 unsigned long ifc_spin_lock_irqsave(spinlock_t *lock)

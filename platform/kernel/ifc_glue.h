@@ -43,13 +43,14 @@ enum ifc_glue_event_kind {
     IFC_GLUE_UNLOCK,
     IFC_GLUE_WAIT,
     IFC_GLUE_REVISION,
+    IFC_GLUE_PRINTED, /* a piece of text, after it was captured */
 };
 struct ifc_glue_event {
     u8 kind;
     u32 reg;   /* of reads and writes */
-    u32 value; /* of them; of a wait its milliseconds */
+    u32 value; /* of them; of a wait its milliseconds; of a piece its length */
 };
-/* Hears of everything that the layer asks of the hardware, in order. NULL: nobody. */
+/* Hears of everything that the layer asks of the hardware or prints, in order. NULL: nobody. */
 void ifc_glue_watch(void (*watch)(const struct ifc_glue_event *event));
 void ifc_glue_set_revision(int revision);
 int ifc_glue_revision(void);

@@ -42,6 +42,16 @@ unsigned int ifc_sim_errors(void)
     return window.errors();
 }
 
+void *ifc_sim_tables(void)
+{
+    return &window.tables();
+}
+
+void ifc_sim_time_out(unsigned int after, unsigned int count)
+{
+    window.injectFault(engine::TransferFault::NeverComplete, after, count);
+}
+
 void ifc_sim_classify(const unsigned char *frame, unsigned int length, int source_interface, int gem_port,
                       struct ifc_sim_verdict *verdict)
 {

@@ -13,6 +13,11 @@ unsigned int ifc_sim_read(unsigned int reg);
 void ifc_sim_write(unsigned int reg, unsigned int value);
 unsigned int ifc_sim_errors(void);
 
+/* For tests. */
+void *ifc_sim_tables(void); /* struct engine::Tables */
+void ifc_sim_time_out(unsigned int after,
+                      unsigned int count); /* these transfers from now on never complete */
+
 struct ifc_sim_verdict {
     int entry; /* that decides: number of its action and counter; -1: none */
     unsigned int lut0;

@@ -33,15 +33,23 @@ echo "KERNEL $(uname -r)"
 check "module loads" load
 check "files are for root alone" [ "$(stat -c %a $dir/command)$(stat -c %a $dir/lut0)" = 600600 ]
 
-# The directed tests of the layer, in here.
+# The tests of the layer, in here. Their report is KTAP in the log.
+layer_report() {
+    dmesg | sed 's/^\[ *[0-9.]*\] //' | sh /ktap.sh - >/tmp/ktap
+    judged=$?
+    sed 's/^/NOTE /' /tmp/ktap
+    return $judged
+}
+check "the parser of KTAP" sh /ktap_test.sh
 fresh_log
-check "directed tests" insmod /ifc_test.ko
-dmesg | grep 'ifc_test: .*cases' | sed 's/^\[[^]]*\] /NOTE /'
-dmesg | grep 'ifc_test: ' | head -20 | grep -v 'ifc_test: ok' | grep -v ' cases, ' | sed 's/^\[[^]]*\] /NOTE /'
+check "tests of the layer run" insmod /ifc_test.ko
+check "their report is whole, and all hold" layer_report
 check "its module unloads" rmmod ifc_test
 check "the driver is as after a load" [ "$(grep -c 'valid:0' $dir/rules)" = 40 ]
 afresh revision=12
-check "directed tests on a chip of revision 12" insmod /ifc_test.ko
+fresh_log
+check "tests of the layer run on a chip of revision 12" insmod /ifc_test.ko
+check "their report is whole, and all hold" layer_report
 check "which it is afterwards" sh -c "rmmod ifc_test && grep -q 'revision 12' $dir/status"
 afresh
 

@@ -5,10 +5,14 @@ namespace support
 {
 
 extern const Group transferTests, rewriteTests, counterTests, actionTests, actionDumpTests, ruleDumpTests,
-    readBackTests, vlanPppoeTests, checksumTests, packetDumpTests;
-const Group *const kGroups[] = {&transferTests,   &rewriteTests,   &counterTests,  &actionTests,
-                                &actionDumpTests, &ruleDumpTests,  &readBackTests, &vlanPppoeTests,
-                                &checksumTests,   &packetDumpTests};
+    readBackTests, vlanPppoeTests, checksumTests, packetDumpTests, wideRuleTests, narrowEntryTests,
+    maskReductionTests, placementTests, deletionTests, matchTests, recordTests, wideCodecTests,
+    untouchedTests;
+const Group *const kGroups[] = {&transferTests,      &rewriteTests,    &counterTests,  &actionTests,
+                                &actionDumpTests,    &ruleDumpTests,   &readBackTests, &vlanPppoeTests,
+                                &checksumTests,      &packetDumpTests, &wideRuleTests, &narrowEntryTests,
+                                &maskReductionTests, &placementTests,  &deletionTests, &matchTests,
+                                &recordTests,        &wideCodecTests,  &untouchedTests};
 const unsigned kGroupCount = sizeof kGroups / sizeof *kGroups;
 
 } // namespace support

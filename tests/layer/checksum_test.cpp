@@ -120,6 +120,19 @@ TEST(Checksum, AnOffsetBelowZeroSumsNothing)
     EXPECT_PRINTED("@ipv4_checksum: offset:-1\n", "@data: 0\n");
 }
 
+TEST(Checksum, AnIpv4HeaderMayBeginAnywhere)
+{
+    unsigned char data[64] = {};
+    for (const int offset : list({0, 14, 19, 20, 21, 34, 44})) {
+        __builtin_memset(data, 0x55, sizeof data);
+        __builtin_memset(data + offset, 0, 20);
+        data[offset] = 0x12;
+        data[offset + 19] = 0x34;
+        const sk_buff skb = bufferOf(data, sizeof data);
+        EXPECT_EQ(ipv4_checksum(&skb, offset), 0xEDCBu) << offset;
+    }
+}
+
 TEST(Checksum, OneReadingOfTheLevelServesAWholeSum)
 {
     unsigned char data[20] = {};

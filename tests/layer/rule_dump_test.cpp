@@ -161,8 +161,8 @@ TEST(Dump, TablesAreDumpedAlikeAtEveryLevel)
                                     "@ifcSetRuleConfig is 0x00030021.\n",
                                     "  Action: enable:0, OWF:0",
                                     "\n",
-                                    "\nLUT1-5: valid:1, end:1, Type:0, Sel:0, Command:1, Field:DPORT, "
-                                    "Mask:ffff, Key:0050\n",
+                                    ("\nLUT1-5: valid:1, end:1, Type:0, Sel:0, Command:1, Field:DPORT, "
+                                     "Mask:ffff, Key:0050\n"),
                                     "@ifcSetRuleConfig is 0x000d0021.\n",
                                     "  Action: enable:0, OWF:0",
                                     "\n"};

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// A small subset of a test framework, freestanding: the same tests run on a host under GoogleTest and inside a kernel
-// under KTAP. TEST, EXPECT_* and ASSERT_* mean what they mean in GoogleTest; a note may follow a check with <<.
+// A small subset of a test framework, freestanding: the same tests run on a host under GoogleTest and inside
+// a kernel under KTAP. TEST, EXPECT_* and ASSERT_* mean what they mean in GoogleTest; a note may follow a
+// check with <<.
 //
 // There are no constructors to register tests with, so each source ends with END_OF_TESTS(itsName), and
 // tests/layer/all_tests.cpp lists the names.
@@ -58,8 +59,8 @@ constexpr unsigned kCounterStart = __COUNTER__;
     constinit const Group name = {name##List.list, sizeof name##List.list / sizeof(Case)}; \
     }
 
-// A statement that takes an else of its own, so that a check may follow an if without braces. The values are worked
-// out once.
+// A statement that takes an else of its own: a check after an if does not take the else of that if. The
+// values are worked out once.
 #define SUPPORT_CHECK(how, what, condition) \
     switch (0)                              \
     case 0:                                 \

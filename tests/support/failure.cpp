@@ -31,6 +31,7 @@ Failure::Failure(const char *file, int line, const char *what) : file_(file), li
 {
     used = 0;
     *this << what << " does not hold";
+    noted_ = false;
 }
 
 Failure::Failure(const char *file, int line, const char *what, long long got, long long expected)
@@ -39,6 +40,7 @@ Failure::Failure(const char *file, int line, const char *what, long long got, lo
     used = 0;
     *this << what << ": " << got << " (" << hex(static_cast<unsigned long long>(got)) << "), " << expected
           << " (" << hex(static_cast<unsigned long long>(expected)) << ")";
+    noted_ = false;
 }
 
 Failure::Failure(const char *file, int line, const char *what, const char *got, const char *expected)
@@ -50,6 +52,7 @@ Failure::Failure(const char *file, int line, const char *what, const char *got, 
     *this << "', expected '";
     quote(expected);
     *this << "'";
+    noted_ = false;
 }
 
 Failure::~Failure()
@@ -62,6 +65,14 @@ void Failure::put(char c)
 {
     if (used + 1 < sizeof message)
         message[used++] = c;
+}
+
+// A space between the check and the first note.
+void Failure::note()
+{
+    if (!noted_)
+        put(' ');
+    noted_ = true;
 }
 
 // A report is one line.
@@ -79,8 +90,7 @@ void Failure::quote(const char *text)
 
 Failure &Failure::operator<<(const char *text)
 {
-    if (used != 0 && message[used - 1] == ')')
-        put(' ');
+    note();
     quote(text);
     return *this;
 }
@@ -89,6 +99,7 @@ Failure &Failure::operator<<(Hex number)
 {
     char digits[24];
     (void)snprintf(digits, sizeof digits, "0x%llx", number.value);
+    note();
     quote(digits);
     return *this;
 }
@@ -97,6 +108,7 @@ Failure &Failure::operator<<(long long number)
 {
     char digits[24];
     (void)snprintf(digits, sizeof digits, "%lld", number);
+    note();
     quote(digits);
     return *this;
 }

@@ -59,10 +59,12 @@ public:
 
 private:
     void put(char c);
+    void note();
     void quote(const char *text);
 
     const char *file_;
     int line_;
+    bool noted_ = true; // what follows needs no space in front
 };
 
 // Makes a failed check the operand of a return statement.

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// What a test of the rule layer needs besides checks: the recorder of everything that the layer does, the traffic that a
-// test expects, requests, and the hardware. Freestanding.
+// What a test of the rule layer needs besides checks: the recorder of everything that the layer does, the
+// traffic that a test expects, requests, and the hardware. Freestanding.
 //
-// Each test finds the driver's globals all zero, a chip of revision 0 that was just powered on and answers at the first
-// read, and nothing recorded. The tests' numbers are literals, never the layer's own constants.
+// Each test finds the driver's globals all zero, a chip of revision 0 that was just powered on and answers at
+// the first read, and nothing recorded. The tests' numbers are literals, never the layer's own constants.
 #pragma once
 
 #include "failure.h"
@@ -61,8 +61,8 @@ constexpr uint32_t command(uint32_t index, uint32_t offset, uint32_t sel, uint32
     return 1u | type << 1 | sel << 4 | offset << 8 | index << 16;
 }
 
-// An ordered list of events that a test expects, across all registers. There is one at a time: building the next one
-// replaces it.
+// An ordered list of events that a test expects, across all registers. There is one at a time: building the
+// next one replaces it.
 class Traffic
 {
 public:
@@ -73,7 +73,8 @@ public:
     Traffic &unlock() { return next({Kind::Unlock, 0, 0}); }
     Traffic &wait() { return next({Kind::Wait, 0, 1}); }
     Traffic &revision() { return next({Kind::Revision, 0, 0}); }
-    // A command and its polls, the last of which shows the done bit (if `done`); a wait follows each other one.
+    // A command and its polls, the last of which shows the done bit (if `done`); a wait follows each other
+    // one.
     Traffic &transfer(uint32_t command, unsigned reads = 1, bool done = true);
     Traffic &timeOut(uint32_t command) { return transfer(command, 3, false); }
     // The data registers, from the last one down, as actions travel.

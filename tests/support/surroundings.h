@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: MIT OR GPL-2.0 */
-/* Between the tests and the machine they run on: a host process, or a kernel module, which is written in C. */
+/* Between the tests and the machine they run on: a host process, or a kernel module, which is in C. */
 #ifndef SURROUNDINGS_H
 #define SURROUNDINGS_H
 

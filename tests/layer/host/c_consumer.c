@@ -15,7 +15,7 @@ _Static_assert(sizeof(ifc_field_param) == 36, "9 words");
 _Static_assert(sizeof(IFC_Mode_t) == sizeof(unsigned int), "the mode is a word");
 _Static_assert(offsetof(IFC_Private_T, dbgLevel) == 0, "first member");
 _Static_assert(offsetof(IFC_Private_T, lock) == offsetof(IFC_Private_T, lut0HitMap) + 12,
-               "behind the bitmaps");
+               "after the bitmaps");
 _Static_assert(FIELD_IDX_MAX == 68 && UDF15 == 47 && SA_ID == 67, "field ids");
 
 int c_consumer(void);

@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// The reduction against the rule worked out bit by bit.
-#include "layer_test.h"
+// The reduction of a mask to a length and a direction, against the rule worked out one shift at a time.
+#include "tests/support/check.h"
+#include "tests/support/layer.h"
 
-#include <random>
-
-using testing::ElementsAre;
+using namespace support;
 
 namespace
 {
@@ -88,34 +87,26 @@ Outcome slowly(uint high, uint low, int width)
     return {kFailed, false};
 }
 
+void check(uint high, uint low, int width)
+{
+    forget();
+    const Outcome expected = slowly(high, low, width);
+    ASSERT_EQ(change_mask_from_48_to_32(high, low, width), expected.result)
+        << hex(high) << " " << hex(low) << " " << width;
+    const char *lines[2];
+    unsigned count = 0;
+    if (expected.saysZero)
+        lines[count++] = "mask should not be 0!\n";
+    if (expected.result == kFailed)
+        lines[count++] =
+            width == 48 ? format("mask should be left->right or right->left, but mask:%04x%8x\n", high, low)
+                        : format("mask should be left->right or right->left, but mask:%8x\n", low);
+    comparePieces(__FILE__, __LINE__, lines, count);
+}
+
 } // namespace
 
-class MaskReductionTest : public LayerTest
-{
-protected:
-    void check(uint high, uint low, int width)
-    {
-        forget();
-        const Outcome expected = slowly(high, low, width);
-        ASSERT_EQ(change_mask_from_48_to_32(high, low, width), expected.result)
-            << std::hex << high << ' ' << low << ' ' << width;
-        std::vector<std::string> lines;
-        if (expected.saysZero)
-            lines.emplace_back("mask should not be 0!\n");
-        char text[100];
-        if (width == 48)
-            (void)std::snprintf(text, sizeof text,
-                                "mask should be left->right or right->left, but mask:%04x%8x\n", high, low);
-        else
-            (void)std::snprintf(text, sizeof text,
-                                "mask should be left->right or right->left, but mask:%8x\n", low);
-        if (expected.result == kFailed)
-            lines.emplace_back(text);
-        ASSERT_EQ(said, lines) << std::hex << high << ' ' << low << ' ' << width;
-    }
-};
-
-TEST_F(MaskReductionTest, TableOfReductions)
+TEST(MaskReduction, TableOfReductions)
 {
     const struct {
         uint high, low;
@@ -132,6 +123,8 @@ TEST_F(MaskReductionTest, TableOfReductions)
         {0xFF00, 0, 48, 8},
         {0xFFFF, 0xFF000000, 48, 24},
         {0, 0xFFFFFFFF, 48, 0x80000020},
+        {0, 0x000000FF, 48, 0x80000008},
+        {0x1234, 0xFFFFFFFF, 32, 32},
         {0, 0x0000FFFF, 48, 0x80000010},
         {0x7FFF, 0xFFFFFFFF, 48, 0x8000002F},
         {0x00FF, 0xFFFFFFFF, 48, 0x8000002F},
@@ -140,31 +133,34 @@ TEST_F(MaskReductionTest, TableOfReductions)
     for (const auto &row : table) {
         EXPECT_EQ(change_mask_from_48_to_32(row.high, row.low, row.width), row.result)
             << row.high << ' ' << row.low;
-        EXPECT_TRUE(said.empty());
+        EXPECT_NOTHING_PRINTED();
     }
-    EXPECT_TRUE(seen.empty() && events.empty());
+    EXPECT_NO_TRAFFIC();
 }
 
-TEST_F(MaskReductionTest, FailuresSayWhy)
+TEST(MaskReduction, FailuresSayWhy)
 {
     EXPECT_EQ(change_mask_from_48_to_32(0, 0, 32), kFailed);
-    EXPECT_THAT(pieces(), ElementsAre("mask should not be 0!\n",
-                                      "mask should be left->right or right->left, but mask:       0\n"));
+    EXPECT_PRINTED("mask should not be 0!\n",
+                   "mask should be left->right or right->left, but mask:       0\n");
     forget();
     EXPECT_EQ(change_mask_from_48_to_32(0, 0x00FFFF00, 32), kFailed);
-    EXPECT_THAT(pieces(), ElementsAre("mask should not be 0!\n",
-                                      "mask should be left->right or right->left, but mask:  ffff00\n"));
+    EXPECT_PRINTED("mask should not be 0!\n",
+                   "mask should be left->right or right->left, but mask:  ffff00\n");
+    forget();
+    EXPECT_EQ(change_mask_from_48_to_32(0, 0x00FF00FF, 32), kFailed);
+    EXPECT_PRINTED("mask should be left->right or right->left, but mask:  ff00ff\n");
     forget();
     EXPECT_EQ(change_mask_from_48_to_32(0, 0, 48), kFailed);
-    EXPECT_THAT(pieces(), ElementsAre("mask should be left->right or right->left, but mask:0000       0\n"));
+    EXPECT_PRINTED("mask should be left->right or right->left, but mask:0000       0\n");
     forget();
     EXPECT_EQ(change_mask_from_48_to_32(0xFF00, 0x0000FFFF, 48), kFailed);
-    EXPECT_THAT(pieces(), ElementsAre("mask should be left->right or right->left, but mask:ff00    ffff\n"));
+    EXPECT_PRINTED("mask should be left->right or right->left, but mask:ff00    ffff\n");
 }
 
-TEST_F(MaskReductionTest, AllContiguousMasks)
+TEST(MaskReduction, AllContiguousMasks)
 {
-    for (const int width : {32, 48, 0, 16})
+    for (const int width : list({32, 48, 0, 16}))
         for (unsigned first = 0; first <= 48; ++first)
             for (unsigned last = first; last <= 48; ++last) {
                 const uint64_t mask = ((uint64_t{1} << last) - 1) & ~((uint64_t{1} << first) - 1);
@@ -172,24 +168,24 @@ TEST_F(MaskReductionTest, AllContiguousMasks)
             }
 }
 
-TEST_F(MaskReductionTest, AllHighHalvesWithTypicalLowOnes)
+TEST(MaskReduction, AllHighHalvesWithTypicalLowOnes)
 {
     for (uint high = 0; high <= 0xFFFF; ++high)
-        for (const uint low : {0u, 0xFFFFFFFFu})
+        for (const uint low : list({0u, 0xFFFFFFFFu}))
             check(high, low, 48);
 }
 
-TEST_F(MaskReductionTest, AMillionOthers)
+TEST(MaskReduction, AMillionOthers)
 {
-    std::mt19937 random(7);
+    Random random(7);
 #ifdef __x86_64__
     const int rounds = 1000000;
 #else
     const int rounds = 50000; // under emulation
 #endif
     for (int n = 0; n < rounds; ++n) {
-        uint high = static_cast<uint>(random());
-        uint low = static_cast<uint>(random());
+        uint high = random();
+        uint low = random();
         // Half of them close to a run: shifted ones with a bit flipped here and there, and bits above 47.
         if (n & 1) {
             low = 0xFFFFFFFFu << (random() % 32);
@@ -206,3 +202,5 @@ TEST_F(MaskReductionTest, AMillionOthers)
         check(high, low, n % 3 == 0 ? 32 : 48);
     }
 }
+
+END_OF_TESTS(maskReductionTests)

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // The simulated register window and the host's services themselves.
-#include "layer_test.h"
+#include "tests/support/host/layer_fixture.h"
 
 #include <cstring>
 
+using namespace support;
 using engine::AccessError;
 using engine::TransferFault;
 
@@ -175,7 +176,7 @@ TEST_F(HostTest, ARevisionSourceAnswersUntilARevisionIsSet)
 TEST_F(HostTest, AMutedLogIsSilent)
 {
     host::quietly([] { return printk("%d\n", 1); });
-    EXPECT_TRUE(said.empty());
+    EXPECT_NOTHING_PRINTED();
     (void)printk("%s-%04x\n", "a", 0xBEu);
-    EXPECT_EQ(text(), "a-00be\n");
+    EXPECT_STREQ(text(), "a-00be\n");
 }

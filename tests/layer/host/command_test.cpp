@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // The command handler: every operation by name, and what it refuses.
 #include "ifc/ifc_cmd.h"
-#include "layer_test.h"
+#include "tests/support/host/layer_fixture.h"
 
-#include <cstring>
-#include <fstream>
 #include <set>
 #include <sstream>
+
+using namespace support;
 
 class CmdTest : public LayerTest
 {
@@ -29,7 +29,7 @@ protected:
     {
         expectNothingChanges([&] { EXPECT_EQ(run(line), IFC_CMD_REFUSED) << line; });
         EXPECT_EQ(answer, expected + "\n") << line;
-        EXPECT_TRUE(seen.empty() && said.empty()) << "nothing was called: " << line;
+        EXPECT_EQ(events() + pieces(), 0u) << "nothing was called: " << line;
     }
 };
 
@@ -44,18 +44,18 @@ TEST_F(CmdTest, EmptyLinesAndCommentsDoNothing)
 TEST_F(CmdTest, Transfers)
 {
     gives("ifcSetRuleConfig 3 10 0 1", "= 0\n");
-    EXPECT_EQ(traffic().front(), "W bfb50204 00030a03");
+    EXPECT_TRAFFIC(Traffic().transfer(0x00030A03));
     gives("ifcChecConfigDone 0xBFB50200 1", "= -62\n");
     gives("ifc_enable", "= 0\n");
     EXPECT_EQ(chip.globalConfig(), 1u);
-    EXPECT_EQ(text(), "Exec. Success.\n");
+    EXPECT_STREQ(text(), "Exec. Success.\n");
     gives("ifc_get_ifc_staus", "= 0\n");
-    EXPECT_EQ(text(), "IFC :Enable .\n");
+    EXPECT_STREQ(text(), "IFC :Enable .\n");
     gives("ifc_disable", "= 0\n");
     gives("write_all_ifc_rule_to_hw", "= 0\n");
-    EXPECT_EQ(count(engine::AccessKind::Write), 528u);
+    EXPECT_EQ(count(Kind::Write), 528u);
     gives("clear_ifc_rules -1", "= 0\n");
-    EXPECT_EQ(count(engine::AccessKind::Write), 16u);
+    EXPECT_EQ(count(Kind::Write), 16u);
     gives("clear_all_ifc_rules", "= 0\n");
 }
 
@@ -63,7 +63,7 @@ TEST_F(CmdTest, RowsOfTheHardware)
 {
     chip.tables().action[39][3] = 0x1234;
     gives("get row 2 39 0", "= 0x00001234 0x00000000 0x00000000 0x00000000\n");
-    EXPECT_EQ(traffic().size(), 6u); // command, poll, four data registers
+    EXPECT_EQ(events(), 6u); // command, poll, four data registers
     refuses("get row 4 0 0", "get row: sel '4': accepted: 0 to 3");
     refuses("get row 0 0", "get row: offset '': accepted: 0 to 255");
     refuses("get row 0 0 0 0", "get row '0': accepted: row SEL INDEX OFFSET");
@@ -85,7 +85,7 @@ TEST_F(CmdTest, Lut0)
         EXPECT_EQ(answer.substr(0, 5), "= ok\n");
     }
     gives("ifc_parser_lut0_rule 2 99", "= 0\n");
-    EXPECT_EQ(said[0], "LUT0-99 field:28 DPORT, Enable, ");
+    EXPECT_STREQ(piece(0), "LUT0-99 field:28 DPORT, Enable, ");
     gives("ifc_get_rule_from_reg 2", "= 0\n");
     gives("ifc_get_rule_from_reg 8", "= -1\n");
     gives("ifc_get_rule_from_hw 8", "= 0\n");
@@ -124,16 +124,16 @@ TEST_F(CmdTest, Requests)
           "= 0\n");
     EXPECT_EQ(IFC_LUT1_Rule[0].word[0], 0u);
     gives("ifc_set_lut_rules_auto", "= -1\n");
-    EXPECT_EQ(pieces()[0], "@Parameters should not be NULL!\n");
+    EXPECT_STREQ(piece(0), "@Parameters should not be NULL!\n");
 }
 
 TEST_F(CmdTest, ActionsCountersResults)
 {
     gives("set ifcSendToPpe 1", "= 0x1\n");
     gives("ifc_set_action 8 0 1 3 5 0 0", "= 0\n");
-    EXPECT_EQ(text(), "channel:3, queue:5\n");
+    EXPECT_STREQ(text(), "channel:3, queue:5\n");
     gives("ifc_dump_action 8", "= 0\n");
-    EXPECT_EQ(text(), "  Action: enable:1, OWF:0, channel:3, queue:5\n");
+    EXPECT_STREQ(text(), "  Action: enable:1, OWF:0, channel:3, queue:5\n");
     gives("ifc_clear_action 8", "= 0\n");
     gives("ifc_clear_action 40", "= -1\n");
     gives("clear_all_ifc_actions", "= 0\n");
@@ -162,9 +162,9 @@ TEST_F(CmdTest, PacketHelpers)
     gives("tcp_udp_checksum 2 1 2 4500", "= 0xfffc\n");
     gives("getPppoeSid 0 11001234000200210000", "= 0 sid 0x3412 ppp_tag 0x2100\n");
     gives("dump_skb 0102", "= ok\n");
-    EXPECT_EQ(said.back(), "0000: 01 02 \n");
+    EXPECT_STREQ(lastPiece(), "0000: 01 02 \n");
     gives("dump_skb", "= ok\n");
-    EXPECT_EQ(said.size(), 1u);
+    EXPECT_EQ(pieces(), 1u);
 }
 
 TEST_F(CmdTest, Variables)

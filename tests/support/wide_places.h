@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+// Where the fields of a wide rule are, written down independently of the driver's own tables.
+#pragma once
+
+#include "ifc/ifc_util.h"
+
+namespace support
+{
+
+struct Place {
+    const char *name;
+    unsigned lsb; // within an area
+    unsigned width;
+};
+
+// As the hardware lists them, independent of the driver's catalogue.
+constexpr Place kPlaces[32] = {
+    {"", 0, 0},
+    {"DMAC", 0, 48},
+    {"SMAC", 48, 48},
+    {"DIPv4", 96, 32},
+    {"SIPv4", 128, 32},
+    {"DIPv6_31_0", 160, 32},
+    {"DIPv6_63_32", 192, 32},
+    {"DIPv6_95_64", 224, 32},
+    {"DIPv6_127_96", 256, 32},
+    {"SIPv6_31_0", 288, 32},
+    {"SIPv6_63_32", 320, 32},
+    {"SIPv6_95_64", 352, 32},
+    {"SIPv6_127_96", 384, 32},
+    {"FLOW_LABEL", 416, 20},
+    {"SINF", 436, 5},
+    {"FRAME_TYPE", 441, 3},
+    {"VPM0", 444, 2},
+    {"VPM1", 446, 2},
+    {"VID0", 448, 12},
+    {"PBIT0", 460, 4},
+    {"VID1", 464, 12},
+    {"PBIT1", 476, 4},
+    {"ETYPE", 480, 16},
+    {"GEMPORT", 496, 16},
+    {"IPv4_PROTOCOL", 512, 8},
+    {"IPv6_NEXT_HEADER", 520, 8},
+    {"IPv4_DSCP", 528, 8},
+    {"IPv6_TRAFFIC_CLASS", 536, 8},
+    {"DPORT", 544, 16},
+    {"SPORT", 560, 16},
+    {"PPPOE_SESSION", 576, 16},
+    {"DMAC_TYPE", 592, 2},
+};
+
+// Bit n of a 1312-bit rule whose word 40 is the least significant.
+inline bool bitOf(const IFC_LUT0_Format &rule, unsigned n)
+{
+    return (rule.word[40 - n / 32] >> n % 32 & 1) != 0;
+}
+
+constexpr unsigned kKeyArea = 0;
+constexpr unsigned kMaskArea = 608;
+
+inline uint32_t arrayWord(const IFC_LUT0_Format &rule, unsigned area, unsigned slot)
+{
+    const unsigned lsb = slot < 3 ? 32 * slot : kPlaces[slot].lsb;
+    const unsigned width = slot < 3 ? 32 : kPlaces[slot].width;
+    uint32_t value = 0;
+    for (unsigned n = 0; n < width; ++n)
+        value |= static_cast<uint32_t>(bitOf(rule, area + lsb + n)) << n;
+    return value;
+}
+
+// Where the slot of the arrays that the codec takes begins: the first three slots are the words of the two
+// MACs.
+constexpr unsigned slotLsb(unsigned slot)
+{
+    return slot < 3 ? 32 * slot : kPlaces[slot].lsb;
+}
+
+constexpr unsigned slotWidth(unsigned slot)
+{
+    return slot < 3 ? 32 : kPlaces[slot].width;
+}
+
+} // namespace support
