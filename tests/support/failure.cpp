@@ -17,16 +17,6 @@ unsigned used;
 
 } // namespace
 
-const Case *testNumber(unsigned n)
-{
-    for (unsigned group = 0; group < kGroupCount; ++group) {
-        if (n < kGroups[group]->count)
-            return &kGroups[group]->cases[n];
-        n -= kGroups[group]->count;
-    }
-    return nullptr;
-}
-
 Failure::Failure(const char *file, int line, const char *what) : file_(file), line_(line)
 {
     used = 0;

@@ -230,29 +230,4 @@ void support_printed(const char *from, unsigned length)
     if (printHook != nullptr)
         printHook();
 }
-
-const char *support_test_subject(unsigned n)
-{
-    const Case *const found = testNumber(n);
-    return found != nullptr ? found->subject : nullptr;
-}
-
-const char *support_test_behaviour(unsigned n)
-{
-    const Case *const found = testNumber(n);
-    return found != nullptr ? found->behaviour : nullptr;
-}
-
-void support_test_run(unsigned n)
-{
-    const Case *const test = testNumber(n);
-    whenPrinting(nullptr);
-    setRevision(0);
-    powerOn();
-    test->run();
-    if (surroundings_errors() != 0)
-        Failure(test->file, test->line, "every access is one that the hardware knows");
-    whenPrinting(nullptr);
-    setRevision(0);
-}
 }
