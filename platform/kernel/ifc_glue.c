@@ -139,7 +139,8 @@ int ifc_kernel_printk(const char *fmt, ...)
             log_char(to, piece[n]);
     }
     spin_unlock_irqrestore(&line_lock, flags);
-    tell(IFC_GLUE_PRINTED, 0, length);
+    if (captured)
+        tell(IFC_GLUE_PRINTED, 0, length);
     return length;
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // Rules that do not overlap land where automatic placement puts them.
-#include "layer_test.h"
 #include "random_sets.h"
+#include "tests/support/host/layer_fixture.h"
 
 #include <memory>
 
@@ -48,18 +48,17 @@ protected:
     // Places a request as the layer does, and adds it as a new rule. False: the layer had no place.
     bool addNew(Random &random)
     {
-        std::vector<Cond> conditions;
+        std::vector<support::Condition> conditions;
         const unsigned count = 1 + random.below(12);
         const bool mac = random.oneIn(3);
         if (mac)
             conditions.push_back({DMAC, 0, 0xFFFF, 1});
         for (unsigned n = mac; n < count; ++n)
             conditions.push_back({14 + n, 0, 0xFF, 1});
-        const orva_ifc_param parameters = requestOf(conditions);
-        orva_ifc_param request = parameters;
+        orva_ifc_param &request = support::requestOf(conditions.data(), static_cast<unsigned>(conditions.size()));
         const unsigned before = entriesInUse();
         const int action = ifc_set_lut_rules_auto(&request);
-        forget();
+        support::forget();
         if (action == -1)
             return false;
         Shape shape;
@@ -85,7 +84,7 @@ TEST_F(AutomaticTest, IndependentRulesLandWhereTheLayerPutsThem)
     unsigned wide = 0;
     for (uint64_t seed = 1; seed <= kStates; ++seed) {
         Random random(seed);
-        powerOn();
+        support::powerOn();
         for (IFC_LUT0_Format &rule : IFC_LUT0_Rule)
             rule = {};
         for (IFC_LUT1_Format &entry : IFC_LUT1_Rule)

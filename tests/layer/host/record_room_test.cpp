@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // The record headers against the hardware's positions, and against what the operations write.
-#include "layer_test.h"
+#include "tests/support/host/layer_fixture.h"
 
 #include "ifc/records/action_record.h"
 #include "ifc/records/chip.h"
