@@ -18,6 +18,13 @@ check() { # WHAT COMMAND...
     shift
     if "$@"; then pass "$what"; else fail "$what"; fi
 }
+none() { # WHAT COMMAND...: it prints nothing
+    local what=$1 printed
+    shift
+    printed=$("$@")
+    [ -z "$printed" ] || echo "$printed"
+    check "$what" [ -z "$printed" ]
+}
 
 # sources FOLDER: the module's own, afresh where they have changed.
 sources() {
@@ -66,14 +73,14 @@ missing() {
         grep -qx "$operation" <<<"$exported" || echo "NOTE not exported: $operation"
     done
 }
-check "every operation is exported" [ -z "$(missing | tee /dev/stderr)" ]
+none "every operation is exported" missing
 wide_searches() {
     local object
     for object in "$module"/*.o "$module"/*.ko; do
         arm-linux-gnueabihf-nm "$object" | grep -wE '__(ctz|clz|ffs)di2' | sed "s|^|NOTE $(basename "$object"):|" || true
     done
 }
-check "no object searches 64 bits by a call" [ -z "$(wide_searches | tee /dev/stderr)" ]
+none "no object searches 64 bits by a call" wide_searches
 
 # As in a driver with members of its own in the context and a revision query of its own.
 embedder=$build/embedder
