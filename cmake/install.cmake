@@ -1,12 +1,14 @@
 # SPDX-License-Identifier: MIT OR GPL-2.0
-# `cmake --install`: the library, its headers, and what find_package(ifc) reads. The target is ifc::ifc_util.
+# `cmake --install`: the libraries, their headers, and what find_package(ifc) reads. The targets are ifc::ifc_util and
+# ifc::ifc_ruleset.
 include(CMakePackageConfigHelpers)
 
 set(ifc_header_folder ${CMAKE_INSTALL_INCLUDEDIR}/ifc-rule-layer)
 set(ifc_package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/ifc)
 
-install(TARGETS ifc_util ifc_headers EXPORT ifc_targets ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS ifc_util ifc_ruleset ifc_headers EXPORT ifc_targets ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(FILES ifc/ifc_glb.h ifc/ifc_regs.h ifc/ifc_util.h DESTINATION ${ifc_header_folder}/ifc)
+install(FILES ruleset/ruleset.h DESTINATION ${ifc_header_folder}/ruleset)
 install(DIRECTORY include/orva_hook DESTINATION ${ifc_header_folder} FILES_MATCHING PATTERN "*.h")
 # The platform that the library was built for. Its functions are the user's to provide.
 install(FILES ${IFC_PLATFORM_DIR}/ifc_platform.h DESTINATION ${ifc_header_folder})

@@ -16,7 +16,7 @@ execute_process(COMMAND ${CMAKE_COMMAND} -S ${CMAKE_CURRENT_LIST_DIR}/consumer -
     OUTPUT_QUIET COMMAND_ERROR_IS_FATAL ANY)
 execute_process(COMMAND ${CMAKE_COMMAND} --build ${WORK}/build OUTPUT_QUIET COMMAND_ERROR_IS_FATAL ANY)
 execute_process(COMMAND ${WORK}/build/consumer OUTPUT_VARIABLE printed COMMAND_ERROR_IS_FATAL ANY)
-if(NOT printed STREQUAL "528 writes, 128 reads\n")
+if(NOT printed STREQUAL "528 writes, 128 reads\nthe rule has number 8\n")
     message(FATAL_ERROR "the consumer printed '${printed}'")
 endif()
 # Neither tests nor tools may come along with a sub-project.

@@ -1,7 +1,11 @@
 /* SPDX-License-Identifier: MIT OR GPL-2.0 */
-/* A driver of somebody else: it provides the services and calls one operation. Every transfer completes. */
+/*
+ * A driver of somebody else: it provides the services, calls one operation and brings one ordered rule to the
+ * chip. Every transfer completes.
+ */
 #include "ifc/ifc_regs.h"
 #include "ifc/ifc_util.h"
+#include "ruleset/ruleset.h"
 
 #include <stdarg.h>
 #include <stdio.h>
@@ -64,5 +68,13 @@ int main(void)
     if (write_all_ifc_rule_to_hw() != 0 || driver.lock.locked != 0)
         return 1;
     printf("%u writes, %u reads\n", writes, reads);
+
+    static struct ifc_ruleset set;
+    static struct ifc_rule rule = {.count = 1, .condition = {{.field = DPORT, .mask = 0xFFFF, .key = 53}}};
+    ifc_ruleset_init(&set);
+    if (ifc_ruleset_insert(&set, IFC_RULESET_LAST, &rule, NULL) != IFC_RULESET_OK ||
+        ifc_ruleset_apply(&set, 0, NULL) != IFC_RULESET_OK)
+        return 1;
+    printf("the rule has number %d\n", ifc_ruleset_number(ifc_ruleset_place_of(&set, 0)));
     return 0;
 }
