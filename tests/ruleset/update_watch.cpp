@@ -89,7 +89,7 @@ UpdateWatch::UpdateWatch(const Scenario &scenario, uint64_t seed) : s_(scenario)
     std::memcpy(IFC_LUT1_Rule, s_.old.lut1, sizeof IFC_LUT1_Rule);
     for (const auto &[number, living] : s_.oldRules)
         life_[number] = Life::Old;
-    lastRevision_ = chip_.revision() - 1;
+    lastGeneration_ = chip_.generation() - 1;
     std::memset(update_.get(), 0xA5, sizeof *update_); // it needs no initialisation
 
     host::setMisuseHandler([this](std::string_view what) { complain("spin lock " + std::string(what)); });
@@ -218,9 +218,9 @@ void UpdateWatch::happenLate()
 // Every living rule is a whole old or a whole new one, with its action.
 void UpdateWatch::look()
 {
-    if (chip_.revision() == lastRevision_)
+    if (chip_.generation() == lastGeneration_)
         return;
-    lastRevision_ = chip_.revision();
+    lastGeneration_ = chip_.generation();
     const auto rules = livingRules(chip_.tables());
     living_.clear();
     for (unsigned number = 0; number < 40; ++number) {

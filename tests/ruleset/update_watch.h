@@ -93,7 +93,7 @@ private:
     unsigned longest_ = 0;
     unsigned loaded_ = 0;
     bool readInHold_ = false;
-    uint32_t lastRevision_ = 0;
+    uint32_t lastGeneration_ = 0;
     std::map<Key, unsigned> writes_;
     std::vector<unsigned> living_;
     Life life_[40] = {};
