@@ -39,10 +39,8 @@ struct Packing {
     RuleSet later[kMaxRules]; // overlapping rules after it, without those that follow from others
     RuleSet earlier[kMaxRules];
     RuleSet after[kMaxRules]; // all that must come after it, directly or not
-    uint8_t closedWide;       // places that no rule of the set may use
-    uint32_t closedNarrow;
-    uint8_t usedWide; // closed or under a fixed rule
-    uint32_t usedNarrow;
+    uint64_t closed;          // cells (cellsOf()) that no rule of the set may use
+    uint64_t used;            // closed or under a fixed rule
     // The answer: a place for every rule that is not fixed.
     Place plan[kMaxRules];
     // The search.
@@ -64,9 +62,12 @@ struct Packing {
 // Sets the rules and their order from the whole overlap relation, of which it leaves out what follows.
 void setOrder(Packing &packing, const uint64_t *overlaps, RuleSet rules);
 
-// Fixes a rule in a place that is free, and takes it back.
+// Fixes a rule in a place that is free.
 void fixRule(Packing &packing, unsigned rule, Place place);
-void freeRule(Packing &packing, unsigned rule);
+
+// Takes that back, and fixes the rule there again.
+void toggleRule(Packing &packing, unsigned rule);
+
 void freeAll(Packing &packing);
 
 // Lays out the bins and, for the rules that are not fixed, the bins that are open to each.

@@ -37,23 +37,26 @@ void lookAtClashes(const StaySearch &stay, RuleSet moved, RuleSet kept, Unhit &u
 {
     unsigned most = 0;
     busiest = 0;
-    for (RuleSet left = stay.candidates & ~moved; left != 0;) {
-        const unsigned rule = takeLowest(left);
+    RuleSet left = stay.candidates & ~moved;
+    for (unsigned rule; (rule = takeLowest(left)) != kNoRule;) {
         const RuleSet clash = stay.clash[rule] & ~moved;
         if (clash == 0)
             continue;
-        if (kept & ruleBit(rule)) {
-            unhit.add(ruleBit(rule) | ruleBit(lowestRule(clash)), kept);
+        const RuleSet self = ruleBit(rule);
+        const RuleSet pair = self | (clash & -clash);
+        if (kept & self) {
+            unhit.add(pair, kept);
             continue;
         }
-        if ((unhit.seen & ruleBit(rule)) == 0 && (clash & ~unhit.seen) != 0) {
-            unhit.seen |= ruleBit(rule) | ruleBit(lowestRule(clash & ~unhit.seen));
+        const RuleSet unseen = clash & ~unhit.seen;
+        if ((unhit.seen & self) == 0 && unseen != 0) {
+            unhit.seen |= self | (unseen & -unseen);
             ++unhit.apart;
         }
         const unsigned size = countRules(clash);
         if (size > most) {
             most = size;
-            busiest = ruleBit(rule) | ruleBit(lowestRule(clash));
+            busiest = pair;
         }
     }
 }
@@ -128,8 +131,8 @@ RuleSet growStaying(const LayoutInput &input, LayoutWorkspace &work, uint32_t bu
     const uint32_t share = budget / kMaxRules;
     freeAll(work.packing);
     (void)findPlan(work.packing, nullptr);
-    for (RuleSet left = work.stay.candidates; left != 0;) {
-        const unsigned rule = takeLowest(left);
+    RuleSet left = work.stay.candidates;
+    for (unsigned rule; (rule = takeLowest(left)) != kNoRule;) {
         if ((work.stay.clash[rule] & staying) != 0)
             continue;
         uint32_t steps = share;
@@ -147,26 +150,24 @@ void findCandidates(const LayoutInput &input, const Packing &packing, StaySearch
 {
     stay.candidates = 0;
     stay.cores = 0;
-    uint32_t usedWide = packing.closedWide;
-    uint32_t usedNarrow = packing.closedNarrow;
+    uint64_t used = packing.closed;
     for (unsigned rule = 0; rule < input.count; ++rule) {
         stay.clash[rule] = 0;
         const Shape &shape = input.rule[rule];
         if (!placeExists(shape.now))
             continue;
-        const bool wide = shape.now.table == kWide;
-        const uint32_t bits = wide ? 1u << shape.now.first : narrowBits(shape.now);
-        const bool fits = wide ? shape.wideAllowed : shape.now.entries == shape.narrowEntries;
-        uint32_t &used = wide ? usedWide : usedNarrow;
-        if (!fits || (used & bits) != 0)
+        const bool fits =
+            shape.now.table == kWide ? shape.wideAllowed : shape.now.entries == shape.narrowEntries;
+        const uint64_t cells = cellsOf(shape.now);
+        if (!fits || (used & cells) != 0)
             continue;
-        used |= bits;
+        used |= cells;
         stay.candidates |= ruleBit(rule);
     }
-    for (RuleSet left = stay.candidates; left != 0;) {
-        const unsigned rule = takeLowest(left);
-        for (RuleSet after = packing.after[rule] & stay.candidates; after != 0;) {
-            const unsigned other = takeLowest(after);
+    RuleSet left = stay.candidates;
+    for (unsigned rule; (rule = takeLowest(left)) != kNoRule;) {
+        RuleSet after = packing.after[rule] & stay.candidates;
+        for (unsigned other; (other = takeLowest(after)) != kNoRule;) {
             if (placeNumber(input.rule[rule].now) > placeNumber(input.rule[other].now)) {
                 stay.clash[rule] |= ruleBit(other);
                 stay.clash[other] |= ruleBit(rule);
@@ -177,8 +178,9 @@ void findCandidates(const LayoutInput &input, const Packing &packing, StaySearch
 
 bool clashes(const StaySearch &stay)
 {
-    for (RuleSet left = stay.candidates; left != 0;) {
-        if (stay.clash[takeLowest(left)] != 0)
+    RuleSet left = stay.candidates;
+    for (unsigned rule; (rule = takeLowest(left)) != kNoRule;) {
+        if (stay.clash[rule] != 0)
             return true;
     }
     return false;
@@ -187,10 +189,8 @@ bool clashes(const StaySearch &stay)
 void fixStaying(const LayoutInput &input, Packing &packing, RuleSet rules)
 {
     freeAll(packing);
-    while (rules != 0) {
-        const unsigned rule = takeLowest(rules);
+    for (unsigned rule; (rule = takeLowest(rules)) != kNoRule;)
         fixRule(packing, rule, input.rule[rule].now);
-    }
 }
 
 bool findStaying(const LayoutInput &input, LayoutWorkspace &work, uint32_t budget, RuleSet &staying)
