@@ -106,9 +106,9 @@ void setUp(const LayoutInput &input, Packing &p)
 LayoutResult place(const LayoutInput &input, LayoutWorkspace &work, LayoutAnswer &answer)
 {
     Packing &p = work.packing;
-    findCandidates(input, p, work.stay);
+    const bool clash = findCandidates(input, p, work.stay);
     fixStaying(input, p, work.stay.candidates);
-    if (!clashes(work.stay) && placeGreedily(p))
+    if (!clash && placeGreedily(p))
         return LayoutResult::MovedFewest;
     freeAll(p);
     if (findPlan(p, nullptr) == Verdict::No) {
@@ -140,7 +140,7 @@ LayoutResult findLayout(const LayoutInput &input, LayoutWorkspace &work, LayoutA
     for (unsigned rule = 0; rule < input.count; ++rule) {
         answer.place[rule] = work.packing.place[rule];
         if (placed(input.rule[rule].now) && answer.place[rule] != input.rule[rule].now)
-            answer.moved |= ruleBit(rule);
+            addRule(answer.moved, rule);
     }
     answer.moves = countRules(answer.moved);
     return answer.result;

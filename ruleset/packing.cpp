@@ -46,6 +46,12 @@ inline bool inOneNarrowBin(const Packing &p, unsigned rule)
     return single(p.open[rule]) && (p.open[rule] & p.wideBins) == 0;
 }
 
+[[gnu::noinline]] void addBin(Packing &p, unsigned start, unsigned room)
+{
+    if (room != 0)
+        p.bin[p.bins++] = {static_cast<uint8_t>(start), static_cast<uint8_t>(room)};
+}
+
 // A fixed rule ends a bin, and so does a narrow entry that is closed. A wide place that is closed does not.
 void cutBins(Packing &p)
 {
@@ -59,8 +65,7 @@ void cutBins(Packing &p)
         const bool last = cell % IFC_LUT1_SUB_TABLE == kLastCell;
         if (!last && (!used || (cell < IFC_LUT0_RULES && hasRule(p.closed, cell))))
             continue;
-        if (room != 0)
-            p.bin[p.bins++] = {static_cast<uint8_t>(start), static_cast<uint8_t>(room)};
+        addBin(p, start, room);
         room = 0;
         if (cell == kLastCell)
             p.wideBins = binBit(p.bins) - 1;
@@ -72,8 +77,8 @@ bool orderBins(Packing &p)
 {
     for (unsigned n = 0; n < p.freeCount; ++n) {
         const unsigned rule = p.free[n];
-        unsigned lowest = p.lowest[p.twinBefore[rule]];
-        RuleSet before = p.earlier[rule];
+        unsigned lowest = p.lowest[p.twin[0][rule]];
+        RuleSet before = p.order.earlier[rule];
         for (unsigned other; (other = takeLowest(before)) != kNoRule;) {
             const unsigned low = p.lowest[other];
             lowest = low > lowest ? low : lowest;
@@ -85,8 +90,8 @@ bool orderBins(Packing &p)
     }
     for (unsigned n = p.freeCount; n-- != 0;) {
         const unsigned rule = p.free[n];
-        unsigned highest = p.highest[p.twinAfter[rule]];
-        RuleSet after = p.later[rule];
+        unsigned highest = p.highest[p.twin[1][rule]];
+        RuleSet after = p.order.later[rule];
         for (unsigned other; (other = takeLowest(after)) != kNoRule;) {
             const unsigned high = p.highest[other];
             highest = high < highest ? high : highest;
@@ -260,7 +265,7 @@ unsigned nextRule(const Packing &p)
 }
 
 // A place in the bin after those that it gave out. Wide bins skip closed places.
-Place takePlace(Packing &p, unsigned bin, unsigned rule, unsigned &next)
+[[gnu::noinline]] Place takePlace(const Packing &p, unsigned bin, unsigned rule, unsigned &next)
 {
     if (p.wideBins >> bin & 1) {
         while (hasRule(p.used, next))
@@ -309,10 +314,11 @@ void findTwins(Packing &p)
         for (unsigned m = n; m-- != 0;) {
             const unsigned other = p.free[m];
             if (p.shape[rule].narrowEntries == p.shape[other].narrowEntries &&
-                p.shape[rule].wideAllowed == p.shape[other].wideAllowed && p.later[rule] == p.later[other] &&
-                p.earlier[rule] == p.earlier[other]) {
-                p.twinBefore[rule] = static_cast<uint8_t>(other);
-                p.twinAfter[other] = static_cast<uint8_t>(rule);
+                p.shape[rule].wideAllowed == p.shape[other].wideAllowed &&
+                p.order.later[rule] == p.order.later[other] &&
+                p.order.earlier[rule] == p.order.earlier[other]) {
+                p.twin[0][rule] = static_cast<uint8_t>(other);
+                p.twin[1][other] = static_cast<uint8_t>(rule);
                 break;
             }
         }
@@ -331,9 +337,7 @@ void keepOpen(Packing &p, RuleSet rules, BinSet bins)
 void setOrder(Packing &p, const uint64_t *overlaps, RuleSet rules)
 {
     p.rules = rules;
-    __builtin_memset(p.later, 0, sizeof p.later);
-    __builtin_memset(p.earlier, 0, sizeof p.earlier);
-    __builtin_memset(p.after, 0, sizeof p.after);
+    __builtin_memset(&p.order, 0, sizeof p.order);
     if (overlaps == nullptr)
         return;
     for (unsigned rule; (rule = takeHighest(rules)) != kNoRule;) {
@@ -341,11 +345,11 @@ void setOrder(Packing &p, const uint64_t *overlaps, RuleSet rules)
         RuleSet next = overlaps[rule] & p.rules & (0 - 2 * self);
         for (unsigned other; (other = takeLowest(next)) != kNoRule;) {
             const RuleSet bit = ruleBit(other);
-            if ((p.after[rule] & bit) != 0)
+            if ((p.order.after[rule] & bit) != 0)
                 continue;
-            p.after[rule] |= bit | p.after[other];
-            p.later[rule] |= bit;
-            p.earlier[other] |= self;
+            p.order.after[rule] |= bit | p.order.after[other];
+            p.order.later[rule] |= bit;
+            p.order.earlier[other] |= self;
         }
     }
 }
@@ -378,8 +382,7 @@ bool layBins(Packing &p)
     }
     __builtin_memset(p.lowest, 0, sizeof p.lowest);
     __builtin_memset(p.highest, kMaxBins, sizeof p.highest);
-    __builtin_memset(p.twinBefore, kNoRule, sizeof p.twinBefore);
-    __builtin_memset(p.twinAfter, kNoRule, sizeof p.twinAfter);
+    __builtin_memset(p.twin, kNoRule, sizeof p.twin);
     p.freeCount = 0;
     RuleSet left = freeRules(p);
     for (unsigned rule; (rule = takeLowest(left)) != kNoRule;) {
@@ -393,8 +396,8 @@ bool layBins(Packing &p)
         while (bin < p.bins && p.bin[bin].start < placeNumber(p.place[rule]))
             ++bin;
         const BinSet below = binBit(bin) - 1;
-        keepOpen(p, p.earlier[rule], below);
-        keepOpen(p, p.later[rule], ~below);
+        keepOpen(p, p.order.earlier[rule], below);
+        keepOpen(p, p.order.later[rule], ~below);
     }
     for (unsigned n = 0; n < p.freeCount; ++n) {
         if (p.open[p.free[n]] == 0)
@@ -405,10 +408,8 @@ bool layBins(Packing &p)
 
 Place firstPlace(const Packing &p, unsigned rule, unsigned bin)
 {
-    const unsigned start = p.bin[bin].start;
-    if (p.wideBins >> bin & 1)
-        return widePlace(start);
-    return narrowPlace(start - IFC_LUT0_RULES, p.shape[rule].narrowEntries);
+    unsigned next = p.bin[bin].start;
+    return takePlace(p, bin, rule, next);
 }
 
 Verdict findPlan(Packing &p, uint32_t *budget)

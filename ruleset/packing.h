@@ -31,16 +31,20 @@ struct Bin {
 enum class Verdict : uint8_t { No, Yes, Unknown };
 
 struct Packing {
+    BinSet open[kMaxRules]; // of the search: bins that a rule may still go to
+
     // The problem.
     const Shape *shape;
-    RuleSet rules;            // of the whole set
-    RuleSet fixed;            // of these, place[] is given
-    Place place[kMaxRules];   // of the fixed rules
-    RuleSet later[kMaxRules]; // overlapping rules after it, without those that follow from others
-    RuleSet earlier[kMaxRules];
-    RuleSet after[kMaxRules]; // all that must come after it, directly or not
-    uint64_t closed;          // cells (cellsOf()) that no rule of the set may use
-    uint64_t used;            // closed or under a fixed rule
+    RuleSet rules;          // of the whole set
+    RuleSet fixed;          // of these, place[] is given
+    Place place[kMaxRules]; // of the fixed rules
+    struct Order {
+        RuleSet later[kMaxRules]; // overlapping rules after it, without those that follow from others
+        RuleSet earlier[kMaxRules];
+        RuleSet after[kMaxRules]; // all that must come after it, directly or not
+    } order;
+    uint64_t closed; // cells (cellsOf()) that no rule of the set may use
+    uint64_t used;   // closed or under a fixed rule
     // The answer: a place for every rule that is not fixed.
     Place plan[kMaxRules];
     // The search.
@@ -52,10 +56,8 @@ struct Packing {
     unsigned freeCount;
     uint8_t lowest[kMaxRules + 1]; // the first and the last open bin; of a fixed and of no rule, no bound
     uint8_t highest[kMaxRules + 1];
-    uint8_t twinBefore[kMaxRules]; // free rules of its length and order; kMaxRules: none
-    uint8_t twinAfter[kMaxRules];
+    uint8_t twin[2][kMaxRules]; // free rules of its length and order, before and after; kNoRule: none
     BinSet wideBins;
-    BinSet open[kMaxRules]; // bins that a rule may still go to
     BinSet saved[kMaxDecisions][kMaxRules];
 };
 

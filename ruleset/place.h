@@ -46,32 +46,19 @@ constexpr Place narrowPlace(unsigned first, unsigned entries)
 }
 
 // The number of a placed rule: its action entry. Of all rules that a frame hits, the lowest number decides.
-constexpr unsigned placeNumber(Place place)
-{
-    return place.table == kWide ? place.first : IFC_LUT0_RULES + place.first + place.entries - 1;
-}
+unsigned placeNumber(Place place);
 
-// The LUT1 entries of a chain as a bitmap. Only for a narrow place that is in the table.
+// What a place takes, as a bitmap by number: wide place n is bit n, LUT1 entry n is bit 8 + n. Only for a
+// place that is in the tables, as the next.
+uint64_t cellsOf(Place place);
+
+// The LUT1 entries of a chain as a bitmap.
 constexpr uint32_t narrowBits(Place place)
 {
     return ((uint32_t{1} << place.entries) - 1) << place.first;
 }
 
-// What a place takes, as a bitmap by number: wide place n is bit n, LUT1 entry n is bit 8 + n. Only for a
-// place that is in the tables.
-constexpr uint64_t cellsOf(Place place)
-{
-    const uint64_t cells = narrowBits(place);
-    return place.table == kWide ? cells : cells << IFC_LUT0_RULES;
-}
-
 // True for a place that the tables have: in range, and no chain across the sub-tables.
-constexpr bool placeExists(Place place)
-{
-    if (place.table == kWide)
-        return place.first < IFC_LUT0_RULES && place.entries == 1;
-    return place.table == kNarrow && place.entries >= 1 && place.first < IFC_LUT1_RULES &&
-           place.first % IFC_LUT1_SUB_TABLE + place.entries <= IFC_LUT1_SUB_TABLE;
-}
+bool placeExists(Place place);
 
 } // namespace ruleset

@@ -5,14 +5,24 @@
 namespace ruleset
 {
 
+uint64_t shiftLeft(uint64_t value, unsigned by)
+{
+    return value << by;
+}
+
 RuleSet ruleBit(unsigned rule)
 {
-    return RuleSet{1} << rule;
+    return shiftLeft(1, rule);
 }
 
 bool hasRule(RuleSet set, unsigned rule)
 {
     return (set & ruleBit(rule)) != 0;
+}
+
+void addRule(RuleSet &set, unsigned rule)
+{
+    set |= ruleBit(rule);
 }
 
 unsigned lowestRule(RuleSet set)

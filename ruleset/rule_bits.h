@@ -11,8 +11,10 @@ using RuleSet = uint64_t;
 
 constexpr unsigned kNoRule = kMaxRules;
 
+uint64_t shiftLeft(uint64_t value, unsigned by);
 RuleSet ruleBit(unsigned rule);
 bool hasRule(RuleSet set, unsigned rule);
+void addRule(RuleSet &set, unsigned rule);
 
 // The lowest rule of a set that is not empty.
 unsigned lowestRule(RuleSet set);
