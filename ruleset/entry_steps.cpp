@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // The step of an update on actions, counters and bindings.
+#include "ruleset/rule_bits.h"
 #include "ruleset/update_steps.h"
 
 namespace ruleset
@@ -12,7 +13,7 @@ constexpr Kind kRowKinds[] = {kAction, kCounter};
 constexpr uint8_t kSelectors[] = {IFC_SEL_ACTION, IFC_SEL_COUNTER};
 constexpr uint32_t kCounterTopWord = 0x00FFFFFF; // what a counter entry holds in IFC_DATA3
 
-bool putEntry(Update &u, Kind kind, unsigned number, const uint32_t *data)
+[[gnu::noinline]] bool putEntry(Update &u, Kind kind, unsigned number, const uint32_t *data)
 {
     return put(u, {kSelectors[kind], static_cast<uint8_t>(number), 0}, data, IFC_ROW_WORDS);
 }
@@ -22,8 +23,8 @@ enum Source : int { kStays = -1, kZero = -2, kGiven = -3 };
 
 int sourceOf(const Update &u, const UpdateRequest &request, Kind kind, unsigned number)
 {
-    if (!ruleLives(viewOf(*request.tables), number))
-        return ruleLives(shadowView(), number) ? kZero : kStays;
+    if (!ruleLives(*request.tables, number))
+        return ruleLives(u.before, number) ? kZero : kStays;
     if (u.ruleAt[number] == kUnlisted)
         return kStays;
     const WantedRule &rule = request.rules[u.ruleAt[number]];
@@ -38,20 +39,20 @@ int sourceOf(const Update &u, const UpdateRequest &request, Kind kind, unsigned 
 // All is read before anything is written: rules may have changed places.
 bool readEntries(Update &u, const UpdateRequest &request, Kind kind)
 {
+    uint64_t needed = 0;
     for (unsigned number = 0; number < kMaxRules; ++number) {
         const int source = sourceOf(u, request, kind, number);
         if (source != kStays)
-            mark(u, number, kNeeded << kind);
+            addRule(needed, number);
         if (source >= 0)
-            mark(u, static_cast<unsigned>(source), kNeeded << kind);
+            addRule(needed, static_cast<unsigned>(source));
     }
-    for (unsigned number = 0; number < kMaxRules; ++number) {
-        if (!has(u, number, kNeeded << kind))
-            continue;
-        if (!readRow(u.port, {kSelectors[kind], static_cast<uint8_t>(number), 0}, u.saved[kind][number]))
+    for (unsigned number; (number = takeLowest(needed)) != kNoRule;) {
+        uint32_t *const saved = u.saved[kind][number];
+        if (!readRow(u.port, {kSelectors[kind], static_cast<uint8_t>(number), 0}, saved))
             return false;
         if (kind == kCounter)
-            u.saved[kind][number][IFC_ROW_WORDS - 1] &= kCounterTopWord;
+            saved[IFC_ROW_WORDS - 1] &= kCounterTopWord;
     }
     return true;
 }
@@ -78,38 +79,44 @@ bool writeEntries(Update &u, const UpdateRequest &request, Kind kind)
     return true;
 }
 
+constexpr unsigned bindingLsb(unsigned number)
+{
+    return IFC_ACNT_ID_BITS * (number % IFC_ACNT_PER_REGISTER);
+}
+
+// The binding register of a number; `known`: those that have been read, a bit each.
+unsigned bindingsOf(Update &u, unsigned number, unsigned &known)
+{
+    const unsigned n = number / IFC_ACNT_PER_REGISTER;
+    if ((known >> n & 1) == 0)
+        u.bindings[n] = readRegister(u.port, IFC_ACNT_CFG + 4 * n);
+    known |= 1u << n;
+    return n;
+}
+
 void moveBindings(Update &u, const UpdateRequest &request)
 {
     unsigned known = 0;
-    const auto fetch = [&](unsigned number) {
-        const unsigned n = number / IFC_ACNT_PER_REGISTER;
-        if ((known >> n & 1) == 0)
-            u.bindings[n] = readRegister(u.port, IFC_ACNT_CFG + 4 * n);
-        known |= 1u << n;
-        return u.bindings[n] >> IFC_ACNT_ID_BITS * (number % IFC_ACNT_PER_REGISTER) & kSlotMask;
-    };
-    uint32_t wanted[IFC_ACNT_CFG_COUNT];
+    uint32_t differ[IFC_ACNT_CFG_COUNT] = {};
     unsigned concerned = 0;
     for (unsigned number = 0; number < kMaxRules; ++number) {
         const int source = sourceOf(u, request, kBinding, number);
         if (source == kStays)
             continue;
-        const unsigned n = number / IFC_ACNT_PER_REGISTER;
-        const unsigned lsb = IFC_ACNT_ID_BITS * (number % IFC_ACNT_PER_REGISTER);
-        (void)fetch(number);
-        if ((concerned >> n & 1) == 0)
-            wanted[n] = u.bindings[n];
+        const unsigned n = bindingsOf(u, number, known);
+        const unsigned lsb = bindingLsb(number);
         concerned |= 1u << n;
         uint32_t id = 0;
         if (source == kGiven)
             id = request.rules[u.ruleAt[number]].binding;
         else if (source >= 0)
-            id = fetch(static_cast<unsigned>(source));
-        wanted[n] = (wanted[n] & ~(kSlotMask << lsb)) | id << lsb;
+            id = u.bindings[bindingsOf(u, static_cast<unsigned>(source), known)] >>
+                 bindingLsb(static_cast<unsigned>(source));
+        differ[n] |= ((u.bindings[n] >> lsb ^ id) & kSlotMask) << lsb;
     }
     for (unsigned n = 0; n < IFC_ACNT_CFG_COUNT; ++n)
-        if (concerned >> n & 1 && (wanted[n] != u.bindings[n] || u.port.dry)) {
-            writeRegister(u.port, IFC_ACNT_CFG + 4 * n, wanted[n]);
+        if (concerned >> n & 1 && (differ[n] != 0 || u.port.dry)) {
+            writeRegister(u.port, IFC_ACNT_CFG + 4 * n, u.bindings[n] ^ differ[n]);
             u.bindingsWritten |= static_cast<uint8_t>(1u << n);
         }
 }

@@ -4,6 +4,24 @@
 namespace ruleset
 {
 
+void copyShadow(Tables &to)
+{
+    __builtin_memcpy(to.lut0, IFC_LUT0_Rule, sizeof to.lut0);
+    __builtin_memcpy(to.lut1, IFC_LUT1_Rule, sizeof to.lut1);
+}
+
+void setShadow(const Tables &from)
+{
+    __builtin_memcpy(IFC_LUT0_Rule, from.lut0, sizeof from.lut0);
+    __builtin_memcpy(IFC_LUT1_Rule, from.lut1, sizeof from.lut1);
+}
+
+bool equalsShadow(const Tables &tables)
+{
+    return __builtin_memcmp(tables.lut0, IFC_LUT0_Rule, sizeof tables.lut0) == 0 &&
+           __builtin_memcmp(tables.lut1, IFC_LUT1_Rule, sizeof tables.lut1) == 0;
+}
+
 unsigned runStart(const IFC_LUT1_Format *lut1, unsigned last)
 {
     unsigned first = last;
@@ -12,14 +30,16 @@ unsigned runStart(const IFC_LUT1_Format *lut1, unsigned last)
     return first;
 }
 
-bool ruleLives(TablesView tables, unsigned number)
+bool ruleLives(const Tables &tables, unsigned number)
 {
     return number < IFC_LUT0_RULES ? tables.lut0[number].bits.valid
                                    : isEnd(tables.lut1[number - IFC_LUT0_RULES]);
 }
 
-Place livingPlace(TablesView tables, unsigned number)
+Place livingPlace(const Tables &tables, unsigned number)
 {
+    if (!ruleLives(tables, number))
+        return {};
     if (number < IFC_LUT0_RULES)
         return widePlace(number);
     const unsigned end = number - IFC_LUT0_RULES;
@@ -27,12 +47,10 @@ Place livingPlace(TablesView tables, unsigned number)
     return narrowPlace(first, end - first + 1);
 }
 
-bool sameRule(TablesView a, TablesView b, unsigned number)
+bool sameRule(const Tables &a, const Tables &b, unsigned number)
 {
-    if (!ruleLives(a, number) || !ruleLives(b, number))
-        return false;
     const Place place = livingPlace(a, number);
-    if (!(place == livingPlace(b, number)))
+    if (!placed(place) || !(place == livingPlace(b, number)))
         return false;
     if (place.table == kWide)
         return __builtin_memcmp(&a.lut0[number], &b.lut0[number], sizeof *a.lut0) == 0;

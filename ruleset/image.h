@@ -17,21 +17,10 @@ struct Tables {
     IFC_LUT1_Format lut1[IFC_LUT1_RULES];
 };
 
-// Both tables where they stand: a Tables, or the layer's shadow.
-struct TablesView {
-    const IFC_LUT0_Format *lut0;
-    const IFC_LUT1_Format *lut1;
-};
-
-inline TablesView viewOf(const Tables &tables)
-{
-    return {tables.lut0, tables.lut1};
-}
-
-inline TablesView shadowView()
-{
-    return {IFC_LUT0_Rule, IFC_LUT1_Rule};
-}
+// The layer's shadow.
+void copyShadow(Tables &to);
+void setShadow(const Tables &from);
+bool equalsShadow(const Tables &tables);
 
 inline bool isEnd(const IFC_LUT1_Format &entry)
 {
@@ -47,12 +36,12 @@ inline bool goesOn(const IFC_LUT1_Format &entry)
 // The first entry of the run that the entry `last` closes, or would close.
 unsigned runStart(const IFC_LUT1_Format *lut1, unsigned last);
 
-bool ruleLives(TablesView tables, unsigned number);
+bool ruleLives(const Tables &tables, unsigned number);
 
-// The place of the rule that lives under this number.
-Place livingPlace(TablesView tables, unsigned number);
+// The place of the rule that lives under this number. Nowhere: none does.
+Place livingPlace(const Tables &tables, unsigned number);
 
 // Both hold a living rule under this number, and it is the same bit by bit.
-bool sameRule(TablesView a, TablesView b, unsigned number);
+bool sameRule(const Tables &a, const Tables &b, unsigned number);
 
 } // namespace ruleset

@@ -45,8 +45,8 @@ unsigned takeBest(const Packing &packing, const Shape &shape, BinSet &left)
 // Each rule in turn to its best bin. False, with some of them fixed: one had none.
 bool placeGreedily(Packing &p)
 {
-    for (RuleSet left = p.rules & ~p.fixed; left != 0;) {
-        const unsigned rule = takeLowest(left);
+    RuleSet left = p.rules & ~p.fixed;
+    for (unsigned rule; (rule = takeLowest(left)) != kNoRule;) {
         if (!layBins(p))
             return false;
         fixRule(p, rule, firstPlace(p, rule, takeBest(p, p.shape[rule], p.open[rule])));
@@ -58,8 +58,8 @@ bool placeGreedily(Packing &p)
 // shares the bin with the rule decides later. The plan that it begins with is the last resort.
 void placeByPlan(Packing &p, uint32_t budget)
 {
-    for (RuleSet left = p.rules & ~p.fixed; left != 0;) {
-        const unsigned rule = takeLowest(left);
+    RuleSet left = p.rules & ~p.fixed;
+    for (unsigned rule; (rule = takeLowest(left)) != kNoRule;) {
         (void)layBins(p);
         for (BinSet open = p.open[rule]; open != 0;) {
             const unsigned bin = takeBest(p, p.shape[rule], open);
@@ -73,7 +73,7 @@ void placeByPlan(Packing &p, uint32_t budget)
             budget += steps;
             if (leavesPlan)
                 p.plan[rule] = place;
-            freeRule(p, rule);
+            toggleRule(p, rule);
             if (leavesPlan)
                 break;
             (void)layBins(p);
@@ -96,19 +96,19 @@ bool inRange(const LayoutInput &input)
 void setUp(const LayoutInput &input, Packing &p)
 {
     p.shape = input.rule;
-    p.closedWide = static_cast<uint8_t>(input.reservedWide | ~((1u << input.widePlaces) - 1));
-    p.closedNarrow = input.reservedNarrow;
+    const unsigned closedWide = input.reservedWide | ((1u << IFC_LUT0_RULES) - (1u << input.widePlaces));
+    p.closed = uint64_t{input.reservedNarrow} << IFC_LUT0_RULES | closedWide;
     freeAll(p);
-    setOrder(p, input.overlaps, input.count == 0 ? 0 : ~RuleSet{0} >> (64 - input.count));
+    setOrder(p, input.overlaps, ruleBit(input.count) - 1);
 }
 
 // Fixes all rules of the set.
 LayoutResult place(const LayoutInput &input, LayoutWorkspace &work, LayoutAnswer &answer)
 {
     Packing &p = work.packing;
-    findCandidates(input, p, work.stay);
+    const bool clash = findCandidates(input, p, work.stay);
     fixStaying(input, p, work.stay.candidates);
-    if (!clashes(work.stay) && placeGreedily(p))
+    if (!clash && placeGreedily(p))
         return LayoutResult::MovedFewest;
     freeAll(p);
     if (findPlan(p, nullptr) == Verdict::No) {
@@ -140,7 +140,7 @@ LayoutResult findLayout(const LayoutInput &input, LayoutWorkspace &work, LayoutA
     for (unsigned rule = 0; rule < input.count; ++rule) {
         answer.place[rule] = work.packing.place[rule];
         if (placed(input.rule[rule].now) && answer.place[rule] != input.rule[rule].now)
-            answer.moved |= ruleBit(rule);
+            addRule(answer.moved, rule);
     }
     answer.moves = countRules(answer.moved);
     return answer.result;

@@ -68,8 +68,8 @@ struct LayoutAnswer {
 constexpr unsigned kMaxCores = 64;
 
 struct StaySearch {
-    RuleSet candidates;       // rules that stand where they may stay
     RuleSet clash[kMaxRules]; // candidates that cannot both stay
+    RuleSet candidates;       // rules that stand where they may stay
     RuleSet core[kMaxCores];  // sets of candidates that cannot all stay
     unsigned cores;
     struct Frame {

@@ -6,12 +6,12 @@ namespace ruleset
 namespace
 {
 
-constexpr uint64_t kNoOverlaps[kMaxRules] = {};
+constexpr uint64_t kWideCells = (1u << IFC_LUT0_RULES) - 1;
 
 void countSpace(const LayoutInput &input, const Packing &p, LayoutAnswer &answer)
 {
-    answer.wideFree = countRules(static_cast<uint8_t>(~p.closedWide));
-    answer.narrowFree = countRules(static_cast<uint32_t>(~p.closedNarrow));
+    answer.wideFree = IFC_LUT0_RULES - countRules(p.closed & kWideCells);
+    answer.narrowFree = IFC_LUT1_RULES - countRules(p.closed >> IFC_LUT0_RULES);
     for (unsigned rule = 0; rule < input.count; ++rule) {
         const Shape &shape = input.rule[rule];
         if (shape.narrowEntries == 0) {
@@ -34,13 +34,13 @@ bool hasPlan(Packing &p, const uint64_t *overlaps, RuleSet rules, uint32_t *budg
 // A pair that overlaps and has no bins in its order, as each for itself could have.
 bool findPair(const LayoutInput &input, Packing &p, LayoutAnswer &answer)
 {
-    setOrder(p, kNoOverlaps, p.rules);
+    setOrder(p, nullptr, p.rules);
     (void)layBins(p);
-    for (RuleSet left = p.rules; left != 0;) {
-        const unsigned rule = takeLowest(left);
+    RuleSet left = p.rules;
+    for (unsigned rule; (rule = takeLowest(left)) != kNoRule;) {
         const BinSet lowest = p.open[rule] & (~p.open[rule] + 1);
-        for (RuleSet after = input.overlaps[rule] & left; after != 0;) {
-            const unsigned other = takeLowest(after);
+        RuleSet after = input.overlaps[rule] & left;
+        for (unsigned other; (other = takeLowest(after)) != kNoRule;) {
             if (p.open[other] < lowest) {
                 answer.conflict = ruleBit(rule) | ruleBit(other);
                 return true;
@@ -53,8 +53,9 @@ bool findPair(const LayoutInput &input, Packing &p, LayoutAnswer &answer)
 // Leaves rules out while there is still no plan.
 RuleSet shrinkConflict(Packing &p, const uint64_t *overlaps, RuleSet rules, uint32_t budget)
 {
-    for (RuleSet left = rules; left != 0;) {
-        const RuleSet fewer = rules & ~ruleBit(takeHighest(left));
+    RuleSet left = rules;
+    for (unsigned rule; (rule = takeHighest(left)) != kNoRule;) {
+        const RuleSet fewer = rules ^ ruleBit(rule);
         if (!hasPlan(p, overlaps, fewer, &budget))
             rules = fewer;
     }
@@ -70,9 +71,9 @@ void explainConflict(const LayoutInput &input, LayoutWorkspace &work, LayoutAnsw
     freeAll(p);
     countSpace(input, p, answer);
     uint32_t budget = input.budget;
-    const bool space = !hasPlan(p, kNoOverlaps, all, &budget);
+    const bool space = !hasPlan(p, nullptr, all, &budget);
     if (space || !findPair(input, p, answer))
-        answer.conflict = shrinkConflict(p, space ? kNoOverlaps : input.overlaps, all, budget);
+        answer.conflict = shrinkConflict(p, space ? nullptr : input.overlaps, all, budget);
     answer.earlier = lowestRule(answer.conflict);
     answer.later = highestRule(answer.conflict);
     const unsigned count = countRules(answer.conflict);

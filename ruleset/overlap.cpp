@@ -12,27 +12,30 @@ namespace
 constexpr unsigned kSteps = 512;         // of the search for an address that avoids what it must not equal
 constexpr unsigned kDifferentValues = 8; // its depth
 
-constexpr uint64_t bit(unsigned field)
+// Fields but the user-defined ones, of which nothing follows.
+using FieldSet = uint32_t;
+
+constexpr FieldSet bit(unsigned field)
 {
-    return uint64_t{1} << field;
+    return FieldSet{1} << field;
 }
 
-constexpr uint64_t bits(unsigned first, unsigned last)
+constexpr FieldSet bits(unsigned first, unsigned last)
 {
     return (bit(last) << 1) - bit(first);
 }
 
 // Fields that a frame has together. What follows is how the parser finds them: docs/hardware-model.md.
-constexpr uint64_t kMacFields = bit(DMAC) | bit(DMAC_TYPE);
-constexpr uint64_t kOuterTag = bit(VID0) | bit(PBIT0);
-constexpr uint64_t kInnerTag = bit(VID1) | bit(PBIT1);
-constexpr uint64_t kIpv4Fields = bit(DIPv4) | bit(SIPv4) | bit(IPv4_PROTOCOL) | bit(IPv4_DSCP);
-constexpr uint64_t kIpv6Fields =
+constexpr FieldSet kMacFields = bit(DMAC) | bit(DMAC_TYPE);
+constexpr FieldSet kOuterTag = bit(VID0) | bit(PBIT0);
+constexpr FieldSet kInnerTag = bit(VID1) | bit(PBIT1);
+constexpr FieldSet kIpv4Fields = bit(DIPv4) | bit(SIPv4) | bit(IPv4_PROTOCOL) | bit(IPv4_DSCP);
+constexpr FieldSet kIpv6Fields =
     bits(DIPv6_31_0, FLOW_LABEL) | bit(IPv6_NEXT_HEADER) | bit(IPv6_TRAFFIC_CLASS);
-constexpr uint64_t kPorts = bit(SPORT) | bit(DPORT);
+constexpr FieldSet kPorts = bit(SPORT) | bit(DPORT);
 
 // A frame that has one of the first has all of the second. In an order that one pass closes.
-constexpr uint64_t kImplied[][2] = {
+constexpr FieldSet kImplied[][2] = {
     {kPorts, kPorts},
     {kIpv4Fields, kIpv4Fields},
     {kIpv6Fields, kIpv6Fields},
@@ -72,12 +75,13 @@ const RuleCondition *conditionAt(const Together &all, unsigned n)
     return n < all.extras ? all.extra + n : nullptr;
 }
 
-uint64_t fieldsOf(const Together &all)
+FieldSet fieldsOf(const Together &all)
 {
-    uint64_t fields = 0;
+    FieldSet fields = 0;
     unsigned n = 0;
     while (const RuleCondition *c = conditionAt(all, n++))
-        fields |= bit(c->field);
+        if (ifc::isWideField(c->field))
+            fields |= bit(c->field);
     return fields;
 }
 
@@ -92,7 +96,7 @@ const RuleCondition *nextOn(const Together &all, unsigned field, unsigned &at)
 }
 
 // Can the field be `value`?
-bool canBe(const Together &all, unsigned field, uint64_t value)
+bool canBe(const Together &all, unsigned field, uint32_t value)
 {
     unsigned at = 0;
     while (const RuleCondition *c = nextOn(all, field, at))
@@ -201,10 +205,8 @@ bool destinationPossible(Together &all)
     for (unsigned type = 0; type <= 2 && !possible; ++type) {
         if (!canBe(all, DMAC_TYPE, type))
             continue;
-        if (type == 2)
-            add(all, DMAC, IFC_COMPARE_EQUAL, kBroadcast, kBroadcast);
-        else
-            add(all, DMAC, IFC_COMPARE_EQUAL, kGroupBit, type == 1 ? kGroupBit : 0);
+        const uint64_t mask = type == 2 ? kBroadcast : kGroupBit;
+        add(all, DMAC, IFC_COMPARE_EQUAL, mask, type == 0 ? 0 : mask);
         if (type == 1)
             add(all, DMAC, IFC_COMPARE_NOT_EQUAL, kBroadcast, kBroadcast);
         possible = hasValue(all, DMAC);
@@ -213,46 +215,59 @@ bool destinationPossible(Together &all)
     return possible;
 }
 
+// The values from 0 to 3 that the field can be, a bit each.
+unsigned smallValues(const Together &all, unsigned field)
+{
+    unsigned values = 0;
+    for (unsigned value = 0; value <= ifc::kVpmUser; ++value)
+        if (canBe(all, field, value))
+            values |= 1u << value;
+    return values;
+}
+
 // VPM 0 is no tag; an inner tag stands behind an outer one. A code of a TPID that is not set now may be
 // later.
-bool tagsPossible(const Together &all, uint64_t fields)
+bool tagsPossible(const Together &all, FieldSet fields)
 {
-    const unsigned least1 = (fields & kInnerTag) != 0 ? 1 : 0;
-    const unsigned least0 = (fields & (kInnerTag | kOuterTag)) != 0 ? 1 : 0;
-    for (unsigned outer = least0; outer <= ifc::kVpmUser; ++outer) {
-        if (!canBe(all, VPM0, outer))
-            continue;
-        for (unsigned inner = least1; inner <= (outer != 0 ? ifc::kVpmUser : 0); ++inner)
-            if (canBe(all, VPM1, inner))
-                return true;
-    }
-    return false;
+    constexpr unsigned kNoTag = 1u << ifc::kVpmNone;
+    unsigned outer = smallValues(all, VPM0);
+    unsigned inner = smallValues(all, VPM1);
+    if ((fields & kInnerTag) != 0)
+        inner &= ~kNoTag;
+    if ((fields & (kInnerTag | kOuterTag)) != 0)
+        outer &= ~kNoTag;
+    return ((outer & ~kNoTag) != 0 && inner != 0) || (outer & inner & kNoTag) != 0;
 }
 
 // What stands around a payload, by FRAME_TYPE.
 struct Envelope {
     uint8_t frameType;
-    uint8_t payloads; // bit 0: any; bit 1: IPv4; bit 2: IPv6
-    bool session;     // PPPoE: there is a PPPOE_SESSION
+    uint8_t holds; // of the bits below: payloads, and whether there is a PPPOE_SESSION
     uint16_t type;
 };
 
+constexpr unsigned kAnyPayload = 1;
+constexpr unsigned kIpv4Payload = 2;
+constexpr unsigned kIpv6Payload = 4;
+constexpr unsigned kSession = 8;
+constexpr unsigned kPackets = kAnyPayload | kIpv4Payload | kIpv6Payload;
+
 constexpr Envelope kEnvelopes[] = {
-    {0, 2, false, kTypeIpv4},          // Ethernet II
-    {0, 4, false, kTypeIpv6},          //
-    {0, 1, false, kAnyType},           //
-    {1, 1, false, kNoType},            // LLC
-    {2, 2, false, kTypeIpv4},          // LLC/SNAP: any protocol id, PPPoE among them
-    {2, 4, false, kTypeIpv6},          //
-    {2, 1, false, kAnyType},           //
-    {2, 1, true, kTypePppoeDiscovery}, //
-    {2, 7, true, kTypePppoeSession},   //
-    {3, 1, true, kTypePppoeDiscovery}, // PPPoE discovery
-    {4, 7, true, kTypePppoeSession},   // PPPoE session
-    {5, 1, false, kNoType},            // a length/type word that is neither
+    {0, kIpv4Payload, kTypeIpv4},                     // Ethernet II
+    {0, kIpv6Payload, kTypeIpv6},                     //
+    {0, kAnyPayload, kAnyType},                       //
+    {1, kAnyPayload, kNoType},                        // LLC
+    {2, kIpv4Payload, kTypeIpv4},                     // LLC/SNAP: any protocol id, PPPoE among them
+    {2, kIpv6Payload, kTypeIpv6},                     //
+    {2, kAnyPayload, kAnyType},                       //
+    {2, kAnyPayload | kSession, kTypePppoeDiscovery}, //
+    {2, kPackets | kSession, kTypePppoeSession},      //
+    {3, kAnyPayload | kSession, kTypePppoeDiscovery}, // PPPoE discovery
+    {4, kPackets | kSession, kTypePppoeSession},      // PPPoE session
+    {5, kAnyPayload, kNoType},                        // a length/type word that is neither
 };
 
-bool typePossible(Together &all, uint64_t fields, const Envelope &envelope)
+bool typePossible(Together &all, FieldSet fields, const Envelope &envelope)
 {
     if (envelope.type == kNoType)
         return (fields & bit(ETYPE)) == 0;
@@ -269,31 +284,32 @@ bool typePossible(Together &all, uint64_t fields, const Envelope &envelope)
     return possible;
 }
 
-// Is there an envelope for this payload, as in Envelope?
-bool envelopePossible(Together &all, uint64_t fields, unsigned payload)
+// Is there an envelope that holds this payload?
+bool envelopePossible(Together &all, FieldSet fields, unsigned payload)
 {
-    const bool session = (fields & bit(PPPOE_SESSION)) != 0;
+    const unsigned needed = payload | ((fields & bit(PPPOE_SESSION)) != 0 ? kSession : 0);
     for (const Envelope &each : kEnvelopes)
-        if ((each.payloads & payload) != 0 && (each.session || !session) &&
-            canBe(all, FRAME_TYPE, each.frameType) && typePossible(all, fields, each))
+        if ((needed & ~each.holds) == 0 && canBe(all, FRAME_TYPE, each.frameType) &&
+            typePossible(all, fields, each))
             return true;
     return false;
 }
 
 // The packet is IPv4, or IPv6, or neither is asked for. Ports only with the protocols that have them.
-bool packetPossible(Together &all, uint64_t fields)
+bool packetPossible(Together &all, FieldSet fields)
 {
     const bool v4 = (fields & kIpv4Fields) != 0;
     const bool v6 = (fields & kIpv6Fields) != 0;
     const bool ports = (fields & kPorts) != 0;
     if (!v4 && !v6 && !ports)
-        return envelopePossible(all, fields, 1);
-    for (unsigned payload = 2; payload <= 4; payload += 2) {
-        if (payload == 2 ? v6 : v4)
+        return envelopePossible(all, fields, kAnyPayload);
+    for (unsigned payload = kIpv4Payload; payload <= kIpv6Payload; payload *= 2) {
+        const bool is4 = payload == kIpv4Payload;
+        if (is4 ? v6 : v4)
             continue;
         bool possible = !ports;
         for (const uint8_t protocol : kProtocolsWithPorts)
-            possible = possible || canBe(all, payload == 2 ? IPv4_PROTOCOL : IPv6_NEXT_HEADER, protocol);
+            possible = possible || canBe(all, is4 ? IPv4_PROTOCOL : IPv6_NEXT_HEADER, protocol);
         if (possible && envelopePossible(all, fields, payload))
             return true;
     }
@@ -305,7 +321,9 @@ bool contrary(const RuleCondition &c, unsigned way, RuleCondition &not_c)
 {
     not_c = c;
     not_c.key_last = 0;
-    uint64_t above = c.key;
+    const uint32_t mask = ifc::lowWord(c.mask);
+    const uint32_t key = ifc::lowWord(c.key);
+    uint32_t above = key;
     switch (c.compare) {
     case IFC_COMPARE_EQUAL:
     case IFC_COMPARE_NOT_EQUAL:
@@ -327,19 +345,19 @@ bool contrary(const RuleCondition &c, unsigned way, RuleCondition &not_c)
     // Next lower or higher number under the mask; none below 0 and above the mask.
     if (way == 0) {
         not_c.compare = IFC_COMPARE_AT_MOST;
-        not_c.key = (c.key - 1) & c.mask;
-        return c.key != 0;
+        not_c.key = (key - 1) & mask;
+        return key != 0;
     }
     not_c.compare = IFC_COMPARE_AT_LEAST;
-    not_c.key = ((above | ~c.mask) + 1) & c.mask;
-    return above != c.mask;
+    not_c.key = ((above | ~mask) + 1) & mask;
+    return above != mask;
 }
 
 } // namespace
 
 bool canHold(Together &all)
 {
-    const uint64_t fields = fieldsOf(all);
+    const FieldSet fields = fieldsOf(all);
     all.steps = kSteps;
     if ((fields & bit(DMAC_TYPE)) != 0 && !destinationPossible(all))
         return false;
@@ -370,13 +388,15 @@ int ifc_rule_covers(const struct ifc_rule *a, const struct ifc_rule *b)
     Together query = {{b, nullptr}, {}, 0, 0};
     if (!canHold(query))
         return 1;
-    uint64_t fields = fieldsOf(query);
+    FieldSet fields = fieldsOf(query);
     for (const auto &[some, all] : kImplied)
         if ((fields & some) != 0)
             fields |= all;
     for (unsigned n = 0; n < a->count; ++n) {
         const RuleCondition &c = a->condition[n];
-        if ((fields & bit(c.field)) == 0)
+        query.extras = 0;
+        unsigned at = 0;
+        if (ifc::isWideField(c.field) ? (fields & bit(c.field)) == 0 : nextOn(query, c.field, at) == nullptr)
             return 0; // a frame may lack the field
         for (unsigned way = 0; way < 2; ++way) {
             query.extras = 1;

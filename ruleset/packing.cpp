@@ -8,7 +8,10 @@ namespace ruleset
 namespace
 {
 
-constexpr unsigned kNoRule = kMaxRules;
+// The last wide place, and modulo a sub-table the last entry of each sub-table.
+constexpr unsigned kLastCell = IFC_LUT0_RULES - 1;
+static_assert((IFC_LUT0_RULES + IFC_LUT1_SUB_TABLE - 1) % IFC_LUT1_SUB_TABLE == kLastCell);
+static_assert(IFC_LUT0_RULES <= IFC_LUT1_SUB_TABLE);
 
 // A search that is longer than this looks for twins.
 constexpr unsigned kStepsWithoutTwins = 16;
@@ -43,42 +46,29 @@ inline bool inOneNarrowBin(const Packing &p, unsigned rule)
     return single(p.open[rule]) && (p.open[rule] & p.wideBins) == 0;
 }
 
-void addBin(Packing &p, unsigned start, unsigned room)
+[[gnu::noinline]] void addBin(Packing &p, unsigned start, unsigned room)
 {
-    p.bin[p.bins++] = {static_cast<uint8_t>(start), static_cast<uint8_t>(room)};
+    if (room != 0)
+        p.bin[p.bins++] = {static_cast<uint8_t>(start), static_cast<uint8_t>(room)};
 }
 
-void layWideBins(Packing &p)
+// A fixed rule ends a bin, and so does a narrow entry that is closed. A wide place that is closed does not.
+void cutBins(Packing &p)
 {
     unsigned start = 0;
     unsigned room = 0;
-    for (unsigned place = 0; place < IFC_LUT0_RULES; ++place) {
-        if ((p.usedWide >> place & 1) == 0) {
-            start = room == 0 ? place : start;
-            ++room;
-        }
-        // A fixed rule ends a bin, a closed place does not.
-        const bool ends = (p.usedWide & ~p.closedWide) >> place & 1 || place == IFC_LUT0_RULES - 1;
-        if (ends && room != 0) {
-            addBin(p, start, room);
-            room = 0;
-        }
-    }
-    p.wideBins = binBit(p.bins) - 1;
-}
-
-void layNarrowBins(Packing &p)
-{
-    unsigned room = 0;
-    for (unsigned entry = 0; entry < IFC_LUT1_RULES; ++entry) {
-        const bool used = p.usedNarrow >> entry & 1;
-        room = used ? 0 : room + 1;
-        const bool last = entry % IFC_LUT1_SUB_TABLE == IFC_LUT1_SUB_TABLE - 1;
-        if (room != 0 && (last || (p.usedNarrow >> (entry + 1) & 1))) {
-            addBin(p, IFC_LUT0_RULES + entry + 1 - room, room);
-            room = 0;
-        }
-        room = last ? 0 : room;
+    p.bins = 0;
+    for (unsigned cell = 0; cell < kMaxRules; ++cell) {
+        const bool used = hasRule(p.used, cell);
+        if (!used && room++ == 0)
+            start = cell;
+        const bool last = cell % IFC_LUT1_SUB_TABLE == kLastCell;
+        if (!last && (!used || (cell < IFC_LUT0_RULES && hasRule(p.closed, cell))))
+            continue;
+        addBin(p, start, room);
+        room = 0;
+        if (cell == kLastCell)
+            p.wideBins = binBit(p.bins) - 1;
     }
 }
 
@@ -87,9 +77,10 @@ bool orderBins(Packing &p)
 {
     for (unsigned n = 0; n < p.freeCount; ++n) {
         const unsigned rule = p.free[n];
-        unsigned lowest = p.lowest[p.twinBefore[rule]];
-        for (RuleSet before = p.earlier[rule]; before != 0;) {
-            const unsigned low = p.lowest[takeLowest(before)];
+        unsigned lowest = p.lowest[p.twin[0][rule]];
+        RuleSet before = p.order.earlier[rule];
+        for (unsigned other; (other = takeLowest(before)) != kNoRule;) {
+            const unsigned low = p.lowest[other];
             lowest = low > lowest ? low : lowest;
         }
         p.open[rule] &= ~(binBit(lowest) - 1);
@@ -99,9 +90,10 @@ bool orderBins(Packing &p)
     }
     for (unsigned n = p.freeCount; n-- != 0;) {
         const unsigned rule = p.free[n];
-        unsigned highest = p.highest[p.twinAfter[rule]];
-        for (RuleSet after = p.later[rule]; after != 0;) {
-            const unsigned high = p.highest[takeLowest(after)];
+        unsigned highest = p.highest[p.twin[1][rule]];
+        RuleSet after = p.order.later[rule];
+        for (unsigned other; (other = takeLowest(after)) != kNoRule;) {
+            const unsigned high = p.highest[other];
             highest = high < highest ? high : highest;
         }
         p.open[rule] &= binBit(highest + 1) - 1;
@@ -273,10 +265,10 @@ unsigned nextRule(const Packing &p)
 }
 
 // A place in the bin after those that it gave out. Wide bins skip closed places.
-Place takePlace(Packing &p, unsigned bin, unsigned rule, unsigned &next)
+[[gnu::noinline]] Place takePlace(const Packing &p, unsigned bin, unsigned rule, unsigned &next)
 {
     if (p.wideBins >> bin & 1) {
-        while (p.usedWide >> next & 1)
+        while (hasRule(p.used, next))
             ++next;
         return widePlace(next++);
     }
@@ -288,14 +280,14 @@ Place takePlace(Packing &p, unsigned bin, unsigned rule, unsigned &next)
 void writePlan(Packing &p)
 {
     RuleSet waiting = freeRules(p);
-    for (unsigned bin = 0; bin < p.bins && waiting != 0; ++bin) {
+    for (unsigned bin = 0; bin < p.bins; ++bin) {
         RuleSet inside = 0;
         unsigned room = p.bin[bin].room;
         while (room != 0) {
             unsigned urgent = kNoRule;
             unsigned due = kMaxBins;
-            for (RuleSet left = waiting; left != 0;) {
-                const unsigned rule = takeLowest(left);
+            RuleSet left = waiting;
+            for (unsigned rule; (rule = takeLowest(left)) != kNoRule;) {
                 if (p.lowest[rule] <= bin && p.highest[rule] < due) {
                     urgent = rule;
                     due = p.highest[rule];
@@ -304,13 +296,13 @@ void writePlan(Packing &p)
             if (urgent == kNoRule)
                 break;
             room -= p.wideBins >> bin & 1 ? 1 : p.shape[urgent].narrowEntries;
-            waiting ^= ruleBit(urgent);
-            inside |= ruleBit(urgent);
+            const RuleSet taken = ruleBit(urgent);
+            waiting ^= taken;
+            inside |= taken;
         }
-        for (unsigned next = p.bin[bin].start; inside != 0;) {
-            const unsigned rule = takeLowest(inside);
+        unsigned next = p.bin[bin].start;
+        for (unsigned rule; (rule = takeLowest(inside)) != kNoRule;)
             p.plan[rule] = takePlace(p, bin, rule, next);
-        }
     }
 }
 
@@ -322,20 +314,22 @@ void findTwins(Packing &p)
         for (unsigned m = n; m-- != 0;) {
             const unsigned other = p.free[m];
             if (p.shape[rule].narrowEntries == p.shape[other].narrowEntries &&
-                p.shape[rule].wideAllowed == p.shape[other].wideAllowed && p.later[rule] == p.later[other] &&
-                p.earlier[rule] == p.earlier[other]) {
-                p.twinBefore[rule] = static_cast<uint8_t>(other);
-                p.twinAfter[other] = static_cast<uint8_t>(rule);
+                p.shape[rule].wideAllowed == p.shape[other].wideAllowed &&
+                p.order.later[rule] == p.order.later[other] &&
+                p.order.earlier[rule] == p.order.earlier[other]) {
+                p.twin[0][rule] = static_cast<uint8_t>(other);
+                p.twin[1][other] = static_cast<uint8_t>(rule);
                 break;
             }
         }
     }
 }
 
-void copyOpen(BinSet *to, const BinSet *from)
+// Leaves these bins open to these rules.
+void keepOpen(Packing &p, RuleSet rules, BinSet bins)
 {
-    for (unsigned rule = 0; rule < kMaxRules; ++rule)
-        to[rule] = from[rule];
+    for (unsigned rule; (rule = takeLowest(rules)) != kNoRule;)
+        p.open[rule] &= bins;
 }
 
 } // namespace
@@ -343,82 +337,67 @@ void copyOpen(BinSet *to, const BinSet *from)
 void setOrder(Packing &p, const uint64_t *overlaps, RuleSet rules)
 {
     p.rules = rules;
-    for (unsigned rule = 0; rule < kMaxRules; ++rule)
-        p.earlier[rule] = 0;
-    for (RuleSet left = rules; left != 0;) {
-        const unsigned rule = takeHighest(left);
-        p.after[rule] = 0;
-        p.later[rule] = 0;
-        const RuleSet above = rules & ~(ruleBit(rule) | (ruleBit(rule) - 1));
-        for (RuleSet next = overlaps[rule] & above; next != 0;) {
-            const unsigned other = takeLowest(next);
-            if (p.after[rule] >> other & 1)
+    __builtin_memset(&p.order, 0, sizeof p.order);
+    if (overlaps == nullptr)
+        return;
+    for (unsigned rule; (rule = takeHighest(rules)) != kNoRule;) {
+        const RuleSet self = ruleBit(rule);
+        RuleSet next = overlaps[rule] & p.rules & (0 - 2 * self);
+        for (unsigned other; (other = takeLowest(next)) != kNoRule;) {
+            const RuleSet bit = ruleBit(other);
+            if ((p.order.after[rule] & bit) != 0)
                 continue;
-            p.after[rule] |= ruleBit(other) | p.after[other];
-            p.later[rule] |= ruleBit(other);
-            p.earlier[other] |= ruleBit(rule);
+            p.order.after[rule] |= bit | p.order.after[other];
+            p.order.later[rule] |= bit;
+            p.order.earlier[other] |= self;
         }
     }
+}
+
+void toggleRule(Packing &p, unsigned rule)
+{
+    p.fixed ^= ruleBit(rule);
+    p.used ^= cellsOf(p.place[rule]);
 }
 
 void fixRule(Packing &p, unsigned rule, Place place)
 {
     p.place[rule] = place;
-    p.fixed |= ruleBit(rule);
-    if (place.table == kWide)
-        p.usedWide = static_cast<uint8_t>(p.usedWide | 1u << place.first);
-    else
-        p.usedNarrow |= narrowBits(place);
-}
-
-void freeRule(Packing &p, unsigned rule)
-{
-    const Place place = p.place[rule];
-    p.fixed &= ~ruleBit(rule);
-    if (place.table == kWide)
-        p.usedWide = static_cast<uint8_t>(p.usedWide & ~(1u << place.first));
-    else
-        p.usedNarrow &= ~narrowBits(place);
+    toggleRule(p, rule);
 }
 
 void freeAll(Packing &p)
 {
     p.fixed = 0;
-    p.usedWide = p.closedWide;
-    p.usedNarrow = p.closedNarrow;
+    p.used = p.closed;
 }
 
 bool layBins(Packing &p)
 {
-    p.bins = 0;
-    layWideBins(p);
-    layNarrowBins(p);
+    cutBins(p);
     BinSet holds[IFC_LUT1_SUB_TABLE + 1] = {}; // narrow bins by the entries that they hold at least
     for (unsigned bin = lowestBin(~p.wideBins); bin < p.bins; ++bin) {
-        for (unsigned length = 1; length <= p.bin[bin].room; ++length)
+        for (unsigned length = p.bin[bin].room; length != 0; --length)
             holds[length] |= binBit(bin);
     }
+    __builtin_memset(p.lowest, 0, sizeof p.lowest);
+    __builtin_memset(p.highest, kMaxBins, sizeof p.highest);
+    __builtin_memset(p.twin, kNoRule, sizeof p.twin);
     p.freeCount = 0;
-    p.lowest[kNoRule] = 0;
-    p.highest[kNoRule] = kMaxBins;
-    for (RuleSet left = freeRules(p); left != 0;) {
-        const unsigned rule = takeLowest(left);
+    RuleSet left = freeRules(p);
+    for (unsigned rule; (rule = takeLowest(left)) != kNoRule;) {
         const Shape &shape = p.shape[rule];
         p.open[rule] = holds[shape.narrowEntries] | (shape.wideAllowed ? p.wideBins : 0);
         p.free[p.freeCount++] = static_cast<uint8_t>(rule);
-        p.twinBefore[rule] = p.twinAfter[rule] = kNoRule;
     }
-    for (RuleSet left = p.rules & p.fixed; left != 0;) {
-        const unsigned rule = takeLowest(left);
-        BinSet below = 0;
-        for (unsigned bin = 0; bin < p.bins && p.bin[bin].start < placeNumber(p.place[rule]); ++bin)
-            below |= binBit(bin);
-        for (RuleSet next = p.earlier[rule]; next != 0;)
-            p.open[takeLowest(next)] &= below;
-        for (RuleSet next = p.later[rule]; next != 0;)
-            p.open[takeLowest(next)] &= ~below;
-        p.lowest[rule] = 0;
-        p.highest[rule] = kMaxBins;
+    left = p.rules & p.fixed;
+    for (unsigned rule; (rule = takeLowest(left)) != kNoRule;) {
+        unsigned bin = 0;
+        while (bin < p.bins && p.bin[bin].start < placeNumber(p.place[rule]))
+            ++bin;
+        const BinSet below = binBit(bin) - 1;
+        keepOpen(p, p.order.earlier[rule], below);
+        keepOpen(p, p.order.later[rule], ~below);
     }
     for (unsigned n = 0; n < p.freeCount; ++n) {
         if (p.open[p.free[n]] == 0)
@@ -429,10 +408,8 @@ bool layBins(Packing &p)
 
 Place firstPlace(const Packing &p, unsigned rule, unsigned bin)
 {
-    const unsigned start = p.bin[bin].start;
-    if (p.wideBins >> bin & 1)
-        return widePlace(start);
-    return narrowPlace(start - IFC_LUT0_RULES, p.shape[rule].narrowEntries);
+    unsigned next = p.bin[bin].start;
+    return takePlace(p, bin, rule, next);
 }
 
 Verdict findPlan(Packing &p, uint32_t *budget)
@@ -456,13 +433,13 @@ Verdict findPlan(Packing &p, uint32_t *budget)
             // LUT0 first, then the narrow bins from the lowest on; when that fails, all the others.
             const BinSet wide = p.open[rule] & p.wideBins;
             const BinSet first = wide != 0 ? wide : binBit(lowestBin(p.open[rule]));
-            copyOpen(p.saved[depth], p.open);
+            __builtin_memcpy(p.saved[depth], p.open, sizeof p.open);
             p.saved[depth++][rule] ^= first;
             p.open[rule] = first;
         } else if (depth == 0) {
             return Verdict::No;
         } else {
-            copyOpen(p.open, p.saved[--depth]);
+            __builtin_memcpy(p.open, p.saved[--depth], sizeof p.open);
         }
     }
 }

@@ -31,18 +31,20 @@ struct Bin {
 enum class Verdict : uint8_t { No, Yes, Unknown };
 
 struct Packing {
+    BinSet open[kMaxRules]; // of the search: bins that a rule may still go to
+
     // The problem.
     const Shape *shape;
-    RuleSet rules;            // of the whole set
-    RuleSet fixed;            // of these, place[] is given
-    Place place[kMaxRules];   // of the fixed rules
-    RuleSet later[kMaxRules]; // overlapping rules after it, without those that follow from others
-    RuleSet earlier[kMaxRules];
-    RuleSet after[kMaxRules]; // all that must come after it, directly or not
-    uint8_t closedWide;       // places that no rule of the set may use
-    uint32_t closedNarrow;
-    uint8_t usedWide; // closed or under a fixed rule
-    uint32_t usedNarrow;
+    RuleSet rules;          // of the whole set
+    RuleSet fixed;          // of these, place[] is given
+    Place place[kMaxRules]; // of the fixed rules
+    struct Order {
+        RuleSet later[kMaxRules]; // overlapping rules after it, without those that follow from others
+        RuleSet earlier[kMaxRules];
+        RuleSet after[kMaxRules]; // all that must come after it, directly or not
+    } order;
+    uint64_t closed; // cells (cellsOf()) that no rule of the set may use
+    uint64_t used;   // closed or under a fixed rule
     // The answer: a place for every rule that is not fixed.
     Place plan[kMaxRules];
     // The search.
@@ -54,19 +56,20 @@ struct Packing {
     unsigned freeCount;
     uint8_t lowest[kMaxRules + 1]; // the first and the last open bin; of a fixed and of no rule, no bound
     uint8_t highest[kMaxRules + 1];
-    uint8_t twinBefore[kMaxRules]; // free rules of its length and order; kMaxRules: none
-    uint8_t twinAfter[kMaxRules];
+    uint8_t twin[2][kMaxRules]; // free rules of its length and order, before and after; kNoRule: none
     BinSet wideBins;
-    BinSet open[kMaxRules]; // bins that a rule may still go to
     BinSet saved[kMaxDecisions][kMaxRules];
 };
 
 // Sets the rules and their order from the whole overlap relation, of which it leaves out what follows.
 void setOrder(Packing &packing, const uint64_t *overlaps, RuleSet rules);
 
-// Fixes a rule in a place that is free, and takes it back.
+// Fixes a rule in a place that is free.
 void fixRule(Packing &packing, unsigned rule, Place place);
-void freeRule(Packing &packing, unsigned rule);
+
+// Takes that back, and fixes the rule there again.
+void toggleRule(Packing &packing, unsigned rule);
+
 void freeAll(Packing &packing);
 
 // Lays out the bins and, for the rules that are not fixed, the bins that are open to each.

@@ -18,12 +18,16 @@ enum Table : uint8_t {
     kNarrow,  // LUT1
 };
 
-// Where one rule stands. The default is nowhere.
-struct Place {
+// Where one rule stands. The default is nowhere. One word: it is copied and compared in one piece.
+struct alignas(4) Place {
     uint8_t table = kNowhere;
     uint8_t first = 0;   // wide: the place, 0..7; narrow: the chain's first entry, 0..31
     uint8_t entries = 0; // wide: 1; narrow: the chain's length, 1..16, inside one sub-table
-    friend constexpr bool operator==(const Place &, const Place &) = default;
+    uint8_t unused = 0;
+    friend constexpr bool operator==(const Place &a, const Place &b)
+    {
+        return __builtin_bit_cast(uint32_t, a) == __builtin_bit_cast(uint32_t, b);
+    }
 };
 
 constexpr bool placed(Place place)
@@ -33,33 +37,28 @@ constexpr bool placed(Place place)
 
 constexpr Place widePlace(unsigned place)
 {
-    return {kWide, static_cast<uint8_t>(place), 1};
+    return {kWide, static_cast<uint8_t>(place), 1, 0};
 }
 
 constexpr Place narrowPlace(unsigned first, unsigned entries)
 {
-    return {kNarrow, static_cast<uint8_t>(first), static_cast<uint8_t>(entries)};
+    return {kNarrow, static_cast<uint8_t>(first), static_cast<uint8_t>(entries), 0};
 }
 
 // The number of a placed rule: its action entry. Of all rules that a frame hits, the lowest number decides.
-constexpr unsigned placeNumber(Place place)
-{
-    return place.table == kWide ? place.first : IFC_LUT0_RULES + place.first + place.entries - 1;
-}
+unsigned placeNumber(Place place);
 
-// The LUT1 entries of a chain as a bitmap. Only for a narrow place that is in the table.
+// What a place takes, as a bitmap by number: wide place n is bit n, LUT1 entry n is bit 8 + n. Only for a
+// place that is in the tables, as the next.
+uint64_t cellsOf(Place place);
+
+// The LUT1 entries of a chain as a bitmap.
 constexpr uint32_t narrowBits(Place place)
 {
     return ((uint32_t{1} << place.entries) - 1) << place.first;
 }
 
 // True for a place that the tables have: in range, and no chain across the sub-tables.
-constexpr bool placeExists(Place place)
-{
-    if (place.table == kWide)
-        return place.first < IFC_LUT0_RULES && place.entries == 1;
-    return place.table == kNarrow && place.entries >= 1 && place.first < IFC_LUT1_RULES &&
-           place.first % IFC_LUT1_SUB_TABLE + place.entries <= IFC_LUT1_SUB_TABLE;
-}
+bool placeExists(Place place);
 
 } // namespace ruleset

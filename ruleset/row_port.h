@@ -9,10 +9,11 @@ namespace ruleset
 
 constexpr unsigned kLongestStretch = 64; // register accesses in one hold of the lock, with every poll used
 
-struct Row {
-    uint8_t sel; // IFC_SEL_*
+struct alignas(4) Row { // one word, to be passed in one
+    uint8_t sel;        // IFC_SEL_*
     uint8_t index;
     uint8_t offset;
+    uint8_t unused = 0;
 };
 
 // All zero: nothing held, nothing counted.

@@ -5,6 +5,7 @@
 #include "ifc/records/chip.h"
 #include "ifc/records/narrow_record.h"
 #include "ifc/records/wide_record.h"
+#include "ruleset/rule_bits.h"
 
 namespace ruleset
 {
@@ -13,6 +14,53 @@ namespace
 {
 
 constexpr uint64_t kMacOnes = 0xFFFFFFFFFFFF;
+
+// All that is used of the records' table of places: they follow each other.
+struct FieldWidths {
+    uint8_t of[IFC_LUT1_FIELDS + 1];
+};
+
+constexpr FieldWidths makeFieldWidths()
+{
+    FieldWidths widths{};
+    unsigned lsb = 0;
+    for (unsigned field = 1; field <= IFC_LUT1_FIELDS; ++field) {
+        widths.of[field] = ifc::fieldPlace(field).width;
+        if (ifc::isWideField(field) && ifc::fieldPlace(field).lsb != lsb)
+            return {}; // refused below
+        lsb += widths.of[field];
+    }
+    return widths;
+}
+
+constexpr FieldWidths kWidths = makeFieldWidths();
+static_assert(kWidths.of[1] != 0);
+
+// The lowest bit of a field in an area of the LUT0 record.
+unsigned lsbInArea(unsigned field)
+{
+    unsigned lsb = 0;
+    while (--field != 0)
+        lsb += kWidths.of[field];
+    return lsb;
+}
+
+// Into an area that holds zeros there. `last`: its last word. A field stands in two words at most.
+void putInArea(uint32_t *last, unsigned field, uint64_t value)
+{
+    const unsigned lsb = lsbInArea(field);
+    uint32_t *word = last - lsb / 32;
+    value = shiftLeft(value, lsb % 32);
+    word[0] |= ifc::lowWord(value);
+    word[-1] |= ifc::highWord(value);
+}
+
+uint64_t getFromArea(const uint32_t *last, unsigned field)
+{
+    const unsigned lsb = lsbInArea(field);
+    const uint32_t *word = last - lsb / 32;
+    return ifc::joinWords(word[-1], word[0]) >> lsb % 32 & onesOf(field);
+}
 
 // The condition as one comparison under one mask. False: none says it, a range; `one` is its lower side.
 bool sayInOne(const RuleCondition &c, RuleCondition &one)
@@ -65,23 +113,10 @@ Run macLowRun(uint64_t mask)
     return low == 0 ? Run{0, 0} : runOf(low, 32);
 }
 
-// Entries in LUT1; 0: it does not hold the condition.
-unsigned narrowEntries(const RuleCondition &c)
+// Ones from bit 0 upwards and nothing else.
+bool isRun(uint64_t value)
 {
-    if (ifc::isHalf(c.field)) {
-        RuleCondition one;
-        return sayInOne(c, one) ? 1 : 2;
-    }
-    if (ifc::isWord(c.field))
-        return runOf(ifc::lowWord(c.mask), ifc::fieldWidth(c.field)).length != 0 ? 1 : 0;
-    if (ifc::lowWord(c.mask) == 0)
-        return 1;
-    if (macLowRun(c.mask).length == 0)
-        return 0;
-    if (ifc::highWord(c.mask) == 0)
-        return 1;
-    // Two entries that must both differ would not hit a frame that differs in one half only.
-    return c.compare == IFC_COMPARE_EQUAL ? 2 : 0;
+    return (value & (value + 1)) == 0;
 }
 
 // Automatic placement puts the mask into LUT1 as it is: one run of ones from one end, and no other than the
@@ -90,10 +125,10 @@ bool placedAsGiven(const RuleCondition &c)
 {
     if (ifc::isHalf(c.field))
         return true;
-    const uint64_t zeros = (ifc::isMac(c.field) ? kMacOnes : 0xFFFFFFFFu) & ~c.mask;
-    if (c.mask == 0 || (zeros & (zeros + 1)) == 0)
-        return c.mask != 0;
-    return (c.mask & (c.mask + 1)) == 0 && (ifc::highWord(c.mask) == 0 || c.mask == kMacOnes >> 1);
+    if (c.mask == 0)
+        return false;
+    return isRun(c.mask ^ (ifc::isMac(c.field) ? kMacOnes : 0xFFFFFFFFu)) ||
+           (isRun(c.mask) && (ifc::highWord(c.mask) == 0 || c.mask == kMacOnes >> 1));
 }
 
 // Why LUT0 does not hold the condition at `at`.
@@ -130,42 +165,53 @@ void putHalf(IFC_LUT1_Format &entry, const RuleCondition &c, unsigned sel, uint3
     ifc::setHalfEntry(entry, c.field, c.compare, 0, sel, mask, key);
 }
 
-// Writes the entries of one condition; returns the one after them.
-IFC_LUT1_Format *writeEntries(const RuleCondition &given, IFC_LUT1_Format *entry)
+// Writes the entries of one condition, up to two, and returns their number. 0: LUT1 does not hold it.
+unsigned writeEntries(const RuleCondition &given, IFC_LUT1_Format *entry)
 {
     RuleCondition c;
     const bool inOne = sayInOne(given, c);
+    const uint32_t low = ifc::lowWord(c.mask);
+    const uint32_t high = ifc::highWord(c.mask);
     if (ifc::isHalf(c.field)) {
-        putHalf(*entry++, c, IFC_LUT1_SEL_FIELD, ifc::lowWord(c.mask), ifc::lowWord(c.key));
-        if (!inOne) {
-            c.compare = IFC_COMPARE_AT_MOST;
-            putHalf(*entry++, c, IFC_LUT1_SEL_FIELD, ifc::lowWord(c.mask), given.key_last);
-        }
-        return entry;
+        putHalf(entry[0], c, IFC_LUT1_SEL_FIELD, low, ifc::lowWord(c.key));
+        if (inOne)
+            return 1;
+        c.compare = IFC_COMPARE_AT_MOST;
+        putHalf(entry[1], c, IFC_LUT1_SEL_FIELD, low, given.key_last);
+        return 2;
     }
     const bool mac = ifc::isMac(c.field);
-    const Run run = mac ? macLowRun(c.mask) : runOf(ifc::lowWord(c.mask), ifc::fieldWidth(c.field));
+    const Run run = mac ? macLowRun(c.mask) : runOf(low, kWidths.of[c.field]);
+    unsigned entries = 0;
     if (run.length != 0) {
-        *entry = {};
-        ifc::setWordEntry(*entry++, c.field, c.compare, 0, run.direction, run.length, ifc::lowWord(c.key));
+        entry[0] = {};
+        ifc::setWordEntry(entry[0], c.field, c.compare, 0, run.direction, run.length, ifc::lowWord(c.key));
+        entries = 1;
+    } else if (!mac || low != 0) {
+        return 0;
     }
-    if (mac && (ifc::highWord(c.mask) != 0 || run.length == 0))
-        putHalf(*entry++, c, IFC_LUT1_SEL_MAC_HIGH, ifc::highWord(c.mask), ifc::highWord(c.key));
-    return entry;
+    if (mac && (high != 0 || low == 0)) {
+        // Two entries that must both differ would not hit a frame that differs in one half only.
+        if (entries != 0 && c.compare != IFC_COMPARE_EQUAL)
+            return 0;
+        putHalf(entry[entries++], c, IFC_LUT1_SEL_MAC_HIGH, high, ifc::highWord(c.key));
+    }
+    return entries;
 }
 
 // What stands in a table as a condition within the field's width, where the field is 0 above.
-RuleCondition readCondition(const ifc::Condition &c)
+void readCondition(const ifc::Condition &c, RuleCondition &to)
 {
     const unsigned command = static_cast<unsigned>(ifc::effectiveCommand(c.field, c.command));
     const uint64_t ones = onesOf(c.field);
-    const uint64_t mask = c.mask << c.part;
-    const uint64_t key = (c.key & c.mask) << c.part;
+    const uint64_t mask = shiftLeft(c.mask, c.part);
+    const uint64_t key = shiftLeft(c.key & c.mask, c.part);
+    to = makeCondition(c.field, command, mask & ones, key);
     if ((key & ~ones) == 0)
-        return makeCondition(c.field, command, mask & ones, key);
+        return;
     // The key is above whatever the field can be. Under a mask of 0 equal always holds and not equal never.
     const bool never = command == IFC_COMPARE_EQUAL || command == IFC_COMPARE_AT_LEAST;
-    return makeCondition(c.field, never ? IFC_COMPARE_NOT_EQUAL : IFC_COMPARE_EQUAL, 0, 0);
+    to = makeCondition(c.field, never ? IFC_COMPARE_NOT_EQUAL : IFC_COMPARE_EQUAL, 0, 0);
 }
 
 // Makes one condition of two where they are the halves of a MAC address, or at least and at most.
@@ -180,14 +226,15 @@ bool joins(RuleCondition &first, const RuleCondition &second)
         first.key |= second.key;
         return true;
     }
-    const uint64_t ones = onesOf(first.field);
-    if (first.compare == IFC_COMPARE_AT_LEAST && second.compare == IFC_COMPARE_AT_MOST &&
-        first.mask == ones && second.mask == ones && first.key <= second.key) {
-        first.compare = IFC_COMPARE_RANGE;
-        first.key_last = static_cast<uint16_t>(second.key);
-        return true;
-    }
-    return false;
+    const uint32_t ones = ifc::lowWord(onesOf(first.field));
+    const uint32_t last = ifc::lowWord(second.key);
+    if (first.compare != IFC_COMPARE_AT_LEAST || second.compare != IFC_COMPARE_AT_MOST ||
+        ifc::lowWord(first.mask) != ones || ifc::lowWord(second.mask) != ones ||
+        ifc::lowWord(first.key) > last)
+        return false;
+    first.compare = IFC_COMPARE_RANGE;
+    first.key_last = static_cast<uint16_t>(last);
+    return true;
 }
 
 // What both tables make of a rule.
@@ -203,9 +250,10 @@ Measure measure(const Rule &rule)
 {
     Measure m = {IFC_RULESET_NO_REASON, 0, rule.count, 0, 0};
     bool asGiven = true;
+    IFC_LUT1_Format scratch[2];
     for (unsigned n = 0; n < rule.count; ++n) {
         const RuleCondition &c = rule.condition[n];
-        const unsigned needed = narrowEntries(c);
+        const unsigned needed = writeEntries(c, scratch);
         if (needed == 0 && m.narrowAt == rule.count)
             m.narrowAt = n;
         m.entries += needed;
@@ -227,7 +275,7 @@ Measure measure(const Rule &rule)
 
 uint64_t onesOf(unsigned field)
 {
-    return ifc::fieldOnes(field);
+    return shiftLeft(1, kWidths.of[field]) - 1;
 }
 
 bool holdsFor(const RuleCondition &condition, uint64_t value)
@@ -238,12 +286,11 @@ bool holdsFor(const RuleCondition &condition, uint64_t value)
         return masked == condition.key;
     case IFC_COMPARE_NOT_EQUAL:
         return masked != condition.key;
-    case IFC_COMPARE_AT_LEAST:
-        return masked >= condition.key;
     case IFC_COMPARE_AT_MOST:
         return masked <= condition.key;
     default:
-        return value >= condition.key && value <= condition.key_last;
+        return masked >= condition.key &&
+               (condition.compare == IFC_COMPARE_AT_LEAST || masked <= condition.key_last);
     }
 }
 
@@ -298,14 +345,17 @@ void ifc_rule_encode_wide(const struct ifc_rule *rule, IFC_LUT0_Format *image)
     for (unsigned n = 0; n < rule->count; ++n) {
         RuleCondition c;
         (void)sayInOne(rule->condition[n], c);
-        (void)ifc::addToWide(*image, {c.field, static_cast<ifc::Command>(c.compare), 0, c.mask, c.key});
+        image->word[0] |= 1u << (c.field - 1);
+        image->word[ifc::commandWord(c.field)] |= uint32_t{c.compare} << ifc::commandLsb(c.field);
+        putInArea(image->word + ifc::kMaskLastWord, c.field, c.mask);
+        putInArea(image->word + ifc::kKeyLastWord, c.field, c.key);
     }
 }
 
 void ifc_rule_encode_narrow(const struct ifc_rule *rule, IFC_LUT1_Format *image)
 {
     for (unsigned n = 0; n < rule->count; ++n)
-        image = writeEntries(rule->condition[n], image);
+        image += writeEntries(rule->condition[n], image);
     image[-1].word[0] |= ifc::kNarrowEnd;
 }
 
@@ -314,7 +364,11 @@ void ifc_rule_decode_wide(const IFC_LUT0_Format *image, struct ifc_rule *rule)
     rule->count = 0;
     for (unsigned field = ifc::nextWideField(image->word, 0); field != 0;
          field = ifc::nextWideField(image->word, field))
-        rule->condition[rule->count++] = readCondition(ifc::decodeWide(image->word, field));
+        readCondition({static_cast<uint8_t>(field),
+                       static_cast<ifc::Command>(ifc::wideCommand(image->word, field)), 0,
+                       getFromArea(image->word + ifc::kMaskLastWord, field),
+                       getFromArea(image->word + ifc::kKeyLastWord, field)},
+                      rule->condition[rule->count++]);
 }
 
 int ifc_rule_decode_narrow(const IFC_LUT1_Format *image, uint32_t entries, struct ifc_rule *rule)
@@ -324,9 +378,10 @@ int ifc_rule_decode_narrow(const IFC_LUT1_Format *image, uint32_t entries, struc
         const ifc::Condition entry = ifc::decodeNarrow(image[n].word);
         if (!ifc::isNarrowField(entry.field))
             return -1;
-        const RuleCondition c = readCondition(entry);
-        if (rule->count == 0 || !joins(rule->condition[rule->count - 1], c))
-            rule->condition[rule->count++] = c;
+        RuleCondition *const c = rule->condition + rule->count;
+        readCondition(entry, *c);
+        if (rule->count == 0 || !joins(c[-1], *c))
+            ++rule->count;
     }
     return 0;
 }

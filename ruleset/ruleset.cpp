@@ -26,6 +26,7 @@ struct Work {
     Update update;
 };
 static_assert(sizeof(Work) <= sizeof(Set::work) && alignof(Work) <= alignof(uint64_t));
+static_assert(sizeof(Tables) == sizeof(Set::tables) && alignof(Tables) <= alignof(uint32_t));
 static_assert(IFC_RULESET_RULES == kMaxRules);
 static_assert(static_cast<Table>(IFC_RULESET_NOWHERE) == kNowhere &&
               static_cast<Table>(IFC_RULESET_LUT0) == kWide &&
@@ -34,6 +35,16 @@ static_assert(static_cast<Table>(IFC_RULESET_NOWHERE) == kNowhere &&
 Work &workOf(Set &set)
 {
     return *reinterpret_cast<Work *>(set.work);
+}
+
+Tables &tablesOf(Set &set)
+{
+    return *reinterpret_cast<Tables *>(set.tables);
+}
+
+const Tables &tablesOf(const Set &set)
+{
+    return *reinterpret_cast<const Tables *>(set.tables);
 }
 
 Report &begin(Set &set, Report *report)
@@ -53,40 +64,35 @@ int finish(Report &report, ifc_ruleset_result result)
 constexpr uint8_t kTaken = 1;
 constexpr uint8_t kNewAction = 2; // the action is not in the tables yet
 
-// Out of line: shifts of 64 bits are long on 32-bit processors.
-[[gnu::noinline]] bool hasBit(uint64_t bits, unsigned slot)
-{
-    return (bits >> slot & 1) != 0;
-}
-
-[[gnu::noinline]] void setBit(uint64_t &bits, unsigned slot, bool value)
-{
-    bits = (bits & ~ruleBit(slot)) | (value ? ruleBit(slot) : 0);
-}
-
 bool isTaken(const Set &set, unsigned slot)
 {
     return (set.state[slot] & kTaken) != 0;
 }
 
-Place placeOf(const ifc_ruleset_place &place)
+Place placeOf(uint32_t word)
 {
-    return {place.table, place.first, place.entries};
+    return __builtin_bit_cast(Place, word);
 }
 
-ifc_ruleset_place placeFrom(const Place &place)
+uint32_t wordOf(Place place)
 {
-    return {place.table, place.first, place.entries};
+    return __builtin_bit_cast(uint32_t, place);
 }
 
 void compareWithOthers(Set &set, unsigned slot)
 {
+    const uint64_t self = ruleBit(slot);
+    uint64_t overlaps = 0;
     for (unsigned other = 0; other < kMaxRules; ++other) {
-        const bool overlap =
-            other != slot && isTaken(set, other) && ifc_rule_overlap(&set.rule[slot], &set.rule[other]) != 0;
-        setBit(set.overlaps[slot], other, overlap);
-        setBit(set.overlaps[other], slot, overlap);
+        if (other == slot)
+            continue;
+        set.overlaps[other] &= ~self;
+        if (isTaken(set, other) && ifc_rule_overlap(&set.rule[slot], &set.rule[other]) != 0) {
+            set.overlaps[other] |= self;
+            addRule(overlaps, other);
+        }
     }
+    set.overlaps[slot] = overlaps;
 }
 
 unsigned freeSlot(const Set &set)
@@ -103,17 +109,14 @@ void takeIn(Set &set, unsigned slot, unsigned position, Place now)
     for (unsigned n = set.count++; n > position; --n)
         set.order[n] = set.order[n - 1];
     set.order[position] = static_cast<uint8_t>(slot);
-    set.now[slot] = placeFrom(now);
+    set.now[slot] = wordOf(now);
     set.state[slot] = kTaken;
     compareWithOthers(set, slot);
 }
 
 void own(Set &set, Place place)
 {
-    if (place.table == kWide)
-        set.owned_lut0 = static_cast<uint8_t>(set.owned_lut0 | 1u << place.first);
-    else
-        set.owned_lut1 |= narrowBits(place);
+    set.owned |= cellsOf(place);
     ++set.standing;
 }
 
@@ -122,27 +125,24 @@ void own(Set &set, Place place)
 uint32_t reservedEntries(const Set &set)
 {
     uint32_t reserved = 0;
-    ifc::Chain run;
-    for (unsigned from = 0; ifc::nextRun(set.lut1, from, run); from = run.end + 1) {
-        if ((set.owned_lut1 >> run.first & 1) != 0)
+    for (unsigned entry = 0; entry < IFC_LUT1_RULES; ++entry) {
+        const IFC_LUT1_Format &here = tablesOf(set).lut1[entry];
+        if (!here.type0.valid || hasRule(set.owned, IFC_LUT0_RULES + entry))
             continue;
-        const bool more = !run.complete && !ifc::isLastOfSubTable(run.end);
-        reserved |= narrowBits(narrowPlace(run.first, run.end - run.first + (more ? 2 : 1)));
+        reserved |= (goesOn(here) && !ifc::isLastOfSubTable(entry) ? 3u : 1u) << entry;
     }
     return reserved;
 }
 
 // A rule that stands in LUT1 moves there entry by entry as it is, however it was written.
-Shape shapeOf(const Set &set, unsigned slot)
+void fillShape(const Set &set, unsigned slot, Shape &shape)
 {
-    ifc_rule_shape shape;
-    ifc_rule_shape_of(&set.rule[slot], &shape);
-    const Place now = placeOf(set.now[slot]);
-    if (now.table == kNarrow)
-        shape.narrow_entries = now.entries;
-    if (shape.counted < shape.narrow_entries)
-        shape.counted = shape.narrow_entries;
-    return {shape.narrow_entries, shape.counted, shape.wide != 0 || now.table == kWide, now};
+    ifc_rule_shape own;
+    ifc_rule_shape_of(&set.rule[slot], &own);
+    shape.now = placeOf(set.now[slot]);
+    shape.narrowEntries = shape.now.table == kNarrow ? shape.now.entries : own.narrow_entries;
+    shape.countedEntries = own.counted > shape.narrowEntries ? own.counted : shape.narrowEntries;
+    shape.wideAllowed = own.wide != 0 || shape.now.table == kWide;
 }
 
 void fillReport(const Set &set, const LayoutAnswer &answer, Report &report)
@@ -162,9 +162,9 @@ void fillReport(const Set &set, const LayoutAnswer &answer, Report &report)
     if (answer.result == LayoutResult::NoLayout)
         return;
     report.fewest = answer.result == LayoutResult::MovedFewest;
+    __builtin_memcpy(report.place, answer.place, sizeof report.place);
     for (unsigned n = 0; n < set.count; ++n) {
         const Place now = placeOf(set.now[set.order[n]]);
-        report.place[n] = placeFrom(answer.place[n]);
         if (!placed(now))
             ++report.added;
         else if (now == answer.place[n])
@@ -181,9 +181,11 @@ bool findPlaces(Set &set, Report &report)
     LayoutInput &input = work.input;
     input.count = set.count;
     for (unsigned n = 0; n < set.count; ++n) {
-        input.rule[n] = shapeOf(set, set.order[n]);
-        for (unsigned later = 0; later < set.count; ++later)
-            setBit(input.overlaps[n], later, hasBit(set.overlaps[set.order[n]], set.order[later]));
+        fillShape(set, set.order[n], input.rule[n]);
+        input.overlaps[n] = 0;
+        for (unsigned later = n + 1; later < set.count; ++later)
+            if (hasRule(set.overlaps[set.order[n]], set.order[later]))
+                addRule(input.overlaps[n], later);
     }
     input.widePlaces = ifc::hasWritableLut0(GET_HIR()) ? IFC_LUT0_RULES : 0;
     input.reservedWide = 0;
@@ -199,32 +201,38 @@ void buildTables(Set &set)
 {
     Work &work = workOf(set);
     Tables &wanted = work.wanted;
-    for (unsigned n = 0; n < IFC_LUT0_RULES; ++n)
-        wanted.lut0[n] = (set.owned_lut0 >> n & 1) != 0 ? IFC_LUT0_Format{} : set.lut0[n];
-    for (unsigned n = 0; n < IFC_LUT1_RULES; ++n)
-        wanted.lut1[n] = (set.owned_lut1 >> n & 1) != 0 ? IFC_LUT1_Format{} : set.lut1[n];
+    const Tables &held = tablesOf(set);
+    wanted = held;
+    uint64_t owned = set.owned;
+    for (unsigned cell; (cell = takeLowest(owned)) != kNoRule;) {
+        if (cell < IFC_LUT0_RULES)
+            wanted.lut0[cell] = {};
+        else
+            wanted.lut1[cell - IFC_LUT0_RULES] = {};
+    }
     for (unsigned n = 0; n < set.count; ++n) {
         const unsigned slot = set.order[n];
         const Rule &rule = set.rule[slot];
         const Place now = placeOf(set.now[slot]);
-        const Place place = work.answer.place[n];
+        const Place &place = work.answer.place[n];
         const bool asItIs = now.table == place.table;
         if (place.table == kWide) {
             if (asItIs)
-                wanted.lut0[place.first] = set.lut0[now.first];
+                wanted.lut0[place.first] = held.lut0[now.first];
             else
                 ifc_rule_encode_wide(&rule, &wanted.lut0[place.first]);
         } else if (asItIs) {
-            for (unsigned k = 0; k < place.entries; ++k)
-                wanted.lut1[place.first + k] = set.lut1[now.first + k];
+            __builtin_memcpy(&wanted.lut1[place.first], &held.lut1[now.first],
+                             place.entries * sizeof *held.lut1);
         } else {
             ifc_rule_encode_narrow(&rule, &wanted.lut1[place.first]);
         }
+        const bool newAction = !placed(now) || (set.state[slot] & kNewAction) != 0;
         WantedRule &wish = work.rules[n];
         wish = {};
-        wish.place = place;
-        wish.oldPlace = now;
-        wish.action = !placed(now) || (set.state[slot] & kNewAction) != 0 ? &rule.action : nullptr;
+        wish.place = work.answer.place[n];
+        wish.oldPlace = placeOf(set.now[slot]);
+        wish.action = newAction ? &rule.action : nullptr;
     }
 }
 
@@ -243,28 +251,15 @@ Outcome runUpdate(Set &set, uint32_t flags, bool dryRun, Report &report)
     return outcome;
 }
 
-void copyTables(Set &set, const IFC_LUT0_Format *lut0, const IFC_LUT1_Format *lut1)
-{
-    __builtin_memcpy(set.lut0, lut0, sizeof set.lut0);
-    __builtin_memcpy(set.lut1, lut1, sizeof set.lut1);
-}
-
-bool isStale(const Set &set)
-{
-    return __builtin_memcmp(set.lut0, IFC_LUT0_Rule, sizeof set.lut0) != 0 ||
-           __builtin_memcmp(set.lut1, IFC_LUT1_Rule, sizeof set.lut1) != 0;
-}
-
 // After an update: what was wanted stands.
 void settle(Set &set)
 {
     const Work &work = workOf(set);
-    copyTables(set, work.wanted.lut0, work.wanted.lut1);
-    set.owned_lut0 = 0;
-    set.owned_lut1 = 0;
+    tablesOf(set) = work.wanted;
+    set.owned = 0;
     set.standing = 0;
     for (unsigned n = 0; n < set.count; ++n) {
-        set.now[set.order[n]] = placeFrom(work.answer.place[n]);
+        set.now[set.order[n]] = wordOf(work.answer.place[n]);
         set.state[set.order[n]] = kTaken;
         own(set, work.answer.place[n]);
     }
@@ -289,18 +284,18 @@ bool takeRead(Set &set, RowPort &port, unsigned slot, Place place)
 
 bool readRules(Set &set, RowPort &port)
 {
-    for (unsigned n = 0; n < IFC_LUT0_RULES && ifc::hasWritableLut0(GET_HIR()); ++n) {
-        if (!ifc::wideValid(set.lut0[n].word))
+    const Tables &tables = tablesOf(set);
+    const unsigned first = ifc::hasWritableLut0(GET_HIR()) ? 0 : IFC_LUT0_RULES;
+    for (unsigned number = first; number < kMaxRules; ++number) {
+        const Place place = livingPlace(tables, number);
+        Rule &rule = set.rule[set.count];
+        if (!placed(place))
             continue;
-        ifc_rule_decode_wide(&set.lut0[n], &set.rule[set.count]);
-        if (!takeRead(set, port, set.count, widePlace(n)))
-            return false;
-    }
-    ifc::Chain chain;
-    for (unsigned from = 0; ifc::nextChain(set.lut1, from, chain); from = chain.end + 1) {
-        const unsigned entries = chain.end - chain.first + 1;
-        if (ifc_rule_decode_narrow(&set.lut1[chain.first], entries, &set.rule[set.count]) == 0 &&
-            !takeRead(set, port, set.count, narrowPlace(chain.first, entries)))
+        if (place.table == kWide)
+            ifc_rule_decode_wide(&tables.lut0[number], &rule);
+        else if (ifc_rule_decode_narrow(&tables.lut1[place.first], place.entries, &rule) != 0)
+            continue;
+        if (!takeRead(set, port, set.count, place))
             return false;
     }
     return true;
@@ -314,7 +309,7 @@ void changeConditions(Set &set, unsigned slot, const Rule &from)
         return;
     rule.count = from.count;
     __builtin_memmove(rule.condition, from.condition, from.count * sizeof *from.condition);
-    set.now[slot] = {}; // for the tables it is another rule
+    set.now[slot] = 0; // for the tables it is another rule
     compareWithOthers(set, slot);
 }
 
@@ -329,7 +324,7 @@ int ifc_ruleset_read(struct ifc_ruleset *set, struct ifc_ruleset_report *report)
 {
     ifc_ruleset_init(set);
     Report &told = begin(*set, report);
-    copyTables(*set, IFC_LUT0_Rule, IFC_LUT1_Rule);
+    copyShadow(tablesOf(*set));
     RowPort port = {};
     const bool done = readRules(*set, port);
     release(port);
@@ -352,18 +347,21 @@ const struct ifc_rule *ifc_ruleset_rule(const struct ifc_ruleset *set, uint32_t 
 
 struct ifc_ruleset_place ifc_ruleset_place_of(const struct ifc_ruleset *set, uint32_t position)
 {
-    return position < set->count ? set->now[set->order[position]] : ifc_ruleset_place{};
+    const uint32_t now = position < set->count ? set->now[set->order[position]] : 0;
+    return __builtin_bit_cast(ifc_ruleset_place, now);
 }
 
 int ifc_ruleset_number(struct ifc_ruleset_place place)
 {
-    return place.table != IFC_RULESET_NOWHERE ? static_cast<int>(placeNumber(placeOf(place))) : -1;
+    return place.table != IFC_RULESET_NOWHERE
+               ? static_cast<int>(placeNumber(__builtin_bit_cast(Place, place)))
+               : -1;
 }
 
 int ifc_ruleset_find_number(const struct ifc_ruleset *set, uint32_t number)
 {
     for (unsigned n = 0; n < set->count; ++n)
-        if (ifc_ruleset_number(set->now[set->order[n]]) == static_cast<int>(number))
+        if (ifc_ruleset_number(ifc_ruleset_place_of(set, n)) == static_cast<int>(number))
             return static_cast<int>(n);
     return -1;
 }
@@ -458,7 +456,7 @@ int ifc_ruleset_plan(struct ifc_ruleset *set, struct ifc_ruleset_report *report)
     Report &told = begin(*set, report);
     if (!findPlaces(*set, told))
         return finish(told, IFC_RULESET_NO_PLACE);
-    if (!isStale(*set) && set->undo_pending == 0)
+    if (equalsShadow(tablesOf(*set)) && set->undo_pending == 0)
         (void)runUpdate(*set, 0, true, told);
     return finish(told, IFC_RULESET_OK);
 }
@@ -467,7 +465,7 @@ int ifc_ruleset_apply(struct ifc_ruleset *set, uint32_t flags, struct ifc_rulese
 {
     Report &told = begin(*set, report);
     Update &update = workOf(*set).update;
-    if (isStale(*set))
+    if (!equalsShadow(tablesOf(*set)))
         return finish(told, IFC_RULESET_STALE);
     Outcome outcome = Outcome::Undone;
     if (set->undo_pending != 0) {

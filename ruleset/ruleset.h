@@ -203,9 +203,10 @@ int ifc_rule_decode_narrow(const IFC_LUT1_Format *image, uint32_t entries, struc
 enum ifc_ruleset_table { IFC_RULESET_NOWHERE = 0, IFC_RULESET_LUT0 = 1, IFC_RULESET_LUT1 = 2 };
 
 struct ifc_ruleset_place {
-    uint8_t table;   /* enum ifc_ruleset_table */
-    uint8_t first;   /* LUT0: the rule, 0..7; LUT1: the first entry of the chain, 0..31 */
-    uint8_t entries; /* LUT0: 1; LUT1: 1..16 */
+    uint8_t table;    /* enum ifc_ruleset_table */
+    uint8_t first;    /* LUT0: the rule, 0..7; LUT1: the first entry of the chain, 0..31 */
+    uint8_t entries;  /* LUT0: 1; LUT1: 1..16 */
+    uint8_t reserved; /* 0 */
 };
 
 /* How far a failed apply could take back what it had written. */
@@ -244,22 +245,21 @@ struct ifc_ruleset_report {
     struct ifc_ruleset_place place[IFC_RULESET_RULES]; /* by position */
 };
 
-#define IFC_RULESET_WORK_WORDS 2560 /* 64-bit words; the library checks at compile time that they suffice */
+#define IFC_RULESET_WORK_WORDS  2560 /* 64-bit words; the library checks at compile time that they suffice */
+#define IFC_RULESET_TABLE_WORDS (IFC_LUT0_RULES * IFC_LUT0_WORDS + IFC_LUT1_RULES * 2)
 
 /* All members are private; read a set through the calls below. */
 struct ifc_ruleset {
     uint32_t count;
-    uint32_t owned_lut1;              /* bit n: entry n belonged to the set when last applied */
-    uint8_t owned_lut0;               /* bit n: LUT0 rule n alike */
     uint8_t undo_pending;             /* an undo has failed: the next apply ends it first */
     uint8_t standing;                 /* rules of the set when last applied */
     uint8_t order[IFC_RULESET_RULES]; /* slot of each position */
-    struct ifc_ruleset_place now[IFC_RULESET_RULES]; /* by slot */
-    uint8_t state[IFC_RULESET_RULES];                /* by slot: taken, action not in the tables */
-    uint64_t overlaps[IFC_RULESET_RULES];            /* by slot: bit n: slot n and this one overlap */
-    struct ifc_rule rule[IFC_RULESET_RULES];         /* by slot */
-    IFC_LUT0_Format lut0[IFC_LUT0_RULES];            /* the shadow tables when last read or applied */
-    IFC_LUT1_Format lut1[IFC_LUT1_RULES];
+    uint8_t state[IFC_RULESET_RULES]; /* by slot: taken, action not in the tables */
+    uint32_t now[IFC_RULESET_RULES];  /* by slot: a struct ifc_ruleset_place as one word */
+    uint64_t owned; /* bit n: LUT0 rule n, bit 8 + n: LUT1 entry n belonged to the set when last applied */
+    uint64_t overlaps[IFC_RULESET_RULES];     /* by slot: bit n: slot n and this one overlap */
+    uint32_t tables[IFC_RULESET_TABLE_WORDS]; /* the shadow tables when last read or applied */
+    struct ifc_rule rule[IFC_RULESET_RULES];  /* by slot */
     uint64_t work[IFC_RULESET_WORK_WORDS];
 };
 

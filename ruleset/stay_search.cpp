@@ -33,40 +33,43 @@ struct Unhit {
 
 // Of two rules that clash the one with more clashes is tried first, alone; the other way it is kept, and all
 // that clash with it move in turn.
-void lookAtClashes(const StaySearch &stay, RuleSet moved, RuleSet kept, Unhit &unhit, RuleSet &busiest)
+void lookAtClashes(const StaySearch &stay, const StaySearch::Frame &at, Unhit &unhit, RuleSet &busiest)
 {
     unsigned most = 0;
     busiest = 0;
-    for (RuleSet left = stay.candidates & ~moved; left != 0;) {
-        const unsigned rule = takeLowest(left);
-        const RuleSet clash = stay.clash[rule] & ~moved;
+    RuleSet left = stay.candidates & ~at.moved;
+    for (unsigned rule; (rule = takeLowest(left)) != kNoRule;) {
+        const RuleSet clash = stay.clash[rule] & ~at.moved;
         if (clash == 0)
             continue;
-        if (kept & ruleBit(rule)) {
-            unhit.add(ruleBit(rule) | ruleBit(lowestRule(clash)), kept);
+        const RuleSet self = ruleBit(rule);
+        const RuleSet pair = self | (clash & -clash);
+        if (at.kept & self) {
+            unhit.add(pair, at.kept);
             continue;
         }
-        if ((unhit.seen & ruleBit(rule)) == 0 && (clash & ~unhit.seen) != 0) {
-            unhit.seen |= ruleBit(rule) | ruleBit(lowestRule(clash & ~unhit.seen));
+        const RuleSet unseen = clash & ~unhit.seen;
+        if ((unhit.seen & self) == 0 && unseen != 0) {
+            unhit.seen |= self | (unseen & -unseen);
             ++unhit.apart;
         }
         const unsigned size = countRules(clash);
         if (size > most) {
             most = size;
-            busiest = ruleBit(rule) | ruleBit(lowestRule(clash));
+            busiest = pair;
         }
     }
 }
 
 // The choices at a node; 0: a dead end. hit: nothing is left to hit.
-RuleSet choicesAt(const StaySearch &stay, RuleSet moved, RuleSet kept, unsigned movesLeft, bool &hit)
+RuleSet choicesAt(const StaySearch &stay, const StaySearch::Frame &at, unsigned movesLeft, bool &hit)
 {
     Unhit unhit;
     RuleSet busiest;
-    lookAtClashes(stay, moved, kept, unhit, busiest);
+    lookAtClashes(stay, at, unhit, busiest);
     for (unsigned n = 0; n < stay.cores; ++n) {
-        if ((stay.core[n] & moved) == 0)
-            unhit.add(stay.core[n], kept);
+        if ((stay.core[n] & at.moved) == 0)
+            unhit.add(stay.core[n], at.kept);
     }
     hit = busiest == 0 && unhit.count > kMaxRules;
     if (hit || unhit.apart > movesLeft)
@@ -77,31 +80,28 @@ RuleSet choicesAt(const StaySearch &stay, RuleSet moved, RuleSet kept, unsigned 
 // Sets of this many moves that hit all cores, from the first on. Yes: moved is one.
 Verdict hitCores(StaySearch &stay, unsigned moves, uint32_t &budget, RuleSet &moved)
 {
-    unsigned depth = 0;
-    StaySearch::Frame now = {0, 0, 0};
-    for (;;) {
+    StaySearch::Frame *at = stay.frame;
+    const StaySearch::Frame *const deepest = at + moves;
+    for (*at = {};; ++at) {
         if (budget == 0)
             return Verdict::Unknown;
         --budget;
         bool hit = false;
-        now.choices = choicesAt(stay, now.moved, now.kept, moves - depth, hit);
+        at->choices = choicesAt(stay, *at, static_cast<unsigned>(deepest - at), hit);
         if (hit) {
-            moved = now.moved;
+            moved = at->moved;
             return Verdict::Yes;
         }
-        if (now.choices != 0 && depth < moves) {
-            stay.frame[depth++] = now;
-        } else {
-            while (depth != 0 && stay.frame[depth - 1].choices == 0)
-                --depth;
-            if (depth == 0)
+        if (at == deepest)
+            at->choices = 0;
+        for (; at->choices == 0; --at) {
+            if (at == stay.frame)
                 return Verdict::No;
         }
-        StaySearch::Frame &from = stay.frame[depth - 1];
-        const RuleSet choice = ruleBit(takeLowest(from.choices));
-        now = from;
-        now.moved |= choice;
-        from.kept |= choice;
+        const unsigned choice = takeLowest(at->choices);
+        at[1] = at[0];
+        addRule(at[1].moved, choice);
+        addRule(at[0].kept, choice);
     }
 }
 
@@ -112,7 +112,7 @@ RuleSet shrinkCore(const LayoutInput &input, LayoutWorkspace &work, RuleSet core
         for (RuleSet left = core; left != 0 && budget != 0;) {
             RuleSet out = 0;
             for (unsigned n = 0; n < chunk && left != 0; ++n)
-                out |= ruleBit(takeHighest(left));
+                addRule(out, takeHighest(left));
             fixStaying(input, work.packing, core & ~out);
             if (findPlan(work.packing, &budget) == Verdict::No)
                 core &= ~out;
@@ -128,14 +128,14 @@ RuleSet growStaying(const LayoutInput &input, LayoutWorkspace &work, uint32_t bu
     const uint32_t share = budget / kMaxRules;
     freeAll(work.packing);
     (void)findPlan(work.packing, nullptr);
-    for (RuleSet left = work.stay.candidates; left != 0;) {
-        const unsigned rule = takeLowest(left);
+    RuleSet left = work.stay.candidates;
+    for (unsigned rule; (rule = takeLowest(left)) != kNoRule;) {
         if ((work.stay.clash[rule] & staying) != 0)
             continue;
         uint32_t steps = share;
         fixStaying(input, work.packing, staying | ruleBit(rule));
         if (findPlan(work.packing, &steps) == Verdict::Yes)
-            staying |= ruleBit(rule);
+            addRule(staying, rule);
     }
     fixStaying(input, work.packing, staying);
     return staying;
@@ -143,54 +143,44 @@ RuleSet growStaying(const LayoutInput &input, LayoutWorkspace &work, uint32_t bu
 
 } // namespace
 
-void findCandidates(const LayoutInput &input, const Packing &packing, StaySearch &stay)
+bool findCandidates(const LayoutInput &input, const Packing &packing, StaySearch &stay)
 {
+    __builtin_memset(stay.clash, 0, sizeof stay.clash);
     stay.candidates = 0;
     stay.cores = 0;
-    uint32_t usedWide = packing.closedWide;
-    uint32_t usedNarrow = packing.closedNarrow;
+    uint64_t used = packing.closed;
     for (unsigned rule = 0; rule < input.count; ++rule) {
-        stay.clash[rule] = 0;
         const Shape &shape = input.rule[rule];
         if (!placeExists(shape.now))
             continue;
-        const bool wide = shape.now.table == kWide;
-        const uint32_t bits = wide ? 1u << shape.now.first : narrowBits(shape.now);
-        const bool fits = wide ? shape.wideAllowed : shape.now.entries == shape.narrowEntries;
-        uint32_t &used = wide ? usedWide : usedNarrow;
-        if (!fits || (used & bits) != 0)
+        const bool fits =
+            shape.now.table == kWide ? shape.wideAllowed : shape.now.entries == shape.narrowEntries;
+        const uint64_t cells = cellsOf(shape.now);
+        if (!fits || (used & cells) != 0)
             continue;
-        used |= bits;
-        stay.candidates |= ruleBit(rule);
+        used |= cells;
+        addRule(stay.candidates, rule);
     }
-    for (RuleSet left = stay.candidates; left != 0;) {
-        const unsigned rule = takeLowest(left);
-        for (RuleSet after = packing.after[rule] & stay.candidates; after != 0;) {
-            const unsigned other = takeLowest(after);
+    bool clash = false;
+    RuleSet left = stay.candidates;
+    for (unsigned rule; (rule = takeLowest(left)) != kNoRule;) {
+        RuleSet after = packing.order.after[rule] & stay.candidates;
+        for (unsigned other; (other = takeLowest(after)) != kNoRule;) {
             if (placeNumber(input.rule[rule].now) > placeNumber(input.rule[other].now)) {
-                stay.clash[rule] |= ruleBit(other);
-                stay.clash[other] |= ruleBit(rule);
+                clash = true;
+                addRule(stay.clash[rule], other);
+                addRule(stay.clash[other], rule);
             }
         }
     }
-}
-
-bool clashes(const StaySearch &stay)
-{
-    for (RuleSet left = stay.candidates; left != 0;) {
-        if (stay.clash[takeLowest(left)] != 0)
-            return true;
-    }
-    return false;
+    return clash;
 }
 
 void fixStaying(const LayoutInput &input, Packing &packing, RuleSet rules)
 {
     freeAll(packing);
-    while (rules != 0) {
-        const unsigned rule = takeLowest(rules);
+    for (unsigned rule; (rule = takeLowest(rules)) != kNoRule;)
         fixRule(packing, rule, input.rule[rule].now);
-    }
 }
 
 bool findStaying(const LayoutInput &input, LayoutWorkspace &work, uint32_t budget, RuleSet &staying)

@@ -8,10 +8,8 @@ namespace ruleset
 {
 
 // The placed rules that may stay on their own, and the pairs of them that stand against their order.
-void findCandidates(const LayoutInput &input, const Packing &packing, StaySearch &stay);
-
-// True if two candidates stand against their order.
-bool clashes(const StaySearch &stay);
+// True: there are such pairs.
+bool findCandidates(const LayoutInput &input, const Packing &packing, StaySearch &stay);
 
 // Fixes these rules where they stand, and no others.
 void fixStaying(const LayoutInput &input, Packing &packing, RuleSet rules);

@@ -73,19 +73,19 @@ bool mayFill(const Update &u, unsigned entry, const IFC_LUT1_Format &wanted)
     return (u.frozenNarrow >> entry & (goesOn(wanted) ? 3 : 1)) == 0;
 }
 
-// What is wanted there goes in at once if it is not valid either.
-bool switchOff(Update &u, TablesView to, unsigned number)
+// The head or the end. Off: what is wanted there goes in at once if it is not valid either.
+[[gnu::noinline]] bool putHead(Update &u, const Tables &to, unsigned number, bool off)
 {
     if (number < IFC_LUT0_RULES)
         return putWide(u, number, IFC_LUT0_HEAD_ROW,
-                       to.lut0[number].bits.valid ? kNothing.word : to.lut0[number].word);
+                       off && to.lut0[number].bits.valid ? kNothing.word : to.lut0[number].word);
     const unsigned end = number - IFC_LUT0_RULES;
-    return putNarrow(u, end, to.lut1[end].type0.valid ? kNothing : to.lut1[end]);
+    return putNarrow(u, end, off && to.lut1[end].type0.valid ? kNothing : to.lut1[end]);
 }
 
 // The rule's action is in place and so are all of its rows, but for its head or end: fill() has written those
 // that are neither unsure nor frozen. Nor would a run before it become part of it.
-bool mayLive(const Update &u, TablesView to, unsigned number)
+bool mayLive(const Update &u, const Tables &to, unsigned number)
 {
     if (has(u, number, kChanged))
         return false;
@@ -102,6 +102,12 @@ bool mayLive(const Update &u, TablesView to, unsigned number)
 
 } // namespace
 
+bool headUnsure(const Update &u, unsigned number)
+{
+    return number < IFC_LUT0_RULES ? u.unsureWide[number] >> IFC_LUT0_HEAD_ROW & 1
+                                   : u.unsureNarrow >> (number - IFC_LUT0_RULES) & 1;
+}
+
 bool put(Update &u, Row row, const uint32_t *data, unsigned words)
 {
     for (unsigned tries = u.undoing ? kTriesBack : 1; tries != 0; --tries)
@@ -116,14 +122,14 @@ bool wideRowDiffers(const IFC_LUT0_Format &a, const IFC_LUT0_Format &b, unsigned
     return __builtin_memcmp(&a.word[at.first], &b.word[at.first], at.words * sizeof *a.word) != 0;
 }
 
-bool retire(Update &u, TablesView to)
+bool retire(Update &u, const Tables &to)
 {
-    const TablesView held = viewOf(u.held);
+    const Tables &held = u.held;
     for (unsigned number = 0; number < kMaxRules; ++number) {
         const bool stays = sameRule(held, to, number) && !has(u, number, kReborn);
         if (!headUnsure(u, number) && (stays || !ruleLives(held, number)))
             continue;
-        if (switchOff(u, to, number))
+        if (putHead(u, to, number, true))
             continue;
         if (!u.undoing)
             return false;
@@ -132,7 +138,7 @@ bool retire(Update &u, TablesView to)
     return true;
 }
 
-bool fill(Update &u, TablesView to)
+bool fill(Update &u, const Tables &to)
 {
     for (unsigned rule = 0; rule < IFC_LUT0_RULES; ++rule) {
         if (u.frozenWide >> rule & 1)
@@ -153,17 +159,12 @@ bool fill(Update &u, TablesView to)
     return true;
 }
 
-bool enliven(Update &u, TablesView to)
+bool enliven(Update &u, const Tables &to)
 {
     for (unsigned number = 0; number < kMaxRules; ++number) {
-        if (!ruleLives(to, number) || sameRule(viewOf(u.held), to, number) ||
-            (u.undoing && !mayLive(u, to, number)))
+        if (!ruleLives(to, number) || sameRule(u.held, to, number) || (u.undoing && !mayLive(u, to, number)))
             continue;
-        const unsigned entry = number - IFC_LUT0_RULES;
-        const bool done = number < IFC_LUT0_RULES
-                              ? putWide(u, number, IFC_LUT0_HEAD_ROW, to.lut0[number].word)
-                              : putNarrow(u, entry, to.lut1[entry]);
-        if (!done && !u.undoing)
+        if (!putHead(u, to, number, false) && !u.undoing)
             return false;
     }
     return true;

@@ -33,6 +33,8 @@
 #include "ruleset/update_steps.h"
 
 #include "ifc/ifc_util.h"
+#include "ifc/records/chip.h"
+#include "ruleset/rule_bits.h"
 
 namespace ruleset
 {
@@ -40,22 +42,22 @@ namespace ruleset
 namespace
 {
 
-constexpr int kRevisionsWithoutWideWrites[] = {14, 15};
-
 bool goForth(Update &u, const UpdateRequest &request)
 {
-    const TablesView to = viewOf(*request.tables);
+    const Tables &to = *request.tables;
     return retire(u, to) && fill(u, to) && moveEntries(u, request) && enliven(u, to);
 }
 
 // True: the hardware holds what the shadow does, and actions and counters are as before.
-bool report(Update &u, TablesView to)
+bool report(Update &u, const Tables &to)
 {
     u.differ = {};
     uint64_t any = 0;
     for (unsigned number = 0; number < kMaxRules; ++number) {
-        u.differ.actions |= uint64_t{has(u, number, kChanged)} << number;
-        u.differ.counters |= uint64_t{has(u, number, kChanged << kCounter)} << number;
+        if (has(u, number, kChanged))
+            addRule(u.differ.actions, number);
+        if (has(u, number, kChanged << kCounter))
+            addRule(u.differ.counters, number);
     }
     u.differ.narrow = u.unsureNarrow;
     for (unsigned entry = 0; entry < IFC_LUT1_RULES; ++entry)
@@ -73,7 +75,7 @@ bool report(Update &u, TablesView to)
 
 Outcome goBack(Update &u)
 {
-    const TablesView to = shadowView();
+    const Tables &to = u.before;
     u.undoing = true;
     u.frozenNarrow = 0;
     u.frozenWide = 0;
@@ -85,13 +87,12 @@ Outcome goBack(Update &u)
     return report(u, to) ? Outcome::Undone : Outcome::Incomplete;
 }
 
-bool standsAt(TablesView tables, Place place)
+bool standsAt(const Tables &tables, Place place)
 {
-    return placeExists(place) && ruleLives(tables, placeNumber(place)) &&
-           livingPlace(tables, placeNumber(place)) == place;
+    return placeExists(place) && livingPlace(tables, placeNumber(place)) == place;
 }
 
-Refusal checkRule(Update &u, const WantedRule &rule, TablesView wanted)
+Refusal checkRule(Update &u, const WantedRule &rule, const Tables &wanted)
 {
     if (!standsAt(wanted, rule.place))
         return Refusal::NotInTables;
@@ -102,7 +103,7 @@ Refusal checkRule(Update &u, const WantedRule &rule, TablesView wanted)
         return Refusal::BadBinding;
     u.ruleAt[number] = u.culprit;
     if (placed(rule.oldPlace)) {
-        if (!standsAt(shadowView(), rule.oldPlace))
+        if (!standsAt(u.before, rule.oldPlace))
             return Refusal::NotInShadow;
         const unsigned old = placeNumber(rule.oldPlace);
         if (has(u, old, kOldPlace))
@@ -118,7 +119,7 @@ Refusal checkRule(Update &u, const WantedRule &rule, TablesView wanted)
 // Reads the request, and fills in what the steps need of it.
 Refusal check(Update &u, const UpdateRequest &request)
 {
-    const TablesView wanted = viewOf(*request.tables);
+    const Tables &wanted = *request.tables;
     if (request.count > kMaxRules)
         return Refusal::TooManyRules;
     __builtin_memset(u.ruleAt, kUnlisted, sizeof u.ruleAt);
@@ -131,14 +132,13 @@ Refusal check(Update &u, const UpdateRequest &request)
     for (unsigned number = 0; number < kMaxRules; ++number) {
         u.culprit = static_cast<uint8_t>(number);
         if (u.ruleAt[number] == kUnlisted && ruleLives(wanted, number) &&
-            (has(u, number, kOldPlace) || !sameRule(shadowView(), wanted, number)))
+            (has(u, number, kOldPlace) || !sameRule(u.before, wanted, number)))
             return Refusal::UnlistedRule;
     }
-    const int revision = GET_HIR();
-    for (const int without : kRevisionsWithoutWideWrites)
-        if (revision == without && __builtin_memcmp(wanted.lut0, IFC_LUT0_Rule, sizeof IFC_LUT0_Rule) != 0)
-            return Refusal::WideReadOnly;
-    return Refusal::None;
+    return ifc::hasWritableLut0(GET_HIR()) ||
+                   __builtin_memcmp(wanted.lut0, u.before.lut0, sizeof wanted.lut0) == 0
+               ? Refusal::None
+               : Refusal::WideReadOnly;
 }
 
 } // namespace
@@ -146,11 +146,11 @@ Refusal check(Update &u, const UpdateRequest &request)
 Outcome apply(Update &update, const UpdateRequest &request)
 {
     __builtin_memset(&update, 0, sizeof update);
+    copyShadow(update.before);
     update.refusal = check(update, request);
     if (update.refusal != Refusal::None)
         return Outcome::Refused;
-    __builtin_memcpy(update.held.lut0, IFC_LUT0_Rule, sizeof IFC_LUT0_Rule);
-    __builtin_memcpy(update.held.lut1, IFC_LUT1_Rule, sizeof IFC_LUT1_Rule);
+    update.held = update.before;
     update.port.dry = request.dryRun;
 
     uint32_t before = 0;
@@ -161,10 +161,8 @@ Outcome apply(Update &update, const UpdateRequest &request)
     Outcome outcome = Outcome::Done;
     if (!goForth(update, request))
         outcome = goBack(update);
-    else if (!request.dryRun) {
-        __builtin_memcpy(IFC_LUT0_Rule, request.tables->lut0, sizeof IFC_LUT0_Rule);
-        __builtin_memcpy(IFC_LUT1_Rule, request.tables->lut1, sizeof IFC_LUT1_Rule);
-    }
+    else if (!request.dryRun)
+        setShadow(*request.tables);
     if (request.quiesce) {
         const uint32_t now = readRegister(update.port, IFC_GLB_CFG);
         writeRegister(update.port, IFC_GLB_CFG, now | (before & IFC_GLB_CFG_ENABLE));

@@ -84,7 +84,7 @@ struct RowSet {
     uint64_t counters;             // bit: number
 };
 
-// Working state and results of one update, about 3 KiB: not for a kernel's stack. It needs no initialisation.
+// Working state and results of one update, about 5 KiB: not for a kernel's stack. It needs no initialisation.
 struct Update {
     // Results.
     Refusal refusal;
@@ -95,6 +95,7 @@ struct Update {
     RowPort port;
 
     // The rest is the update's own.
+    Tables before;                       // the shadow
     Tables held;                         // what the hardware holds, but for unsure rows
     uint16_t unsureWide[IFC_LUT0_RULES]; // rows that may hold something else
     uint32_t unsureNarrow;
