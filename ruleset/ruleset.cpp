@@ -335,6 +335,11 @@ int ifc_ruleset_read(struct ifc_ruleset *set, struct ifc_ruleset_report *report)
     return finish(told, IFC_RULESET_TIMEOUT);
 }
 
+void ifc_ruleset_claim(struct ifc_ruleset *set)
+{
+    set->owned_lut1 = ~0u;
+}
+
 uint32_t ifc_ruleset_count(const struct ifc_ruleset *set)
 {
     return set->count;

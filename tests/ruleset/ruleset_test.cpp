@@ -263,6 +263,34 @@ TEST_F(RulesetTest, TablesOfOthersAreReadAsRules)
     EXPECT_EQ(report.either_entries, 39);
 }
 
+TEST_F(RulesetTest, ClaimedEntriesAreFreeForRules)
+{
+    // Two entries without an end flag, and a chain that names no field.
+    ASSERT_EQ(ifc_set_lut1_rules(3, IFC_ENABLE, 0, DPORT, 0, 0xFFFF, 0, 53), 4);
+    ASSERT_EQ(ifc_set_lut1_rules(4, IFC_ENABLE, 0, SPORT, 0, 0xFFFF, 0, 53), 5);
+    IFC_LUT1_Rule[20].word[0] = 0xC000;
+    write_all_ifc_rule_to_hw();
+    ASSERT_EQ(ifc_ruleset_read(set.get(), &report), IFC_RULESET_OK);
+    ASSERT_EQ(ifc_ruleset_count(set.get()), 0u);
+    ASSERT_EQ(apply(), IFC_RULESET_OK);
+    EXPECT_EQ(report.accesses, 0u);
+    ifc_ruleset_claim(set.get());
+    for (unsigned n = 0; n < 40; ++n)
+        ASSERT_EQ(append(rules::rule({equal(DPORT, n)})), IFC_RULESET_OK);
+    ASSERT_EQ(apply(), IFC_RULESET_OK);
+    expectShadowEqualsHardware();
+
+    // Without rules they are cleared.
+    ASSERT_EQ(ifc_set_lut1_rules(23, IFC_ENABLE, 0, SPORT, 0, 0xFFFF, 0, 53), 24);
+    ASSERT_EQ(ifc_ruleset_read(set.get(), &report), IFC_RULESET_OK);
+    ifc_ruleset_claim(set.get());
+    ifc_ruleset_clear(set.get());
+    ASSERT_EQ(apply(), IFC_RULESET_OK);
+    for (const IFC_LUT1_Format &entry : IFC_LUT1_Rule)
+        EXPECT_EQ(entry.word[0] | entry.word[1], 0u);
+    expectShadowEqualsHardware();
+}
+
 TEST_F(RulesetTest, ChangedTablesAreStale)
 {
     ASSERT_EQ(append(rules::rule({equal(DPORT, 53)})), IFC_RULESET_OK);
