@@ -26,7 +26,8 @@ constexpr unsigned kStretchBound = 64; // accesses in one hold of the lock
 
 void say(const char *what, double value, const char *unit, double bound)
 {
-    std::printf("%-52s %12.3f %-8s at most %-8g %s\n", what, value, unit, bound, value <= bound ? "met" : "NOT met");
+    std::printf("%-52s %12.3f %-8s at most %-8g %s\n", what, value, unit, bound,
+                value <= bound ? "met" : "NOT met");
 }
 
 void show(const char *what, double value, const char *unit)
