@@ -18,9 +18,9 @@
  *   Undo       a set holds no pointers. To be able to drop edits, copy the struct before them and copy it
  *              back. (Not across a successful apply: then the tables are ahead of the copy, which is refused
  *              as IFC_RULESET_STALE.)
- *   Whole      to bring a whole wanted list in: read, claim, move each rule that is wanted again to its position
- *   lists      (ifc_rule_repeats() finds it; it keeps place and counters), remove the others, insert the new
- *              ones, apply once.
+ *   Whole      to bring a whole wanted list in: read, claim, move each rule that is wanted again to its
+ *   lists      position (ifc_rule_repeats() finds it; it keeps place and counters), remove the others, insert
+ *              the new ones, apply once.
  *   Results    enum ifc_ruleset_result: 0 or a negative number. After any other result than IFC_RULESET_OK
  *              the set is as it was before the call; only its working memory has changed.
  *   Report     filled by every call that takes one, whatever the result. May be NULL.
@@ -280,9 +280,9 @@ void ifc_ruleset_init(struct ifc_ruleset *set);
 int ifc_ruleset_read(struct ifc_ruleset *set, struct ifc_ruleset_report *report);
 
 /*
- * What ifc_ruleset_read() reserved becomes the set's: the next apply clears it or puts rules there. For whoever
- * brings a whole list in. An update that ended half-way (the process was killed, the chip fell silent) leaves
- * such entries, and a list that needs their room finds no places otherwise.
+ * What ifc_ruleset_read() reserved becomes the set's: the next apply clears it or puts rules there. For
+ * whoever brings a whole list in. An update that ended half-way (the process was killed, the chip fell
+ * silent) leaves such entries, and a list that needs their room finds no places otherwise.
  */
 void ifc_ruleset_claim(struct ifc_ruleset *set);
 

@@ -14,77 +14,21 @@ import subprocess
 import sys
 from multiprocessing import Pool
 
+import order_model as model
+from order_frames import FrameMaker
+from order_rules import SetMaker
+
 try:
-    import z3
+    from order_solver import can_stand
 except ImportError:
     print("order_oracle: no z3 module for Python", file=sys.stderr)
     sys.exit(77)
-
-import order_model as model
-from order_rules import SetMaker
 
 OK, BAD_RULE, NO_PLACE = 0, -3, -4
 NO_SPACE = 10
 LUT0, LUT1 = 1, 2
 WITHOUT_LUT0 = (14, 15)
-TIMEOUT = 5000  # ms for one question
 CHUNK = 10
-
-
-def fit_at_all(shapes, lut0):
-    """Asks the solver: is there room for these rules in any order? Rules of a shape are alike: it counts them."""
-    solver = z3.SimpleSolver()
-    solver.set("timeout", TIMEOUT)
-    loads = [[z3.IntVal(0)], [z3.IntVal(0)], [z3.IntVal(0)]]
-    for (wide, entries), count in collections.Counter(shapes).items():
-        there = [z3.Int(f"{wide}_{entries}_{n}") for n in range(3)]
-        solver.add(*[variable >= 0 for variable in there], z3.Sum(there) == count)
-        if not wide or not lut0:
-            solver.add(there[0] == 0)
-        if not entries:
-            solver.add(there[1] == 0, there[2] == 0)
-        for load, size, variable in zip(loads, (1, entries, entries), there):
-            load.append(size * variable)
-    for load, room in zip(loads, (8, 16, 16)):
-        solver.add(z3.Sum(load) <= room)
-    return decided(solver)
-
-
-def can_stand(rules, overlaps, lut0):
-    """Asks the solver: have these rules places? overlaps: a function of two positions, None: any order will do.
-
-    LUT0 comes first, then the lower and the upper sub-table of LUT1. In each, rules stand one after the
-    other in any order, so that only the tables must be found.
-    """
-    shapes = [model.shape(rule) for rule in rules]
-    fit = fit_at_all(shapes, lut0)
-    if fit is not True or overlaps is None:
-        return fit
-    solver = z3.SimpleSolver()
-    solver.set("timeout", TIMEOUT)
-    # Of each rule: is it behind LUT0, is it behind the lower sub-table as well?
-    behind = [z3.Int(f"b{n}") for n in range(len(rules))]
-    upper = [z3.Int(f"u{n}") for n in range(len(rules))]
-    for n, (wide, entries) in enumerate(shapes):
-        solver.add(0 <= upper[n], upper[n] <= behind[n], behind[n] <= 1)
-        if not wide or not lut0:
-            solver.add(behind[n] == 1)
-        if not entries:
-            solver.add(behind[n] == 0)
-    solver.add(z3.Sum([1 - b for b in behind]) <= 8)
-    solver.add(z3.Sum([shape[1] * (b - u) for shape, b, u in zip(shapes, behind, upper)]) <= 16)
-    solver.add(z3.Sum([shape[1] * u for shape, u in zip(shapes, upper)]) <= 16)
-    for i in range(len(rules)):
-        for j in range(i + 1, len(rules)):
-            if overlaps(i, j):
-                solver.add(behind[i] <= behind[j], upper[i] <= upper[j])
-    return decided(solver)
-
-
-def decided(solver):
-    """True, False, or None where the solver gave up."""
-    answer = solver.check()
-    return None if answer == z3.unknown else answer == z3.sat
 
 
 class Case:
@@ -113,7 +57,8 @@ class Case:
         held = any(model.shape(rule))
         result = OK if held else BAD_RULE
         self.counts["rules"] += 1
-        self.say(" ".join(words), lambda answer: None if int(answer) == result else f"insert {rule}: {answer}")
+        self.say(" ".join(words),
+                 lambda answer: None if int(answer) == result else f"insert {rule}: {answer}")
         if held:
             self.rules.insert(at, rule)
 
@@ -128,10 +73,11 @@ class Case:
         if frame is None:
             return
         data, sinf, gemport, fields = frame
-        self.say(f"frame {sinf} {gemport} {data.hex() or '-'}", lambda answer: self.judge_frame(fields, data, answer))
+        self.say(f"frame {sinf} {gemport} {data.hex() or '-'}",
+                 lambda answer: self.judge_frame(fields, data, answer))
 
     def send_frames(self, count):
-        maker = model.FrameMaker(self.random, self.rules)
+        maker = FrameMaker(self.random, self.rules)
         for _ in range(count):
             kind = self.random.random()
             if kind < 0.6 and self.rules:
@@ -210,7 +156,7 @@ class Case:
             if table == LUT0:
                 good = wide and entries == 1 and first < 8 and self.revision not in WITHOUT_LUT0
             else:
-                good = table == LUT1 and narrow and entries == narrow and first % 16 + entries <= 16 and first < 32
+                good = table == LUT1 and first < 32 and narrow == entries and 1 <= narrow <= 16 - first % 16
             cells = {first} if table == LUT0 else set(range(8 + first, 8 + first + entries))
             if not good or used & cells:
                 return f"{rule} cannot stand at {table} {first} {entries}"
@@ -240,6 +186,7 @@ class Case:
         whole = can_stand(rules, lambda i, j: model.meets(rules[i], rules[j]), lut0)
         if stands is None or whole is None:
             self.counts["undecided"] += 1
+            print(f"set {self.seed}: the solver gave up", flush=True)
             return None
         return "refused, but has places" if whole else f"can stand together: {members}"
 
@@ -286,7 +233,8 @@ def run(job):
     probe, seeds, frames = job
     cases = [Case(seed, frames) for seed in seeds]
     script = "".join(line + "\n" for case in cases for line in case.lines)
-    answers = subprocess.run([probe], input=script, check=True, capture_output=True, text=True).stdout.splitlines()
+    answers = subprocess.run([probe], input=script, check=True, capture_output=True, text=True).stdout
+    answers = answers.splitlines()
     counts = collections.Counter()
     wrong = []
     at = 0
@@ -302,7 +250,8 @@ def run(job):
 
 def main():
     probe = sys.argv[1]
-    seed, sets, frames, processes = [int(word) for word in (sys.argv[2:] + ["1", "300", "50", "0"][len(sys.argv) - 2:])]
+    given = [int(word) for word in sys.argv[2:]]
+    seed, sets, frames, processes = given + [1, 300, 50, 0][len(given):]
     seeds = range(seed, seed + sets)
     jobs = [(probe, seeds[n:n + CHUNK], frames) for n in range(0, sets, CHUNK)]
     total = collections.Counter()
@@ -313,10 +262,11 @@ def main():
             bad += len(wrong)
             for line in wrong:
                 print(line, flush=True)
-    print(f"{total['sets']} sets, {total['rules']} rules, {total['applies']} applies, {total['refused']} of them refused "
-          f"({total['asked']} put to the solver, {total['undecided']} on which it gave up); {total['frames']} frames, "
-          f"{total['hits']} hit, {total['several']} of them several rules; {total['pairs']} pairs, "
-          f"{total['overlaps']} overlap, of {total['careful']} others it is only not known; {bad} sets wrong")
+    n = total
+    print(f"{n['sets']} sets, {n['rules']} rules, {n['applies']} applies, {n['refused']} of them refused "
+          f"({n['asked']} put to the solver, {n['undecided']} on which it gave up); {n['frames']} frames, "
+          f"{n['hits']} hit, {n['several']} of them several rules; {n['pairs']} pairs, "
+          f"{n['overlaps']} overlap, of {n['careful']} others the library does not know; {bad} sets wrong")
     return 1 if bad or total["sets"] != sets else 0
 
 

@@ -1,21 +1,23 @@
 # SPDX-License-Identifier: MIT OR GPL-2.0
-"""Random sets of rules: as users write them, and nasty ones; few and many overlaps; near what the tables hold."""
+"""Random sets of rules: as users write them, and nasty ones; few and many overlaps; near what tables hold."""
 
-from order_model import (AT_LEAST, AT_MOST, BROADCAST, DMAC, DMAC_TYPE, DPORT, DSCP, DSCP_SHIFT, ETYPE, EQUAL,
-                         FLOW_LABEL, FRAME_TYPE, GEMPORT, NEXT_HEADER, NOT_EQUAL, PBIT0, PBIT1, PROTOCOL, RANGE, SESSION,
-                         SINF, SMAC, SPORT, TRAFFIC_CLASS, UDF0, VID0, VID1, VPM0, VPM1, meets, ones, shape)
+from order_model import *  # the numbers of fields and comparisons
 
 PORTS = [DPORT, SPORT, DPORT]
 STYLES = {
     "ipv4": [3, 4, 3, 4, PROTOCOL, DSCP, ETYPE] + PORTS,
     "ipv6": [5, 6, 7, 8, 9, 10, 11, 12, FLOW_LABEL, NEXT_HEADER, TRAFFIC_CLASS, ETYPE] + PORTS,
-    "bridge": [DMAC, SMAC, DMAC, SMAC, DMAC_TYPE, VPM0, VPM1, VID0, PBIT0, VID1, PBIT1, ETYPE, FRAME_TYPE, SINF],
-    "access": [SESSION, FRAME_TYPE, ETYPE, VID0, VID1, PBIT0, VPM0, GEMPORT, SINF, 3, 4, PROTOCOL, DPORT, SMAC],
+    "bridge": [DMAC, SMAC, DMAC, SMAC, DMAC_TYPE, VPM0, VPM1, VID0, PBIT0, VID1, PBIT1, ETYPE, FRAME_TYPE,
+               SINF],
+    "access": [SESSION, FRAME_TYPE, ETYPE, VID0, VID1, PBIT0, VPM0, GEMPORT, SINF, 3, 4, PROTOCOL, DPORT,
+               SMAC],
     "user": list(range(UDF0, 48)) + [3, DPORT, SMAC, SINF, VID0, ETYPE],
     "ports": PORTS * 2 + [PROTOCOL, 3],
+    "different": [SMAC, DMAC, 3, 8, FLOW_LABEL],  # many "not equal", on few bits
     "any": list(range(1, 48)),
 }
-TYPES = {"ipv4": [0x0800, 0x0800, 0x8864], "ipv6": [0x86DD, 0x86DD, 0x8864], "access": [0x0800, 0x8864, 0x8863]}
+TYPES = {"ipv4": [0x0800, 0x0800, 0x8864], "ipv6": [0x86DD, 0x86DD, 0x8864],
+         "access": [0x0800, 0x8864, 0x8863]}
 OTHER_TYPES = [0x0800, 0x86DD, 0x8863, 0x8864, 0x0806, 0x8100, 0x88CC, 0x05FF, 0x0101, 0x88A8]
 
 
@@ -28,19 +30,28 @@ class SetMaker:
         self.masks = random.choice([0.1, 0.3, 0.6])
         self.holes = random.choice([0, 0, 0.05, 0.3])
         self.comparisons = random.choice([0.05, 0.2, 0.5])
+        self.repeats = 0.15
+        if self.style == "different":
+            self.masks, self.comparisons, self.repeats = 0.9, 0.8, 0.7
+            self.lengths = random.choice(["short", "medium"])
         self.pool = {}
         # Groups: each rule names one, so that rules of different groups have no frame in common.
         self.group = random.choice([None, None, VID0, 3, SMAC, SINF, DPORT, UDF0])
-        self.groups = [random.getrandbits(48) & ones(self.group) for _ in range(random.randint(2, 30))] if self.group else []
+        self.groups = []
+        if self.group:
+            self.groups = [random.getrandbits(48) & ones(self.group) for _ in range(random.randint(2, 30))]
 
     def fresh(self, field):
         random = self.random
+        if self.style == "different":
+            top = random.getrandbits(3) << max(0, ones(field).bit_length() - 3)
+            return (random.getrandbits(3) | top) & ones(field)
         if field in (DMAC, SMAC):
-            return random.choice([0x021A11000000 | random.getrandbits(3), 0x01005E000000 | random.getrandbits(4),
-                                  BROADCAST, random.getrandbits(48)])
+            return random.choice([0x021A11000000 | random.getrandbits(3), random.getrandbits(48),
+                                  0x01005E000000 | random.getrandbits(4), BROADCAST])
         if field < FLOW_LABEL:
-            return random.choice([0x0A000000 | random.getrandbits(10), 0xC0A80000 | random.getrandbits(9), 0x20010DB8,
-                                  random.getrandbits(2), random.getrandbits(32)])
+            return random.choice([0x0A000000 | random.getrandbits(10), 0xC0A80000 | random.getrandbits(9),
+                                  0x20010DB8, random.getrandbits(2), random.getrandbits(32)])
         if field == ETYPE:
             return random.choice(TYPES.get(self.style, OTHER_TYPES))
         if field in (PROTOCOL, NEXT_HEADER):
@@ -63,9 +74,12 @@ class SetMaker:
         width = every.bit_length()
         if random.random() >= self.masks:
             return every
+        if self.style == "different" and random.random() < 0.8:
+            few = (1 << min(width, random.randint(1, 3))) - 1
+            return few if random.random() < 0.6 else few << width - few.bit_length()
         if random.random() < self.holes:
             return random.getrandbits(width) | random.getrandbits(width)
-        count = random.randint(1, width) if random.random() < 0.5 else random.choice([width // 2, 8, width - 4])
+        count = random.choice([random.randint(1, width), random.randint(1, width), width // 2, 8, width - 4])
         run = (1 << max(1, min(count, width))) - 1
         if random.random() < 0.7:
             return run << width - run.bit_length()
@@ -75,10 +89,12 @@ class SetMaker:
         random = self.random
         compare = EQUAL
         if random.random() < self.comparisons:
-            compare = random.choice([NOT_EQUAL, AT_LEAST, AT_MOST, RANGE, RANGE]) if field >= SINF else NOT_EQUAL
+            ordered = [NOT_EQUAL, AT_LEAST, AT_MOST, RANGE, RANGE]
+            compare = random.choice(ordered) if field >= SINF else NOT_EQUAL
         key = self.key(field)
         if compare == RANGE:
-            other = random.choice([self.key(field), key + random.choice([0, 1, 7, 10, 1023]), key | 15, ones(field)])
+            wide = key + random.choice([0, 1, 7, 10, 1023])
+            other = random.choice([self.key(field), wide, key | 15, ones(field)])
             first, last = sorted((key, min(other, ones(field))))
             return field, RANGE, ones(field), first, last
         mask = self.mask(field)
@@ -86,8 +102,8 @@ class SetMaker:
 
     def rule(self):
         random = self.random
-        count = {"one": 1, "short": random.randint(1, 3), "medium": random.randint(2, 6), "long": random.randint(4, 12),
-                 "mixed": random.choice([1, 1, 2, 3, 8, 12, 17])}[self.lengths]
+        count = {"one": 1, "short": random.randint(1, 3), "medium": random.randint(2, 6),
+                 "long": random.randint(4, 12), "mixed": random.choice([1, 1, 2, 3, 8, 12, 17])}[self.lengths]
         if random.random() < 0.01:
             count = 0
         made = []
@@ -95,9 +111,9 @@ class SetMaker:
             made.append((self.group, EQUAL, ones(self.group), random.choice(self.groups), 0))
         while len(made) < count:
             field = random.choice(STYLES[self.style])
-            if any(c[0] == field for c in made) and random.random() < 0.85:
+            if any(c[0] == field for c in made) and random.random() >= self.repeats:
                 field = random.randint(1, 31)
-                if any(c[0] == field for c in made) and random.random() < 0.85:
+                if any(c[0] == field for c in made) and random.random() >= self.repeats:
                     continue
             made.append(self.condition(field))
         return tuple(made)
