@@ -21,6 +21,7 @@ struct Options {
     bool json = false;
     bool force = false;
     bool keepOrder = false;
+    bool strict = false;
     int revision = 0;
     unsigned doneAfter = 1;
     unsigned debug = 0;

@@ -2,6 +2,7 @@
 #include "rule_set.h"
 
 #include "tools/ifcctl/core/errors.h"
+#include "tools/ifcctl/core/rule_words.h"
 #include "tools/ifcctl/core/rules.h"
 
 #include "ifc/records/fields.h"
@@ -170,31 +171,43 @@ ifc_ruleset_report RuleSet::apply(unsigned flags)
     }
 }
 
+std::string RuleSet::wordsOf(unsigned position) const
+{
+    constexpr size_t kMost = 60;
+    const std::string text = matchText(rule(position));
+    return text.size() <= kMost ? text : text.substr(0, text.rfind(' ', kMost)) + " ...";
+}
+
 std::string RuleSet::nameOf(unsigned position) const
 {
-    return standsAt(place(position)) ? "rule " + std::to_string(number(position)) : "the new rule";
+    const bool stands = standsAt(place(position));
+    return (stands ? "rule " + std::to_string(number(position)) : "the new rule") + " (" + wordsOf(position) +
+           ')';
 }
 
 void RuleSet::throwNoPlace(const ifc_ruleset_report &report) const
 {
     const std::string revision = std::to_string(session_.device().revision());
+    const unsigned last =
+        edits_.empty() || edits_.back().kind == RuleEdit::Kind::Clear ? 0 : edits_.back().position;
+    const std::string asked = last < count() ? wordsOf(last) : "";
     std::string list;
     for (unsigned n = 0; n < count(); ++n)
         if ((report.conflict >> n & 1) != 0)
             list += (list.empty() ? "" : ", ") + nameOf(n);
     switch (report.reason) {
     case IFC_RULESET_NEEDS_LUT0:
-        throw refused(Reason::NeedsLut0, "rule", nameOf(report.position),
-                      "only LUT0 holds it, which is not used on revision " + revision + " of the chip");
+        throw refused(Reason::NeedsLut0, "rule", asked,
+                      "only LUT0 holds " + nameOf(report.position) + ", which is not used on revision " +
+                          revision + " of the chip");
     case IFC_RULESET_PAIR:
-        throw refused(Reason::OrderConflict, "rule", nameOf(report.position),
-                      "it decides before " + nameOf(report.later) +
-                          " and cannot stand before it: only LUT1 holds it, only LUT0 holds " +
-                          nameOf(report.later) + ", and LUT0 decides first");
+        throw refused(Reason::OrderConflict, "rule", asked,
+                      nameOf(report.position) + " decides before " + nameOf(report.later) +
+                          " and cannot stand before it: only LUT1 holds the first, only LUT0 the second, and "
+                          "LUT0 decides before LUT1");
     case IFC_RULESET_ORDER:
-        throw refused(Reason::OrderConflict, "rule", list,
-                      "no place keeps their order, although all of them fit: LUT0 decides before LUT1, and "
-                      "they overlap");
+        throw refused(Reason::OrderConflict, "rule", asked,
+                      "all rules fit, but not in their order: no places keep that of " + list);
     default:
         break;
     }
@@ -225,7 +238,7 @@ void RuleSet::throwNoPlace(const ifc_ruleset_report &report) const
                                   (most == 1 ? "entry" : "entries") + " would fit there";
         wanted += "; ";
     }
-    throw refused(Reason::NoSpace, "rule", nameOf(edits_.empty() ? 0 : edits_.back().position),
+    throw refused(Reason::NoSpace, "rule", asked,
                   "no space: " + wanted + "all rules together: LUT0 alone holds " +
                       std::to_string(report.wide_needed) + " of them (" + std::to_string(report.wide_free) +
                       " places), LUT1 alone " + std::to_string(report.narrow_needed) + " entries (of " +
