@@ -82,7 +82,7 @@ std::string describe(const RuleSet &set, const RuleNote &note)
     case RuleNote::Kind::Overlap:
         break;
     }
-    return self + " and " + other + " may fit the same frame and act differently: " + self + " decides";
+    return self + " and " + other + " may fit the same frame and act differently: the first one decides";
 }
 
 const char *kindName(RuleNote::Kind kind)

@@ -53,6 +53,8 @@ public:
     ifc_ruleset_report apply(unsigned flags = 0);
 
 private:
+    std::string whatWouldFit() const;
+    std::string namesOf(uint64_t positions) const;
     [[noreturn]] void throwNoPlace(const ifc_ruleset_report &report) const;
 
     Session &session_;
