@@ -67,7 +67,9 @@ ifc_rule readRule(WordReader &words, int revision);
 // "dst_port 53 action queue 3": what `rule add` takes.
 std::string ruleText(const ifc_rule &rule, int revision);
 
-// Every word with its values, for `rule add help`.
+// Every word with its values, for `rule add help`; the two parts of it, a word a line.
 std::string ruleWordsHelp();
+std::string matchWordsHelp();
+std::string actionWordsHelp();
 
 } // namespace ifcctl
