@@ -101,16 +101,10 @@ void resourceShow(Session &session, WordReader &words)
     nlohmann::ordered_json json = {{"lut0_free", space.lut0}, {"lut1_free", free}, {"lut1_runs", space.runs}};
     if (!words.atEnd()) {
         (void)words.takeChoice("resource show", {"fits"});
-        RuleSet set(session);
         const ifc_rule rule = ruleFrom(session, words);
         ifc_rule_shape shape{};
         ifc_rule_shape_of(&rule, &shape);
-        unsigned fits = 0;
-        for (; set.count() < IFC_RULESET_RULES; ++fits) {
-            set.append(rule);
-            if (!set.fits())
-                break;
-        }
+        const unsigned fits = RuleSet(session).countFits(rule);
         text += std::to_string(fits) + " more rules of this shape fit after all others (" +
                 (shape.narrow_entries == 0 ? "LUT0 only"
                                            : std::to_string(shape.narrow_entries) + " LUT1 entries each" +

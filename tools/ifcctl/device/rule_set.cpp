@@ -154,10 +154,14 @@ ifc_ruleset_report RuleSet::plan()
     return report;
 }
 
-bool RuleSet::fits()
+unsigned RuleSet::countFits(const ifc_rule &rule) const
 {
-    ifc_ruleset_report report{};
-    return ifc_ruleset_plan(set_.get(), &report) == IFC_RULESET_OK;
+    const auto trial = std::make_unique<ifc_ruleset>(*set_);
+    unsigned fits = 0;
+    while (ifc_ruleset_insert(trial.get(), IFC_RULESET_LAST, &rule, nullptr) == IFC_RULESET_OK &&
+           ifc_ruleset_plan(trial.get(), nullptr) == IFC_RULESET_OK)
+        ++fits;
+    return fits;
 }
 
 ifc_ruleset_report RuleSet::apply(unsigned flags)
