@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // table dump, table verify, resource show.
 #include "rule_commands.h"
-#include "tools/ifcctl/core/action.h"
 #include "tools/ifcctl/core/placement_plan.h"
 #include "tools/ifcctl/core/rules.h"
 #include "tools/ifcctl/core/values.h"
@@ -44,7 +43,7 @@ void tableDump(Session &session, WordReader &words)
     json["rules"] = nlohmann::ordered_json::array();
     for (const PlacedRule &rule : placedRules()) {
         auto entry = toJson(rule);
-        entry["actions"] = describeAction(readAction(session, rule.id));
+        entry["actions"] = actionJson(readAction(session, rule.id), session.device().revision());
         json["rules"].push_back(entry);
     }
     session.print("", json);
