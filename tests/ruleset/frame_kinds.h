@@ -60,7 +60,7 @@ inline Bytes packet(const Wanted &w)
     const Bytes payload = frames::ports(at(SPORT), at(DPORT), 16);
     if (w.ip == 4) {
         frames::Ipv4 header;
-        header.tos = at(IPv4_DSCP) << 2;
+        header.tos = at(IPv4_DSCP);
         header.protocol = at(IPv4_PROTOCOL);
         header.source = at(SIPv4);
         header.destination = at(DIPv4);
@@ -157,7 +157,7 @@ inline uint64_t structuralValue(Random &random, unsigned field)
 
 inline ifc_rule structuralRule(Random &random)
 {
-    // Not the DSCP of IPv4: what of the octet a frame shows is the engine's model.
+    // Of most kinds of fields one.
     static const unsigned fields[] = {
         DMAC,       DMAC_TYPE, FRAME_TYPE, ETYPE,         VPM0,       VPM1,          VID0,
         VID1,       PBIT0,     PBIT1,      DIPv4,         SIPv6_31_0, IPv4_PROTOCOL, IPv6_NEXT_HEADER,

@@ -24,17 +24,19 @@ void actionShow(Session &session, WordReader &words)
     const unsigned entry = entryNumber(words, "action show");
     words.expectEnd("action show");
     const std::string text = session.textOf("ifc_dump_action", entry);
-    auto json = describeAction(readAction(session, entry));
+    auto json = actionJson(readAction(session, entry), session.device().revision());
     session.print(text, {{"action", entry}, {"fields", json}});
 }
 
 void actionSet(Session &session, WordReader &words)
 {
     const unsigned entry = entryNumber(words, "action set");
-    const Action action = parseAction(words);
+    IFC_Action_Format action{};
+    const auto subActions = readSubActions(words, action);
     refuseWithoutPpe(action);
-    const std::string text = programAction(session, entry, action);
-    session.print(text, {{"action", entry}, {"fields", describeAction(readAction(session, entry))}});
+    const std::string text = programAction(session, entry, subActions);
+    session.print(text, {{"action", entry},
+                         {"fields", actionJson(readAction(session, entry), session.device().revision())}});
 }
 
 void actionClear(Session &session, WordReader &words)
@@ -56,11 +58,7 @@ void counterShow(Session &session, WordReader &words)
     std::string text = "entry    packets              bytes\n";
     auto json = nlohmann::ordered_json::array();
     for (unsigned entry = first; entry <= last; ++entry) {
-        unsigned long long bytes = 0;
-        unsigned long long packets = 0;
-        session.perform("ifc_get_acnt", entry);
-        if (std::sscanf(session.lastAnswer().c_str(), "= %*d bytes %llu packets %llu", &bytes, &packets) != 2)
-            throw Error(Reason::DeviceFailed, "device: no counters in '" + session.lastAnswer() + '\'');
+        const auto [packets, bytes] = readCounter(session, entry);
         json.push_back({{"entry", entry}, {"packets", packets}, {"bytes", bytes}});
         if (!one && bytes == 0 && packets == 0)
             continue;
@@ -90,7 +88,17 @@ void counterReset(Session &session, WordReader &words)
 
 } // namespace
 
-std::string programAction(Session &session, unsigned entry, const Action &action)
+Counter readCounter(Session &session, unsigned entry)
+{
+    Counter counter{};
+    session.perform("ifc_get_acnt", entry);
+    if (std::sscanf(session.lastAnswer().c_str(), "= %*d bytes %llu packets %llu", &counter.bytes,
+                    &counter.frames) != 2)
+        throw Error(Reason::DeviceFailed, "device: no counters in '" + session.lastAnswer() + '\'');
+    return counter;
+}
+
+std::string programAction(Session &session, unsigned entry, const std::vector<SubAction> &action)
 {
     std::string text;
     for (const SubAction &sub : action) {

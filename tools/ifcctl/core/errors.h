@@ -21,13 +21,20 @@ enum ExitCode {
 };
 
 enum class Reason {
-    Usage, // the words or a file to be read are wrong
+    Usage,         // the words or a file to be read are wrong
+    Contradiction, // two conditions of a rule exclude each other
 
     PpeOff,            // the action needs the packet engine, which is off
     UserFieldInLut0,   // the rule goes to LUT0, which has no user-defined fields
     MaskNotContiguous, // LUT1 cannot hold this mask
     MaskStoredWider,   // LUT1 would compare more bits than asked
     NoSpace,           // no free place is large enough
+    NeedsLut0,         // only LUT0 holds the rule, and this chip does not offer it
+    OrderConflict,     // no places keep the order of the rules
+    NeverDecides,      // under --strict: an earlier rule decides all its frames, or it fits none
+    NotForAutomatic,   // automatic placement does not take such a rule
+    NoTableHolds,      // neither table holds such a rule
+    NoSetOperations,   // the device cannot update its rules as a set
     LayerRefused,      // the rule layer refused for a reason of its own
     NoSuchRule,        // no rule is there, or none has these conditions
     TakesOthersAlong,  // the automatic deletion would delete other rules as well
@@ -43,6 +50,7 @@ constexpr ExitCode exitCodeOf(Reason reason)
 {
     switch (reason) {
     case Reason::Usage:
+    case Reason::Contradiction:
         return kExitUsage;
     case Reason::TimedOut:
         return kExitTimeout;

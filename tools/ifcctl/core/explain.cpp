@@ -68,6 +68,12 @@ std::string valueText(const ConditionVerdict &c, uint64_t value)
                                                  : formatFieldValue(c.condition.field, value);
 }
 
+nlohmann::ordered_json valueJson(const ConditionVerdict &c, uint64_t value)
+{
+    return partOfMac(c) || c.condition.part != 0 ? nlohmann::ordered_json(value)
+                                                 : fieldJson(c.condition.field, value);
+}
+
 std::string conditionField(const ConditionVerdict &c)
 {
     const unsigned field = c.condition.field;
@@ -115,10 +121,23 @@ std::vector<RuleVerdict> explainAll(const engine::Tables &tables, const engine::
     return all;
 }
 
-std::string toText(const RuleVerdict &verdict)
+std::optional<unsigned> decidingRule(const std::vector<RuleVerdict> &all)
+{
+    std::optional<unsigned> lowest;
+    for (const RuleVerdict &verdict : all)
+        if (verdict.hits && (!lowest || verdict.id < *lowest))
+            lowest = verdict.id;
+    return lowest;
+}
+
+std::string toText(const RuleVerdict &verdict, std::optional<unsigned> decides)
 {
     std::string text = "rule " + std::to_string(verdict.id) + " (" + verdict.place + "): ";
-    if (verdict.hits)
+    if (verdict.hits && decides == verdict.id)
+        text += "hits and decides\n";
+    else if (verdict.hits && decides)
+        text += "hits, but rule " + std::to_string(*decides) + " decides first\n";
+    else if (verdict.hits)
         text += "hits\n";
     else
         text += "misses, " + std::to_string(verdict.failed) + " of " +
@@ -128,7 +147,7 @@ std::string toText(const RuleVerdict &verdict)
     std::vector<Row> rows = {{"entry", "field", "command", "mask", "key", "frame", "verdict"}};
     for (const ConditionVerdict &c : verdict.conditions)
         rows.push_back({c.entry < 0 ? "-" : std::to_string(c.entry), conditionField(c),
-                        commandName(static_cast<unsigned>(c.condition.command)),
+                        compareName(static_cast<unsigned>(c.condition.command)),
                         valueText(c, c.condition.mask), valueText(c, c.condition.key),
                         c.value ? valueText(c, *c.value) : "absent", c.holds ? "holds" : "FAILS"});
     std::array<size_t, 7> widths{};
@@ -145,23 +164,21 @@ std::string toText(const RuleVerdict &verdict)
     return text;
 }
 
-nlohmann::ordered_json toJson(const RuleVerdict &verdict)
+nlohmann::ordered_json toJson(const RuleVerdict &verdict, std::optional<unsigned> decides)
 {
-    nlohmann::ordered_json json = {{"rule", verdict.id},
-                                   {"place", verdict.place},
-                                   {"hits", verdict.hits},
-                                   {"failed", verdict.failed},
-                                   {"conditions", nlohmann::ordered_json::array()}};
+    nlohmann::ordered_json json = {
+        {"rule", verdict.id},       {"place", verdict.place},
+        {"hits", verdict.hits},     {"decides", verdict.hits && decides == verdict.id},
+        {"failed", verdict.failed}, {"conditions", nlohmann::ordered_json::array()}};
     for (const ConditionVerdict &c : verdict.conditions) {
         nlohmann::ordered_json row;
         if (c.entry >= 0)
             row["entry"] = c.entry;
         row["field"] = conditionField(c);
-        row["command"] = commandName(static_cast<unsigned>(c.condition.command));
-        row["mask"] = valueText(c, c.condition.mask);
-        row["key"] = valueText(c, c.condition.key);
-        row["frame"] =
-            c.value ? nlohmann::ordered_json(valueText(c, *c.value)) : nlohmann::ordered_json(nullptr);
+        row["command"] = compareName(static_cast<unsigned>(c.condition.command));
+        row["mask"] = valueJson(c, c.condition.mask);
+        row["key"] = valueJson(c, c.condition.key);
+        row["frame"] = c.value ? valueJson(c, *c.value) : nlohmann::ordered_json(nullptr);
         row["holds"] = c.holds;
         json["conditions"].push_back(row);
     }

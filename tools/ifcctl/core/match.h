@@ -2,9 +2,8 @@
 // The conditions of a rule, and the request that the rule layer takes.
 #pragma once
 
-#include "word_reader.h"
-
 #include "ifc/records/fields.h"
+#include "ruleset/ruleset.h"
 
 #include <cstdint>
 #include <string>
@@ -27,10 +26,8 @@ bool sameComparison(const Condition &one, const Condition &other);
 
 using Match = std::vector<Condition>;
 
-const char *commandName(unsigned command);
-
-// Reads KEY [eq|ne|ge|le] VALUE[/MASK] up to the end of the line or to the word `until`. Throws Error.
-Match parseMatch(WordReader &words, const std::string &until);
+// The conditions as automatic placement takes them: a range as two.
+Match requestOf(const ifc_rule &rule);
 
 // Moves a MAC condition to the end if it is the only one: the automatic deletion finds it only there.
 void putMacLast(Match &match);
