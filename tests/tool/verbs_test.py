@@ -55,6 +55,19 @@ class Verbs(unittest.TestCase):
         out = self.good(first, second.replace("add", "add auto"))
         self.assertIn("warning: it decides before rule 8 (dst_port 53), which stood first: its place breaks the order\n", out)
 
+    def test_an_operation_that_breaks_the_order(self):
+        wide = " ".join(f"{field}:0:1:1" for field in (14, 16, 17, 18, 19, 20, 28, 29, 30))
+        out = self.good("rule add iface 1", "op ifc_set_lut_rules_auto " + wide)
+        self.assertTrue(out.endswith("= 0\nwarning: it decides before rule 8 (iface 1), which stood first: its place breaks the order\n"), out)
+
+    def test_fits(self):
+        full = [f"rule add udf0 {n}" for n in range(30)]
+        for rule in ("vlan_id 7", "udf1 2", "dst_port 1-4", "dst_ip 0.1.0.0/0.255.0.0"):
+            fits = self.documents(*full, "resource show fits " + rule)[-1]["fits"]
+            result = run("-b", "-", text="\n".join((*full, *["rule add " + rule] * (fits + 1))) + "\n")
+            self.assertEqual((result.returncode, result.stderr.split(":")[2]), (3, str(30 + fits + 1)), rule)
+        self.assertEqual(self.documents(*full, "resource show fits auto vlan_id 7")[-1]["fits"], 2)
+
     def test_insert(self):
         lines = ("rule add dst_port 53 action queue 1", "rule add vlan_id 7 action queue 2")
         self.assertEqual(self.queue(*lines, "rule insert src_port 1024 action queue 3"), 3)

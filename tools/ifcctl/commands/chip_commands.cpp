@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // ppe, classifier, result, op.
 #include "commands.h"
+#include "rule_auto.h"
 
 #include "ifc/ifc_glb.h"
 
@@ -73,11 +74,19 @@ void op(Session &session, WordReader &words)
         line += (line.empty() ? "" : " ") + words.takeKey();
     if (line.empty())
         throw usage("op", "", "an operation with its arguments; 'op help' lists them");
-    const Reply &reply = session.run(line);
+    const Reply reply = session.run(line);
+    int id = -1;
     if (reply.refused)
         throw Error(Reason::Usage, "op " + reply.answer.substr(0, reply.answer.find_last_not_of('\n') + 1));
-    session.print(reply.printed + reply.answer,
-                  {{"op", line}, {"printed", reply.printed}, {"answer", reply.answer}});
+    std::string text = reply.printed + reply.answer;
+    nlohmann::ordered_json json = {{"op", line}, {"printed", reply.printed}, {"answer", reply.answer}};
+    if (words.first() == "ifc_set_lut_rules_auto" && std::sscanf(reply.answer.c_str(), "= %d", &id) == 1 &&
+        id >= 0)
+        for (const std::string &warning : orderWarnings(RuleSet(session), static_cast<unsigned>(id))) {
+            text += "warning: " + warning + '\n';
+            json["warnings"].push_back(warning);
+        }
+    session.print(text, json);
 }
 
 } // namespace

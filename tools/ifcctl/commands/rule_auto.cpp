@@ -20,22 +20,6 @@ namespace ifcctl
 namespace
 {
 
-// The request of a rule: one comparison a field, each with mask bits.
-Match automaticRequest(const ifc_rule &rule)
-{
-    for (unsigned n = 0; n < rule.count; ++n) {
-        const ifc_rule_condition &c = rule.condition[n];
-        if (c.compare == IFC_COMPARE_RANGE || c.mask == 0)
-            throw refused(Reason::NotForAutomatic, "rule", conditionText(c),
-                          "automatic placement takes one comparison a field, no range and no 'any'");
-    }
-    const Match match = requestOf(rule);
-    if (match.empty())
-        throw refused(Reason::NotForAutomatic, "rule", kAnyWord,
-                      "automatic placement takes at least one condition");
-    return match;
-}
-
 // What stands in the way of the automatic deletion, as a note; "" if nothing does.
 std::string deletionNote(const Match &match, bool lut0)
 {
@@ -52,6 +36,21 @@ Error notFound(const WordReader &words, const Match &match)
 
 } // namespace
 
+Match automaticRequest(const ifc_rule &rule)
+{
+    for (unsigned n = 0; n < rule.count; ++n) {
+        const ifc_rule_condition &c = rule.condition[n];
+        if (c.compare == IFC_COMPARE_RANGE || c.mask == 0)
+            throw refused(Reason::NotForAutomatic, "rule", conditionText(c),
+                          "automatic placement takes one comparison a field, no range and no 'any'");
+    }
+    const Match match = requestOf(rule);
+    if (match.empty())
+        throw refused(Reason::NotForAutomatic, "rule", kAnyWord,
+                      "automatic placement takes at least one condition");
+    return match;
+}
+
 std::vector<PlacedRule> takenByDeletion(Session &session, const Match &match)
 {
     const std::string request = requestText(match);
@@ -66,6 +65,20 @@ std::vector<PlacedRule> takenByDeletion(Session &session, const Match &match)
             found.push_back(rule);
     }
     return found;
+}
+
+std::vector<std::string> orderWarnings(const RuleSet &set, unsigned id)
+{
+    const auto position = set.find(id);
+    // Known: the layer fills the shadow of LUT0 also where the chip's LUT0 must not be written.
+    if (!position)
+        return {"on this revision of the chip LUT0 is not written: the rule does not decide"};
+    std::vector<std::string> warnings;
+    for (unsigned later = *position + 1; later < set.count(); ++later)
+        if (ifc_rule_overlap(&set.rule(*position), &set.rule(later)) != 0)
+            warnings.push_back("it decides before " + set.nameOf(later) +
+                               ", which stood first: its place breaks the order");
+    return warnings;
 }
 
 bool sameConditions(const Match &one, const Match &other)
@@ -100,21 +113,9 @@ void ruleAddAuto(Session &session, WordReader &words)
     std::string text = "rule " + std::to_string(id) + ": " + describePlace(*placed) + ", action " +
                        std::to_string(id) + '\n';
     auto json = toJson(*placed);
-    if (!position) {
-        // Known: the layer fills the shadow of LUT0 also where the chip's LUT0 must not be written.
-        const std::string warning =
-            "on this revision of the chip LUT0 is not written: the rule does not decide";
+    for (const std::string &warning : orderWarnings(set, static_cast<unsigned>(id))) {
         text += "  warning: " + warning + '\n';
         json["warnings"].push_back(warning);
-    } else {
-        for (unsigned later = *position + 1; later < set.count(); ++later) {
-            if (ifc_rule_overlap(&set.rule(*position), &set.rule(later)) == 0)
-                continue;
-            const std::string warning =
-                "it decides before " + set.nameOf(later) + ", which stood first: its place breaks the order";
-            text += "  warning: " + warning + '\n';
-            json["warnings"].push_back(warning);
-        }
     }
     const std::string note = deletionNote(match, plan.lut0);
     if (!note.empty()) {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // table dump, table verify, resource show.
+#include "rule_auto.h"
 #include "rule_commands.h"
 #include "tools/ifcctl/core/placement_plan.h"
 #include "tools/ifcctl/core/rules.h"
@@ -100,15 +101,24 @@ void resourceShow(Session &session, WordReader &words)
     nlohmann::ordered_json json = {{"lut0_free", space.lut0}, {"lut1_free", free}, {"lut1_runs", space.runs}};
     if (!words.atEnd()) {
         (void)words.takeChoice("resource show", {"fits"});
+        const bool automatic = words.skip("auto");
         const ifc_rule rule = ruleFrom(session, words);
-        ifc_rule_shape shape{};
-        ifc_rule_shape_of(&rule, &shape);
-        const unsigned fits = RuleSet(session).countFits(rule);
-        text += std::to_string(fits) + " more rules of this shape fit after all others (" +
-                (shape.narrow_entries == 0 ? "LUT0 only"
-                                           : std::to_string(shape.narrow_entries) + " LUT1 entries each" +
-                                                 (shape.wide != 0 ? ", or a LUT0 rule" : "")) +
-                ")\n";
+        unsigned fits = 0;
+        std::string each;
+        if (automatic) {
+            const Match match = automaticRequest(rule);
+            fits = countFits(match, session.options().force);
+            each = std::to_string(entryCount(match)) + " entries each";
+        } else {
+            ifc_rule_shape shape{};
+            ifc_rule_shape_of(&rule, &shape);
+            fits = RuleSet(session).countFits(rule);
+            each = shape.narrow_entries == 0 ? "LUT0 only"
+                                             : std::to_string(shape.narrow_entries) + " LUT1 entries each";
+            if (shape.narrow_entries != 0 && shape.wide != 0)
+                each += ", or a LUT0 rule";
+        }
+        text += std::to_string(fits) + " more rules of this shape fit (" + each + ")\n";
         json["fits"] = fits;
     }
     session.print(text, json);
@@ -121,7 +131,7 @@ std::vector<Command> tableCommands()
     return {
         {"table", "dump", "", "both tables and their actions, as the driver prints them", tableDump},
         {"table", "verify", "", "compare the hardware's tables with the shadow", tableVerify},
-        {"resource", "show", "[fits MATCH...]", "free space, and how many such rules still fit",
+        {"resource", "show", "[fits [auto] MATCH...]", "free space, and how many such rules still fit",
          resourceShow},
     };
 }
