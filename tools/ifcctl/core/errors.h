@@ -28,6 +28,10 @@ enum class Reason {
     MaskNotContiguous, // LUT1 cannot hold this mask
     MaskStoredWider,   // LUT1 would compare more bits than asked
     NoSpace,           // no free place is large enough
+    NeedsLut0,         // only LUT0 holds the rule, and this chip does not offer it
+    OrderConflict,     // no places keep the order of the rules
+    NoTableHolds,      // neither table holds such a rule
+    NoSetOperations,   // the device cannot update its rules as a set
     LayerRefused,      // the rule layer refused for a reason of its own
     NoSuchRule,        // no rule is there, or none has these conditions
     TakesOthersAlong,  // the automatic deletion would delete other rules as well

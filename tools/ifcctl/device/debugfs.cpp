@@ -8,6 +8,7 @@
 
 #include "ifc/ifc_glb.h"
 #include "ifc/ifc_regs.h"
+#include "platform/host/host_platform.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -102,6 +103,7 @@ public:
                 throw command_.failed();
         }
         revision_ = static_cast<int>(statusValue("revision"));
+        host::setRevision(revision_);
         if (options.debug != 0) {
             levelBefore_ = send("get dbgLevel").answer.substr(2);
             (void)send("set dbgLevel " + std::to_string(options.debug));
@@ -151,6 +153,23 @@ public:
             throw Error(Reason::DeviceFailed,
                         "device: " + frame_.path() + ": " + reply.substr(0, reply.find('\n')));
         return result;
+    }
+
+    // The library reads through the registers of this process: those of the copy.
+    void readRules(ifc_ruleset &set) override
+    {
+        host::attach(&window());
+        const int result = ifc_ruleset_read(&set, nullptr);
+        host::attach(nullptr);
+        if (result != IFC_RULESET_OK)
+            throw timedOut();
+    }
+
+    int applyRules(ifc_ruleset & /*set*/, const RuleEdits & /*edits*/, unsigned /*flags*/,
+                   ifc_ruleset_report & /*report*/) override
+    {
+        throw refused(Reason::NoSetOperations, "device", folder_,
+                      "this module takes no sets of rules; 'rule add auto' and 'op' place them one by one");
     }
 
     int revision() const override { return revision_; }

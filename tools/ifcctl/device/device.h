@@ -6,6 +6,8 @@
 // no device.
 #pragma once
 
+#include "rule_edit.h"
+
 #include "engine/classifier.h"
 #include "engine/register_window.h"
 
@@ -49,6 +51,14 @@ public:
     // window(), which counts nothing.
     virtual engine::Result classify(engine::Classifier &classifier, const uint8_t *data, size_t length,
                                     const engine::SideData &side, engine::ParsedFrame &parsed) = 0;
+
+    // Reads the rules that stand in the device's tables. Throws Error when a transfer does not complete.
+    virtual void readRules(ifc_ruleset &set) = 0;
+
+    // Brings the tables from the rules that were read to those of the set, all or nothing. `edits` are what was
+    // done to the set since. Returns an ifc_ruleset_result and fills the report as ifc_ruleset_apply() does.
+    virtual int applyRules(ifc_ruleset &set, const RuleEdits &edits, unsigned flags,
+                           ifc_ruleset_report &report) = 0;
 
     virtual int revision() const = 0;
 

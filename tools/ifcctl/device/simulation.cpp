@@ -77,6 +77,19 @@ public:
         return result;
     }
 
+    void readRules(ifc_ruleset &set) override
+    {
+        if (ifc_ruleset_read(&set, nullptr) != IFC_RULESET_OK)
+            throw timedOut();
+    }
+
+    int applyRules(ifc_ruleset &set, const RuleEdits & /*edits*/, unsigned flags,
+                   ifc_ruleset_report &report) override
+    {
+        printed_.clear();
+        return ifc_ruleset_apply(&set, flags, &report);
+    }
+
     int revision() const override { return revision_; }
     uint32_t globalConfig() override { return window_.globalConfig(); }
     unsigned long timeouts() override { return timeouts_; }

@@ -1,0 +1,242 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+#include "rule_set.h"
+
+#include "tools/ifcctl/core/errors.h"
+#include "tools/ifcctl/core/rules.h"
+
+#include "ifc/records/fields.h"
+
+#include <algorithm>
+
+namespace ifcctl
+{
+
+namespace
+{
+
+bool standsAt(const ifc_ruleset_place &place)
+{
+    return place.table != IFC_RULESET_NOWHERE;
+}
+
+std::string counted(unsigned count, const std::string &thing)
+{
+    return std::to_string(count) + ' ' + thing + (count == 1 ? "" : "s");
+}
+
+// A rule of so many LUT1 entries, that LUT0 does not hold and that overlaps every other.
+ifc_rule narrowProbe(unsigned entries)
+{
+    ifc_rule rule{};
+    rule.count = entries;
+    for (unsigned n = 0; n < entries; ++n)
+        rule.condition[n] = {static_cast<uint8_t>(UDF0 + n), IFC_COMPARE_EQUAL, 0, 0, 1, 1};
+    return rule;
+}
+
+// What is wrong with a rule that ifc_rule_check() does not accept.
+Error badRule(const ifc_rule &rule, const ifc_ruleset_report &report)
+{
+    const auto name = [&](unsigned condition) -> std::string {
+        const char *field =
+            condition < rule.count ? ifc::fieldName(rule.condition[condition].field) : nullptr;
+        return field == nullptr ? "condition " + std::to_string(condition) : field;
+    };
+    const std::string first = name(report.condition);
+    const std::string narrow = report.other >= rule.count ? "it needs more than 16 entries there"
+                                                          : name(report.other) + " does not fit";
+    const auto heldByNone = [&](const std::string &wide) {
+        return refused(Reason::NoTableHolds, "rule", first,
+                       "no table holds this rule: LUT0 " + wide + ", and in LUT1 " + narrow);
+    };
+    switch (report.reason) {
+    case IFC_RULESET_BAD_COUNT:
+        return usage("rule", counted(rule.count, "condition"),
+                     "at most " + std::to_string(IFC_RULE_CONDITIONS) + " conditions");
+    case IFC_RULESET_FIELD_TWICE:
+        return heldByNone("compares a field only once");
+    case IFC_RULESET_RANGE_NOT_NARROW:
+        return heldByNone("holds no such range");
+    case IFC_RULESET_UDF_NOT_NARROW:
+        return heldByNone("holds no user-defined field");
+    default:
+        return usage("rule", first, "a comparison, mask and key within the field's width");
+    }
+}
+
+} // namespace
+
+RuleSet::RuleSet(Session &session) : session_(session), set_(std::make_unique<ifc_ruleset>())
+{
+    session_.device().readRules(*set_);
+}
+
+unsigned RuleSet::number(unsigned position) const
+{
+    return static_cast<unsigned>(ifc_ruleset_number(place(position)));
+}
+
+std::optional<unsigned> RuleSet::find(unsigned number) const
+{
+    for (unsigned n = 0; n < count(); ++n) {
+        const ifc_ruleset_place at = place(n);
+        if (!standsAt(at))
+            continue;
+        const unsigned last = this->number(n);
+        if (number <= last && number + at.entries > last)
+            return n;
+    }
+    return std::nullopt;
+}
+
+void RuleSet::insert(unsigned position, const ifc_rule &rule)
+{
+    ifc_ruleset_report report{};
+    switch (ifc_ruleset_insert(set_.get(), position, &rule, &report)) {
+    case IFC_RULESET_OK:
+        edits_.push_back({RuleEdit::Kind::Insert, position, 0, rule});
+        return;
+    case IFC_RULESET_FULL:
+        throw refused(Reason::NoSpace, "rule", "",
+                      "no space: there are " + std::to_string(IFC_RULESET_RULES) +
+                          " rules, one for each action");
+    case IFC_RULESET_BAD_POSITION:
+        throw usage("rule", std::to_string(position), "a position up to " + std::to_string(count()));
+    default:
+        throw badRule(rule, report);
+    }
+}
+
+void RuleSet::remove(unsigned position)
+{
+    if (ifc_ruleset_remove(set_.get(), position) == IFC_RULESET_OK)
+        edits_.push_back({RuleEdit::Kind::Remove, position, 0, {}});
+}
+
+void RuleSet::clear()
+{
+    ifc_ruleset_clear(set_.get());
+    edits_.push_back({RuleEdit::Kind::Clear, 0, 0, {}});
+}
+
+void RuleSet::replace(unsigned position, const ifc_rule &rule, unsigned what)
+{
+    ifc_ruleset_report report{};
+    if (ifc_ruleset_replace(set_.get(), position, &rule, what, &report) != IFC_RULESET_OK)
+        throw badRule(rule, report);
+    edits_.push_back({RuleEdit::Kind::Replace, position, what, rule});
+}
+
+void RuleSet::move(unsigned from, unsigned to)
+{
+    if (ifc_ruleset_move(set_.get(), from, to) == IFC_RULESET_OK)
+        edits_.push_back({RuleEdit::Kind::Move, from, to, {}});
+}
+
+ifc_ruleset_report RuleSet::plan()
+{
+    ifc_ruleset_report report{};
+    if (ifc_ruleset_plan(set_.get(), &report) != IFC_RULESET_OK)
+        throwNoPlace(report);
+    return report;
+}
+
+bool RuleSet::fits()
+{
+    ifc_ruleset_report report{};
+    return ifc_ruleset_plan(set_.get(), &report) == IFC_RULESET_OK;
+}
+
+ifc_ruleset_report RuleSet::apply(unsigned flags)
+{
+    // The layer looks for places first: whatever it refuses, the device has not been asked.
+    (void)plan();
+    ifc_ruleset_report report{};
+    switch (session_.device().applyRules(*set_, edits_, flags, report)) {
+    case IFC_RULESET_OK:
+        edits_.clear();
+        return report;
+    case IFC_RULESET_NO_PLACE:
+        throwNoPlace(report);
+    case IFC_RULESET_STALE:
+        throw Error(Reason::DeviceFailed,
+                    "device: the tables were changed by somebody else; nothing was written");
+    default:
+        throw timedOut(
+            report.undo == IFC_RULESET_UNDO_FAILED
+                ? " (the chip did not answer while the update was taken back: its tables may differ "
+                  "from the shadow, which is as it was)"
+                : " (the rules, their actions and counters are as they were)");
+    }
+}
+
+std::string RuleSet::nameOf(unsigned position) const
+{
+    return standsAt(place(position)) ? "rule " + std::to_string(number(position)) : "the new rule";
+}
+
+void RuleSet::throwNoPlace(const ifc_ruleset_report &report) const
+{
+    const std::string revision = std::to_string(session_.device().revision());
+    std::string list;
+    for (unsigned n = 0; n < count(); ++n)
+        if ((report.conflict >> n & 1) != 0)
+            list += (list.empty() ? "" : ", ") + nameOf(n);
+    switch (report.reason) {
+    case IFC_RULESET_NEEDS_LUT0:
+        throw refused(Reason::NeedsLut0, "rule", nameOf(report.position),
+                      "only LUT0 holds it, which is not used on revision " + revision + " of the chip");
+    case IFC_RULESET_PAIR:
+        throw refused(Reason::OrderConflict, "rule", nameOf(report.position),
+                      "it decides before " + nameOf(report.later) +
+                          " and cannot stand before it: only LUT1 holds it, only LUT0 holds " +
+                          nameOf(report.later) + ", and LUT0 decides first");
+    case IFC_RULESET_ORDER:
+        throw refused(Reason::OrderConflict, "rule", list,
+                      "no place keeps their order, although all of them fit: LUT0 decides before LUT1, and "
+                      "they overlap");
+    default:
+        break;
+    }
+    // What one more rule of LUT1 entries could take, with this edit undone.
+    std::string wanted;
+    ifc_rule_shape shape{};
+    std::string fitting;
+    if (!edits_.empty() && edits_.back().kind == RuleEdit::Kind::Insert) {
+        const RuleEdit &edit = edits_.back();
+        ifc_rule_shape_of(&edit.rule, &shape);
+        wanted = shape.narrow_entries == 0
+                     ? "only LUT0 holds it"
+                     : "it takes " + std::to_string(shape.narrow_entries) +
+                           (shape.narrow_entries == 1 ? " LUT1 entry" : " LUT1 entries in a row") +
+                           (shape.wide != 0 ? " or a LUT0 rule" : "");
+        const auto trial = std::make_unique<ifc_ruleset>();
+        unsigned most = 0;
+        for (unsigned entries = 16; entries != 0 && most == 0; --entries) {
+            *trial = *set_;
+            (void)ifc_ruleset_remove(trial.get(), edit.position);
+            const ifc_rule probe = narrowProbe(entries);
+            if (ifc_ruleset_insert(trial.get(), edit.position, &probe, nullptr) == IFC_RULESET_OK &&
+                ifc_ruleset_plan(trial.get(), nullptr) == IFC_RULESET_OK)
+                most = entries;
+        }
+        fitting = most == 0 ? "; no rule of LUT1 fits there"
+                            : "; a rule of at most " + std::to_string(most) + " LUT1 " +
+                                  (most == 1 ? "entry" : "entries") + " would fit there";
+        wanted += "; ";
+    }
+    throw refused(Reason::NoSpace, "rule", nameOf(edits_.empty() ? 0 : edits_.back().position),
+                  "no space: " + wanted + "all rules together: LUT0 alone holds " +
+                      std::to_string(report.wide_needed) + " of them (" + std::to_string(report.wide_free) +
+                      " places), LUT1 alone " + std::to_string(report.narrow_needed) + " entries (of " +
+                      std::to_string(report.narrow_free) + "), and " + counted(report.either_rules, "rule") +
+                      " of " + std::to_string(report.either_entries) + " entries may stand in either" +
+                      fitting);
+}
+
+std::string describePlace(const ifc_ruleset_place &place)
+{
+    return describePlace(place.table == IFC_RULESET_LUT0, place.first, place.first + place.entries - 1u);
+}
+
+} // namespace ifcctl

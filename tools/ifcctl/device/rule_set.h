@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+// The rules that stand in a device's tables, as an ordered list: read, edited, planned, applied. The tables
+// are the state: each command reads a set, edits it and applies it.
+#pragma once
+
+#include "rule_edit.h"
+#include "session.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace ifcctl
+{
+
+class RuleSet
+{
+public:
+    // Reads the tables of the session's device. Throws Error when a transfer does not complete.
+    explicit RuleSet(Session &session);
+
+    unsigned count() const { return ifc_ruleset_count(set_.get()); }
+    const ifc_rule &rule(unsigned position) const { return *ifc_ruleset_rule(set_.get(), position); }
+    // Where it stands in the tables; nowhere before its first apply.
+    ifc_ruleset_place place(unsigned position) const { return ifc_ruleset_place_of(set_.get(), position); }
+    // The number of a rule that stands in the tables.
+    unsigned number(unsigned position) const;
+    // The position of the rule with this number; any entry of its chain counts.
+    std::optional<unsigned> find(unsigned number) const;
+
+    // Edits. They change the list in memory until apply(). Throw Error, and then nothing has changed.
+    void insert(unsigned position, const ifc_rule &rule);
+    void append(const ifc_rule &rule) { insert(count(), rule); }
+    void remove(unsigned position);
+    void clear();
+    // what: IFC_RULESET_CONDITIONS, IFC_RULESET_ACTION, or both.
+    void replace(unsigned position, const ifc_rule &rule, unsigned what);
+    void move(unsigned from, unsigned to);
+    const RuleEdits &edits() const { return edits_; }
+
+    // Finds the places and touches nothing. Throws Error (Reason::NoSpace, NeedsLut0, OrderConflict) when the
+    // rules cannot stand together.
+    ifc_ruleset_report plan();
+    // Can the rules stand together?
+    bool fits();
+    // Brings the tables there, all or nothing. Throws Error as plan() does, or when a transfer does not
+    // complete.
+    ifc_ruleset_report apply(unsigned flags = 0);
+
+private:
+    // For an Error about the whole list: the last rule that was inserted or replaced.
+    [[noreturn]] void throwNoPlace(const ifc_ruleset_report &report) const;
+    std::string nameOf(unsigned position) const;
+
+    Session &session_;
+    std::unique_ptr<ifc_ruleset> set_;
+    RuleEdits edits_;
+};
+
+// "LUT0 rule 3", "LUT1 entries 0-2"
+std::string describePlace(const ifc_ruleset_place &place);
+
+} // namespace ifcctl
