@@ -123,11 +123,16 @@ StateFile::~StateFile()
 
 std::optional<std::string> StateFile::load() const
 {
-    const Descriptor file(::open(path_.c_str(), O_RDONLY | O_CLOEXEC));
+    return readUnlocked(path_);
+}
+
+std::optional<std::string> readUnlocked(const std::string &path)
+{
+    const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)); // a pipe never waits
     if (file.number() < 0) {
         if (errno == ENOENT)
             return std::nullopt;
-        throw systemError(path_, errno);
+        throw systemError(path, errno);
     }
     std::string bytes;
     char buffer[8192];
@@ -136,7 +141,7 @@ std::optional<std::string> StateFile::load() const
         if (count < 0 && errno == EINTR)
             continue;
         if (count < 0)
-            throw systemError(path_, errno);
+            throw systemError(path, errno);
         if (count == 0)
             return bytes;
         bytes.append(buffer, static_cast<size_t>(count));

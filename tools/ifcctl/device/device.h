@@ -22,9 +22,11 @@ struct Options {
     bool force = false;
     bool keepOrder = false;
     int revision = 0;
+    bool revisionGiven = false;
     unsigned doneAfter = 1;
     unsigned debug = 0;
     std::string traceFile;
+    std::string state;          // sim: the file that the chip lives in; "": a fresh chip that nobody keeps
     std::string device = "sim"; // or "debugfs[:FOLDER]"
 };
 
@@ -67,6 +69,10 @@ public:
 
     // How many transfers did not report completion since the device was opened.
     virtual unsigned long timeouts() = 0;
+
+    // Keeps what has changed for the next program, also after a command that failed. Throws Error; what was
+    // kept before still stands then.
+    virtual void keep() {}
 
     // The last call. Throws Error when an output of the device could not be written.
     virtual void finish() {}
