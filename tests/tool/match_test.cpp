@@ -29,7 +29,7 @@ WordReader readerOf(const std::string &line)
 Match matchOf(const std::string &line)
 {
     WordReader words = readerOf(line);
-    return parseMatch(words, "action");
+    return parseMatch(words);
 }
 
 // The whole message of a line that is refused.
@@ -48,7 +48,7 @@ std::string refusalOf(const std::string &line, const Read &read)
 
 std::string matchRefusal(const std::string &line)
 {
-    return refusalOf(line, [](WordReader &words) { (void)parseMatch(words, "action"); });
+    return refusalOf(line, [](WordReader &words) { (void)parseMatch(words); });
 }
 
 std::string actionRefusal(const std::string &line)
@@ -67,7 +67,7 @@ void expectCondition(const Condition &c, unsigned field, unsigned command, uint6
 TEST(Match, StopsAtTheActionWord)
 {
     WordReader words = readerOf("dst_port 80 src_port ge 1024 action queue 1");
-    const Match match = parseMatch(words, "action");
+    const Match match = parseMatch(words);
     ASSERT_EQ(match.size(), 2u);
     expectCondition(match[0], DPORT, 0, 0xFFFF, 80);
     expectCondition(match[1], SPORT, 2, 0xFFFF, 1024);

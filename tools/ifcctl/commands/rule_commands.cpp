@@ -3,8 +3,8 @@
 #include "rule_commands.h"
 #include "tools/ifcctl/core/action.h"
 #include "tools/ifcctl/core/deletion.h"
-#include "tools/ifcctl/core/match_words.h"
 #include "tools/ifcctl/core/placement_plan.h"
+#include "tools/ifcctl/core/rule_words.h"
 #include "tools/ifcctl/core/rules.h"
 #include "tools/ifcctl/core/values.h"
 #include "tools/ifcctl/device/hardware.h"
@@ -144,9 +144,9 @@ void ruleClear(Session &session, WordReader &words)
 
 Match matchOf(const Session &session, WordReader &words)
 {
-    Match match = parseMatch(words, kAction);
+    Match match = parseMatch(words);
     if (match.empty())
-        throw usage("match", "", "at least one of: " + knownMatchWords());
+        throw usage("match", kAnyWord, "conditions: automatic placement takes at least one");
     if (!session.options().keepOrder)
         putMacLast(match);
     return match;

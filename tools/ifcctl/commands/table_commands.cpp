@@ -2,8 +2,8 @@
 // table dump, table verify, resource show.
 #include "commands.h"
 #include "tools/ifcctl/core/action.h"
-#include "tools/ifcctl/core/match_words.h"
 #include "tools/ifcctl/core/placement_plan.h"
+#include "tools/ifcctl/core/rule_words.h"
 #include "tools/ifcctl/core/rules.h"
 #include "tools/ifcctl/core/values.h"
 #include "tools/ifcctl/device/hardware.h"
@@ -102,9 +102,9 @@ void resourceShow(Session &session, WordReader &words)
     nlohmann::ordered_json json = {{"lut0_free", space.lut0}, {"lut1_free", free}, {"lut1_runs", space.runs}};
     if (!words.atEnd()) {
         (void)words.takeChoice("resource show", {"fits"});
-        const Match match = parseMatch(words, "");
+        const Match match = parseMatch(words);
         if (match.empty())
-            throw usage("resource show fits", "", "a rule's conditions: " + knownMatchWords());
+            throw usage("resource show fits", kAnyWord, "a rule's conditions");
         const unsigned fits = countFits(match, session.options().force);
         text += std::to_string(fits) + " more rules of this shape fit (" + std::to_string(entryCount(match)) +
                 " entries each)\n";

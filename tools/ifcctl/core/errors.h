@@ -21,7 +21,8 @@ enum ExitCode {
 };
 
 enum class Reason {
-    Usage, // the words or a file to be read are wrong
+    Usage,         // the words or a file to be read are wrong
+    Contradiction, // two conditions of a rule exclude each other
 
     PpeOff,            // the action needs the packet engine, which is off
     UserFieldInLut0,   // the rule goes to LUT0, which has no user-defined fields
@@ -47,6 +48,7 @@ constexpr ExitCode exitCodeOf(Reason reason)
 {
     switch (reason) {
     case Reason::Usage:
+    case Reason::Contradiction:
         return kExitUsage;
     case Reason::TimedOut:
         return kExitTimeout;

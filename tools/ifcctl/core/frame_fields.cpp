@@ -8,8 +8,6 @@
 
 #include <cctype>
 
-#include <arpa/inet.h>
-
 namespace ifcctl
 {
 
@@ -24,13 +22,12 @@ int hexDigit(char c)
     return letter >= 'a' && letter <= 'f' ? letter - 'a' + 10 : -1;
 }
 
-std::string formatIpv6(const engine::FieldImage &fields, unsigned lowest)
+Ipv6 ipv6Of(const engine::FieldImage &fields, unsigned lowest)
 {
-    uint32_t words[4];
-    for (unsigned n = 0; n < 4; ++n)
-        words[n] = htonl(static_cast<uint32_t>(engine::fieldValue(fields, lowest + 3 - n)));
-    char text[INET6_ADDRSTRLEN];
-    return inet_ntop(AF_INET6, words, text, sizeof text);
+    Ipv6 address{};
+    for (unsigned n = 0; n < address.size(); ++n)
+        address[n] = static_cast<uint32_t>(engine::fieldValue(fields, lowest + 3 - n));
+    return address;
 }
 
 } // namespace
@@ -88,9 +85,9 @@ nlohmann::ordered_json fieldsToJson(const engine::FieldImage &fields)
         else
             json[ifc::fieldName(field)] = value;
         if (field == DIPv6_127_96)
-            json["DIPv6"] = formatIpv6(fields, DIPv6_31_0);
+            json["DIPv6"] = formatIpv6(ipv6Of(fields, DIPv6_31_0));
         if (field == SIPv6_127_96)
-            json["SIPv6"] = formatIpv6(fields, SIPv6_31_0);
+            json["SIPv6"] = formatIpv6(ipv6Of(fields, SIPv6_31_0));
     }
     return json;
 }

@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 #include "match.h"
 
+#include "conditions.h"
+#include "rule_words.h"
+#include "values.h"
+
 #include "ifc/records/narrow_record.h"
 
 #include <algorithm>
@@ -16,8 +20,34 @@ bool sameComparison(const Condition &one, const Condition &other)
 
 const char *commandName(unsigned command)
 {
-    static const char *const names[] = {"eq", "ne", "ge", "le"};
-    return names[command & 3];
+    return compareName(command & 3);
+}
+
+Match requestOf(const ifc_rule &rule)
+{
+    Match match;
+    const auto add = [&](const ifc_rule_condition &c) {
+        const std::string text = conditionText(c);
+        const size_t space = text.find(' ');
+        match.push_back({c.field, c.compare, c.mask, c.key, text.substr(0, space), text.substr(space + 1)});
+    };
+    for (unsigned n = 0; n < rule.count; ++n) {
+        ifc_rule_condition c = rule.condition[n];
+        if (c.compare != IFC_COMPARE_RANGE) {
+            add(c);
+            continue;
+        }
+        add(makeCondition(c.field, IFC_COMPARE_AT_LEAST, c.mask, c.key));
+        add(makeCondition(c.field, IFC_COMPARE_AT_MOST, c.mask, c.key_last));
+    }
+    return match;
+}
+
+Match parseMatch(WordReader &words)
+{
+    ifc_rule rule{};
+    readMatch(words, rule);
+    return requestOf(rule);
 }
 
 void putMacLast(Match &match)

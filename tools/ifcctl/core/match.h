@@ -5,6 +5,7 @@
 #include "word_reader.h"
 
 #include "ifc/records/fields.h"
+#include "ruleset/ruleset.h"
 
 #include <cstdint>
 #include <string>
@@ -29,8 +30,10 @@ using Match = std::vector<Condition>;
 
 const char *commandName(unsigned command);
 
-// Reads KEY [eq|ne|ge|le] VALUE[/MASK] up to the end of the line or to the word `until`. Throws Error.
-Match parseMatch(WordReader &words, const std::string &until);
+// The conditions as automatic placement takes them: a range as two.
+Match requestOf(const ifc_rule &rule);
+// The same of the words up to the end of the line or to `action`. Throws Error.
+Match parseMatch(WordReader &words);
 
 // Moves a MAC condition to the end if it is the only one: the automatic deletion finds it only there.
 void putMacLast(Match &match);

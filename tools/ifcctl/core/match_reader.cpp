@@ -1,13 +1,18 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // Reads the conditions of a rule as operators write them.
+#include "conditions.h"
 #include "errors.h"
-#include "match.h"
 #include "match_words.h"
+#include "nearest_word.h"
+#include "rule_words.h"
 #include "values.h"
+
+#include "ifc/records/fields.h"
 
 #include <algorithm>
 #include <optional>
 #include <utility>
+#include <vector>
 
 namespace ifcctl
 {
@@ -15,18 +20,7 @@ namespace ifcctl
 namespace
 {
 
-constexpr unsigned kEthertypeIpv6 = 0x86DD;
-
-std::string acceptedValue(unsigned field)
-{
-    if (ifc::isMac(field))
-        return "a MAC address such as 01:00:5e:00:00:00, alone, with /PREFIX (1 to 48) or with /MASK";
-    const std::string most = formatHex(ifc::fieldOnes(field));
-    std::string text = "a number from 0 to " + most + ", alone or with /MASK (1 to " + most + ")";
-    const std::string names = namesOfValues(field);
-    return names.empty() ? text : text + ", or one of " + names;
-}
-
+const std::string kForm = "KEY [eq|ne|!|ge|le] VALUE[/MASK], KEY FIRST-LAST or KEY any";
 const std::string kAcceptedAddress =
     "an IPv4 or IPv6 address, alone, with /PREFIX or with /MASK of the same family";
 
@@ -48,122 +42,214 @@ std::optional<uint64_t> prefixMask(const std::string &text, unsigned width)
 std::optional<Ipv6> ipv6Mask(const std::string &text)
 {
     const auto length = prefixLength(text, 128);
-    if (!length)
-        return parseIpv6(text);
-    Ipv6 mask{};
-    for (unsigned n = 0; n < mask.size(); ++n) {
-        const unsigned before = 32 * n;
-        const unsigned ones = *length <= before ? 0 : std::min(*length - before, 32u);
-        mask[n] = static_cast<uint32_t>(highBits(32, ones));
-    }
-    return mask;
+    return length ? std::optional(ipv6PrefixMask(*length)) : parseIpv6(text);
 }
 
-std::optional<unsigned> commandOf(const std::string &word)
+std::optional<unsigned> compareOf(const std::string &word)
 {
-    for (unsigned command = 0; command < 4; ++command)
-        if (word == commandName(command))
-            return command;
+    if (word == "!")
+        return IFC_COMPARE_NOT_EQUAL;
+    for (unsigned compare = IFC_COMPARE_EQUAL; compare <= IFC_COMPARE_RANGE; ++compare)
+        if (word == compareName(compare))
+            return compare;
     return std::nullopt;
 }
+
+// A condition, and how it was written.
+struct Written {
+    ifc_rule_condition condition;
+    MatchWord word;
+    std::string text; // both words
+    bool meansIpv6;   // its value belongs to IPv6
+    bool part() const { return !word.isWholeField(); }
+};
 
 class MatchReader
 {
 public:
-    MatchReader(WordReader &words, const std::string &until) : words_(words), until_(until) {}
+    explicit MatchReader(WordReader &words) : words_(words) {}
 
-    Match read()
+    std::vector<Written> read()
     {
-        while (!words_.atEnd() && !words_.nextIs(until_))
+        while (!words_.atEnd() && !words_.nextIs(kActionWord))
             readCondition();
         chooseIpVersion();
-        refuseDuplicates();
-        return std::move(match_);
+        refuseContradictions();
+        mergeParts();
+        return std::move(read_);
     }
 
 private:
     void readCondition()
     {
-        const auto word = findMatchWord(words_.peek());
+        const std::string &given = words_.peek();
+        const auto word = findMatchWord(given);
         if (!word)
-            throw usage("match", words_.peek(), knownMatchWords());
+            throw usage("match", given, unknownWord(given));
+        word_ = *word;
         words_.takeKey();
-        command_ = commandOf(words_.peek()).value_or(0);
-        if (commandOf(words_.peek()))
-            (void)words_.skip(words_.peek());
-        constexpr const char *kForm = "KEY [eq|ne|ge|le] VALUE[/MASK]";
-        if (words_.nextIs(until_))
+        const std::string compareWord = words_.peek();
+        const auto compare = compareOf(compareWord);
+        compare_ = compare.value_or(IFC_COMPARE_EQUAL);
+        if (compare)
+            (void)words_.skip(compareWord);
+        if (words_.nextIs(kActionWord))
             words_.reject(kForm);
-        const std::string &text = words_.takeValue(kForm);
-        const size_t slash = text.find('/');
-        value_ = text.substr(0, slash);
-        mask_ = slash == std::string::npos ? std::nullopt : std::optional(text.substr(slash + 1));
-
-        const size_t from = match_.size();
-        if (word->kind == MatchWord::Kind::Address) {
-            readAddress(*word);
-        } else {
-            if (word->kind == MatchWord::Kind::Versioned)
-                versioned_.emplace_back(from, word->field6);
-            readPlain(word->field);
+        value_ = words_.takeValue(kForm);
+        if (!compare && value_.size() > 1 && value_[0] == '!') {
+            compare_ = IFC_COMPARE_NOT_EQUAL;
+            value_.erase(0, 1);
         }
-        for (size_t n = from; n < match_.size(); ++n)
-            if (ifc::isCommandRefused(match_[n].field, command_))
-                throw usage(words_.key(), commandName(command_), "eq or ne for addresses and the flow label");
+        text_ = words_.key() + ' ' + (compare ? compareWord + ' ' : "") + words_.value();
+
+        // Fields of 16 bits at most know all comparisons.
+        if (!ifc::isHalf(word_.field) && compare_ > IFC_COMPARE_NOT_EQUAL)
+            throw usage(words_.key(), compareWord, "eq or ne for addresses and the flow label");
+        if (value_ == kAnyWord)
+            readAny();
+        else if (word_.kind == MatchWord::Kind::Address)
+            readAddress();
+        else if (ifc::isHalf(word_.field) && value_.find('-') != std::string::npos)
+            readRange();
+        else
+            readPlain();
     }
 
-    void readPlain(unsigned field)
+    static std::string unknownWord(const std::string &given)
     {
-        const bool mac = ifc::isMac(field);
-        const uint64_t most = ifc::fieldOnes(field);
-        const std::string accepted = acceptedValue(field);
-        auto key = mac ? parseMac(value_) : namedValue(field, value_);
-        if (!key && !mac)
-            key = parseNumber(value_);
-        if (!key || *key > most)
-            words_.reject(accepted);
-        std::optional<uint64_t> mask = most;
-        if (mask_) {
-            mask = mac ? prefixMask(*mask_, ifc::fieldWidth(field)) : parseNumber(*mask_);
-            if (!mask && mac)
-                mask = parseMac(*mask_);
-            if (!mask || *mask > most)
-                words_.reject(accepted);
-        }
+        if (isActionWord(given))
+            return "conditions before '" + kActionWord + "'; " + given + " is a word of actions";
+        return "a word that 'rule add help' lists" + didYouMean(given, matchWords());
+    }
+
+    std::string acceptedValue() const
+    {
+        if (ifc::isMac(word_.field))
+            return "a MAC address such as 01:00:5e:00:00:00, alone, with /PREFIX (1 to 48) or with /MASK";
+        if (ifc::isIpv4Address(word_.field))
+            return "an IPv4 address or its number, alone, with /PREFIX or with /MASK";
+        const std::string most = formatHex(ifc::lowBits(word_.width));
+        std::string text = "a number from 0 to " + most + ", alone or with /MASK (1 to " + most + ")";
+        if (ifc::isHalf(word_.field))
+            text += ", or FIRST-LAST";
+        const std::string names = namesOfValues(word_);
+        return names.empty() ? text : text + ", or one of " + names;
+    }
+
+    // The value and the mask in the unit of the word.
+    std::optional<uint64_t> valueOf(const std::string &text) const
+    {
+        std::optional<uint64_t> value;
+        if (ifc::isMac(word_.field))
+            return parseMac(text);
+        if (ifc::isIpv4Address(word_.field))
+            value = parseIpv4(text);
+        else
+            value = namedValue(word_, text);
+        if (!value)
+            value = parseNumber(text);
+        return value && *value <= ifc::lowBits(word_.width) ? value : std::nullopt;
+    }
+
+    std::optional<uint64_t> maskOf(const std::string &text) const
+    {
+        std::optional<uint64_t> mask;
+        if (ifc::isMac(word_.field) || ifc::isIpv4Address(word_.field))
+            mask = prefixMask(text, word_.width);
+        return mask ? mask : valueOf(text);
+    }
+
+    // Splits VALUE/MASK. Without a mask all bits count.
+    std::optional<std::string> splitMask(std::string &value) const
+    {
+        const size_t slash = value.find('/');
+        if (slash == std::string::npos)
+            return std::nullopt;
+        const std::string mask = value.substr(slash + 1);
+        value.erase(slash);
+        return mask;
+    }
+
+    void readAny()
+    {
+        if (word_.kind == MatchWord::Kind::Address)
+            words_.reject(kAcceptedAddress);
+        if (compare_ == IFC_COMPARE_RANGE)
+            words_.reject("FIRST-LAST");
+        add(word_.field, 0, 0);
+    }
+
+    void readPlain()
+    {
+        if (compare_ == IFC_COMPARE_RANGE)
+            words_.reject("FIRST-LAST");
+        const std::string accepted = acceptedValue();
+        const auto maskText = splitMask(value_);
+        const auto key = valueOf(value_);
+        const auto mask = maskText ? maskOf(*maskText) : ifc::lowBits(word_.width);
+        if (!key || !mask)
+            words_.reject(accepted + didYouMean(value_, wordsOf(namesOfValues(word_))));
         refuseEmptyMask(*mask, accepted);
-        add(field, *mask, *key, accepted);
+        refuseOutside(*key, *mask, accepted);
+        add(word_.field, *mask << word_.lsb, *key << word_.lsb);
+        const bool icmpv6 = word_.field6 == IPv6_NEXT_HEADER && *key == kIcmpv6;
+        read_.back().meansIpv6 = icmpv6 && !parseNumber(value_);
     }
 
-    void readAddress(const MatchWord &word)
+    void readRange()
     {
+        const size_t dash = value_.find('-');
+        const auto first = valueOf(value_.substr(0, dash));
+        const auto last = valueOf(value_.substr(dash + 1));
+        if (!first || !last || *last < *first)
+            words_.reject(acceptedValue());
+        if (compare_ != IFC_COMPARE_EQUAL && compare_ != IFC_COMPARE_RANGE)
+            words_.reject("a range without " + std::string(compareName(compare_)) +
+                          ": what is outside it takes two rules");
+        const uint64_t below = ifc::lowBits(word_.lsb);
+        if (word_.lsb + word_.width == ifc::fieldWidth(word_.field)) {
+            add(makeRange(word_.field, *first << word_.lsb, *last << word_.lsb | below));
+            return;
+        }
+        // Bits above the part are not compared.
+        const uint64_t mask = ifc::lowBits(word_.width) << word_.lsb;
+        add(makeCondition(word_.field, IFC_COMPARE_AT_LEAST, mask, *first << word_.lsb));
+        add(makeCondition(word_.field, IFC_COMPARE_AT_MOST, mask, *last << word_.lsb));
+    }
+
+    void readAddress()
+    {
+        const auto maskText = splitMask(value_);
         if (const auto ipv4 = parseIpv4(value_)) {
-            std::optional<uint64_t> mask = mask_ ? prefixMask(*mask_, 32) : ifc::lowBits(32);
+            auto mask = maskText ? prefixMask(*maskText, 32) : ifc::lowBits(32);
             if (!mask)
-                mask = parseIpv4(*mask_);
+                mask = parseIpv4(*maskText);
             if (!mask)
                 words_.reject(kAcceptedAddress);
             refuseEmptyMask(*mask, kAcceptedAddress);
-            add(word.field, *mask, *ipv4, kAcceptedAddress);
+            refuseOutside(*ipv4, *mask, kAcceptedAddress);
+            add(word_.field, *mask, *ipv4);
         } else if (const auto ipv6 = parseIpv6(value_)) {
-            readIpv6(word.field6, *ipv6);
+            readIpv6(*ipv6, maskText ? ipv6Mask(*maskText) : ipv6PrefixMask(128));
         } else {
             words_.reject(kAcceptedAddress);
         }
     }
 
     // One condition for each word that has mask bits, most significant word first.
-    void readIpv6(unsigned lowestField, const Ipv6 &address)
+    void readIpv6(const Ipv6 &address, const std::optional<Ipv6> &mask)
     {
-        const auto mask = mask_ ? ipv6Mask(*mask_) : Ipv6{0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF};
         if (!mask)
             words_.reject(kAcceptedAddress);
-        const size_t from = match_.size();
-        for (unsigned n = 0; n < mask->size(); ++n)
-            if ((*mask)[n] != 0 || address[n] != 0)
-                add(lowestField + 3 - n, (*mask)[n], address[n], kAcceptedAddress);
-        refuseEmptyMask(match_.size() - from, kAcceptedAddress);
-        if (match_.size() - from > 1 && command_ != 0)
-            throw usage(words_.key(), commandName(command_) + (" " + words_.value()),
+        const size_t from = read_.size();
+        for (unsigned n = 0; n < mask->size(); ++n) {
+            refuseOutside(address[n], (*mask)[n], kAcceptedAddress);
+            if ((*mask)[n] != 0)
+                add(word_.field6 + 3 - n, (*mask)[n], address[n]);
+        }
+        refuseEmptyMask(read_.size() - from, kAcceptedAddress);
+        if (read_.size() - from > 1 && compare_ != IFC_COMPARE_EQUAL)
+            throw usage(words_.key(), compareName(compare_) + (" " + words_.value()),
                         "eq only: an IPv6 address is compared word by word, and all words must hold");
     }
 
@@ -173,49 +259,90 @@ private:
             words_.reject(accepted + "; a mask of 0 compares nothing, leave the field out");
     }
 
-    void add(unsigned field, uint64_t mask, uint64_t key, const std::string &accepted)
+    void refuseOutside(uint64_t key, uint64_t mask, const std::string &accepted) const
     {
         if ((key & ~mask) != 0)
             words_.reject(accepted + "; this value has bits outside its mask");
-        match_.push_back({field, command_, mask, key, words_.key(), words_.value()});
     }
+
+    void add(unsigned field, uint64_t mask, uint64_t key) { add(makeCondition(field, compare_, mask, key)); }
+
+    void add(const ifc_rule_condition &condition) { read_.push_back({condition, word_, text_, false}); }
+
+    static bool isVersioned(const Written &w) { return w.word.kind == MatchWord::Kind::Versioned; }
 
     void chooseIpVersion()
     {
-        const bool ipv6 = std::any_of(match_.begin(), match_.end(), [](const Condition &c) {
-            const bool ipv6Word = ifc::isWord(c.field) && !ifc::isIpv4Address(c.field); // or the flow label
-            return ipv6Word || (c.field == ETYPE && c.key == kEthertypeIpv6);
+        const bool ipv6 = std::any_of(read_.begin(), read_.end(), [](const Written &w) {
+            return isVersioned(w) ? w.meansIpv6 : ipVersionOf(w.condition) == 6;
         });
         if (!ipv6)
             return;
-        for (const auto &[place, field] : versioned_)
-            match_[place].field = field;
+        for (Written &w : read_)
+            if (isVersioned(w))
+                w.condition.field = static_cast<uint8_t>(w.word.field6);
     }
 
-    void refuseDuplicates() const
+    void refuseContradictions() const
     {
-        for (size_t i = 0; i < match_.size(); ++i)
+        for (size_t i = 0; i < read_.size(); ++i)
             for (size_t k = 0; k < i; ++k)
-                if (match_[k].field == match_[i].field)
-                    throw usage(match_[i].word, match_[i].value,
-                                "each field once: a rule has one condition a field");
+                if (!(read_[i].word.asItStands && read_[k].word.asItStands) &&
+                    excludeEachOther(read_[k].condition, read_[i].condition))
+                    throw Error(Reason::Contradiction, "match '" + read_[i].text + "': contradicts '" +
+                                                           read_[k].text + "': no frame fits both");
+    }
+
+    // `vlan_prio 5 vlan_dei 1` is one condition of the field.
+    void mergeParts()
+    {
+        const auto mergeable = [](const Written &w) {
+            return w.part() && w.condition.compare == IFC_COMPARE_EQUAL;
+        };
+        std::vector<Written> merged;
+        for (const Written &w : read_) {
+            const auto into = std::find_if(merged.begin(), merged.end(), [&](const Written &other) {
+                return mergeable(w) && mergeable(other) && other.condition.field == w.condition.field &&
+                       (other.condition.mask & w.condition.mask) == 0;
+            });
+            if (into == merged.end()) {
+                merged.push_back(w);
+                continue;
+            }
+            into->condition.mask |= w.condition.mask;
+            into->condition.key |= w.condition.key;
+        }
+        read_ = std::move(merged);
     }
 
     WordReader &words_;
-    const std::string until_;
-    Match match_;
-    std::vector<std::pair<size_t, unsigned>> versioned_; // place in the match, field of IP version 6
+    std::vector<Written> read_;
     // Of the condition that is being read:
-    unsigned command_ = 0;
+    MatchWord word_{};
+    unsigned compare_ = IFC_COMPARE_EQUAL;
     std::string value_;
-    std::optional<std::string> mask_;
+    std::string text_;
 };
 
 } // namespace
 
-Match parseMatch(WordReader &words, const std::string &until)
+void readMatch(WordReader &words, ifc_rule &rule)
 {
-    return MatchReader(words, until).read();
+    rule.count = 0;
+    if (words.skip(kAnyWord)) {
+        if (!words.atEnd() && !words.nextIs(kActionWord))
+            throw usage("match", words.peek(), "'" + kActionWord + "' or nothing after '" + kAnyWord + "'");
+        return;
+    }
+    const std::vector<Written> read = MatchReader(words).read();
+    if (read.empty())
+        throw usage("match", "",
+                    "conditions, or '" + kAnyWord + "' for every frame; 'rule add help' lists the words");
+    if (read.size() > IFC_RULE_CONDITIONS)
+        throw usage("match", read[IFC_RULE_CONDITIONS].text,
+                    "at most " + std::to_string(IFC_RULE_CONDITIONS) + " conditions");
+    for (const Written &w : read)
+        rule.condition[rule.count++] = w.condition;
 }
 
 } // namespace ifcctl

@@ -13,24 +13,27 @@ namespace ifcctl
 namespace
 {
 
+using Kind = MatchWord::Kind;
 using WordTable = std::map<std::string, MatchWord>;
 
-const WordTable &addressWords()
+MatchWord wholeField(unsigned field, bool asItStands = false)
 {
-    static const WordTable words = {
-        {"dst_ip", {MatchWord::Kind::Address, DIPv4, DIPv6_31_0}},
-        {"src_ip", {MatchWord::Kind::Address, SIPv4, SIPv6_31_0}},
-    };
-    return words;
+    return {Kind::Field, field, 0, 0, ifc::fieldWidth(field), asItStands};
 }
 
-const WordTable &versionedWords()
+MatchWord bitsOf(unsigned field, unsigned lsb, unsigned width)
 {
-    static const WordTable words = {
-        {"ip_proto", {MatchWord::Kind::Versioned, IPv4_PROTOCOL, IPv6_NEXT_HEADER}},
-        {"ip_tos", {MatchWord::Kind::Versioned, IPv4_DSCP, IPv6_TRAFFIC_CLASS}},
-    };
-    return words;
+    return {Kind::Field, field, 0, lsb, width, false};
+}
+
+MatchWord versioned(unsigned field, unsigned field6, unsigned lsb, unsigned width)
+{
+    return {Kind::Versioned, field, field6, lsb, width, false};
+}
+
+MatchWord address(unsigned field, unsigned lowestWord)
+{
+    return {Kind::Address, field, lowestWord, 0, ifc::fieldWidth(field), false};
 }
 
 std::string lowerCase(std::string name)
@@ -40,34 +43,70 @@ std::string lowerCase(std::string name)
     return name;
 }
 
-const WordTable &fieldWords()
+constexpr unsigned kOctet = 8;
+
+const WordTable &wordTable()
 {
     static const WordTable words = [] {
+        WordTable table = {
+            {"dst_ip", address(DIPv4, DIPv6_31_0)},
+            {"src_ip", address(SIPv4, SIPv6_31_0)},
+            {"ip_proto", versioned(IPv4_PROTOCOL, IPv6_NEXT_HEADER, 0, kOctet)},
+            {"ip_tos", versioned(IPv4_DSCP, IPv6_TRAFFIC_CLASS, 0, kOctet)},
+            {"dscp", versioned(IPv4_DSCP, IPv6_TRAFFIC_CLASS, kCodePointLsb, kCodePointWidth)},
+            {"ip_ecn", versioned(IPv4_DSCP, IPv6_TRAFFIC_CLASS, 0, kCodePointLsb)},
+            // IEEE 802.1Q: the priority code point stands above the drop eligible indicator.
+            {"vlan_prio", bitsOf(PBIT0, 1, 3)},
+            {"vlan_dei", bitsOf(PBIT0, 0, 1)},
+            {"cvlan_prio", bitsOf(PBIT1, 1, 3)},
+            {"cvlan_dei", bitsOf(PBIT1, 0, 1)},
+        };
         const std::pair<const char *, unsigned> friendly[] = {
-            {"dst_mac", DMAC},           {"src_mac", SMAC},
-            {"flow_label", FLOW_LABEL},  {"iface", SINF},
-            {"frame_type", FRAME_TYPE},  {"vlan_vpm", VPM0},
-            {"cvlan_vpm", VPM1},         {"vlan_id", VID0},
-            {"vlan_prio", PBIT0},        {"cvlan_id", VID1},
-            {"cvlan_prio", PBIT1},       {"eth_type", ETYPE},
-            {"gem_port", GEMPORT},       {"dst_port", DPORT},
-            {"src_port", SPORT},         {"pppoe_sid", PPPOE_SESSION},
+            {"dst_mac", DMAC},           {"src_mac", SMAC},   {"iface", SINF},
+            {"vlan_vpm", VPM0},          {"cvlan_vpm", VPM1}, {"vlan_id", VID0},
+            {"cvlan_id", VID1},          {"eth_type", ETYPE}, {"gem_port", GEMPORT},
+            {"dst_port", DPORT},         {"src_port", SPORT}, {"pppoe_sid", PPPOE_SESSION},
             {"dst_mac_type", DMAC_TYPE},
         };
-        WordTable table;
         for (const auto &[word, field] : friendly)
-            table.emplace(word, MatchWord{MatchWord::Kind::Field, field, 0});
+            table.emplace(word, wholeField(field));
         for (unsigned field = 1; field <= IFC_LUT1_FIELDS; ++field)
-            table.emplace(lowerCase(ifc::fieldName(field)), MatchWord{MatchWord::Kind::Field, field, 0});
+            table.emplace(lowerCase(ifc::fieldName(field)), wholeField(field));
         return table;
     }();
     return words;
 }
 
+// Words that are read but not listed: the names of the record, and those under which frames are printed.
+const WordTable &otherNames()
+{
+    static const WordTable names = [] {
+        WordTable table = {{"DIPv6", address(DIPv4, DIPv6_31_0)}, {"SIPv6", address(SIPv4, SIPv6_31_0)}};
+        for (unsigned field = 1; field <= IFC_LUT1_FIELDS; ++field)
+            table.emplace(ifc::fieldName(field), wholeField(field, true));
+        return table;
+    }();
+    return names;
+}
+
 using ValueTable = std::map<std::string, uint64_t>;
 
+const ValueTable &codePoints()
+{
+    static const ValueTable table = [] {
+        ValueTable points = {{"ef", 46}, {"va", 44}};
+        for (unsigned cls = 0; cls < 8; ++cls)
+            points.emplace("cs" + std::to_string(cls), cls << 3);
+        for (unsigned cls = 1; cls <= 4; ++cls)
+            for (unsigned drop = 1; drop <= 3; ++drop)
+                points.emplace("af" + std::to_string(cls) + std::to_string(drop), cls << 3 | drop << 1);
+        return points;
+    }();
+    return table;
+}
+
 // Ethertypes: IEEE 802 numbers; protocols: IANA.
-const ValueTable &namedValues(unsigned field)
+const ValueTable &namedValues(const MatchWord &word)
 {
     static const ValueTable none;
     static const ValueTable ethertypes = {
@@ -78,50 +117,89 @@ const ValueTable &namedValues(unsigned field)
         {"icmp", 1}, {"igmp", 2}, {"tcp", 6},     {"udp", 17},
         {"gre", 47}, {"esp", 50}, {"icmpv6", 58}, {"sctp", 132},
     };
-    if (field == ETYPE)
+    if (word.field == ETYPE)
         return ethertypes;
-    if (field == IPv4_PROTOCOL || field == IPv6_NEXT_HEADER)
+    if (word.field == IPv4_PROTOCOL || word.field == IPv6_NEXT_HEADER)
         return protocols;
-    return none;
+    return word.width == kCodePointWidth && word.lsb == kCodePointLsb ? codePoints() : none;
 }
 
-template <typename Table>
-void addKeys(std::string &text, const Table &table)
+std::optional<uint64_t> find(const ValueTable &table, const std::string &name)
 {
-    for (const auto &entry : table)
-        text += (text.empty() ? "" : " ") + entry.first;
+    const auto found = table.find(name);
+    return found == table.end() ? std::nullopt : std::optional(found->second);
+}
+
+std::string nameIn(const ValueTable &table, uint64_t value)
+{
+    for (const auto &[name, known] : table)
+        if (known == value)
+            return name;
+    return "";
+}
+
+std::string namesIn(const ValueTable &table)
+{
+    std::string text;
+    for (const auto &[name, value] : table)
+        text += (text.empty() ? "" : " ") + name;
+    return text;
 }
 
 } // namespace
 
+bool MatchWord::isWholeField() const
+{
+    return width == ifc::fieldWidth(field);
+}
+
 std::optional<MatchWord> findMatchWord(const std::string &word)
 {
-    for (const WordTable *table : {&addressWords(), &versionedWords(), &fieldWords()})
+    for (const WordTable *table : {&wordTable(), &otherNames()})
         if (const auto found = table->find(word); found != table->end())
             return found->second;
     return std::nullopt;
 }
 
-std::string knownMatchWords()
+const std::vector<std::string> &matchWords()
 {
-    std::string text;
-    for (const WordTable *table : {&addressWords(), &versionedWords(), &fieldWords()})
-        addKeys(text, *table);
-    return text;
+    static const std::vector<std::string> all = [] {
+        std::vector<std::string> words;
+        for (const auto &[word, meaning] : wordTable())
+            words.push_back(word);
+        return words;
+    }();
+    return all;
 }
 
-std::optional<uint64_t> namedValue(unsigned field, const std::string &name)
+std::optional<uint64_t> namedValue(const MatchWord &word, const std::string &name)
 {
-    const ValueTable &values = namedValues(field);
-    const auto found = values.find(name);
-    return found == values.end() ? std::nullopt : std::optional(found->second);
+    return find(namedValues(word), name);
 }
 
-std::string namesOfValues(unsigned field)
+std::string namesOfValues(const MatchWord &word)
 {
-    std::string text;
-    addKeys(text, namedValues(field));
-    return text;
+    return namesIn(namedValues(word));
+}
+
+std::string nameOfValue(const MatchWord &word, uint64_t value)
+{
+    return nameIn(namedValues(word), value);
+}
+
+std::optional<uint64_t> codePointOf(const std::string &name)
+{
+    return find(codePoints(), name);
+}
+
+std::string nameOfCodePoint(uint64_t codePoint)
+{
+    return nameIn(codePoints(), codePoint);
+}
+
+std::string namesOfCodePoints()
+{
+    return namesIn(codePoints());
 }
 
 } // namespace ifcctl

@@ -5,29 +5,45 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace ifcctl
 {
 
 struct MatchWord {
     enum class Kind {
-        Field,     // one field
-        Versioned, // a field that depends on the IP version of the rule
+        Field,     // a field, or some bits of it
+        Versioned, // the same; the field depends on the IP version of the rule
         Address,   // an IPv4 address, or the four words of an IPv6 address
     };
     Kind kind;
     unsigned field;  // the version 4 field of the other kinds
     unsigned field6; // Versioned: the version 6 field. Address: the word with bits 31..0
+    unsigned lsb;    // the bits of the field that the word names
+    unsigned width;
+    // The field's own name as in the record, such as VID0: its conditions are taken as they stand.
+    bool asItStands;
+
+    bool isWholeField() const;
 };
 
 // Nothing: the word is not known.
 std::optional<MatchWord> findMatchWord(const std::string &word);
 
-// Every word, for messages and the manual.
-std::string knownMatchWords();
+// Every word in lower case, in the order of the alphabet.
+const std::vector<std::string> &matchWords();
 
-// A value that has a name in this field, such as `udp`.
-std::optional<uint64_t> namedValue(unsigned field, const std::string &name);
-std::string namesOfValues(unsigned field); // separated by spaces; "" if the field has none
+// A value that has a name under this word, such as `udp`.
+std::optional<uint64_t> namedValue(const MatchWord &word, const std::string &name);
+std::string namesOfValues(const MatchWord &word); // separated by spaces; "" if no value has a name
+// "" if it has none.
+std::string nameOfValue(const MatchWord &word, uint64_t value);
+
+// The code points of RFC 2474, 2597, 3246 and 5865.
+std::optional<uint64_t> codePointOf(const std::string &name);
+std::string nameOfCodePoint(uint64_t codePoint); // "" if it has none
+std::string namesOfCodePoints();
+constexpr unsigned kCodePointLsb = 2; // in the octet; ECN is below
+constexpr unsigned kCodePointWidth = 6;
 
 } // namespace ifcctl

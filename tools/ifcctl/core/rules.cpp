@@ -91,15 +91,6 @@ std::string describePlace(const PlacedRule &rule)
     return describePlace(rule.lut0, rule.first, rule.last);
 }
 
-std::string formatFieldValue(unsigned field, uint64_t value)
-{
-    if (ifc::isMac(field))
-        return formatMac(value);
-    if (ifc::isIpv4Address(field))
-        return formatIpv4(static_cast<uint32_t>(value));
-    return formatHex(value);
-}
-
 std::string describeCondition(const Condition &c)
 {
     std::string text = std::string(ifc::fieldName(c.field)) + ' ' + commandName(c.command) + ' ' +

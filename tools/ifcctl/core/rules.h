@@ -27,7 +27,6 @@ std::optional<PlacedRule> ruleOf(unsigned id);
 std::string describePlace(bool lut0, unsigned first, unsigned last); // "LUT1 entries 0-2"
 std::string describePlace(const PlacedRule &rule);
 std::string describeCondition(const Condition &condition);
-std::string formatFieldValue(unsigned field, uint64_t value);
 nlohmann::ordered_json toJson(const PlacedRule &rule);
 nlohmann::ordered_json toJson(const Match &match);
 

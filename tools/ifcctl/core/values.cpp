@@ -3,9 +3,12 @@
 
 #include <arpa/inet.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
+#include <sstream>
 
 namespace ifcctl
 {
@@ -61,6 +64,16 @@ std::optional<Ipv6> parseIpv6(const std::string &text)
     return words;
 }
 
+Ipv6 ipv6PrefixMask(unsigned length)
+{
+    Ipv6 mask{};
+    for (unsigned n = 0; n < mask.size(); ++n) {
+        const unsigned before = 32 * n;
+        mask[n] = static_cast<uint32_t>(highBits(32, length <= before ? 0 : std::min(length - before, 32u)));
+    }
+    return mask;
+}
+
 std::string formatMac(uint64_t mac)
 {
     char text[18];
@@ -76,11 +89,46 @@ std::string formatIpv4(uint32_t address)
            std::to_string(address >> 8 & 0xFF) + '.' + std::to_string(address & 0xFF);
 }
 
+std::string formatIpv6(const Ipv6 &address)
+{
+    in6_addr bytes{};
+    for (size_t n = 0; n < address.size(); ++n) {
+        const uint32_t word = htonl(address[n]);
+        std::memcpy(bytes.s6_addr + 4 * n, &word, sizeof word);
+    }
+    char text[INET6_ADDRSTRLEN];
+    return inet_ntop(AF_INET6, &bytes, text, sizeof text);
+}
+
 std::string formatHex(uint64_t value)
 {
     char text[24];
     (void)std::snprintf(text, sizeof text, "0x%llx", static_cast<unsigned long long>(value));
     return text;
+}
+
+std::string formatFieldValue(unsigned field, uint64_t value)
+{
+    if (ifc::isMac(field))
+        return formatMac(value);
+    if (ifc::isIpv4Address(field))
+        return formatIpv4(static_cast<uint32_t>(value));
+    return formatHex(value);
+}
+
+const char *compareName(unsigned compare)
+{
+    static const char *const names[] = {"eq", "ne", "ge", "le", "range"};
+    return names[compare < std::size(names) ? compare : 0];
+}
+
+std::vector<std::string> wordsOf(const std::string &text)
+{
+    std::vector<std::string> words;
+    std::istringstream stream(text);
+    for (std::string word; stream >> word;)
+        words.push_back(word);
+    return words;
 }
 
 std::string printable(const std::string &text)

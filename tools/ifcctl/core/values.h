@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace ifcctl
 {
@@ -21,9 +22,21 @@ std::optional<uint64_t> parseMac(const std::string &text);
 std::optional<uint32_t> parseIpv4(const std::string &text);
 std::optional<Ipv6> parseIpv6(const std::string &text);
 
+// The mask of the first `length` bits, 0 to 128.
+Ipv6 ipv6PrefixMask(unsigned length);
+
 std::string formatMac(uint64_t mac);
 std::string formatIpv4(uint32_t address);
+std::string formatIpv6(const Ipv6 &address);
 std::string formatHex(uint64_t value);
+// As the field is printed on its own: MAC and IPv4 addresses as such, others in hexadecimal.
+std::string formatFieldValue(unsigned field, uint64_t value);
+
+// "eq", "ne", "ge", "le", "range": the comparison of a condition (enum ifc_compare).
+const char *compareName(unsigned compare);
+
+// The words of a text that are separated by single spaces.
+std::vector<std::string> wordsOf(const std::string &text);
 
 // The highest `count` of `width` bits.
 constexpr uint64_t highBits(unsigned width, unsigned count)

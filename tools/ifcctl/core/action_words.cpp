@@ -1,0 +1,330 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+// Actions as operators write them. The entry is what ifc_set_action() makes of it, sub-action by sub-action.
+#include "errors.h"
+#include "match_words.h"
+#include "nearest_word.h"
+#include "rule_words.h"
+#include "values.h"
+
+#include "ifc/records/action_record.h"
+
+#include <algorithm>
+#include <iterator>
+#include <optional>
+#include <vector>
+
+namespace ifcctl
+{
+
+namespace
+{
+
+struct ActionWord {
+    const char *word;
+    unsigned actIdx;
+    unsigned position; // of its value among value0 to value3
+    unsigned lsb;      // of the value in that field
+
+    constexpr ifc::ActionField field() const { return ifc::kSetFields[actIdx][position]; }
+    constexpr unsigned most() const { return ifc::actionFieldMost(field()) >> lsb; }
+};
+
+constexpr ActionWord kActionWords[] = {
+    {"channel", IFC_ACT_CHANNEL_QUEUE, 0, 0},
+    {"queue", IFC_ACT_CHANNEL_QUEUE, 1, 0},
+    {"fport", IFC_ACT_FPORT_NBQ, 0, 0},
+    {"nbq", IFC_ACT_FPORT_NBQ, 1, 0},
+    {"sp_tag", IFC_ACT_SP_TAG, 0, 0},
+    {"gem", IFC_ACT_SP_TAG, 0, 0},
+    {"count", IFC_ACT_CNT0, 0, 0},
+    {"count1", IFC_ACT_CNT1, 0, 0},
+    {"meter", IFC_ACT_MTR_G, 0, 0},
+    {"dscp", IFC_ACT_IPV4_DSCP, 0, kCodePointLsb},
+    {"ds_octet", IFC_ACT_IPV4_DSCP, 0, 0},
+    {"traffic_class", IFC_ACT_IPV6_TRAFFIC_CLASS, 0, 0},
+    {"vpm0", IFC_ACT_VLAN0, 0, 0},
+    {"vo0", IFC_ACT_VLAN0, 1, 0},
+    {"vprio0", IFC_ACT_VLAN0, 2, 0},
+    {"vid0", IFC_ACT_VLAN0, 3, 0},
+    {"vo1", IFC_ACT_VLAN1, 0, 0},
+    {"vprio1", IFC_ACT_VLAN1, 1, 0},
+    {"vid1", IFC_ACT_VLAN1, 2, 0},
+    {"fqos", IFC_ACT_FQOS, 0, 0},
+    {"fast", IFC_ACT_FAST, 0, 0},
+    {"mc", IFC_ACT_MC, 0, 0},
+    {"keep_pcp", IFC_ACT_KEEP_PCP, 0, 0},
+    {"cpu", IFC_ACT_CPU_NBQ, 0, 0},
+    {"owf", IFC_ACT_OWF, 0, 0},
+    {"dpi", IFC_ACT_DPI, 0, 0},
+};
+
+// The enable bits as they stand: the other words then set their fields and nothing else.
+const std::string kEnableWord = "enable";
+const std::string kOffWord = "off";
+
+const ActionWord *findWord(const std::string &word)
+{
+    const auto *found = std::find_if(std::begin(kActionWords), std::end(kActionWords),
+                                     [&](const ActionWord &entry) { return word == entry.word; });
+    return found == std::end(kActionWords) ? nullptr : found;
+}
+
+std::vector<std::string> knownWords()
+{
+    std::vector<std::string> words;
+    for (const ActionWord &entry : kActionWords)
+        words.emplace_back(entry.word);
+    words.push_back(kEnableWord);
+    return words;
+}
+
+bool sameField(const ActionWord &one, const ActionWord &other)
+{
+    return one.field().lsb == other.field().lsb;
+}
+
+// Of two words for one field, the one that is printed for this value.
+bool isWordFor(const ActionWord &entry, const uint32_t *words)
+{
+    const unsigned value = ifc::getActionField(words, entry.field());
+    if (entry.actIdx == IFC_ACT_IPV4_DSCP)
+        return ((value & ifc::lowBits(kCodePointLsb)) == 0) == (entry.lsb != 0);
+    return &entry != findWord("gem");
+}
+
+// A word of the line.
+struct Given {
+    const ActionWord *entry;
+    unsigned value;
+    bool off;
+};
+
+class ActionReader
+{
+public:
+    ActionReader(IFC_Action_Format &entry, WordReader &words, int revision)
+        : entry_(entry), words_(words), revision_(revision)
+    {
+    }
+
+    void read()
+    {
+        if (words_.atEnd())
+            throw usage("action", "", kAcceptedWord);
+        while (!words_.atEnd())
+            readWord();
+        const bool toPort = isNamed("fport");
+        const bool toCpu = isNamed("cpu");
+        if (toPort && toCpu && !enable_)
+            throw usage("action", "cpu fport", "one of them: fport clears the cpu flag");
+        // Two sub-actions share the field nbq: it belongs to the one that is named, or that is on.
+        nbqOfCpu_ = toCpu || (!toPort && ifc::getActionField(entry_.word, ifc::kCpu) != 0);
+        for (const Given &given : given_)
+            apply(given);
+        if (enable_)
+            ifc::setActionField(entry_.word, ifc::kEnable, *enable_);
+    }
+
+private:
+    static inline const std::string kAcceptedWord = "a word of actions that 'rule add help' lists";
+
+    void readWord()
+    {
+        const std::string word = words_.peek();
+        const ActionWord *entry = findWord(word);
+        if (entry == nullptr && word != kEnableWord)
+            throw usage("action", word, kAcceptedWord + didYouMean(word, knownWords()));
+        (void)words_.takeKey();
+        if (entry == nullptr) {
+            refuseTwice(enable_.has_value(), word, word);
+            enable_ =
+                static_cast<unsigned>(words_.takeNumber(0, uint64_t{ifc::actionFieldMost(ifc::kEnable)}));
+            return;
+        }
+        for (const Given &given : given_)
+            refuseTwice(sameField(*given.entry, *entry), word, given.entry->word);
+        const bool hasValue =
+            !words_.atEnd() && findWord(words_.peek()) == nullptr && !words_.nextIs(kEnableWord);
+        if (!hasValue && entry->most() == 1)
+            given_.push_back({entry, 1, false});
+        else if (words_.skip(kOffWord))
+            given_.push_back({entry, 0, true});
+        else
+            given_.push_back({entry, readValue(*entry), false});
+    }
+
+    static void refuseTwice(bool twice, const std::string &word, const std::string &before)
+    {
+        if (twice)
+            throw usage("action", word,
+                        word == before ? "each word once" : "one of " + before + " and " + word);
+    }
+
+    unsigned readValue(const ActionWord &entry)
+    {
+        if (entry.actIdx == IFC_ACT_IPV4_DSCP && entry.lsb != 0)
+            if (const auto codePoint = codePointOf(words_.peek())) {
+                (void)words_.takeValue("");
+                return static_cast<unsigned>(*codePoint);
+            }
+        const std::string accepted = "a number from 0 to " + std::to_string(entry.most());
+        const bool codePoint = entry.lsb != 0;
+        const auto number = parseNumber(words_.takeValue(accepted));
+        if (!number || *number > entry.most())
+            words_.reject(codePoint ? accepted + ", or one of " + namesOfCodePoints() : accepted);
+        return static_cast<unsigned>(*number);
+    }
+
+    bool isNamed(const char *word) const
+    {
+        return std::any_of(given_.begin(), given_.end(),
+                           [&](const Given &given) { return given.entry == findWord(word) && !given.off; });
+    }
+
+    void switchEnable(unsigned actIdx, bool on)
+    {
+        const unsigned mask = ifc::enableMask(actIdx, revision_);
+        const unsigned others = ifc::getActionField(entry_.word, ifc::kEnable) & ~mask;
+        ifc::setActionField(entry_.word, ifc::kEnable, others | (on ? mask : 0));
+    }
+
+    void apply(const Given &given)
+    {
+        const bool nbq = given.entry == findWord("nbq");
+        const unsigned actIdx = nbq && nbqOfCpu_ ? unsigned{IFC_ACT_CPU_NBQ} : given.entry->actIdx;
+        switchEnable(actIdx, !given.off);
+        if (actIdx == IFC_ACT_FPORT_NBQ && !enable_)
+            ifc::setActionField(entry_.word, ifc::kCpu, 0);
+        if (given.off) {
+            for (const ifc::ActionField field : ifc::kSetFields[actIdx])
+                ifc::setActionField(entry_.word, field, 0);
+            return;
+        }
+        const ifc::ActionField field = given.entry->field();
+        ifc::setActionField(entry_.word, field, given.value << given.entry->lsb);
+    }
+
+    IFC_Action_Format &entry_;
+    WordReader &words_;
+    const int revision_;
+    std::vector<Given> given_;
+    std::optional<unsigned> enable_;
+    bool nbqOfCpu_ = false;
+};
+
+std::string wordAndValue(const ActionWord &entry, const uint32_t *words)
+{
+    const unsigned value = ifc::getActionField(words, entry.field()) >> entry.lsb;
+    if (entry.most() == 1 && value == 1)
+        return entry.word;
+    std::string text = entry.lsb != 0 ? nameOfCodePoint(value) : "";
+    if (text.empty())
+        text = entry.most() > 0xFFF || std::string(entry.word) == "ds_octet" ? formatHex(value)
+                                                                             : std::to_string(value);
+    return std::string(entry.word) + ' ' + text;
+}
+
+bool ownsNbq(unsigned actIdx, const uint32_t *words)
+{
+    return (actIdx == IFC_ACT_CPU_NBQ) == (ifc::getActionField(words, ifc::kCpu) != 0);
+}
+
+// The words whose values are not 0, and for each enable bit that they leave out one word with the value 0.
+std::string naturalText(const IFC_Action_Format &entry, int revision)
+{
+    std::string text;
+    unsigned left = ifc::getActionField(entry.word, ifc::kEnable);
+    std::vector<const ActionWord *> shown;
+    for (const ActionWord &word : kActionWords)
+        if (isWordFor(word, entry.word) && ifc::getActionField(entry.word, word.field()) != 0) {
+            shown.push_back(&word);
+            const bool nbqOfCpu = &word == findWord("nbq") && ownsNbq(IFC_ACT_CPU_NBQ, entry.word);
+            left &= ~(nbqOfCpu ? 0 : ifc::enableMask(word.actIdx, revision));
+        }
+    for (const ActionWord &word : kActionWords) {
+        const unsigned mask = ifc::enableMask(word.actIdx, revision);
+        const bool isShown = std::find(shown.begin(), shown.end(), &word) != shown.end();
+        if (!isShown && (left & mask) == 0)
+            continue;
+        if (!isShown && !isWordFor(word, entry.word))
+            continue;
+        left &= ~mask;
+        text += (text.empty() ? "" : " ") + wordAndValue(word, entry.word);
+    }
+    return text;
+}
+
+bool readsBack(const std::string &text, const IFC_Action_Format &entry, int revision)
+{
+    IFC_Action_Format read{};
+    WordReader words(wordsOf(text));
+    try {
+        mergeAction(read, words, revision);
+    } catch (const Error &) {
+        return text.empty() && std::equal(std::begin(read.word), std::end(read.word), entry.word);
+    }
+    return std::equal(std::begin(read.word), std::end(read.word), entry.word);
+}
+
+} // namespace
+
+bool isActionWord(const std::string &word)
+{
+    return findWord(word) != nullptr || word == kEnableWord;
+}
+
+void mergeAction(IFC_Action_Format &entry, WordReader &words, int revision)
+{
+    ActionReader(entry, words, revision).read();
+}
+
+IFC_Action_Format readAction(WordReader &words, int revision)
+{
+    IFC_Action_Format entry{};
+    mergeAction(entry, words, revision);
+    return entry;
+}
+
+std::string actionText(const IFC_Action_Format &entry, int revision)
+{
+    const std::string natural = naturalText(entry, revision);
+    if (readsBack(natural, entry, revision))
+        return natural;
+    std::string text;
+    for (const ActionWord &word : kActionWords)
+        if (isWordFor(word, entry.word) && ifc::getActionField(entry.word, word.field()) != 0)
+            text += wordAndValue(word, entry.word) + ' ';
+    return text + kEnableWord + ' ' + formatHex(ifc::getActionField(entry.word, ifc::kEnable));
+}
+
+nlohmann::ordered_json actionJson(const IFC_Action_Format &entry, int revision)
+{
+    const uint32_t *words = entry.word;
+    nlohmann::ordered_json json;
+    json[kEnableWord] = ifc::getActionField(words, ifc::kEnable);
+    for (const ActionWord &word : kActionWords) {
+        if (!isWordFor(word, words))
+            continue;
+        const unsigned value = ifc::getActionField(words, word.field());
+        const bool flagAlone = ifc::enableMask(word.actIdx, revision) == 0; // cpu, owf
+        if (flagAlone || value != 0 || ifc::isSubActionOn(words, word.actIdx, revision) ||
+            (&word == findWord("nbq") && ownsNbq(IFC_ACT_CPU_NBQ, words)))
+            json[word.word] = value >> word.lsb;
+    }
+    return json;
+}
+
+void refuseWithoutPpe(const IFC_Action_Format &entry)
+{
+    IFC_Action_Format others = entry;
+    ifc::setActionField(others.word, ifc::kCpu, 0);
+    if (ifc::getActionField(entry.word, ifc::kCpu) != 0)
+        ifc::setActionField(others.word, ifc::kNbq, 0);
+    if (ifcSendToPpe == 0 &&
+        !std::all_of(std::begin(others.word), std::end(others.word), [](uint32_t word) { return word == 0; }))
+        throw refused(Reason::PpeOff, "action", "ppe off",
+                      "while the PPE is off only 'cpu' (with nbq) is accepted, and the rule layer would "
+                      "delete the rule; say 'ppe on' first");
+}
+
+} // namespace ifcctl

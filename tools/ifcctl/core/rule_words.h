@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+// Rules as operators write and read them: words in, words and JSON out. Everything printed here is read back
+// with the same meaning. What a rule is stands in ruleset/ruleset.h.
+#pragma once
+
+#include "word_reader.h"
+
+#include "ruleset/ruleset.h"
+
+#include <nlohmann/json.hpp>
+
+#include <string>
+
+namespace ifcctl
+{
+
+// Between the conditions of a rule and its action.
+inline const std::string kActionWord = "action";
+// Alone instead of conditions: every frame. As a value: the frame has the field.
+inline const std::string kAnyWord = "any";
+
+// --- Conditions: KEY [eq|ne|!|ge|le] VALUE[/MASK], KEY FIRST-LAST, KEY any; or `any` alone. ---
+
+// Reads up to the end of the line or to `action`. At least one word must be there. Sets count and conditions
+// only. Throws Error: Reason::Usage, or Reason::Contradiction with both words.
+void readMatch(WordReader &words, ifc_rule &rule);
+
+// In words that readMatch() takes. A rule that contradicts itself is said by the names of the record
+// (VID0 0x1 VID0 0x2), whose conditions are not checked against each other.
+std::string matchText(const ifc_rule &rule);
+
+// One condition by itself, for messages.
+std::string conditionText(const ifc_rule_condition &condition);
+
+// [{"field":"DPORT","id":28,"command":"eq","key":53,"mask":65535}, ...]; MAC and IPv4 addresses are text;
+// "command":"range" has "last" as well.
+nlohmann::ordered_json matchJson(const ifc_rule &rule);
+
+// --- Actions: WORD VALUE..., flags with or without a value, `WORD off`. ---
+// `revision` of the chip decides the places of the enable bits. Nothing here asks the chip.
+
+bool isActionWord(const std::string &word);
+
+// Reads up to the end of the line into a zeroed entry: what ifc_set_action() would make of it. At least one
+// word must be there. Throws Error.
+IFC_Action_Format readAction(WordReader &words, int revision);
+
+// The same onto an entry that has something already: what is not named stays.
+void mergeAction(IFC_Action_Format &entry, WordReader &words, int revision);
+
+// In words that readAction() takes; "" for an entry of zeros.
+std::string actionText(const IFC_Action_Format &entry, int revision);
+
+// {"enable":1,"channel":3,"queue":5,"cpu":0,"owf":0}: the sub-actions that are on with all their values, and
+// the flags without an enable bit. What else is not 0 follows.
+nlohmann::ordered_json actionJson(const IFC_Action_Format &entry, int revision);
+
+// While the PPE is off, the rule layer accepts only `cpu`; any other sub-action makes it delete the rule of
+// that entry. Such an entry is refused here, before anything is written. Throws Error.
+void refuseWithoutPpe(const IFC_Action_Format &entry);
+
+// --- Whole rules ---
+
+// MATCH... [action WORD...] up to the end of the line. Without an action the entry is zero.
+ifc_rule readRule(WordReader &words, int revision);
+
+// "dst_port 53 action queue 3": what `rule add` takes.
+std::string ruleText(const ifc_rule &rule, int revision);
+
+// Every word with its values, for `rule add help`.
+std::string ruleWordsHelp();
+
+} // namespace ifcctl
