@@ -153,11 +153,16 @@ std::optional<std::string> readUnlocked(const std::string &path)
 
 void StateFile::save(const std::string &bytes) const
 {
-    const std::string fresh = path_ + ".new";
+    replaceFile(path_, path_ + ".new", bytes);
+}
+
+void replaceFile(const std::string &name, const std::string &fresh, const std::string &bytes)
+{
+    const std::string path = followLinks(name);
     mode_t mode = 0666; // less the umask
     struct stat old {
     };
-    if (::stat(path_.c_str(), &old) == 0)
+    if (::stat(path.c_str(), &old) == 0)
         mode = old.st_mode & 07777;
     Descriptor file(::open(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, mode));
     if (file.number() < 0)
@@ -167,13 +172,13 @@ void StateFile::save(const std::string &bytes) const
         ::unlink(fresh.c_str());
         throw systemError(fresh, error);
     }
-    if (::rename(fresh.c_str(), path_.c_str()) != 0) {
+    if (::rename(fresh.c_str(), path.c_str()) != 0) {
         const int error = errno;
         ::unlink(fresh.c_str());
-        throw systemError(path_, error);
+        throw systemError(path, error);
     }
     // The name reaches the disk with its folder.
-    const Descriptor folder(::open(folderOf(path_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const Descriptor folder(::open(folderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (folder.number() >= 0)
         (void)::fsync(folder.number());
 }

@@ -5,6 +5,7 @@
 #include "values.h"
 
 #include <algorithm>
+#include <sstream>
 #include <utility>
 
 namespace ifcctl
@@ -16,6 +17,18 @@ namespace
 const std::string kNoWord;
 
 } // namespace
+
+Words splitLine(const std::string &line)
+{
+    std::istringstream text(line.substr(0, line.find('#')));
+    Words words;
+    for (std::string word; text >> word;) {
+        if (word.find('\0') != std::string::npos)
+            throw usage("word", word, "text without NUL bytes");
+        words.push_back(word);
+    }
+    return words;
+}
 
 WordReader::WordReader(Words words, size_t at)
     : words_(std::move(words)), first_(std::min(at, words_.size())), at_(first_)

@@ -12,6 +12,10 @@ namespace ifcctl
 
 using Words = std::vector<std::string>;
 
+// The words of a line; '#' begins a comment. Throws Error for a NUL byte: the system's names and the command
+// handler's lines end there.
+Words splitLine(const std::string &line);
+
 class WordReader
 {
 public:

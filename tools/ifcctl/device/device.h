@@ -57,6 +57,7 @@ public:
     // Reads the rules that stand in the device's tables. Throws Error when a transfer does not complete.
     virtual void readRules(ifc_ruleset &set) = 0;
 
+    // flags: as ifc_ruleset_run() takes them.
     // Brings the tables from the rules that were read to those of the set, all or nothing. `edits` are what was
     // done to the set since. Returns an ifc_ruleset_result and fills the report as ifc_ruleset_apply() does.
     virtual int applyRules(ifc_ruleset &set, const RuleEdits &edits, unsigned flags,

@@ -141,6 +141,13 @@ ifc_ruleset_report RuleSet::plan()
     return report;
 }
 
+ifc_ruleset_report RuleSet::tryPlan()
+{
+    ifc_ruleset_report report{};
+    (void)ifc_ruleset_plan(set_.get(), &report);
+    return report;
+}
+
 bool RuleSet::fits()
 {
     ifc_ruleset_report report{};

@@ -41,6 +41,8 @@ public:
     // Finds the places and touches nothing. Throws Error (Reason::NoSpace, NeedsLut0, OrderConflict) when the
     // rules cannot stand together.
     ifc_ruleset_report plan();
+    // The same; what is wrong stands in the report.
+    ifc_ruleset_report tryPlan();
     // Can the rules stand together?
     bool fits();
     // Brings the tables there, all or nothing. Throws Error as plan() does, or when a transfer does not

@@ -8,6 +8,7 @@
 #include "ifc/ifc_regs.h"
 #include "ifc/ifc_util.h"
 #include "platform/host/host_platform.h"
+#include "ruleset/edits.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -99,6 +100,8 @@ public:
                    ifc_ruleset_report &report) override
     {
         printed_.clear();
+        if ((flags & IFC_RULESET_PLAN_ONLY) != 0)
+            return ifc_ruleset_plan(&set, &report);
         return ifc_ruleset_apply(&set, flags, &report);
     }
 
