@@ -66,14 +66,14 @@ inline std::vector<Rule> rules()
          is(SIPv4, kLan, prefix(26)), is(IPv4_PROTOCOL, 6), atLeast(SPORT, 1024), atMost(DPORT, 5039)},
         // Voice, not from guests.
         {isNot(SMAC, kGuest), is(VPM0, 0), is(ETYPE, 0x0800), is(SIPv4, kLan, prefix(26)),
-         is(DIPv4, kServers, prefix(27)), atLeast(IPv4_DSCP, 4), is(IPv4_PROTOCOL, 17), atLeast(SPORT, 1040)},
+         is(DIPv4, kServers, prefix(27)), atLeast(IPv4_DSCP, 4 << 2), is(IPv4_PROTOCOL, 17), atLeast(SPORT, 1040)},
         // The lower service VLANs with priority.
         {is(VPM0, 1), atMost(VID0, 5), atLeast(PBIT0, 2), is(VPM1, 0), is(ETYPE, 0x0800),
          is(SIPv4, kLan, prefix(24)), is(DIPv4, kServers, prefix(26)), is(IPv4_PROTOCOL, 6),
          atMost(DPORT, 5047)},
         // A leased line, by both tags.
         {is(VPM0, 2), is(VID0, 7), is(VPM1, 1), atLeast(VID1, 4), is(PBIT1, 0), is(ETYPE, 0x0800),
-         is(IPv4_PROTOCOL, 17), atMost(IPv4_DSCP, 8), atLeast(DPORT, 5010)},
+         is(IPv4_PROTOCOL, 17), atMost(IPv4_DSCP, 8 << 2 | 3), atLeast(DPORT, 5010)},
         // The internet session.
         {is(FRAME_TYPE, 4), is(VID0, 7), is(PBIT0, 0), is(PPPOE_SESSION, 0x1C2A), is(SIPv4, kLan, prefix(26)),
          is(DIPv4, kServers, prefix(24)), isNot(IPv4_PROTOCOL, 17), atLeast(SPORT, 1024),
@@ -99,7 +99,7 @@ inline std::vector<Rule> rules()
         {is(SIPv6_127_96, 0x20010DB8), is(SIPv6_95_64, 0), atLeast(DPORT, 5056)},
         {is(kUdf4, 0x4011), is(DPORT, 5007)},
         // Sub-table 1.
-        {is(DMAC, kGateway), atMost(VID1, 2), atLeast(IPv4_DSCP, 8)},
+        {is(DMAC, kGateway), atMost(VID1, 2), atLeast(IPv4_DSCP, 8 << 2)},
         {atLeast(PPPOE_SESSION, 0x1C2B), atMost(DPORT, 5007)},
         {is(SIPv6_127_96, 0x20010DB8), is(DIPv6_127_96, 0xFD000000), is(IPv6_NEXT_HEADER, 6)},
         {is(VPM0, 0), atLeast(kUdf1, 0x0100), is(SIPv4, kLan + 32, prefix(27))},

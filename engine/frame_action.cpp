@@ -125,8 +125,8 @@ size_t applyAction(const Action &action, const ParsedFrame &parsed, uint16_t use
     uint8_t *network = out + (parsed.network - at + put);
     if (parsed.ipVersion == 4 && isOn(action, IFC_ACT_IPV4_DSCP)) {
         const uint32_t before = be16(network);
-        // Model: six bits of code point. The two ECN bits after them stay.
-        network[1] = static_cast<uint8_t>(action.ipv4Dscp << 2 | (network[1] & 3));
+        // Model: the upper six bits are the code point (RFC 2474). The two ECN bits below them stay.
+        network[1] = static_cast<uint8_t>((action.ipv4Dscp & 0xFC) | (network[1] & 3));
         repairChecksum(network + 10, before, be16(network));
     }
     if (parsed.ipVersion == 6 && isOn(action, IFC_ACT_IPV6_TRAFFIC_CLASS)) {

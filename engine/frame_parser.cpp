@@ -116,8 +116,8 @@ struct Parser {
         if (header[0] >> 4 != 4 || headerBytes < kIpv4Bytes)
             return;
         const uint32_t protocol = header[9];
-        const uint32_t dscp = header[1] >> 2; // Model: RFC 2474, without the two ECN bits
-        fields.word[wordOf(IPv4_DSCP)] = dscp << shiftOf(IPv4_DSCP) | protocol << shiftOf(IPv4_PROTOCOL);
+        const uint32_t octet = header[1]; // Model: the whole octet, code point and ECN (RFC 2474, RFC 3168)
+        fields.word[wordOf(IPv4_DSCP)] = octet << shiftOf(IPv4_DSCP) | protocol << shiftOf(IPv4_PROTOCOL);
         static_assert(wordOf(SIPv4) == wordOf(DIPv4) + 1);
         putPair(fields, wordOf(DIPv4), be64(header + 12));
         addresses = fieldBit(IPv4_DSCP) | fieldBit(IPv4_PROTOCOL) | fieldBit(SIPv4) | fieldBit(DIPv4);

@@ -1,25 +1,24 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT OR GPL-2.0
-# The demonstration: a gateway's rules on a simulated classifier. Usage: demo.sh PATH-TO-IFCCTL
+# The demonstration: a gateway's rules on a simulated classifier, and captured traffic through it, on one screen.
+# Usage: demo.sh PATH-TO-IFCCTL
 set -euo pipefail
 ifcctl=$1
-cd "$(dirname "$0")"
+cd "$(dirname "$0")/.."
+case $ifcctl in /*) ;; *) [ -x "$ifcctl" ] || ifcctl=$OLDPWD/$ifcctl ;; esac
 
-cat <<'TEXT'
-A classifier chip compares each frame with 8 wide rules (LUT0) and 32 narrow, chainable entries (LUT1), and applies
-the action of the rule that hits. Below, the rules of a home gateway (examples/gateway.ifc) are placed on a simulated
-chip through its register window. Each `rule` line tells where a rule went and which action entry belongs to it.
-The dump behind it is what the driver prints of its tables:
-
-  LUT0-n   a wide rule: one line for each field that it compares
-  LUT1-n   a narrow entry: Type 0 compares 16 bits, Type 1 compares 32; `end:1` closes a chain
-  Action   what happens to a frame: `enable` is a bitmap of the sub-actions that are on
-
-TEXT
-case $ifcctl in /*) ;; *) ifcctl=$OLDPWD/$ifcctl ;; esac
+echo "The rules of a home gateway (examples/gateway.ifc) on a fresh simulated chip, and the frames of two"
+echo "captures through it. Used of the tables, then what each rule decided; rule 0 decides first:"
+echo
+# What the rules report when they are placed is left out: the screen begins with the tables.
 {
-    cat gateway.ifc
-    # Traffic of two real protocol stacks, then tagged, PPPoE and multicast frames: which rule took what.
-    echo "frame replay stack.pcap"
-    echo "frame replay framings.pcap"
-} | "$ifcctl" -b -
+    cat examples/gateway.ifc
+    echo "resource show"
+    echo "frame replay examples/stack.pcap examples/framings.pcap"
+} | COLUMNS=${COLUMNS:-100} "$ifcctl" -b - | sed -n '/^LUT0 /,$p'
+shown=${ifcctl#"$PWD"/}
+cat <<TEXT
+
+Try next:  (cat examples/gateway.ifc; echo rule show) | $shown -b -
+           (cat examples/gateway.ifc; echo table dump) | $shown -b -
+TEXT

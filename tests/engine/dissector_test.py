@@ -114,7 +114,7 @@ def expected(layers, frame):
         put("SIPv4", network, "ip.src", str)
         put("DIPv4", network, "ip.dst", str)
         put("IPv4_PROTOCOL", network, "ip.proto")
-        put("IPv4_DSCP", network, "ip.dsfield.dscp")
+        put("IPv4_DSCP", network, "ip.dsfield")
     elif network.name == "ipv6":
         put("SIPv6", network, "ipv6.src", str)
         put("DIPv6", network, "ipv6.dst", str)

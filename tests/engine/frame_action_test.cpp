@@ -166,7 +166,7 @@ TEST(FrameAction, FlagsNeedTheirEnableBits)
 TEST(FrameAction, EachEditNeedsItsSubAction)
 {
     Action action = tagAction(TagCode::Replace, 1, 0x1007, TagCode::Replace, 0x3008);
-    action.ipv4Dscp = 1;
+    action.ipv4Dscp = 4;
     action.ipv6TrafficClass = 1;
     const Bytes six = macs() + word16(0x86DD) + ipv6({}, ports());
     const auto edits = [&](unsigned subAction, const Bytes &frame) {
@@ -204,7 +204,7 @@ TEST(FrameAction, DscpRepairsTheHeaderChecksum)
             const Bytes frame = macs() + word16(0x0800) + ipv4({.optionBytes = options}, ports());
             const Bytes out = applied(action, frame);
             ASSERT_EQ(out.size(), frame.size());
-            EXPECT_EQ(out[15], ((dscp << 2) & 0xFC) | 1); // the ECN bits stay
+            EXPECT_EQ(out[15], (dscp & 0xFC) | 1); // the ECN bits stay
             EXPECT_EQ(checksum(out.data() + 14, 20 + options), 0) << dscp;
         }
     }
@@ -215,7 +215,7 @@ TEST(FrameAction, DscpRepairsEveryChecksum)
 {
     Action action{};
     action.on = 1u << IFC_ACT_IPV4_DSCP;
-    action.ipv4Dscp = 1;
+    action.ipv4Dscp = 4;
     Bytes frame = macs() + word16(0x0800) + ipv4({.tos = 0}, ports());
     for (unsigned id = 0; id < 0x10000; ++id) {
         frame[18] = static_cast<uint8_t>(id >> 8);
@@ -360,13 +360,13 @@ TEST(FrameAction, EditsBehindChangedTagsHitTheRightBytes)
 {
     Action action = tagAction(TagCode::Insert, 1, 100);
     action.on |= 1u << IFC_ACT_IPV4_DSCP;
-    action.ipv4Dscp = 10;
+    action.ipv4Dscp = 0x2A; // bit 1 is not written
     const Bytes out = applied(action, kOne);
-    EXPECT_EQ(fieldValue(parse(out).fields, IPv4_DSCP), 10u);
+    EXPECT_EQ(fieldValue(parse(out).fields, IPv4_DSCP), 0x29u);
     EXPECT_EQ(checksum(out.data() + 22, 20), 0);
     action.vo[0] = TagCode::Remove;
     const Bytes bare = applied(action, kOne);
-    EXPECT_EQ(fieldValue(parse(bare).fields, IPv4_DSCP), 10u);
+    EXPECT_EQ(fieldValue(parse(bare).fields, IPv4_DSCP), 0x29u);
     EXPECT_EQ(checksum(bare.data() + 14, 20), 0);
 }
 

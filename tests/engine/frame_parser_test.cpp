@@ -30,7 +30,7 @@ Fields fieldsOf(const ParsedFrame &parsed)
 const Fields kAddresses = {{DMAC, 0x021122334455}, {SMAC, 0x0A66778899AA}, {DMAC_TYPE, 0}};
 const Fields kNoTags = {{VPM0, 0}, {VPM1, 0}};
 const Fields kIpv4 = {
-    {ETYPE, 0x0800}, {SIPv4, 0xC0A80102}, {DIPv4, 0x0A000001}, {IPv4_PROTOCOL, 6}, {IPv4_DSCP, 46}};
+    {ETYPE, 0x0800}, {SIPv4, 0xC0A80102}, {DIPv4, 0x0A000001}, {IPv4_PROTOCOL, 6}, {IPv4_DSCP, 0xB9}};
 const Fields kIpv6Addresses = {
     {SIPv6_127_96, 0x20010DB8}, {SIPv6_95_64, 0}, {SIPv6_63_32, 0x00010002}, {SIPv6_31_0, 0x00030004},
     {DIPv6_127_96, 0xFD000000}, {DIPv6_95_64, 0}, {DIPv6_63_32, 0x000A000B}, {DIPv6_31_0, 0x000C000D},

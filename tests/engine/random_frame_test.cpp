@@ -29,7 +29,6 @@ const std::map<unsigned, const char *> kWithoutOwnBits = {
 //                       more or less
 //   ETYPE               the types of IP, PPPoE and tags, and words below 0x0600, announce other headers
 //   IPv6_NEXT_HEADER    a number that becomes an extension header's begins a chain
-//   IPv4_DSCP           bits 7 and 6 of the field are 0 in every frame
 // What changes along with a field, so that a rule of the other conditions leaves it out:
 //   DMAC                DMAC_TYPE, with the group bit and around broadcast
 //   IPv4_PROTOCOL, IPv6_NEXT_HEADER    SPORT, DPORT
@@ -257,8 +256,7 @@ private:
         const unsigned options = random_.oneIn(3) ? below(11) : 0;
         append(4, 4);
         append(4, 5 + options);
-        field(IPv4_DSCP, 6);
-        append(2);
+        field(IPv4_DSCP, 8);
         append(16, 0); // total length
         append(16);
         append(3);

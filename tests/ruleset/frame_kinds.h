@@ -60,7 +60,7 @@ inline Bytes packet(const Wanted &w)
     const Bytes payload = frames::ports(at(SPORT), at(DPORT), 16);
     if (w.ip == 4) {
         frames::Ipv4 header;
-        header.tos = at(IPv4_DSCP) << 2;
+        header.tos = at(IPv4_DSCP);
         header.protocol = at(IPv4_PROTOCOL);
         header.source = at(SIPv4);
         header.destination = at(DIPv4);

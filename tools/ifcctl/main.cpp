@@ -114,6 +114,8 @@ int main(int argc, char **argv)
     app.add_option("-b,--batch", batch, "file of commands, one a line; - for standard input");
     app.add_flag("-j,--json", options.json, "JSON, one document a listing");
     app.add_flag("--force", options.force, "place a MAC mask that LUT1 stores wider than asked");
+    app.add_flag("--strict", options.strict,
+                 "refuse a rule that never decides a frame, instead of a warning");
     app.add_flag("--keep-order", options.keepOrder, "do not put a MAC condition last");
     app.add_option(
         "--device", options.device,

@@ -56,11 +56,7 @@ void counterShow(Session &session, WordReader &words)
     std::string text = "entry    packets              bytes\n";
     auto json = nlohmann::ordered_json::array();
     for (unsigned entry = first; entry <= last; ++entry) {
-        unsigned long long bytes = 0;
-        unsigned long long packets = 0;
-        session.perform("ifc_get_acnt", entry);
-        if (std::sscanf(session.lastAnswer().c_str(), "= %*d bytes %llu packets %llu", &bytes, &packets) != 2)
-            throw Error(Reason::DeviceFailed, "device: no counters in '" + session.lastAnswer() + '\'');
+        const auto [packets, bytes] = readCounter(session, entry);
         json.push_back({{"entry", entry}, {"packets", packets}, {"bytes", bytes}});
         if (!one && bytes == 0 && packets == 0)
             continue;
@@ -89,6 +85,16 @@ void counterReset(Session &session, WordReader &words)
 }
 
 } // namespace
+
+Counter readCounter(Session &session, unsigned entry)
+{
+    Counter counter{};
+    session.perform("ifc_get_acnt", entry);
+    if (std::sscanf(session.lastAnswer().c_str(), "= %*d bytes %llu packets %llu", &counter.bytes,
+                    &counter.frames) != 2)
+        throw Error(Reason::DeviceFailed, "device: no counters in '" + session.lastAnswer() + '\'');
+    return counter;
+}
 
 std::string programAction(Session &session, unsigned entry, const Action &action)
 {

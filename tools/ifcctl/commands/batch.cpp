@@ -18,6 +18,14 @@ namespace
 {
 
 constexpr const char *kStandardInput = "-";
+constexpr char kContinuation = '\\';
+
+// A line ends with a backslash when it goes on in the next one. A comment ends with its line.
+bool goesOn(const std::string &line)
+{
+    const size_t last = line.find_last_not_of(" \t\r");
+    return last != std::string::npos && line[last] == kContinuation && line.find('#') == std::string::npos;
+}
 
 } // namespace
 
@@ -62,13 +70,16 @@ ExitCode Batch::run(Session &session)
     unsigned number = 0;
     for (std::string line; next(line);) {
         ++number;
+        const unsigned begun = number;
+        for (std::string more; goesOn(line) && next(more); ++number)
+            line.replace(line.rfind(kContinuation), std::string::npos, " " + more);
         if (line.find_first_not_of(" \t\r") == line.find('#')) // empty, or a comment
             continue;
         try {
             runLine(session, line);
         } catch (const Error &error) {
             std::fflush(stdout);
-            const std::string message = printable("ifcctl: " + name + ':' + std::to_string(number) + ": " +
+            const std::string message = printable("ifcctl: " + name + ':' + std::to_string(begun) + ": " +
                                                   error.text() + "; stopped, " + std::to_string(done_) +
                                                   (done_ == 1 ? " line" : " lines") + " took effect");
             std::fprintf(stderr, "%s\n", message.c_str());

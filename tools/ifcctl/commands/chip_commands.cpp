@@ -24,6 +24,13 @@ void ppeOff(Session &session, WordReader &words)
     session.print("", {{"ppe", false}});
 }
 
+void ppeStatus(Session &session, WordReader &words)
+{
+    words.expectEnd("ppe");
+    const bool on = ifcSendToPpe != 0;
+    session.print(on ? "PPE on\n" : "PPE off: rules can only send to the CPU\n", {{"ppe", on}});
+}
+
 void classifierEnable(Session &session, WordReader &words)
 {
     words.expectEnd("classifier");
@@ -80,6 +87,7 @@ std::vector<Command> switchCommands()
     return {
         {"ppe", "on", "", "frames that hit may go to the packet engine", ppeOn},
         {"ppe", "off", "", "they may not: rules can only send to the CPU", ppeOff},
+        {"ppe", "status", "", "may they", ppeStatus},
         {"classifier", "enable", "", "switch the classifier on", classifierEnable},
         {"classifier", "disable", "", "switch it off", classifierDisable},
         {"classifier", "status", "", "is it on", classifierStatus},

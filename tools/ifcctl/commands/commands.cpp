@@ -2,6 +2,10 @@
 #include "commands.h"
 
 #include "tools/capture/error.h"
+#include "tools/ifcctl/core/nearest_word.h"
+
+#include <iterator>
+#include <sstream>
 
 namespace ifcctl
 {
@@ -23,6 +27,12 @@ void addWord(std::string &list, const char *word)
     if (!list.empty())
         list += ' ';
     list += word;
+}
+
+Words split(const std::string &list)
+{
+    std::istringstream text(list);
+    return {std::istream_iterator<std::string>(text), {}};
 }
 
 // The tool's error for an error of a capture.
@@ -72,8 +82,9 @@ void runWords(Session &session, const Words &words)
         return;
     }
     if (!verbs.empty())
-        throw usage(words[0], words.size() < 2 ? "" : words[1], verbs);
-    throw usage("command", words[0], objects);
+        throw usage(words[0], words.size() < 2 ? "" : words[1],
+                    verbs + (words.size() < 2 ? "" : didYouMean(words[1], split(verbs))));
+    throw usage("command", words[0], objects + didYouMean(words[0], split(objects)));
 }
 
 void runLine(Session &session, const std::string &line)

@@ -36,6 +36,13 @@ std::vector<Command> frameCommands();
 void runLine(Session &session, const std::string &line);
 void runWords(Session &session, const Words &words);
 
+// Frames and bytes that the rule with this number decided.
+struct Counter {
+    unsigned long long frames;
+    unsigned long long bytes;
+};
+Counter readCounter(Session &session, unsigned entry);
+
 // Programs each sub-action of an entry and returns what the rule layer printed. Throws Error when one is
 // refused.
 std::string programAction(Session &session, unsigned entry, const Action &action);

@@ -2,11 +2,14 @@
 // frame send, frame replay, frame fields.
 #include "commands.h"
 #include "frame_support.h"
+#include "wrap.h"
 
 #include "tools/capture/capture_writer.h"
 #include "tools/capture/frame_capture.h"
 #include "tools/ifcctl/core/frame_fields.h"
+#include "tools/ifcctl/core/rule_words.h"
 #include "tools/ifcctl/core/values.h"
+#include "tools/ifcctl/device/rule_set.h"
 
 #include <algorithm>
 #include <array>
@@ -134,31 +137,57 @@ void countHits(Totals &totals, const engine::Result &result, uint32_t length)
     entry.bytes += length;
 }
 
-void printTotals(Session &session, const std::string &path, const Totals &totals)
+std::string framesText(uint64_t frames)
 {
-    const std::string name = path == "-" ? "standard input" : path.substr(path.rfind('/') + 1);
-    char line[160];
-    std::string text;
-    nlohmann::ordered_json json = {{"capture", name},
+    return std::to_string(frames) + (frames == 1 ? " frame" : " frames");
+}
+
+// One capture, or several together.
+struct Replayed {
+    std::string name;
+    uint64_t frames;
+    uint64_t hit;
+};
+
+std::string namesOf(const std::vector<Replayed> &captures)
+{
+    std::string names;
+    for (const Replayed &capture : captures)
+        names += (names.empty() ? "" : " ") + capture.name;
+    return names;
+}
+
+// Each rule in deciding order: what it hit and decided, its match and action in words.
+std::string rulesText(Session &session, const Totals &totals)
+{
+    constexpr unsigned kIndent = 38;
+    const RuleSet set(session);
+    std::string text = "  rule      hits    frames       bytes  match -> action\n";
+    for (unsigned n = 0; n < set.count(); ++n) {
+        const Totals::Entry &entry = totals.entries[set.number(n)];
+        char line[80];
+        (void)std::snprintf(line, sizeof line, "  %4u  %8llu  %8llu  %10llu  ", set.number(n),
+                            static_cast<unsigned long long>(entry.hits),
+                            static_cast<unsigned long long>(entry.frames),
+                            static_cast<unsigned long long>(entry.bytes));
+        const std::string action = actionText(set.rule(n).action, session.device().revision());
+        text += wrapped(line + matchText(set.rule(n)) + " -> " + (action.empty() ? "no action" : action),
+                        outputWidth(), kIndent);
+    }
+    return text;
+}
+
+void printTotals(Session &session, const std::vector<Replayed> &captures, const Totals &totals)
+{
+    nlohmann::ordered_json json = {{"capture", namesOf(captures)},
                                    {"frames", totals.frames},
                                    {"bytes", totals.bytes},
                                    {"hit", totals.hit},
                                    {"cut", totals.cut},
                                    {"classifier", classifierOn(session)},
                                    {"rules", nlohmann::ordered_json::array()}};
-    text += "  rule place                   hits    frames       bytes  conditions\n";
     for (const PlacedRule &rule : placedRules()) {
         const Totals::Entry &entry = totals.entries[rule.id];
-        std::string conditions;
-        for (const Condition &condition : rule.conditions)
-            conditions += std::string(conditions.empty() ? "" : ", ").append(describeCondition(condition));
-        if (!rule.complete)
-            conditions += " (no end: never hits)";
-        (void)std::snprintf(line, sizeof line, "  %4u %-19s %8llu  %8llu  %10llu  ", rule.id,
-                            describePlace(rule).c_str(), static_cast<unsigned long long>(entry.hits),
-                            static_cast<unsigned long long>(entry.frames),
-                            static_cast<unsigned long long>(entry.bytes));
-        text += line + conditions + '\n';
         json["rules"].push_back({{"rule", rule.id},
                                  {"place", describePlace(rule)},
                                  {"hits", entry.hits},
@@ -166,11 +195,13 @@ void printTotals(Session &session, const std::string &path, const Totals &totals
                                  {"bytes", entry.bytes},
                                  {"conditions", toJson(rule.conditions)}});
     }
-    text += printable(name) + ": frames: " + std::to_string(totals.frames) +
-            ", bytes: " + std::to_string(totals.bytes) + ", hit a rule: " + std::to_string(totals.hit);
+    std::string text = rulesText(session, totals);
+    for (const Replayed &capture : captures)
+        text += printable(capture.name) + ": " + framesText(capture.frames) + ", " +
+                std::to_string(capture.hit) + " decided by a rule, " +
+                std::to_string(capture.frames - capture.hit) + " without a rule\n";
     if (totals.cut != 0)
-        text += ", cut off when captured: " + std::to_string(totals.cut);
-    text += '\n';
+        text += framesText(totals.cut) + " cut off when captured\n";
     if (!classifierOn(session))
         text += "the classifier is off\n";
     session.print(text + kModelNote, json);
@@ -178,13 +209,17 @@ void printTotals(Session &session, const std::string &path, const Totals &totals
 
 void frameReplay(Session &session, WordReader &words)
 {
-    const std::string path = words.take("frame replay", "a capture file, or - for standard input");
+    std::vector<std::string> paths = {words.take("frame replay", "a capture file, or - for standard input")};
     engine::SideData side;
     std::string outPath;
     bool onlyHits = false;
     while (!words.atEnd()) {
         if (parseSideData(words, side))
             continue;
+        if (const std::string &word = words.peek(); word != "-o" && word.rfind("--", 0) != 0) {
+            paths.push_back(words.take("frame replay", "a capture file"));
+            continue;
+        }
         const size_t choice = words.takeChoice("frame replay", {"-o", "--only-hits", "iface", "gem_port"});
         if (choice == 1) {
             onlyHits = true;
@@ -197,13 +232,23 @@ void frameReplay(Session &session, WordReader &words)
     if (onlyHits && outPath.empty())
         throw usage("--only-hits", "", "only together with -o OUT");
 
-    capture::FrameCapture source(path);
+    if (!outPath.empty() && paths.size() != 1)
+        throw usage("-o", outPath, "together with one capture");
+
     std::optional<capture::CaptureWriter> out;
-    if (!outPath.empty())
-        out.emplace(outPath, source.nanoseconds());
     const auto classifier = std::make_unique<engine::Classifier>(session.device().window());
     Totals totals;
-    {
+    std::vector<Replayed> captures;
+    // All are opened before the first is replayed: the counters count every capture or none.
+    std::vector<std::unique_ptr<capture::FrameCapture>> sources;
+    for (const std::string &path : paths)
+        sources.push_back(std::make_unique<capture::FrameCapture>(path));
+    if (!outPath.empty())
+        out.emplace(outPath, sources.front()->nanoseconds());
+    for (size_t n = 0; n < paths.size(); ++n) {
+        capture::FrameCapture &source = *sources[n];
+        const uint64_t before = totals.frames;
+        const uint64_t hitBefore = totals.hit;
         Progress progress(source);
         engine::ParsedFrame parsed;
         for (capture::CapturedFrame frame{}; source.next(frame);) {
@@ -218,10 +263,13 @@ void frameReplay(Session &session, WordReader &words)
             }
             progress.frame(totals.frames);
         }
+        const std::string &path = paths[n];
+        captures.push_back({path == "-" ? "standard input" : path.substr(path.rfind('/') + 1),
+                            totals.frames - before, totals.hit - hitBefore});
     }
     if (out)
         out->finish();
-    printTotals(session, path, totals);
+    printTotals(session, captures, totals);
 }
 
 // One JSON object a frame, also without --json.
@@ -250,8 +298,8 @@ std::vector<Command> frameCommands()
 {
     return {
         {"frame", "send", "HEX [iface N] [gem_port N]", "one frame through the engine", frameSend},
-        {"frame", "replay", "FILE [-o OUT [--only-hits]] [iface N] [gem_port N]",
-         "a capture through the engine; OUT gets the frames as acted upon", frameReplay},
+        {"frame", "replay", "FILE... [-o OUT [--only-hits]] [iface N] [gem_port N]",
+         "captures through the engine; OUT gets the frames as acted upon", frameReplay},
         {"frame", "fields", "FILE [iface N] [gem_port N]", "the fields of each frame, one JSON object a line",
          frameFields},
     };

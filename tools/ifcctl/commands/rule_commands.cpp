@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// rule add, validate, list, read, clear; the table of all rule commands.
+// rule validate, find, list, read, clear; the table of all rule commands.
 #include "rule_commands.h"
+#include "rule_notes.h"
 #include "tools/ifcctl/core/action.h"
-#include "tools/ifcctl/core/deletion.h"
-#include "tools/ifcctl/core/placement_plan.h"
+#include "tools/ifcctl/core/errors.h"
 #include "tools/ifcctl/core/rule_words.h"
 #include "tools/ifcctl/core/rules.h"
 #include "tools/ifcctl/core/values.h"
@@ -19,65 +19,62 @@ namespace ifcctl
 namespace
 {
 
-// Between the conditions of a rule and its action.
-const std::string kAction = "action";
-
-// What stands in the way of the automatic deletion, as a note; "" if nothing does.
-std::string deletionNote(const Match &match, bool lut0)
+std::string rulesText(unsigned count)
 {
-    return describe(deletability(match, lut0));
+    return std::to_string(count) + (count == 1 ? " rule" : " rules");
 }
 
-// "action WORD...", if the line goes on.
-Action optionalAction(WordReader &words)
+// Where the rule would stand after `rule add`, and what that would take.
+void ruleValidate(Session &session, WordReader &words)
 {
-    Action action;
-    if (words.skip(kAction))
-        action = parseAction(words);
-    refuseWithoutPpe(action);
-    return action;
-}
-
-void ruleAdd(Session &session, WordReader &words)
-{
-    const Match match = matchOf(session, words);
-    const Action action = optionalAction(words);
-    const Plan plan = planPlacement(match, session.options().force);
-
-    const int id = session.call("ifc_set_lut_rules_auto", requestText(match));
-    if (id < 0)
-        throw refused(Reason::LayerRefused, "rule", words.first(), session.lastMessage());
-    session.checkTransfers();
-    (void)programAction(session, static_cast<unsigned>(id), action);
-
-    const auto rule = ruleOf(static_cast<unsigned>(id));
-    std::string text =
-        "rule " + std::to_string(id) + ": " + describePlace(*rule) + ", action " + std::to_string(id) + '\n';
-    auto json = toJson(*rule);
-    const std::string note = deletionNote(match, plan.lut0);
-    if (!note.empty()) {
-        text += "  note: " + note + "; delete it with 'rule del id " + std::to_string(id) + "'\n";
-        json["note"] = note;
+    if (words.skip("auto")) {
+        ruleValidateAuto(session, words);
+        return;
+    }
+    RuleSet set(session);
+    set.append(ruleFrom(session, words));
+    const unsigned position = set.count() - 1;
+    const ifc_rule &rule = set.rule(position);
+    const ifc_ruleset_report plan = set.plan();
+    const std::string place = describePlace(plan.place[position]);
+    std::string text = "would go to " + place;
+    if (plan.moved != 0)
+        text += ", " + rulesText(plan.moved) + " would move";
+    text += ", at most " + std::to_string(plan.accesses) + " register accesses\n";
+    for (unsigned n = 0; n < rule.count; ++n)
+        text += "  " + conditionText(rule.condition[n]) + '\n';
+    nlohmann::ordered_json json = {{"rule", ifc_ruleset_number(plan.place[position])},
+                                   {"place", place},
+                                   {"entries", plan.place[position].entries},
+                                   {"moved", plan.moved},
+                                   {"accesses", plan.accesses},
+                                   {"conditions", matchJson(rule)}};
+    for (const RuleNote &note : notesAround(set, position)) {
+        const std::string warning = describe(set, note);
+        text += "  warning: " + warning + '\n';
+        json["warnings"].push_back(warning);
     }
     session.print(text, json);
 }
 
-void ruleValidate(Session &session, WordReader &words)
+void ruleFind(Session &session, WordReader &words)
 {
-    const Match match = matchOf(session, words);
-    (void)optionalAction(words);
-    const Plan plan = planPlacement(match, session.options().force);
-    std::string text =
-        "would go to " + plan.place() + ", " + std::to_string(entryCount(match)) + " entries counted\n";
-    for (const Condition &c : match)
-        text += "  " + describeCondition(c) + '\n';
-    nlohmann::ordered_json json = {
-        {"place", plan.place()}, {"entries", entryCount(match)}, {"conditions", toJson(match)}};
-    const std::string note = deletionNote(match, plan.lut0);
-    if (!note.empty()) {
-        text += "  note: " + note + '\n';
-        json["note"] = note;
+    ifc_rule rule{};
+    readMatch(words, rule);
+    words.expectEnd("rule find");
+    const RuleSet set(session);
+    std::string text;
+    auto json = nlohmann::ordered_json::array();
+    for (const unsigned position : positionsOf(set, rule)) {
+        text +=
+            "rule " + std::to_string(set.number(position)) + ": " + describePlace(set.place(position)) + '\n';
+        auto entry = standingJson(set, position, session.device().revision());
+        entry["exact"] = true;
+        json.push_back(entry);
     }
+    if (json.empty())
+        throw refused(Reason::NoSuchRule, "rule", words.first(),
+                      "no rule holds exactly these conditions (see 'rule show')");
     session.print(text, json);
 }
 
@@ -142,29 +139,33 @@ void ruleClear(Session &session, WordReader &words)
 
 } // namespace
 
-Match matchOf(const Session &session, WordReader &words)
-{
-    Match match = parseMatch(words);
-    if (match.empty())
-        throw usage("match", kAnyWord, "conditions: automatic placement takes at least one");
-    if (!session.options().keepOrder)
-        putMacLast(match);
-    return match;
-}
-
 std::vector<Command> ruleCommands()
 {
     return {
-        {"rule", "add", "MATCH... [action ...]", "place a rule, program its action", ruleAdd},
-        {"rule", "validate", "MATCH... [action ...]", "where it would go, without placing it", ruleValidate},
-        {"rule", "del", "MATCH... | id N", "delete every rule that holds exactly this, or by place",
+        {"rule", "add", "[auto] MATCH... [action ...] | help",
+         "put a rule after all others; auto: where the layer's own placement puts it; help: the words",
+         ruleAdd},
+        {"rule", "insert", "[before N] MATCH... [action ...]",
+         "put a rule before rule N, or before all others", ruleInsert},
+        {"rule", "move", "N before M | N last", "let rule N decide before rule M, or after all others",
+         ruleMove},
+        {"rule", "change", "N action WORD...", "change what is named of a rule's action", ruleChange},
+        {"rule", "del", "N | MATCH... | auto MATCH...",
+         "delete rule N, or every rule that holds exactly this; auto: by the layer's own deletion",
          ruleDelete},
-        {"rule", "find", "MATCH...", "where these conditions stand", ruleFind},
-        {"rule", "list", "", "all rules, decoded", ruleList},
-        {"rule", "read", "N", "a rule as the hardware holds it, beside the shadow", ruleRead},
-        {"rule", "clear", "", "delete all rules and actions", ruleClear},
+        {"rule", "flush", "", "delete all rules", ruleFlush},
+        {"rule", "show", "", "the rules in deciding order with their counters, as lines of a batch",
+         ruleShow},
+        {"rule", "check", "", "rules that never decide, overlaps, what the layer deletes together",
+         ruleCheck},
         {"rule", "explain", "[N] HEX|FILE:NUMBER [iface N] [gem_port N]",
-         "why rule N, or each rule, hits this frame or not", ruleExplain},
+         "why rule N, or each rule, hits this frame or not, and which decides", ruleExplain},
+        {"rule", "validate", "[auto] MATCH... [action ...]", "where it would go, without placing it",
+         ruleValidate},
+        {"rule", "find", "MATCH...", "where the rules stand that hold exactly this", ruleFind},
+        {"rule", "list", "", "all rules by place, condition by condition", ruleList},
+        {"rule", "read", "N", "a rule as the hardware holds it, beside the shadow", ruleRead},
+        {"rule", "clear", "", "rewrite the tables without rules and actions", ruleClear},
     };
 }
 

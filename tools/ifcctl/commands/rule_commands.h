@@ -4,17 +4,38 @@
 
 #include "commands.h"
 
-#include "tools/ifcctl/core/match.h"
+#include "tools/ifcctl/device/rule_set.h"
 
 namespace ifcctl
 {
 
-// The conditions of a rule, at least one. A single MAC goes last unless --keep-order. Throws Error.
-Match matchOf(const Session &session, WordReader &words);
+// MATCH... [action WORD...] up to the end of the line. A single MAC goes last unless --keep-order: only there
+// the automatic deletion finds it. Throws Error, also for an action that needs the PPE while it is off.
+ifc_rule ruleFrom(Session &session, WordReader &words);
 
-// Handlers of the table in rule_commands.cpp.
-void ruleFind(Session &session, WordReader &words);
+// The position of the rule whose number follows. Throws Error.
+unsigned takeRuleNumber(const RuleSet &set, WordReader &words, const std::string &field);
+
+// The positions of the rules that hold exactly these conditions, in any order.
+std::vector<unsigned> positionsOf(const RuleSet &set, const ifc_rule &rule);
+
+// A rule that stands in the tables: number, place, action entry, conditions.
+nlohmann::ordered_json standingJson(const RuleSet &set, unsigned position, int revision);
+
+// Handlers of the table in rule_commands.cpp, by source.
+void ruleAdd(Session &session, WordReader &words);
+void ruleInsert(Session &session, WordReader &words);
+void ruleMove(Session &session, WordReader &words);
+void ruleChange(Session &session, WordReader &words);
 void ruleDelete(Session &session, WordReader &words);
+void ruleFlush(Session &session, WordReader &words);
+
+void ruleAddAuto(Session &session, WordReader &words);
+void ruleValidateAuto(Session &session, WordReader &words);
+void ruleDeleteAuto(Session &session, WordReader &words);
+
+void ruleShow(Session &session, WordReader &words);
+void ruleCheck(Session &session, WordReader &words);
 void ruleExplain(Session &session, WordReader &words);
 
 } // namespace ifcctl

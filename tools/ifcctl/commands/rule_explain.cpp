@@ -69,18 +69,20 @@ void ruleExplain(Session &session, WordReader &words)
     const engine::Tables &tables = session.device().window().tables();
     std::string out =
         classifierOn(session) ? "" : "the classifier is off: nothing hits before 'classifier enable'\n";
+    const auto all = explainAll(tables, parsed.fields);
+    const auto decides = decidingRule(all);
     if (id) {
         const auto verdict = explainRule(tables, *id, parsed.fields);
         if (!verdict)
             throw refused(Reason::NoSuchRule, "rule explain", std::to_string(*id),
                           "no rule is there (or its chain has no end)");
-        session.print(out + toText(*verdict) + kModelNote, toJson(*verdict));
+        session.print(out + toText(*verdict, decides) + kModelNote, toJson(*verdict, decides));
         return;
     }
     auto json = nlohmann::ordered_json::array();
-    for (const RuleVerdict &verdict : explainAll(tables, parsed.fields)) {
-        out += toText(verdict);
-        json.push_back(toJson(verdict));
+    for (const RuleVerdict &verdict : all) {
+        out += toText(verdict, decides);
+        json.push_back(toJson(verdict, decides));
     }
     if (json.empty())
         out += "no rule is valid\n";

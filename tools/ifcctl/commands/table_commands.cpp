@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // table dump, table verify, resource show.
-#include "commands.h"
+#include "rule_commands.h"
 #include "tools/ifcctl/core/action.h"
 #include "tools/ifcctl/core/placement_plan.h"
-#include "tools/ifcctl/core/rule_words.h"
 #include "tools/ifcctl/core/rules.h"
 #include "tools/ifcctl/core/values.h"
 #include "tools/ifcctl/device/hardware.h"
@@ -102,12 +101,21 @@ void resourceShow(Session &session, WordReader &words)
     nlohmann::ordered_json json = {{"lut0_free", space.lut0}, {"lut1_free", free}, {"lut1_runs", space.runs}};
     if (!words.atEnd()) {
         (void)words.takeChoice("resource show", {"fits"});
-        const Match match = parseMatch(words);
-        if (match.empty())
-            throw usage("resource show fits", kAnyWord, "a rule's conditions");
-        const unsigned fits = countFits(match, session.options().force);
-        text += std::to_string(fits) + " more rules of this shape fit (" + std::to_string(entryCount(match)) +
-                " entries each)\n";
+        RuleSet set(session);
+        const ifc_rule rule = ruleFrom(session, words);
+        ifc_rule_shape shape{};
+        ifc_rule_shape_of(&rule, &shape);
+        unsigned fits = 0;
+        for (; set.count() < IFC_RULESET_RULES; ++fits) {
+            set.append(rule);
+            if (!set.fits())
+                break;
+        }
+        text += std::to_string(fits) + " more rules of this shape fit after all others (" +
+                (shape.narrow_entries == 0 ? "LUT0 only"
+                                           : std::to_string(shape.narrow_entries) + " LUT1 entries each" +
+                                                 (shape.wide != 0 ? ", or a LUT0 rule" : "")) +
+                ")\n";
         json["fits"] = fits;
     }
     session.print(text, json);

@@ -31,6 +31,8 @@ enum class Reason {
     NoSpace,           // no free place is large enough
     NeedsLut0,         // only LUT0 holds the rule, and this chip does not offer it
     OrderConflict,     // no places keep the order of the rules
+    NeverDecides,      // under --strict: an earlier rule decides all its frames, or it fits none
+    NotForAutomatic,   // automatic placement does not take such a rule
     NoTableHolds,      // neither table holds such a rule
     NoSetOperations,   // the device cannot update its rules as a set
     LayerRefused,      // the rule layer refused for a reason of its own

@@ -115,10 +115,23 @@ std::vector<RuleVerdict> explainAll(const engine::Tables &tables, const engine::
     return all;
 }
 
-std::string toText(const RuleVerdict &verdict)
+std::optional<unsigned> decidingRule(const std::vector<RuleVerdict> &all)
+{
+    std::optional<unsigned> lowest;
+    for (const RuleVerdict &verdict : all)
+        if (verdict.hits && (!lowest || verdict.id < *lowest))
+            lowest = verdict.id;
+    return lowest;
+}
+
+std::string toText(const RuleVerdict &verdict, std::optional<unsigned> decides)
 {
     std::string text = "rule " + std::to_string(verdict.id) + " (" + verdict.place + "): ";
-    if (verdict.hits)
+    if (verdict.hits && decides == verdict.id)
+        text += "hits and decides\n";
+    else if (verdict.hits && decides)
+        text += "hits, but rule " + std::to_string(*decides) + " decides first\n";
+    else if (verdict.hits)
         text += "hits\n";
     else
         text += "misses, " + std::to_string(verdict.failed) + " of " +
@@ -145,13 +158,12 @@ std::string toText(const RuleVerdict &verdict)
     return text;
 }
 
-nlohmann::ordered_json toJson(const RuleVerdict &verdict)
+nlohmann::ordered_json toJson(const RuleVerdict &verdict, std::optional<unsigned> decides)
 {
-    nlohmann::ordered_json json = {{"rule", verdict.id},
-                                   {"place", verdict.place},
-                                   {"hits", verdict.hits},
-                                   {"failed", verdict.failed},
-                                   {"conditions", nlohmann::ordered_json::array()}};
+    nlohmann::ordered_json json = {
+        {"rule", verdict.id},       {"place", verdict.place},
+        {"hits", verdict.hits},     {"decides", verdict.hits && decides == verdict.id},
+        {"failed", verdict.failed}, {"conditions", nlohmann::ordered_json::array()}};
     for (const ConditionVerdict &c : verdict.conditions) {
         nlohmann::ordered_json row;
         if (c.entry >= 0)

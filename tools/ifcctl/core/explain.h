@@ -37,7 +37,11 @@ std::optional<RuleVerdict> explainRule(const engine::Tables &tables, unsigned id
 // Every rule that could hit: those that do hit first, then those that miss by the fewest conditions.
 std::vector<RuleVerdict> explainAll(const engine::Tables &tables, const engine::FieldImage &fields);
 
-std::string toText(const RuleVerdict &verdict);
-nlohmann::ordered_json toJson(const RuleVerdict &verdict);
+// The rule that decides: of all that hit, the one with the lowest number. Nothing: none hits.
+std::optional<unsigned> decidingRule(const std::vector<RuleVerdict> &all);
+
+// `decides`: the rule that decides this frame.
+std::string toText(const RuleVerdict &verdict, std::optional<unsigned> decides);
+nlohmann::ordered_json toJson(const RuleVerdict &verdict, std::optional<unsigned> decides);
 
 } // namespace ifcctl

@@ -7,6 +7,7 @@
 
 #include "ifc/records/fields.h"
 
+#include <algorithm>
 #include <bit>
 
 namespace ifcctl
@@ -143,7 +144,7 @@ public:
             }
             const unsigned taken = ipv6Address(n);
             if (taken == 0)
-                add(say(rule_.condition[n]));
+                add(say(n));
             n += taken == 0 ? 1 : taken;
         }
         return text_;
@@ -204,8 +205,23 @@ private:
         return count;
     }
 
-    std::string say(const ifc_rule_condition &c)
+    // Would the words of a part of the field become one with those of a condition before?
+    bool wouldMerge(unsigned at) const
     {
+        const ifc_rule_condition &c = rule_.condition[at];
+        const bool hasParts =
+            c.field == PBIT0 || c.field == PBIT1 || c.field == IPv4_DSCP || c.field == IPv6_TRAFFIC_CLASS;
+        const auto merges = [&c](const ifc_rule_condition &before) {
+            return before.field == c.field && before.compare == IFC_COMPARE_EQUAL;
+        };
+        return hasParts && merges(c) && std::any_of(rule_.condition, rule_.condition + at, merges);
+    }
+
+    std::string say(unsigned at)
+    {
+        const ifc_rule_condition &c = rule_.condition[at];
+        if (wouldMerge(at))
+            return named(lowerName(c.field), c);
         switch (c.field) {
         case IPv4_PROTOCOL:
         case IPv4_DSCP:

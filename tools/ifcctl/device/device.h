@@ -21,6 +21,7 @@ struct Options {
     bool json = false;
     bool force = false;
     bool keepOrder = false;
+    bool strict = false;
     int revision = 0;
     bool revisionGiven = false;
     unsigned doneAfter = 1;

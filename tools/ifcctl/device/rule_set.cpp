@@ -2,6 +2,7 @@
 #include "rule_set.h"
 
 #include "tools/ifcctl/core/errors.h"
+#include "tools/ifcctl/core/rule_words.h"
 #include "tools/ifcctl/core/rules.h"
 
 #include "ifc/records/fields.h"
@@ -24,7 +25,14 @@ std::string counted(unsigned count, const std::string &thing)
     return std::to_string(count) + ' ' + thing + (count == 1 ? "" : "s");
 }
 
-// A rule of so many LUT1 entries, that LUT0 does not hold and that overlaps every other.
+std::string entriesText(unsigned count)
+{
+    return std::to_string(count) + (count == 1 ? " LUT1 entry" : " LUT1 entries");
+}
+
+constexpr unsigned kLongestChain = 16;
+
+// A rule of so many LUT1 entries that LUT0 does not hold and that overlaps every other.
 ifc_rule narrowProbe(unsigned entries)
 {
     ifc_rule rule{};
@@ -32,6 +40,12 @@ ifc_rule narrowProbe(unsigned entries)
     for (unsigned n = 0; n < entries; ++n)
         rule.condition[n] = {static_cast<uint8_t>(UDF0 + n), IFC_COMPARE_EQUAL, 0, 0, 1, 1};
     return rule;
+}
+
+// A rule that only LUT0 holds: it fits every frame.
+ifc_rule wideProbe()
+{
+    return {};
 }
 
 // What is wrong with a rule that ifc_rule_check() does not accept.
@@ -177,68 +191,90 @@ ifc_ruleset_report RuleSet::apply(unsigned flags)
     }
 }
 
+std::string RuleSet::wordsOf(unsigned position) const
+{
+    constexpr size_t kMost = 60;
+    const std::string text = matchText(rule(position));
+    return text.size() <= kMost ? text : text.substr(0, text.rfind(' ', kMost)) + " ...";
+}
+
 std::string RuleSet::nameOf(unsigned position) const
 {
-    return standsAt(place(position)) ? "rule " + std::to_string(number(position)) : "the new rule";
+    const bool stands = standsAt(place(position));
+    return (stands ? "rule " + std::to_string(number(position)) : "the new rule") + " (" + wordsOf(position) +
+           ')';
+}
+
+// What would fit instead of the rule that was inserted last: "" if the last edit was another one.
+std::string RuleSet::whatWouldFit() const
+{
+    if (edits_.empty() || edits_.back().kind != RuleEdit::Kind::Insert)
+        return "";
+    const RuleEdit &edit = edits_.back();
+    ifc_rule_shape shape{};
+    ifc_rule_shape_of(&edit.rule, &shape);
+    const auto trial = std::make_unique<ifc_ruleset>();
+    const auto fitsInstead = [&](const ifc_rule &rule) {
+        *trial = *set_;
+        return ifc_ruleset_remove(trial.get(), edit.position) == IFC_RULESET_OK &&
+               ifc_ruleset_insert(trial.get(), edit.position, &rule, nullptr) == IFC_RULESET_OK &&
+               ifc_ruleset_plan(trial.get(), nullptr) == IFC_RULESET_OK;
+    };
+    unsigned most = kLongestChain;
+    while (most != 0 && !fitsInstead(narrowProbe(most)))
+        --most;
+    std::string text = "; it takes ";
+    if (shape.narrow_entries == 0)
+        text += "a LUT0 rule";
+    else
+        text += entriesText(shape.narrow_entries) + (shape.wide != 0 ? " or a LUT0 rule" : "");
+    text += ", there would fit " + (most == 0 ? "no LUT1 entry" : "at most " + entriesText(most));
+    return text + (fitsInstead(wideProbe()) ? " or a LUT0 rule" : " and no LUT0 rule");
 }
 
 void RuleSet::throwNoPlace(const ifc_ruleset_report &report) const
 {
-    const std::string revision = std::to_string(session_.device().revision());
-    std::string list;
-    for (unsigned n = 0; n < count(); ++n)
-        if ((report.conflict >> n & 1) != 0)
-            list += (list.empty() ? "" : ", ") + nameOf(n);
+    const unsigned last = edits_.empty() ? 0 : edits_.back().position;
+    const std::string asked = last < count() ? wordsOf(last) : "";
     switch (report.reason) {
     case IFC_RULESET_NEEDS_LUT0:
-        throw refused(Reason::NeedsLut0, "rule", nameOf(report.position),
-                      "only LUT0 holds it, which is not used on revision " + revision + " of the chip");
+        throw refused(Reason::NeedsLut0, "rule", asked,
+                      "only LUT0 holds " + nameOf(report.position) + ", and revision " +
+                          std::to_string(session_.device().revision()) + " of the chip does not offer it");
     case IFC_RULESET_PAIR:
-        throw refused(Reason::OrderConflict, "rule", nameOf(report.position),
-                      "it decides before " + nameOf(report.later) +
-                          " and cannot stand before it: only LUT1 holds it, only LUT0 holds " +
-                          nameOf(report.later) + ", and LUT0 decides first");
+        throw refused(Reason::OrderConflict, "rule", asked,
+                      nameOf(report.position) + " decides before " + nameOf(report.later) +
+                          " and cannot stand before it: only LUT1 holds the first, only LUT0 the second, and "
+                          "LUT0 decides before LUT1");
     case IFC_RULESET_ORDER:
-        throw refused(Reason::OrderConflict, "rule", list,
-                      "no place keeps their order, although all of them fit: LUT0 decides before LUT1, and "
-                      "they overlap");
+        throw refused(Reason::OrderConflict, "rule", asked,
+                      "all rules fit, but no places keep the order of " + namesOf(report.conflict) +
+                          whatWouldFit());
     default:
-        break;
+        throw refused(Reason::NoSpace, "rule", asked,
+                      "no space: only LUT0 holds " + counted(report.wide_needed, "rule") +
+                          " (places: " + std::to_string(report.wide_free) + "), only LUT1 holds " +
+                          entriesText(report.narrow_needed) +
+                          " (entries: " + std::to_string(report.narrow_free) + "), either holds " +
+                          counted(report.either_rules, "rule") + " of " + entriesText(report.either_entries) +
+                          whatWouldFit());
     }
-    // What one more rule of LUT1 entries could take, with this edit undone.
-    std::string wanted;
-    ifc_rule_shape shape{};
-    std::string fitting;
-    if (!edits_.empty() && edits_.back().kind == RuleEdit::Kind::Insert) {
-        const RuleEdit &edit = edits_.back();
-        ifc_rule_shape_of(&edit.rule, &shape);
-        wanted = shape.narrow_entries == 0
-                     ? "only LUT0 holds it"
-                     : "it takes " + std::to_string(shape.narrow_entries) +
-                           (shape.narrow_entries == 1 ? " LUT1 entry" : " LUT1 entries in a row") +
-                           (shape.wide != 0 ? " or a LUT0 rule" : "");
-        const auto trial = std::make_unique<ifc_ruleset>();
-        unsigned most = 0;
-        for (unsigned entries = 16; entries != 0 && most == 0; --entries) {
-            *trial = *set_;
-            (void)ifc_ruleset_remove(trial.get(), edit.position);
-            const ifc_rule probe = narrowProbe(entries);
-            if (ifc_ruleset_insert(trial.get(), edit.position, &probe, nullptr) == IFC_RULESET_OK &&
-                ifc_ruleset_plan(trial.get(), nullptr) == IFC_RULESET_OK)
-                most = entries;
-        }
-        fitting = most == 0 ? "; no rule of LUT1 fits there"
-                            : "; a rule of at most " + std::to_string(most) + " LUT1 " +
-                                  (most == 1 ? "entry" : "entries") + " would fit there";
-        wanted += "; ";
+}
+
+// The rules by number, the new one in words; the first few of them.
+std::string RuleSet::namesOf(uint64_t positions) const
+{
+    constexpr unsigned kMost = 6;
+    std::string text;
+    unsigned named = 0;
+    for (unsigned n = 0; n < count(); ++n) {
+        if ((positions >> n & 1) == 0)
+            continue;
+        if (++named <= kMost)
+            text += (text.empty() ? "" : ", ") +
+                    (standsAt(place(n)) ? "rule " + std::to_string(number(n)) : nameOf(n));
     }
-    throw refused(Reason::NoSpace, "rule", nameOf(edits_.empty() ? 0 : edits_.back().position),
-                  "no space: " + wanted + "all rules together: LUT0 alone holds " +
-                      std::to_string(report.wide_needed) + " of them (" + std::to_string(report.wide_free) +
-                      " places), LUT1 alone " + std::to_string(report.narrow_needed) + " entries (of " +
-                      std::to_string(report.narrow_free) + "), and " + counted(report.either_rules, "rule") +
-                      " of " + std::to_string(report.either_entries) + " entries may stand in either" +
-                      fitting);
+    return named > kMost ? text + " and " + std::to_string(named - kMost) + " more" : text;
 }
 
 std::string describePlace(const ifc_ruleset_place &place)

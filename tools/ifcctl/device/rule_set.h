@@ -28,6 +28,11 @@ public:
     // The position of the rule with this number; any entry of its chain counts.
     std::optional<unsigned> find(unsigned number) const;
 
+    // In messages: "rule 9 (dst_port 53)"; a rule that does not stand yet: "the new rule (dst_port 53)".
+    std::string nameOf(unsigned position) const;
+    // The conditions in words, cut to a length that a message bears.
+    std::string wordsOf(unsigned position) const;
+
     // Edits. They change the list in memory until apply(). Throw Error, and then nothing has changed.
     void insert(unsigned position, const ifc_rule &rule);
     void append(const ifc_rule &rule) { insert(count(), rule); }
@@ -50,9 +55,9 @@ public:
     ifc_ruleset_report apply(unsigned flags = 0);
 
 private:
-    // For an Error about the whole list: the last rule that was inserted or replaced.
+    std::string whatWouldFit() const;
+    std::string namesOf(uint64_t positions) const;
     [[noreturn]] void throwNoPlace(const ifc_ruleset_report &report) const;
-    std::string nameOf(unsigned position) const;
 
     Session &session_;
     std::unique_ptr<ifc_ruleset> set_;

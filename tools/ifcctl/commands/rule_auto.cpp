@@ -1,0 +1,180 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+// rule add auto, validate auto, del auto: the rule layer's own automatic placement and deletion. The place goes
+// by size alone, so these say when it breaks the order.
+#include "rule_auto.h"
+#include "rule_commands.h"
+
+#include "tools/ifcctl/core/deletion.h"
+#include "tools/ifcctl/core/errors.h"
+#include "tools/ifcctl/core/placement_plan.h"
+#include "tools/ifcctl/core/rule_words.h"
+#include "tools/ifcctl/core/values.h"
+
+#include "ifc/ifc_glb.h"
+#include "ifc/records/chip.h"
+
+#include <algorithm>
+
+namespace ifcctl
+{
+
+namespace
+{
+
+// The request of a rule: one comparison a field, each with mask bits.
+Match automaticRequest(const ifc_rule &rule)
+{
+    Match match;
+    for (unsigned n = 0; n < rule.count; ++n) {
+        const ifc_rule_condition &from = rule.condition[n];
+        const std::string text = conditionText(from);
+        if (from.compare == IFC_COMPARE_RANGE || from.mask == 0)
+            throw refused(Reason::NotForAutomatic, "rule", text,
+                          "automatic placement takes one comparison a field, no range and no 'any'");
+        Condition c;
+        c.field = from.field;
+        c.command = from.compare;
+        c.mask = from.mask;
+        c.key = from.key;
+        c.word = text.substr(0, text.find(' '));
+        c.value = formatFieldValue(from.field, from.key);
+        match.push_back(c);
+    }
+    if (match.empty())
+        throw refused(Reason::NotForAutomatic, "rule", kAnyWord,
+                      "automatic placement takes at least one condition");
+    return match;
+}
+
+// What stands in the way of the automatic deletion, as a note; "" if nothing does.
+std::string deletionNote(const Match &match, bool lut0)
+{
+    return describe(deletability(match, lut0));
+}
+
+Error notFound(const WordReader &words, const Match &match)
+{
+    const std::string why = describe(deletability(match, false));
+    return refused(Reason::NoSuchRule, "rule", words.first(),
+                   why.empty() ? "no rule holds exactly these conditions"
+                               : why + "; see 'rule show' and use 'rule del N'");
+}
+
+} // namespace
+
+std::vector<PlacedRule> takenByDeletion(Session &session, const Match &match)
+{
+    const std::string request = requestText(match);
+    std::vector<PlacedRule> found;
+    for (PlacedRule &rule : placedRules()) {
+        const unsigned entries = rule.last - rule.first + 1;
+        const bool hit = rule.lut0
+                             ? session.call("ifc_match_rule_lut0", match.size(), rule.first, request) == 1
+                             : rule.complete && entries == entryCount(match) &&
+                                   session.call("ifc_match_rule_lut1", entries, rule.first, request) == 1;
+        if (hit)
+            found.push_back(rule);
+    }
+    return found;
+}
+
+bool sameConditions(const Match &one, const Match &other)
+{
+    const auto in = [](const Match &match, const Condition &c) {
+        return std::any_of(match.begin(), match.end(),
+                           [&](const Condition &m) { return sameComparison(c, m); });
+    };
+    return one.size() == other.size() &&
+           std::all_of(one.begin(), one.end(), [&](const Condition &c) { return in(other, c); });
+}
+
+void ruleAddAuto(Session &session, WordReader &words)
+{
+    const ifc_rule rule = ruleFrom(session, words);
+    const Match match = automaticRequest(rule);
+    const Plan plan = planPlacement(match, session.options().force);
+    const int id = session.call("ifc_set_lut_rules_auto", requestText(match));
+    if (id < 0)
+        throw refused(Reason::LayerRefused, "rule", words.first(), session.lastMessage());
+    session.checkTransfers();
+
+    RuleSet set(session);
+    const auto position = set.find(static_cast<unsigned>(id));
+    const bool hasAction = std::any_of(std::begin(rule.action.word), std::end(rule.action.word),
+                                       [](uint32_t word) { return word != 0; });
+    if (position && hasAction) {
+        set.replace(*position, rule, IFC_RULESET_ACTION);
+        (void)set.apply();
+    }
+    const auto placed = ruleOf(static_cast<unsigned>(id));
+    std::string text = "rule " + std::to_string(id) + ": " + describePlace(*placed) + ", action " +
+                       std::to_string(id) + '\n';
+    auto json = toJson(*placed);
+    if (!position) {
+        // Known: the layer fills the shadow of LUT0 also where the chip's LUT0 must not be written.
+        const std::string warning =
+            "on this revision of the chip LUT0 is not written: the rule does not decide";
+        text += "  warning: " + warning + '\n';
+        json["warnings"].push_back(warning);
+    } else {
+        for (unsigned later = *position + 1; later < set.count(); ++later) {
+            if (ifc_rule_overlap(&set.rule(*position), &set.rule(later)) == 0)
+                continue;
+            const std::string warning =
+                "it decides before " + set.nameOf(later) + ", which stood first: its place breaks the order";
+            text += "  warning: " + warning + '\n';
+            json["warnings"].push_back(warning);
+        }
+    }
+    const std::string note = deletionNote(match, plan.lut0);
+    if (!note.empty()) {
+        text += "  note: " + note + "; delete it with 'rule del " + std::to_string(id) + "'\n";
+        json["note"] = note;
+    }
+    session.print(text, json);
+}
+
+void ruleValidateAuto(Session &session, WordReader &words)
+{
+    const Match match = automaticRequest(ruleFrom(session, words));
+    const Plan plan = planPlacement(match, session.options().force);
+    std::string text =
+        "would go to " + plan.place() + ", " + std::to_string(entryCount(match)) + " entries counted\n";
+    for (const Condition &c : match)
+        text += "  " + describeCondition(c) + '\n';
+    nlohmann::ordered_json json = {
+        {"place", plan.place()}, {"entries", entryCount(match)}, {"conditions", toJson(match)}};
+    const std::string note = deletionNote(match, plan.lut0);
+    if (!note.empty()) {
+        text += "  note: " + note + '\n';
+        json["note"] = note;
+    }
+    session.print(text, json);
+}
+
+void ruleDeleteAuto(Session &session, WordReader &words)
+{
+    const Match match = automaticRequest(ruleFrom(session, words));
+    // The automatic deletion may compare only the upper 16 bits of a MAC in LUT1, and so delete other rules
+    // as well.
+    if (!session.options().force)
+        for (const PlacedRule &rule : takenByDeletion(session, match))
+            if (!sameConditions(rule.conditions, match))
+                throw refused(Reason::TakesOthersAlong, "rule", words.first(),
+                              "the automatic deletion would also take rule " + std::to_string(rule.id) +
+                                  ", whose MAC differs in its lower 32 bits; use 'rule del N' (or --force)");
+    const auto before = placedRules();
+    if (session.call("ifc_del_lut_rules_auto", requestText(match)) != 0)
+        throw notFound(words, match);
+    std::string text;
+    auto json = nlohmann::ordered_json::array();
+    for (const PlacedRule &rule : before) {
+        if (ruleOf(rule.id))
+            continue;
+        text += "deleted: rule " + std::to_string(rule.id) + ", " + describePlace(rule) + '\n';
+        json.push_back(toJson(rule));
+    }
+    session.print(text, {{"deleted", json}});
+}
+
+} // namespace ifcctl

@@ -1,0 +1,205 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+// rule add, insert, move, change, del, flush: edits of the ordered list.
+#include "rule_commands.h"
+#include "rule_notes.h"
+
+#include "tools/ifcctl/core/errors.h"
+#include "tools/ifcctl/core/rule_words.h"
+#include "tools/ifcctl/core/values.h"
+
+#include "ifc/ifc_glb.h"
+
+namespace ifcctl
+{
+
+namespace
+{
+
+using Places = std::vector<ifc_ruleset_place>;
+
+bool stands(const ifc_ruleset_place &place)
+{
+    return place.table != IFC_RULESET_NOWHERE;
+}
+
+// Applies the edits and tells what other rules moved, in text and JSON.
+class Applied
+{
+public:
+    explicit Applied(RuleSet &set)
+    {
+        Places before;
+        for (unsigned n = 0; n < set.count(); ++n)
+            before.push_back(set.place(n));
+        report = set.apply();
+        moved = nlohmann::ordered_json::array();
+        for (unsigned n = 0; n < set.count(); ++n) {
+            const int from = ifc_ruleset_number(before[n]);
+            if (!stands(before[n]) || from == static_cast<int>(set.number(n)))
+                continue;
+            text += "  moved: rule " + std::to_string(from) + " is now rule " +
+                    std::to_string(set.number(n)) + " (" + describePlace(set.place(n)) + ")\n";
+            moved.push_back({{"from", from}, {"rule", set.number(n)}});
+        }
+    }
+    ifc_ruleset_report report;
+    std::string text;
+    nlohmann::ordered_json moved;
+};
+
+void refuseNotes(const Session &session, const RuleSet &set, const std::vector<RuleNote> &notes)
+{
+    if (session.options().strict && !notes.empty())
+        throw refused(Reason::NeverDecides, "rule", set.wordsOf(notes.front().position),
+                      describe(set, notes.front()) + " (--strict)");
+}
+
+void addWarnings(const RuleSet &set, const std::vector<RuleNote> &notes, std::string &text,
+                 nlohmann::ordered_json &json)
+{
+    for (const RuleNote &note : notes) {
+        const std::string warning = describe(set, note);
+        text += "  warning: " + warning + '\n';
+        json["warnings"].push_back(warning);
+    }
+}
+
+void place(Session &session, RuleSet &set, unsigned position, const ifc_rule &rule)
+{
+    set.insert(position, rule);
+    const auto notes = notesAround(set, position);
+    refuseNotes(session, set, notes);
+    const Applied applied(set);
+    const std::string number = std::to_string(set.number(position));
+    std::string text =
+        "rule " + number + ": " + describePlace(set.place(position)) + ", action " + number + '\n';
+    auto json = standingJson(set, position, session.device().revision());
+    text += applied.text;
+    json["moved"] = applied.moved;
+    addWarnings(set, notes, text, json);
+    session.print(text, json);
+}
+
+void printHelp(Session &session)
+{
+    const std::string help = ruleWordsHelp();
+    session.print(help, {{"help", help}});
+}
+
+} // namespace
+
+void ruleAdd(Session &session, WordReader &words)
+{
+    if (words.skip("help")) {
+        words.expectEnd("rule add help");
+        printHelp(session);
+        return;
+    }
+    if (words.skip("auto")) {
+        ruleAddAuto(session, words);
+        return;
+    }
+    const ifc_rule rule = ruleFrom(session, words);
+    RuleSet set(session);
+    place(session, set, set.count(), rule);
+}
+
+void ruleInsert(Session &session, WordReader &words)
+{
+    RuleSet set(session);
+    unsigned position = 0;
+    if (words.skip("before"))
+        position = takeRuleNumber(set, words, "rule insert before");
+    place(session, set, position, ruleFrom(session, words));
+}
+
+void ruleMove(Session &session, WordReader &words)
+{
+    RuleSet set(session);
+    const unsigned from = takeRuleNumber(set, words, "rule move");
+    unsigned to = set.count() - 1;
+    if (words.takeChoice("rule move", {"before", "last"}) == 0) {
+        to = takeRuleNumber(set, words, "rule move before");
+        if (to > from)
+            --to;
+    }
+    words.expectEnd("rule move");
+    const ifc_ruleset_place was = set.place(from);
+    set.move(from, to);
+    const auto notes = notesAround(set, to);
+    refuseNotes(session, set, notes);
+    const Applied applied(set);
+    const std::string number = std::to_string(set.number(to));
+    std::string text = "rule " + std::to_string(ifc_ruleset_number(was)) + " is at position " +
+                       std::to_string(to + 1) + " of " + std::to_string(set.count()) + ": rule " + number +
+                       ", " + describePlace(set.place(to)) + '\n';
+    auto json = standingJson(set, to, session.device().revision());
+    json["position"] = to + 1;
+    text += applied.text;
+    json["moved"] = applied.moved;
+    addWarnings(set, notes, text, json);
+    session.print(text, json);
+}
+
+void ruleChange(Session &session, WordReader &words)
+{
+    RuleSet set(session);
+    const unsigned position = takeRuleNumber(set, words, "rule change");
+    (void)words.takeChoice("rule change", {kActionWord});
+    const int revision = session.device().revision();
+    ifc_rule rule = set.rule(position);
+    mergeAction(rule.action, words, revision);
+    refuseWithoutPpe(rule.action);
+    set.replace(position, rule, IFC_RULESET_ACTION);
+    (void)set.apply();
+    session.print("rule " + std::to_string(set.number(position)) + ": " + kActionWord + ' ' +
+                      actionText(rule.action, revision) + '\n',
+                  standingJson(set, position, revision));
+}
+
+void ruleDelete(Session &session, WordReader &words)
+{
+    if (words.skip("auto")) {
+        ruleDeleteAuto(session, words);
+        return;
+    }
+    RuleSet set(session);
+    std::vector<unsigned> positions;
+    if (words.nextIs("id") || (!words.atEnd() && parseNumber(words.peek()))) {
+        (void)words.skip("id");
+        positions.push_back(takeRuleNumber(set, words, "rule del id"));
+        words.expectEnd("rule del");
+    } else {
+        ifc_rule rule{};
+        readMatch(words, rule);
+        words.expectEnd("rule del");
+        positions = positionsOf(set, rule);
+        if (positions.empty())
+            throw refused(Reason::NoSuchRule, "rule", words.first(),
+                          "no rule holds exactly these conditions (see 'rule show')");
+    }
+    std::string text;
+    auto json = nlohmann::ordered_json::array();
+    for (const unsigned position : positions) {
+        text += "deleted: rule " + std::to_string(set.number(position)) + ", " +
+                describePlace(set.place(position)) + '\n';
+        json.push_back(standingJson(set, position, session.device().revision()));
+    }
+    for (auto position = positions.rbegin(); position != positions.rend(); ++position)
+        set.remove(*position);
+    const Applied applied(set);
+    session.print(text + applied.text, {{"deleted", json}, {"moved", applied.moved}});
+}
+
+void ruleFlush(Session &session, WordReader &words)
+{
+    words.expectEnd("rule flush");
+    RuleSet set(session);
+    const unsigned count = set.count();
+    set.clear();
+    (void)set.apply();
+    session.print("deleted: " + std::to_string(count) + (count == 1 ? " rule\n" : " rules\n"),
+                  {{"deleted", count}});
+}
+
+} // namespace ifcctl
