@@ -73,10 +73,13 @@ void readLine(SetFile &set, unsigned number, const Words &line, int revision)
 
 void readLines(SetFile &set, std::istream &file, int revision)
 {
-    unsigned number = 0;
+    unsigned number = 0; // of the line that an error is about
+    unsigned read = 0;
     try {
         for (std::string line; std::getline(file, line);) {
-            ++number;
+            number = ++read;
+            for (std::string more; goesOn(line) && std::getline(file, more); ++read)
+                joinLines(line, more);
             readLine(set, number, splitLine(line), revision);
         }
         for (unsigned n = 0; n < set.rules.size() && !set.ppe; ++n) {

@@ -15,6 +15,7 @@ namespace
 {
 
 const std::string kNoWord;
+constexpr char kContinuation = '\\';
 
 } // namespace
 
@@ -28,6 +29,17 @@ Words splitLine(const std::string &line)
         words.push_back(word);
     }
     return words;
+}
+
+bool goesOn(const std::string &line)
+{
+    const size_t last = line.find_last_not_of(" \t\r");
+    return last != std::string::npos && line[last] == kContinuation && line.find('#') == std::string::npos;
+}
+
+void joinLines(std::string &line, const std::string &more)
+{
+    line.replace(line.rfind(kContinuation), std::string::npos, " " + more);
 }
 
 WordReader::WordReader(Words words, size_t at)

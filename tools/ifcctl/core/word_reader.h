@@ -16,6 +16,11 @@ using Words = std::vector<std::string>;
 // handler's lines end there.
 Words splitLine(const std::string &line);
 
+// A line ends with a backslash when it goes on in the next one. A comment ends with its line.
+bool goesOn(const std::string &line);
+// Puts what follows in place of the backslash.
+void joinLines(std::string &line, const std::string &more);
+
 class WordReader
 {
 public:
