@@ -4,6 +4,7 @@
 #include "tools/ifcctl/core/errors.h"
 #include "tools/ifcctl/core/placement_plan.h"
 #include "tools/ifcctl/core/rules.h"
+#include "tools/ifcctl/core/values.h"
 
 #include "engine/register_window.h"
 #include "ifc/ifc_util.h"
@@ -163,7 +164,8 @@ std::string describe(const Match &match)
 {
     std::string text;
     for (const Condition &c : match)
-        text += describeCondition(c) + ", ";
+        text += std::string(ifc::fieldName(c.field)) + ' ' + formatHex(c.command) + ' ' + formatHex(c.mask) +
+                ' ' + formatHex(c.key) + ", ";
     return text;
 }
 

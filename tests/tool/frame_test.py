@@ -81,7 +81,7 @@ class Frames(unittest.TestCase):
         self.assertTrue(one["hits"])
         self.assertEqual([c["holds"] for c in one["conditions"]], [True, True])
         self.assertEqual([rule["rule"] for rule in every], [9, 10], "nearest first")
-        self.assertEqual(every[1]["conditions"][0]["frame"], "0x35")
+        self.assertEqual(every[1]["conditions"][0]["frame"], 0x35)
         self.assertFalse(every[1]["hits"])
         code, out, _ = batch(*RULE, f"rule explain 9 {STACK}:1")
         self.assertEqual(code, 0)

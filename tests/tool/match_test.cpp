@@ -2,30 +2,22 @@
 // What automatic placement and deletion make of conditions.
 #include "tools/ifcctl/core/deletion.h"
 #include "tools/ifcctl/core/match.h"
+#include "tools/ifcctl/core/rule_words.h"
 #include "tools/ifcctl/core/values.h"
 
 #include <gtest/gtest.h>
-
-#include <sstream>
 
 using namespace ifcctl;
 
 namespace
 {
 
-WordReader readerOf(const std::string &line)
-{
-    std::istringstream text(line);
-    Words words;
-    for (std::string word; text >> word;)
-        words.push_back(word);
-    return WordReader(words);
-}
-
 Match matchOf(const std::string &line)
 {
-    WordReader words = readerOf(line);
-    return parseMatch(words);
+    WordReader words(wordsOf(line));
+    ifc_rule rule{};
+    readMatch(words, rule);
+    return requestOf(rule);
 }
 
 TEST(Match, RequestHasARangeAsTwoConditions)

@@ -24,17 +24,19 @@ void actionShow(Session &session, WordReader &words)
     const unsigned entry = entryNumber(words, "action show");
     words.expectEnd("action show");
     const std::string text = session.textOf("ifc_dump_action", entry);
-    auto json = describeAction(readAction(session, entry));
+    auto json = actionJson(readAction(session, entry), session.device().revision());
     session.print(text, {{"action", entry}, {"fields", json}});
 }
 
 void actionSet(Session &session, WordReader &words)
 {
     const unsigned entry = entryNumber(words, "action set");
-    const Action action = parseAction(words);
+    IFC_Action_Format action{};
+    const auto subActions = readSubActions(words, action);
     refuseWithoutPpe(action);
-    const std::string text = programAction(session, entry, action);
-    session.print(text, {{"action", entry}, {"fields", describeAction(readAction(session, entry))}});
+    const std::string text = programAction(session, entry, subActions);
+    session.print(text, {{"action", entry},
+                         {"fields", actionJson(readAction(session, entry), session.device().revision())}});
 }
 
 void actionClear(Session &session, WordReader &words)
@@ -96,7 +98,7 @@ Counter readCounter(Session &session, unsigned entry)
     return counter;
 }
 
-std::string programAction(Session &session, unsigned entry, const Action &action)
+std::string programAction(Session &session, unsigned entry, const std::vector<SubAction> &action)
 {
     std::string text;
     for (const SubAction &sub : action) {

@@ -2,7 +2,7 @@
 // The commands: OBJECT VERB and what follows them.
 #pragma once
 
-#include "tools/ifcctl/core/action.h"
+#include "tools/ifcctl/core/rule_words.h"
 #include "tools/ifcctl/core/word_reader.h"
 #include "tools/ifcctl/device/session.h"
 
@@ -45,6 +45,6 @@ Counter readCounter(Session &session, unsigned entry);
 
 // Programs each sub-action of an entry and returns what the rule layer printed. Throws Error when one is
 // refused.
-std::string programAction(Session &session, unsigned entry, const Action &action);
+std::string programAction(Session &session, unsigned entry, const std::vector<SubAction> &action);
 
 } // namespace ifcctl

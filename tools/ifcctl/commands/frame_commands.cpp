@@ -67,7 +67,7 @@ void frameSend(Session &session, WordReader &words)
     if (result.entry == engine::kNoEntry) {
         json["rule"] = nullptr;
     } else {
-        const auto action = describeAction(actionOf(session, result.entry));
+        const auto action = actionJson(actionOf(session, result.entry), session.device().revision());
         text += "rule " + std::to_string(result.entry) + " (" + entryName(result.entry) +
                 ") decides, action " + action.dump() + "\n";
         json["rule"] = result.entry;
@@ -193,7 +193,7 @@ void printTotals(Session &session, const std::vector<Replayed> &captures, const 
                                  {"hits", entry.hits},
                                  {"frames", entry.frames},
                                  {"bytes", entry.bytes},
-                                 {"conditions", toJson(rule.conditions)}});
+                                 {"conditions", matchJson(rule.rule)}});
     }
     std::string text = rulesText(session, totals);
     for (const Replayed &capture : captures)

@@ -136,14 +136,15 @@ void ruleAddAuto(Session &session, WordReader &words)
 
 void ruleValidateAuto(Session &session, WordReader &words)
 {
-    const Match match = automaticRequest(ruleFrom(session, words));
+    const ifc_rule rule = ruleFrom(session, words);
+    const Match match = automaticRequest(rule);
     const Plan plan = planPlacement(match, session.options().force);
     std::string text =
         "would go to " + plan.place() + ", " + std::to_string(entryCount(match)) + " entries counted\n";
-    for (const Condition &c : match)
-        text += "  " + describeCondition(c) + '\n';
+    for (unsigned n = 0; n < rule.count; ++n)
+        text += "  " + conditionText(rule.condition[n]) + '\n';
     nlohmann::ordered_json json = {
-        {"place", plan.place()}, {"entries", entryCount(match)}, {"conditions", toJson(match)}};
+        {"place", plan.place()}, {"entries", entryCount(match)}, {"conditions", matchJson(rule)}};
     const std::string note = deletionNote(match, plan.lut0);
     if (!note.empty()) {
         text += "  note: " + note + '\n';

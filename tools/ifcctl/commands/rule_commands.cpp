@@ -2,7 +2,6 @@
 // rule validate, find, list, read, clear; the table of all rule commands.
 #include "rule_commands.h"
 #include "rule_notes.h"
-#include "tools/ifcctl/core/action.h"
 #include "tools/ifcctl/core/errors.h"
 #include "tools/ifcctl/core/rule_words.h"
 #include "tools/ifcctl/core/rules.h"
@@ -86,10 +85,10 @@ void ruleList(Session &session, WordReader &words)
     for (const PlacedRule &rule : placedRules()) {
         text += "rule " + std::to_string(rule.id) + ": " + describePlace(rule) +
                 (rule.complete ? "\n" : ", no end flag: never hits\n");
-        for (const Condition &c : rule.conditions)
-            text += "  " + describeCondition(c) + '\n';
+        for (unsigned n = 0; n < rule.rule.count; ++n)
+            text += "  " + conditionText(rule.rule.condition[n]) + '\n';
         auto entry = toJson(rule);
-        entry["actions"] = describeAction(readAction(session, rule.id));
+        entry["actions"] = actionJson(readAction(session, rule.id), session.device().revision());
         text += "  action " + entry["actions"].dump() + '\n';
         json.push_back(entry);
     }

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // table dump, table verify, resource show.
 #include "rule_commands.h"
-#include "tools/ifcctl/core/action.h"
 #include "tools/ifcctl/core/placement_plan.h"
 #include "tools/ifcctl/core/rules.h"
 #include "tools/ifcctl/core/values.h"
@@ -44,7 +43,7 @@ void tableDump(Session &session, WordReader &words)
     json["rules"] = nlohmann::ordered_json::array();
     for (const PlacedRule &rule : placedRules()) {
         auto entry = toJson(rule);
-        entry["actions"] = describeAction(readAction(session, rule.id));
+        entry["actions"] = actionJson(readAction(session, rule.id), session.device().revision());
         json["rules"].push_back(entry);
     }
     session.print("", json);
@@ -101,16 +100,10 @@ void resourceShow(Session &session, WordReader &words)
     nlohmann::ordered_json json = {{"lut0_free", space.lut0}, {"lut1_free", free}, {"lut1_runs", space.runs}};
     if (!words.atEnd()) {
         (void)words.takeChoice("resource show", {"fits"});
-        RuleSet set(session);
         const ifc_rule rule = ruleFrom(session, words);
         ifc_rule_shape shape{};
         ifc_rule_shape_of(&rule, &shape);
-        unsigned fits = 0;
-        for (; set.count() < IFC_RULESET_RULES; ++fits) {
-            set.append(rule);
-            if (!set.fits())
-                break;
-        }
+        const unsigned fits = RuleSet(session).countFits(rule);
         text += std::to_string(fits) + " more rules of this shape fit after all others (" +
                 (shape.narrow_entries == 0 ? "LUT0 only"
                                            : std::to_string(shape.narrow_entries) + " LUT1 entries each" +

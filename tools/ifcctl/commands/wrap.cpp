@@ -41,8 +41,7 @@ std::string wrapped(const std::string &text, unsigned width, unsigned indent, co
         if (to == std::string::npos)
             to = text.size();
         const std::string word = text.substr(from, to - from); // with the space before it
-        const size_t room = to == text.size() ? width : width - more.size();
-        if (hasWord && line.size() + word.size() > room) {
+        if (hasWord && line.size() + word.size() + more.size() > width) {
             out += line + more + '\n';
             line = start + word.substr(word[0] == ' ' ? 1 : 0);
         } else {

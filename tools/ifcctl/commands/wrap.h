@@ -11,8 +11,8 @@ namespace ifcctl
 unsigned outputWidth();
 
 // The text in lines of at most `width` columns where its words allow it. Lines break at spaces; those after
-// the first begin with `indent` spaces, and `more` stands at the end of those before the last. Each line ends
-// with a line end.
+// the first begin with `indent` spaces, and `more` stands at the end of those before the last, which has room
+// for it. Each line ends with a line end.
 std::string wrapped(const std::string &text, unsigned width, unsigned indent, const std::string &more = "");
 
 } // namespace ifcctl

@@ -125,6 +125,26 @@ public:
             ifc::setActionField(entry_.word, ifc::kEnable, *enable_);
     }
 
+    // Of the words that were read onto a zeroed entry, in their order.
+    std::vector<SubAction> subActions() const
+    {
+        std::vector<SubAction> all;
+        for (const Given &given : given_) {
+            if (given.off)
+                throw usage("action", kOffWord, "values: this programs what the words name");
+            const unsigned actIdx = subActionOf(*given.entry);
+            if (std::any_of(all.begin(), all.end(),
+                            [&](const SubAction &sub) { return sub.actIdx == actIdx; }))
+                continue;
+            SubAction &sub = all.emplace_back(SubAction{actIdx, {}});
+            for (unsigned n = 0; n < std::size(sub.values); ++n)
+                sub.values[n] = ifc::getActionField(entry_.word, ifc::kSetFields[actIdx][n]);
+        }
+        if (enable_)
+            throw usage("action", kEnableWord, "the other words: this programs what they name");
+        return all;
+    }
+
 private:
     static inline const std::string kAcceptedWord = "a word of actions that 'rule add help' lists";
 
@@ -188,10 +208,14 @@ private:
         ifc::setActionField(entry_.word, ifc::kEnable, others | (on ? mask : 0));
     }
 
+    unsigned subActionOf(const ActionWord &word) const
+    {
+        return &word == findWord("nbq") && nbqOfCpu_ ? unsigned{IFC_ACT_CPU_NBQ} : word.actIdx;
+    }
+
     void apply(const Given &given)
     {
-        const bool nbq = given.entry == findWord("nbq");
-        const unsigned actIdx = nbq && nbqOfCpu_ ? unsigned{IFC_ACT_CPU_NBQ} : given.entry->actIdx;
+        const unsigned actIdx = subActionOf(*given.entry);
         switchEnable(actIdx, !given.off);
         if (actIdx == IFC_ACT_FPORT_NBQ && !enable_)
             ifc::setActionField(entry_.word, ifc::kCpu, 0);
@@ -273,6 +297,26 @@ bool isActionWord(const std::string &word)
     return findWord(word) != nullptr || word == kEnableWord;
 }
 
+std::string actionWordsHelp()
+{
+    std::string text;
+    const auto line = [&text](const std::string &word, const std::string &meaning) {
+        text +=
+            "  " + word + std::string(word.size() < 18 ? 18 - word.size() : 0, ' ') + ' ' + meaning + '\n';
+    };
+    for (const ActionWord &entry : kActionWords) {
+        std::string meaning = entry.most() == 1 ? "flag" : "0 to " + std::to_string(entry.most());
+        if (entry.lsb != 0)
+            meaning += ", " + namesOfCodePoints() + " (the code point of IPv4)";
+        else if (entry.actIdx == IFC_ACT_IPV4_DSCP)
+            meaning += " (the octet of IPv4 as the entry holds it)";
+        line(entry.word, meaning);
+    }
+    line(kEnableWord, "0 to " + std::to_string(ifc::actionFieldMost(ifc::kEnable)) +
+                          " (the enable bits as they stand, for entries that no other words make)");
+    return text;
+}
+
 void mergeAction(IFC_Action_Format &entry, WordReader &words, int revision)
 {
     ActionReader(entry, words, revision).read();
@@ -283,6 +327,15 @@ IFC_Action_Format readAction(WordReader &words, int revision)
     IFC_Action_Format entry{};
     mergeAction(entry, words, revision);
     return entry;
+}
+
+std::vector<SubAction> readSubActions(WordReader &words, IFC_Action_Format &entry)
+{
+    constexpr int kAnyRevision = 0; // the enable bits are the rule layer's
+    entry = {};
+    ActionReader reader(entry, words, kAnyRevision);
+    reader.read();
+    return reader.subActions();
 }
 
 std::string actionText(const IFC_Action_Format &entry, int revision)

@@ -68,6 +68,12 @@ std::string valueText(const ConditionVerdict &c, uint64_t value)
                                                  : formatFieldValue(c.condition.field, value);
 }
 
+nlohmann::ordered_json valueJson(const ConditionVerdict &c, uint64_t value)
+{
+    return partOfMac(c) || c.condition.part != 0 ? nlohmann::ordered_json(value)
+                                                 : fieldJson(c.condition.field, value);
+}
+
 std::string conditionField(const ConditionVerdict &c)
 {
     const unsigned field = c.condition.field;
@@ -141,7 +147,7 @@ std::string toText(const RuleVerdict &verdict, std::optional<unsigned> decides)
     std::vector<Row> rows = {{"entry", "field", "command", "mask", "key", "frame", "verdict"}};
     for (const ConditionVerdict &c : verdict.conditions)
         rows.push_back({c.entry < 0 ? "-" : std::to_string(c.entry), conditionField(c),
-                        commandName(static_cast<unsigned>(c.condition.command)),
+                        compareName(static_cast<unsigned>(c.condition.command)),
                         valueText(c, c.condition.mask), valueText(c, c.condition.key),
                         c.value ? valueText(c, *c.value) : "absent", c.holds ? "holds" : "FAILS"});
     std::array<size_t, 7> widths{};
@@ -169,11 +175,10 @@ nlohmann::ordered_json toJson(const RuleVerdict &verdict, std::optional<unsigned
         if (c.entry >= 0)
             row["entry"] = c.entry;
         row["field"] = conditionField(c);
-        row["command"] = commandName(static_cast<unsigned>(c.condition.command));
-        row["mask"] = valueText(c, c.condition.mask);
-        row["key"] = valueText(c, c.condition.key);
-        row["frame"] =
-            c.value ? nlohmann::ordered_json(valueText(c, *c.value)) : nlohmann::ordered_json(nullptr);
+        row["command"] = compareName(static_cast<unsigned>(c.condition.command));
+        row["mask"] = valueJson(c, c.condition.mask);
+        row["key"] = valueJson(c, c.condition.key);
+        row["frame"] = c.value ? valueJson(c, *c.value) : nlohmann::ordered_json(nullptr);
         row["holds"] = c.holds;
         json["conditions"].push_back(row);
     }

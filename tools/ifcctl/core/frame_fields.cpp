@@ -80,10 +80,7 @@ nlohmann::ordered_json fieldsToJson(const engine::FieldImage &fields)
         if (!engine::hasField(fields, field))
             continue;
         const uint64_t value = engine::fieldValue(fields, field);
-        if (ifc::isMac(field) || ifc::isIpv4Address(field))
-            json[ifc::fieldName(field)] = formatFieldValue(field, value);
-        else
-            json[ifc::fieldName(field)] = value;
+        json[ifc::fieldName(field)] = fieldJson(field, value);
         if (field == DIPv6_127_96)
             json["DIPv6"] = formatIpv6(ipv6Of(fields, DIPv6_31_0));
         if (field == SIPv6_127_96)

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "rules.h"
+#include "word_reader.h"
 
 #include "engine/classifier.h"
 

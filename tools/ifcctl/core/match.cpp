@@ -3,7 +3,6 @@
 
 #include "conditions.h"
 #include "rule_words.h"
-#include "values.h"
 
 #include "ifc/records/narrow_record.h"
 
@@ -16,11 +15,6 @@ bool sameComparison(const Condition &one, const Condition &other)
 {
     return one.field == other.field && one.command == other.command && one.mask == other.mask &&
            one.key == other.key;
-}
-
-const char *commandName(unsigned command)
-{
-    return compareName(command & 3);
 }
 
 Match requestOf(const ifc_rule &rule)
@@ -41,13 +35,6 @@ Match requestOf(const ifc_rule &rule)
         add(makeCondition(c.field, IFC_COMPARE_AT_MOST, c.mask, c.key_last));
     }
     return match;
-}
-
-Match parseMatch(WordReader &words)
-{
-    ifc_rule rule{};
-    readMatch(words, rule);
-    return requestOf(rule);
 }
 
 void putMacLast(Match &match)

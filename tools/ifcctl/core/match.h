@@ -2,8 +2,6 @@
 // The conditions of a rule, and the request that the rule layer takes.
 #pragma once
 
-#include "word_reader.h"
-
 #include "ifc/records/fields.h"
 #include "ruleset/ruleset.h"
 
@@ -28,12 +26,8 @@ bool sameComparison(const Condition &one, const Condition &other);
 
 using Match = std::vector<Condition>;
 
-const char *commandName(unsigned command);
-
 // The conditions as automatic placement takes them: a range as two.
 Match requestOf(const ifc_rule &rule);
-// The same of the words up to the end of the line or to `action`. Throws Error.
-Match parseMatch(WordReader &words);
 
 // Moves a MAC condition to the end if it is the only one: the automatic deletion finds it only there.
 void putMacLast(Match &match);

@@ -21,9 +21,6 @@ namespace
 {
 
 const std::string kForm = "KEY [eq|ne|!|ge|le] VALUE[/MASK], KEY FIRST-LAST or KEY any";
-const std::string kAcceptedAddress =
-    "an IPv4 or IPv6 address, alone, with /PREFIX or with /MASK of the same family";
-
 // The length of a prefix: decimal digits only.
 std::optional<unsigned> prefixLength(const std::string &text, unsigned width)
 {
@@ -122,20 +119,6 @@ private:
         return "a word that 'rule add help' lists" + didYouMean(given, matchWords());
     }
 
-    std::string acceptedValue() const
-    {
-        if (ifc::isMac(word_.field))
-            return "a MAC address such as 01:00:5e:00:00:00, alone, with /PREFIX (1 to 48) or with /MASK";
-        if (ifc::isIpv4Address(word_.field))
-            return "an IPv4 address or its number, alone, with /PREFIX or with /MASK";
-        const std::string most = formatHex(ifc::lowBits(word_.width));
-        std::string text = "a number from 0 to " + most + ", alone or with /MASK (1 to " + most + ")";
-        if (ifc::isHalf(word_.field))
-            text += ", or FIRST-LAST";
-        const std::string names = namesOfValues(word_);
-        return names.empty() ? text : text + ", or one of " + names;
-    }
-
     // The value and the mask in the unit of the word.
     std::optional<uint64_t> valueOf(const std::string &text) const
     {
@@ -173,7 +156,7 @@ private:
     void readAny()
     {
         if (word_.kind == MatchWord::Kind::Address)
-            words_.reject(kAcceptedAddress);
+            words_.reject(acceptedValues(word_));
         if (compare_ == IFC_COMPARE_RANGE)
             words_.reject("FIRST-LAST");
         add(word_.field, 0, 0);
@@ -183,7 +166,7 @@ private:
     {
         if (compare_ == IFC_COMPARE_RANGE)
             words_.reject("FIRST-LAST");
-        const std::string accepted = acceptedValue();
+        const std::string accepted = acceptedValues(word_);
         const auto maskText = splitMask(value_);
         const auto key = valueOf(value_);
         const auto mask = maskText ? maskOf(*maskText) : ifc::lowBits(word_.width);
@@ -202,7 +185,7 @@ private:
         const auto first = valueOf(value_.substr(0, dash));
         const auto last = valueOf(value_.substr(dash + 1));
         if (!first || !last || *last < *first)
-            words_.reject(acceptedValue());
+            words_.reject(acceptedValues(word_));
         if (compare_ != IFC_COMPARE_EQUAL && compare_ != IFC_COMPARE_RANGE)
             words_.reject("a range without " + std::string(compareName(compare_)) +
                           ": what is outside it takes two rules");
@@ -225,14 +208,14 @@ private:
             if (!mask)
                 mask = parseIpv4(*maskText);
             if (!mask)
-                words_.reject(kAcceptedAddress);
-            refuseEmptyMask(*mask, kAcceptedAddress);
-            refuseOutside(*ipv4, *mask, kAcceptedAddress);
+                words_.reject(acceptedValues(word_));
+            refuseEmptyMask(*mask, acceptedValues(word_));
+            refuseOutside(*ipv4, *mask, acceptedValues(word_));
             add(word_.field, *mask, *ipv4);
         } else if (const auto ipv6 = parseIpv6(value_)) {
             readIpv6(*ipv6, maskText ? ipv6Mask(*maskText) : ipv6PrefixMask(128));
         } else {
-            words_.reject(kAcceptedAddress);
+            words_.reject(acceptedValues(word_));
         }
     }
 
@@ -240,14 +223,14 @@ private:
     void readIpv6(const Ipv6 &address, const std::optional<Ipv6> &mask)
     {
         if (!mask)
-            words_.reject(kAcceptedAddress);
+            words_.reject(acceptedValues(word_));
         const size_t from = read_.size();
         for (unsigned n = 0; n < mask->size(); ++n) {
-            refuseOutside(address[n], (*mask)[n], kAcceptedAddress);
+            refuseOutside(address[n], (*mask)[n], acceptedValues(word_));
             if ((*mask)[n] != 0)
                 add(word_.field6 + 3 - n, (*mask)[n], address[n]);
         }
-        refuseEmptyMask(read_.size() - from, kAcceptedAddress);
+        refuseEmptyMask(read_.size() - from, acceptedValues(word_));
         if (read_.size() - from > 1 && compare_ != IFC_COMPARE_EQUAL)
             throw usage(words_.key(), compareName(compare_) + (" " + words_.value()),
                         "eq only: an IPv6 address is compared word by word, and all words must hold");

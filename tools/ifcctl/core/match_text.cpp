@@ -315,21 +315,16 @@ std::string matchText(const ifc_rule &rule)
 
 nlohmann::ordered_json matchJson(const ifc_rule &rule)
 {
-    const auto value = [](unsigned field, uint64_t number) {
-        return ifc::isMac(field) || ifc::isIpv4Address(field)
-                   ? nlohmann::ordered_json(formatFieldValue(field, number))
-                   : nlohmann::ordered_json(number);
-    };
     auto list = nlohmann::ordered_json::array();
     for (unsigned n = 0; n < rule.count; ++n) {
         const ifc_rule_condition &c = rule.condition[n];
         nlohmann::ordered_json json = {{"field", ifc::fieldName(c.field)},
                                        {"id", c.field},
                                        {"command", compareName(c.compare)},
-                                       {"key", value(c.field, c.key)}};
+                                       {"key", fieldJson(c.field, c.key)}};
         if (c.compare == IFC_COMPARE_RANGE)
             json["last"] = c.key_last;
-        json["mask"] = value(c.field, c.mask);
+        json["mask"] = fieldJson(c.field, c.mask);
         list.push_back(json);
     }
     return list;

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 #include "match_words.h"
 
+#include "rule_words.h"
+#include "values.h"
+
 #include "ifc/records/fields.h"
 
 #include <algorithm>
@@ -170,6 +173,53 @@ const std::vector<std::string> &matchWords()
         return words;
     }();
     return all;
+}
+
+std::string acceptedValues(const MatchWord &word)
+{
+    if (word.kind == Kind::Address)
+        return "an IPv4 or IPv6 address, alone, with /PREFIX or with /MASK of the same family";
+    if (ifc::isMac(word.field))
+        return "a MAC address such as 01:00:5e:00:00:00, alone, with /PREFIX (1 to 48) or with /MASK";
+    if (ifc::isIpv4Address(word.field))
+        return "an IPv4 address or its number, alone, with /PREFIX or with /MASK";
+    const std::string most = formatHex(ifc::lowBits(word.width));
+    std::string text = "a number from 0 to " + most + ", alone or with /MASK (1 to " + most + ")";
+    if (ifc::isHalf(word.field))
+        text += ", or FIRST-LAST";
+    const std::string names = namesOfValues(word);
+    return names.empty() ? text : text + ", or one of " + names;
+}
+
+std::string matchWordsHelp()
+{
+    std::string text;
+    const auto line = [&text](const std::string &name, const std::string &meaning) {
+        text +=
+            "  " + name + std::string(name.size() < 18 ? 18 - name.size() : 0, ' ') + ' ' + meaning + '\n';
+    };
+    for (const auto &[name, word] : wordTable()) {
+        const std::string field = ifc::fieldName(word.field);
+        const bool ownName = word.kind == Kind::Field && name == lowerCase(field);
+        if (ownName && word.field != FRAME_TYPE && word.field != FLOW_LABEL)
+            continue;
+        std::string fields = field;
+        if (word.kind == Kind::Versioned)
+            fields += std::string(" or ") + ifc::fieldName(word.field6);
+        else if (word.kind == Kind::Address)
+            fields += word.field == DIPv4 ? " or DIPv6" : " or SIPv6";
+        if (!word.isWholeField())
+            fields +=
+                " bits " + std::to_string(word.lsb + word.width - 1) + " to " + std::to_string(word.lsb);
+        std::string values = "address[/PREFIX|/MASK]";
+        if (word.kind != Kind::Address && !ifc::isMac(word.field))
+            values = "0 to " + std::to_string(ifc::lowBits(word.width));
+        const std::string names = namesOfValues(word);
+        line(name, values + (names.empty() ? "" : ", " + names) + " (" + fields + ')');
+    }
+    line("udf0 to udf15", "0 to 65535 (UDF0 to UDF15)");
+    line("dport, vid0, ...", "every field by its own name, as 'frame fields' prints it or in lower case");
+    return text;
 }
 
 std::optional<uint64_t> namedValue(const MatchWord &word, const std::string &name)

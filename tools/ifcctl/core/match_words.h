@@ -33,6 +33,9 @@ std::optional<MatchWord> findMatchWord(const std::string &word);
 // Every word in lower case, in the order of the alphabet.
 const std::vector<std::string> &matchWords();
 
+// What may follow the word, for messages.
+std::string acceptedValues(const MatchWord &word);
+
 // A value that has a name under this word, such as `udp`.
 std::optional<uint64_t> namedValue(const MatchWord &word, const std::string &name);
 std::string namesOfValues(const MatchWord &word); // separated by spaces; "" if no value has a name

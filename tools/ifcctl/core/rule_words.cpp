@@ -1,10 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 #include "rule_words.h"
 
-#include "match_words.h"
-
-#include "ifc/records/fields.h"
-
 namespace ifcctl
 {
 
@@ -25,7 +21,18 @@ std::string ruleText(const ifc_rule &rule, int revision)
 
 std::string ruleWordsHelp()
 {
-    return "MATCH: KEY [eq|ne|!|ge|le] VALUE[/MASK], KEY FIRST-LAST, KEY any; or any alone\n";
+    std::string text = "MATCH, all must hold:\n"
+                       "  KEY [eq|ne|!|ge|le] VALUE[/MASK]\n"
+                       "  KEY FIRST-LAST\n"
+                       "  KEY any            the frame has the field\n"
+                       "  any                alone: every frame\n"
+                       "Keys:\n" +
+                       matchWordsHelp() +
+                       "Action:\n"
+                       "  WORD VALUE, a flag without a value, or WORD off\n"
+                       "Words:\n" +
+                       actionWordsHelp();
+    return text;
 }
 
 } // namespace ifcctl

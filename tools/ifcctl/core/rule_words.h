@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include <string>
+#include <vector>
 
 namespace ifcctl
 {
@@ -48,6 +49,16 @@ IFC_Action_Format readAction(WordReader &words, int revision);
 // The same onto an entry that has something already: what is not named stays.
 void mergeAction(IFC_Action_Format &entry, WordReader &words, int revision);
 
+// A sub-action as ifc_set_action() takes it.
+struct SubAction {
+    unsigned actIdx;
+    uint32_t values[4];
+};
+
+// The same words as the sub-actions that they name, and as an entry. Throws Error also for words that no
+// sub-action stands for: `enable` and `off`.
+std::vector<SubAction> readSubActions(WordReader &words, IFC_Action_Format &entry);
+
 // In words that readAction() takes; "" for an entry of zeros.
 std::string actionText(const IFC_Action_Format &entry, int revision);
 
@@ -67,7 +78,9 @@ ifc_rule readRule(WordReader &words, int revision);
 // "dst_port 53 action queue 3": what `rule add` takes.
 std::string ruleText(const ifc_rule &rule, int revision);
 
-// Every word with its values, for `rule add help`.
+// Every word with its values, for `rule add help`; the two parts of it, a word a line.
 std::string ruleWordsHelp();
+std::string matchWordsHelp();
+std::string actionWordsHelp();
 
 } // namespace ifcctl

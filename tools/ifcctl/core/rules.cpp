@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 #include "rules.h"
 
-#include "values.h"
+#include "rule_words.h"
 
 #include "ifc/records/chip.h"
 #include "ifc/records/narrow_record.h"
@@ -13,45 +13,9 @@ namespace ifcctl
 namespace
 {
 
-constexpr unsigned kMacHighPart = 32; // of an entry that compares the upper 16 bits of an address
-
-Condition conditionOf(const ifc::Condition &decoded)
+PlacedRule placed(bool lut0, unsigned first, unsigned last, bool complete, const ifc_rule &rule)
 {
-    Condition c;
-    c.field = decoded.field;
-    c.command = static_cast<unsigned>(decoded.command);
-    c.mask = decoded.mask;
-    c.key = decoded.key;
-    return c;
-}
-
-Match lut0Conditions(const uint32_t *rule)
-{
-    Match match;
-    for (unsigned field = ifc::nextWideField(rule, 0); field != 0; field = ifc::nextWideField(rule, field))
-        match.push_back(conditionOf(ifc::decodeWide(rule, field)));
-    return match;
-}
-
-// The two entries of a MAC become one condition.
-Match lut1Conditions(const ifc::Chain &run)
-{
-    Match match;
-    for (unsigned entry = run.first; entry <= run.end; ++entry) {
-        const ifc::Condition decoded = ifc::decodeNarrow(IFC_LUT1_Rule[entry].word);
-        Condition c = conditionOf(decoded);
-        if (decoded.part == kMacHighPart) {
-            c.mask <<= kMacHighPart;
-            c.key <<= kMacHighPart;
-            if (!match.empty() && match.back().field == c.field && match.back().mask >> kMacHighPart == 0) {
-                match.back().mask |= c.mask;
-                match.back().key |= c.key;
-                continue;
-            }
-        }
-        match.push_back(c);
-    }
-    return match;
+    return {lut0 ? last : ifc::actionOfEntry(last), lut0, first, last, complete, rule, requestOf(rule)};
 }
 
 } // namespace
@@ -59,13 +23,20 @@ Match lut1Conditions(const ifc::Chain &run)
 std::vector<PlacedRule> placedRules()
 {
     std::vector<PlacedRule> rules;
-    for (unsigned index = 0; index < IFC_LUT0_RULES; ++index)
-        if (const uint32_t *rule = IFC_LUT0_Rule[index].word; ifc::wideValid(rule))
-            rules.push_back({index, true, index, index, true, lut0Conditions(rule)});
+    for (unsigned index = 0; index < IFC_LUT0_RULES; ++index) {
+        if (!ifc::wideValid(IFC_LUT0_Rule[index].word))
+            continue;
+        ifc_rule rule{};
+        ifc_rule_decode_wide(&IFC_LUT0_Rule[index], &rule);
+        rules.push_back(placed(true, index, index, true, rule));
+    }
     ifc::Chain run{};
-    for (unsigned from = 0; ifc::nextRun(IFC_LUT1_Rule, from, run); from = run.end + 1)
-        rules.push_back(
-            {ifc::actionOfEntry(run.end), false, run.first, run.end, run.complete, lut1Conditions(run)});
+    for (unsigned from = 0; ifc::nextRun(IFC_LUT1_Rule, from, run); from = run.end + 1) {
+        ifc_rule rule{};
+        if (ifc_rule_decode_narrow(&IFC_LUT1_Rule[run.first], run.end - run.first + 1, &rule) != 0)
+            rule.count = 0;
+        rules.push_back(placed(false, run.first, run.end, run.complete, rule));
+    }
     return rules;
 }
 
@@ -91,27 +62,6 @@ std::string describePlace(const PlacedRule &rule)
     return describePlace(rule.lut0, rule.first, rule.last);
 }
 
-std::string describeCondition(const Condition &c)
-{
-    std::string text = std::string(ifc::fieldName(c.field)) + ' ' + commandName(c.command) + ' ' +
-                       formatFieldValue(c.field, c.key);
-    if (c.mask != ifc::fieldOnes(c.field))
-        text += '/' + formatFieldValue(c.field, c.mask);
-    return text;
-}
-
-nlohmann::ordered_json toJson(const Match &match)
-{
-    auto list = nlohmann::ordered_json::array();
-    for (const Condition &c : match)
-        list.push_back({{"field", ifc::fieldName(c.field)},
-                        {"id", c.field},
-                        {"command", commandName(c.command)},
-                        {"key", formatFieldValue(c.field, c.key)},
-                        {"mask", formatFieldValue(c.field, c.mask)}});
-    return list;
-}
-
 nlohmann::ordered_json toJson(const PlacedRule &rule)
 {
     nlohmann::ordered_json j;
@@ -121,7 +71,8 @@ nlohmann::ordered_json toJson(const PlacedRule &rule)
     j["last"] = rule.last;
     j["action"] = rule.id;
     j["complete"] = rule.complete;
-    j["conditions"] = toJson(rule.conditions);
+    j["match"] = matchText(rule.rule);
+    j["conditions"] = matchJson(rule.rule);
     return j;
 }
 

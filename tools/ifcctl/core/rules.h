@@ -14,10 +14,11 @@ namespace ifcctl
 struct PlacedRule {
     unsigned id; // its action index
     bool lut0;
-    unsigned first; // LUT0: the rule; LUT1: first entry
-    unsigned last;  // LUT1: entry with the end flag, or the last of a chain that has none
-    bool complete;  // a LUT1 chain without end flag never hits
-    Match conditions;
+    unsigned first;   // LUT0: the rule; LUT1: first entry
+    unsigned last;    // LUT1: entry with the end flag, or the last of a chain that has none
+    bool complete;    // a LUT1 chain without end flag never hits
+    ifc_rule rule;    // its conditions; none if an entry names no field, which never hits
+    Match conditions; // the same as a request of automatic placement
 };
 
 std::vector<PlacedRule> placedRules();
@@ -26,8 +27,6 @@ std::optional<PlacedRule> ruleOf(unsigned id);
 
 std::string describePlace(bool lut0, unsigned first, unsigned last); // "LUT1 entries 0-2"
 std::string describePlace(const PlacedRule &rule);
-std::string describeCondition(const Condition &condition);
 nlohmann::ordered_json toJson(const PlacedRule &rule);
-nlohmann::ordered_json toJson(const Match &match);
 
 } // namespace ifcctl

@@ -116,6 +116,13 @@ std::string formatFieldValue(unsigned field, uint64_t value)
     return formatHex(value);
 }
 
+nlohmann::ordered_json fieldJson(unsigned field, uint64_t value)
+{
+    if (ifc::isMac(field) || ifc::isIpv4Address(field))
+        return formatFieldValue(field, value);
+    return value;
+}
+
 const char *compareName(unsigned compare)
 {
     static const char *const names[] = {"eq", "ne", "ge", "le", "range"};

@@ -4,6 +4,8 @@
 
 #include "ifc/records/fields.h"
 
+#include <nlohmann/json.hpp>
+
 #include <array>
 #include <cstdint>
 #include <optional>
@@ -31,6 +33,9 @@ std::string formatIpv6(const Ipv6 &address);
 std::string formatHex(uint64_t value);
 // As the field is printed on its own: MAC and IPv4 addresses as such, others in hexadecimal.
 std::string formatFieldValue(unsigned field, uint64_t value);
+
+// The same in JSON: addresses as text, others as numbers.
+nlohmann::ordered_json fieldJson(unsigned field, uint64_t value);
 
 // "eq", "ne", "ge", "le", "range": the comparison of a condition (enum ifc_compare).
 const char *compareName(unsigned compare);

@@ -51,14 +51,13 @@ ifc_rule wideProbe()
 // What is wrong with a rule that ifc_rule_check() does not accept.
 Error badRule(const ifc_rule &rule, const ifc_ruleset_report &report)
 {
-    const auto name = [&](unsigned condition) -> std::string {
-        const char *field =
-            condition < rule.count ? ifc::fieldName(rule.condition[condition].field) : nullptr;
-        return field == nullptr ? "condition " + std::to_string(condition) : field;
+    const auto name = [&](unsigned condition) {
+        return condition < rule.count ? conditionText(rule.condition[condition])
+                                      : "condition " + std::to_string(condition);
     };
     const std::string first = name(report.condition);
     const std::string narrow = report.other >= rule.count ? "it needs more than 16 entries there"
-                                                          : name(report.other) + " does not fit";
+                                                          : "'" + name(report.other) + "' does not fit";
     const auto heldByNone = [&](const std::string &wide) {
         return refused(Reason::NoTableHolds, "rule", first,
                        "no table holds this rule: LUT0 " + wide + ", and in LUT1 " + narrow);
@@ -111,7 +110,7 @@ void RuleSet::insert(unsigned position, const ifc_rule &rule)
         edits_.push_back({RuleEdit::Kind::Insert, position, 0, rule});
         return;
     case IFC_RULESET_FULL:
-        throw refused(Reason::NoSpace, "rule", "",
+        throw refused(Reason::NoSpace, "rule", matchText(rule),
                       "no space: there are " + std::to_string(IFC_RULESET_RULES) +
                           " rules, one for each action");
     case IFC_RULESET_BAD_POSITION:
@@ -162,10 +161,14 @@ ifc_ruleset_report RuleSet::tryPlan()
     return report;
 }
 
-bool RuleSet::fits()
+unsigned RuleSet::countFits(const ifc_rule &rule) const
 {
-    ifc_ruleset_report report{};
-    return ifc_ruleset_plan(set_.get(), &report) == IFC_RULESET_OK;
+    const auto trial = std::make_unique<ifc_ruleset>(*set_);
+    unsigned fits = 0;
+    while (ifc_ruleset_insert(trial.get(), IFC_RULESET_LAST, &rule, nullptr) == IFC_RULESET_OK &&
+           ifc_ruleset_plan(trial.get(), nullptr) == IFC_RULESET_OK)
+        ++fits;
+    return fits;
 }
 
 ifc_ruleset_report RuleSet::apply(unsigned flags)
@@ -228,7 +231,7 @@ std::string RuleSet::whatWouldFit() const
         text += "a LUT0 rule";
     else
         text += entriesText(shape.narrow_entries) + (shape.wide != 0 ? " or a LUT0 rule" : "");
-    text += ", there would fit " + (most == 0 ? "no LUT1 entry" : "at most " + entriesText(most));
+    text += "; there would fit " + (most == 0 ? "no LUT1 entry" : "at most " + entriesText(most));
     return text + (fitsInstead(wideProbe()) ? " or a LUT0 rule" : " and no LUT0 rule");
 }
 
@@ -252,12 +255,11 @@ void RuleSet::throwNoPlace(const ifc_ruleset_report &report) const
                           whatWouldFit());
     default:
         throw refused(Reason::NoSpace, "rule", asked,
-                      "no space: only LUT0 holds " + counted(report.wide_needed, "rule") +
-                          " (places: " + std::to_string(report.wide_free) + "), only LUT1 holds " +
-                          entriesText(report.narrow_needed) +
-                          " (entries: " + std::to_string(report.narrow_free) + "), either holds " +
+                      "no space: " + counted(report.wide_needed, "rule") + " in LUT0 only (it has " +
+                          std::to_string(report.wide_free) + "), " + entriesText(report.narrow_needed) +
+                          " in LUT1 only (it has " + std::to_string(report.narrow_free) + "), and " +
                           counted(report.either_rules, "rule") + " of " + entriesText(report.either_entries) +
-                          whatWouldFit());
+                          " in either" + whatWouldFit());
     }
 }
 

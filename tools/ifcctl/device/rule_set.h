@@ -48,8 +48,8 @@ public:
     ifc_ruleset_report plan();
     // The same; what is wrong stands in the report.
     ifc_ruleset_report tryPlan();
-    // Can the rules stand together?
-    bool fits();
+    // How many such rules could be appended, one after the other. The list stays as it is.
+    unsigned countFits(const ifc_rule &rule) const;
     // Brings the tables there, all or nothing. Throws Error as plan() does, or when a transfer does not
     // complete.
     ifc_ruleset_report apply(unsigned flags = 0);
