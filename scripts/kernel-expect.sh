@@ -26,7 +26,7 @@ cp tests/kernel/{init,checks.sh,ktap.sh,ktap_test.sh,faults} examples/{stack,fra
 chmod +x "$fs/init" "$fs/checks.sh"
 cp build/armhf-tool/tools/ifcctl/ifcctl "$fs/bin/"
 cp tests/kernel/batch.txt "$fs/batch"
-cp examples/gateway.ifc tests/kernel/tool.ifc "$fs/"
+cp examples/gateway.ifc tests/kernel/{tool,set,sets}.ifc "$fs/"
 # The gateway's rules alone, and one replay on them.
 sed '/^table dump/q' examples/gateway.ifc >"$fs/rules.ifc"
 echo "frame replay /framings.pcap -o /tmp/out.pcap" >"$fs/replay.ifc"
@@ -35,10 +35,13 @@ host=$root/build/release/tools/ifcctl/ifcctl
 { sed 's/^/op /' "$fs/batch"; echo "table dump"; } | "$host" -b - >"$build/host.txt"
 sed -n '/^$/,$p' "$build/host.txt" | sed -n '/LUT0-0/,$p' >"$build/host.dump"
 cd "$fs"
+rm -f "$build/sets.state"
 "$host" -b gateway.ifc >expected/gateway
 # The captures stand at the root of the machine.
 sed 's| /\([a-z]*\.pcap\)| \1|' tool.ifc | "$host" -b - >expected/tool
 sed 's| /\([a-z]*\.pcap\)| \1|' tool.ifc | "$host" -j -b - >expected/tool.json
+sed 's| /set.ifc| set.ifc|' sets.ifc | "$host" --state "$build/sets.state" -b - >expected/sets
+"$host" --state "$build/sets.state" rule show >expected/shown
 "$host" -b rules.ifc >expected/rules
 sed 's| /framings| framings|; s|/tmp/out.pcap|expected/out.pcap|' rules.ifc replay.ifc | "$host" -b - |
     tail -n +$(($(wc -l <expected/rules) + 1)) >expected/replay

@@ -452,6 +452,7 @@ int ifc_files_init(const char *backend, bool simulated)
     if (IS_ERR(folder))
         pr_warn("ifc: no files: the folder 'ifc' of debugfs cannot be made (%ld)\n", PTR_ERR(folder));
     debugfs_create_file("command", 0600, folder, NULL, &command_fops);
+    debugfs_create_file("ruleset", 0600, folder, NULL, &ifc_set_fops);
     debugfs_create_file("rules", 0600, folder, NULL, &rules_fops);
     debugfs_create_file("actions", 0600, folder, NULL, &actions_fops);
     debugfs_create_file("counters", 0600, folder, NULL, &counters_fops);

@@ -5,11 +5,16 @@
 
 #include <linux/types.h>
 
+struct file_operations;
+
 int ifc_files_init(const char *backend, bool simulated);
 void ifc_files_exit(void);
 
 /* Whoever calls operations beside the files holds this; exported to other modules. May sleep. */
 void ifc_callers_lock(void);
 void ifc_callers_unlock(void);
+
+/* The file `ruleset`, see ruleset/edits.h. */
+extern const struct file_operations ifc_set_fops;
 
 #endif

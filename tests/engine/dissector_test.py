@@ -13,6 +13,8 @@ import sys
 import tempfile
 import xml.etree.ElementTree as xml
 
+os.environ["IFC_STATE"] = "none"  # each run begins with a fresh chip
+
 TAGS = {"vlan": 1, "ieee8021ad": 2}  # protocol: VPM code
 PORTS = {"tcp": "tcp", "udp": "udp", "udplite": "udp", "sctp": "sctp", "dccp": "dccp"}
 CHAIN = {"ipv6.hopopts": "ipv6.hopopts.nxt", "ipv6.routing": "ipv6.routing.nxt", "ipv6.fraghdr": "ipv6.fraghdr.nxt",

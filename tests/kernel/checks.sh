@@ -134,6 +134,24 @@ check "ifcctl: no space" exits 3 --device debugfs rule del id 0
 check "ifcctl: a line of nothing" exits 0 --device debugfs op "#"
 check "ifcctl: no such device" exits 2 --device debugfs:/nowhere rule list
 check "ifcctl: with its reason" grep -q "'debugfs:/nowhere': accepted: the folder of a loaded ifc.ko" /tmp/error
+# A set of rules in one write: the same places and register accesses as on the simulated engine of the host.
+afresh
+ifcctl --device debugfs -b /sets.ifc >/tmp/sets 2>&1
+check "set load, diff, save and verify" cmp /tmp/sets /expected/sets
+[ -z "$(cmp /tmp/sets /expected/sets 2>&1)" ] || diff /expected/sets /tmp/sets | head -20 | sed 's/^/NOTE /'
+awk '/longest/ { print "NOTE set load: interrupts off for at most", $6, "register accesses" }' $dir/status
+check "at most 64 register accesses with interrupts off" [ "$(awk '/longest/ { print $6 }' $dir/status)" -le 64 ]
+ifcctl --device debugfs rule show >/tmp/shown
+check "rule show as on the host" cmp /tmp/shown /expected/shown
+exec 7<>$dir/ruleset
+check "a batch of another format is refused" sh -c '! echo hello >&7 2>/dev/null && cat <&7 | grep -q "ruleset: magic: accepted"'
+# No edits, for tables with the checksum 0.
+printf 'IFCB\001\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\030\003\0\0' >&7
+check "a batch for other tables is stale" sh -c 'cat <&7 | grep -q "^result=-5$"'
+exec 7<&-
+ifcctl --device debugfs rule show >/tmp/shown
+check "and neither changed a rule" cmp /tmp/shown /expected/shown
+afresh
 many() { # PORT
     n=0
     while [ $n -lt 4 ]; do

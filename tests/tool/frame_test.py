@@ -14,6 +14,7 @@ import tempfile
 import unittest
 
 IFCCTL, ROOT = sys.argv[1], sys.argv[2]
+os.environ["IFC_STATE"] = "none"  # each run begins with a fresh chip
 STACK = os.path.join(ROOT, "examples", "stack.pcap")
 # Ethernet, IPv4 10.0.0.1 to 224.0.0.1, UDP 0x1234 to 53, no data.
 DNS = "01005e0000010a0b0c0d0e0f08004500001c00010000401190ce0a000001e0000001123400350008ffff"

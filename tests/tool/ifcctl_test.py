@@ -9,6 +9,7 @@ import tempfile
 import unittest
 
 IFCCTL, ROOT = sys.argv[1], sys.argv[2]
+os.environ["IFC_STATE"] = "none"  # each run begins with a fresh chip
 EMPTY = "".join(f"\nLUT0-{n}: valid:0\n" for n in range(8)) + "".join(f"\nLUT1-{n}: valid:0\n" for n in range(32))
 
 

@@ -8,6 +8,7 @@ import tempfile
 import unittest
 
 IFCCTL = sys.argv[1]
+os.environ["IFC_STATE"] = "none"  # each run begins with a fresh chip
 RULE_CFG, WRITE = 0xBFB50204, 2  # the transfer register, and its bit that a writing transfer sets
 
 USAGE, REFUSED, TIMEOUT = 2, 3, 4

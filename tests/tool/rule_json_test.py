@@ -13,6 +13,7 @@ import sys
 import jsonschema
 
 IFCCTL, ROOT = sys.argv[1], sys.argv[2]
+os.environ["IFC_STATE"] = "none"  # each run begins with a fresh chip
 HALVES = {"iface": 31, "frame_type": 7, "vlan_vpm": 3, "vlan_id": 4095, "vlan_prio": 7, "vlan_dei": 1, "cvlan_id": 4095, "cvlan_prio": 7,
           "eth_type": 65535, "gem_port": 65535, "dst_port": 65535, "src_port": 65535, "pppoe_sid": 65535, "udf3": 65535, "udf15": 65535,
           "ip_proto": 255, "dscp": 63, "ip_ecn": 3}

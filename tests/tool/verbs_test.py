@@ -9,6 +9,7 @@ import sys
 import unittest
 
 IFCCTL, ROOT = sys.argv[1], sys.argv[2]
+os.environ["IFC_STATE"] = "none"  # each run begins with a fresh chip
 START = ("ppe on", "classifier enable")
 ENVIRONMENT = {**os.environ, "COLUMNS": ""}
 # UDP from 10.0.0.1:1024 to 10.0.0.2:53 in VLAN 7.

@@ -3,9 +3,11 @@
 #include "tools/ifcctl/commands/batch.h"
 #include "tools/ifcctl/commands/commands.h"
 #include "tools/ifcctl/core/values.h"
+#include "tools/state/state_file.h"
 
 #include <CLI/CLI.hpp>
 
+#include <cstdlib>
 #include <iostream>
 #include <optional>
 #include <sstream>
@@ -46,6 +48,60 @@ int explainOptions(const CLI::App &app, const CLI::ParseError &error)
     return code == 0 ? kExitDone : kExitUsage;
 }
 
+// The state file that the chip lives in, "" for a fresh one: --state, else IFC_STATE, else the user's; a batch
+// begins with a fresh chip unless one of the first two names a file.
+std::string statePath(const std::string &option, bool batch)
+{
+    const char *variable = std::getenv("IFC_STATE");
+    const std::string named = !option.empty() ? option : variable != nullptr ? variable : "";
+    if (!named.empty())
+        return named == "none" ? "" : named;
+    if (batch) {
+        std::cerr << "ifcctl: the batch runs on a fresh chip that is not kept; --state FILE keeps it\n";
+        return "";
+    }
+    const std::string path = state::defaultPath();
+    if (path.empty())
+        std::cerr
+            << "ifcctl: neither XDG_STATE_HOME nor HOME names a folder: a fresh chip that is not kept\n";
+    return path;
+}
+
+ExitCode failed(const Error &error)
+{
+    std::fflush(stdout);
+    std::cerr << "ifcctl: " << printable(error.text()) << '\n';
+    return exitCodeOf(error.reason());
+}
+
+ExitCode runAll(Session &session, std::optional<Batch> &batch, const std::vector<std::string> &words)
+{
+    try {
+        if (batch)
+            return batch->run(session);
+        runWords(session, words);
+        return kExitDone;
+    } catch (const Error &error) {
+        return failed(error);
+    }
+}
+
+// After a failure too: what took effect is kept.
+ExitCode keepAll(Session &session, ExitCode code)
+{
+    try {
+        session.device().keep();
+        if (std::fflush(stdout) != 0 && code == kExitDone)
+            throw outputFailed("standard output");
+        if (code == kExitDone)
+            session.device().finish();
+    } catch (const Error &error) {
+        const ExitCode worse = failed(error);
+        return code == kExitDone ? worse : code;
+    }
+    return code;
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -64,6 +120,11 @@ int main(int argc, char **argv)
     app.add_option(
         "--device", options.device,
         "sim: a driver of its own on a simulated chip (default); debugfs[:FOLDER]: a loaded ifc.ko");
+    std::string stateFile;
+    const auto *state =
+        app.add_option("--state", stateFile,
+                       "sim: the file that the chip lives in (else IFC_STATE, else the user's; none: a fresh "
+                       "chip, as for a batch)");
     const auto *trace =
         app.add_option("--trace", options.traceFile, "sim: write every register access to this file");
     const auto *revision =
@@ -80,7 +141,9 @@ int main(int argc, char **argv)
         app.parse(argc, argv);
         if (batch.empty() == words.empty())
             throw CLI::RequiredError("either a batch (-b FILE) or one command");
-        for (const CLI::Option *option : {trace, revision, doneAfter})
+        if (state->count() != 0 && stateFile.empty())
+            throw CLI::ValidationError("--state", "'': accepted: a file, or none");
+        for (const CLI::Option *option : {state, trace, revision, doneAfter})
             if (option->count() != 0 && options.device != "sim")
                 throw CLI::ValidationError(option->get_name(), "accepted only with --device sim");
     } catch (const CLI::ParseError &error) {
@@ -88,22 +151,15 @@ int main(int argc, char **argv)
     }
 
     try {
+        options.revisionGiven = revision->count() != 0;
+        if (options.device == "sim")
+            options.state = statePath(stateFile, !batch.empty());
         std::optional<Batch> file;
         if (!batch.empty())
             file.emplace(batch);
         Session session(options);
-        ExitCode code = kExitDone;
-        if (file)
-            code = file->run(session);
-        else
-            runWords(session, words);
-        if (std::fflush(stdout) != 0 && code == kExitDone)
-            throw outputFailed("standard output");
-        if (code == kExitDone)
-            session.device().finish();
-        return code;
+        return keepAll(session, runAll(session, file, words));
     } catch (const Error &error) {
-        std::cerr << "ifcctl: " << printable(error.text()) << '\n';
-        return exitCodeOf(error.reason());
+        return failed(error);
     }
 }

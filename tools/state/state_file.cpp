@@ -123,11 +123,16 @@ StateFile::~StateFile()
 
 std::optional<std::string> StateFile::load() const
 {
-    const Descriptor file(::open(path_.c_str(), O_RDONLY | O_CLOEXEC));
+    return readUnlocked(path_);
+}
+
+std::optional<std::string> readUnlocked(const std::string &path)
+{
+    const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)); // a pipe never waits
     if (file.number() < 0) {
         if (errno == ENOENT)
             return std::nullopt;
-        throw systemError(path_, errno);
+        throw systemError(path, errno);
     }
     std::string bytes;
     char buffer[8192];
@@ -136,7 +141,7 @@ std::optional<std::string> StateFile::load() const
         if (count < 0 && errno == EINTR)
             continue;
         if (count < 0)
-            throw systemError(path_, errno);
+            throw systemError(path, errno);
         if (count == 0)
             return bytes;
         bytes.append(buffer, static_cast<size_t>(count));
@@ -148,11 +153,16 @@ std::optional<std::string> StateFile::load() const
 
 void StateFile::save(const std::string &bytes) const
 {
-    const std::string fresh = path_ + ".new";
+    replaceFile(path_, path_ + ".new", bytes);
+}
+
+void replaceFile(const std::string &name, const std::string &fresh, const std::string &bytes)
+{
+    const std::string path = followLinks(name);
     mode_t mode = 0666; // less the umask
     struct stat old {
     };
-    if (::stat(path_.c_str(), &old) == 0)
+    if (::stat(path.c_str(), &old) == 0)
         mode = old.st_mode & 07777;
     Descriptor file(::open(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, mode));
     if (file.number() < 0)
@@ -162,13 +172,13 @@ void StateFile::save(const std::string &bytes) const
         ::unlink(fresh.c_str());
         throw systemError(fresh, error);
     }
-    if (::rename(fresh.c_str(), path_.c_str()) != 0) {
+    if (::rename(fresh.c_str(), path.c_str()) != 0) {
         const int error = errno;
         ::unlink(fresh.c_str());
-        throw systemError(path_, error);
+        throw systemError(path, error);
     }
     // The name reaches the disk with its folder.
-    const Descriptor folder(::open(folderOf(path_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const Descriptor folder(::open(folderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (folder.number() >= 0)
         (void)::fsync(folder.number());
 }

@@ -51,6 +51,14 @@ private:
     int lock_ = -1;
 };
 
+// The content of a file that is not locked: what some writer left, whole. Nothing if there is no such file.
+// Throws FileError.
+std::optional<std::string> readUnlocked(const std::string &path);
+
+// Replaces the content of a file, or makes it: a kill at any moment leaves the old content or the new. The
+// bytes go to `unfinished` first, in the same folder. A symbolic link is followed. Throws FileError.
+void replaceFile(const std::string &path, const std::string &unfinished, const std::string &bytes);
+
 // Where a user's state lives unless another place is named: $XDG_STATE_HOME/ifcctl/chip.state, or
 // ~/.local/state/ifcctl/chip.state (the folders of the XDG base directories). Empty if neither is known.
 std::string defaultPath();

@@ -4,6 +4,7 @@
 #include "commands.h"
 
 #include "tools/ifcctl/core/values.h"
+#include "tools/ifcctl/core/word_reader.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -18,15 +19,6 @@ namespace
 {
 
 constexpr const char *kStandardInput = "-";
-constexpr char kContinuation = '\\';
-
-// A line ends with a backslash when it goes on in the next one. A comment ends with its line.
-bool goesOn(const std::string &line)
-{
-    const size_t last = line.find_last_not_of(" \t\r");
-    return last != std::string::npos && line[last] == kContinuation && line.find('#') == std::string::npos;
-}
-
 } // namespace
 
 Batch::Batch(const std::string &path) : path_(path)
@@ -72,7 +64,7 @@ ExitCode Batch::run(Session &session)
         ++number;
         const unsigned begun = number;
         for (std::string more; goesOn(line) && next(more); ++number)
-            line.replace(line.rfind(kContinuation), std::string::npos, " " + more);
+            joinLines(line, more);
         if (line.find_first_not_of(" \t\r") == line.find('#')) // empty, or a comment
             continue;
         try {

@@ -14,7 +14,7 @@ std::vector<Command> allCommands()
 {
     std::vector<Command> all;
     for (const auto &table : {ruleCommands(), switchCommands(), actionCommands(), operationCommands(),
-                              tableCommands(), frameCommands()})
+                              setCommands(), tableCommands(), frameCommands()})
         all.insert(all.end(), table.begin(), table.end());
     return all;
 }
@@ -89,15 +89,7 @@ void runWords(Session &session, const Words &words)
 
 void runLine(Session &session, const std::string &line)
 {
-    std::istringstream text(line.substr(0, line.find('#')));
-    Words words;
-    for (std::string word; text >> word;) {
-        // The system's names and the command handler's lines end at a NUL.
-        if (word.find('\0') != std::string::npos)
-            throw usage("word", word, "text without NUL bytes");
-        words.push_back(word);
-    }
-    runWords(session, words);
+    runWords(session, splitLine(line));
 }
 
 } // namespace ifcctl

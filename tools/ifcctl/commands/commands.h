@@ -28,6 +28,7 @@ std::vector<Command> ruleCommands();
 std::vector<Command> switchCommands();
 std::vector<Command> actionCommands();
 std::vector<Command> operationCommands();
+std::vector<Command> setCommands();
 std::vector<Command> tableCommands();
 std::vector<Command> frameCommands();
 

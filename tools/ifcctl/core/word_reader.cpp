@@ -5,6 +5,7 @@
 #include "values.h"
 
 #include <algorithm>
+#include <sstream>
 #include <utility>
 
 namespace ifcctl
@@ -14,8 +15,32 @@ namespace
 {
 
 const std::string kNoWord;
+constexpr char kContinuation = '\\';
 
 } // namespace
+
+Words splitLine(const std::string &line)
+{
+    std::istringstream text(line.substr(0, line.find('#')));
+    Words words;
+    for (std::string word; text >> word;) {
+        if (word.find('\0') != std::string::npos)
+            throw usage("word", word, "text without NUL bytes");
+        words.push_back(word);
+    }
+    return words;
+}
+
+bool goesOn(const std::string &line)
+{
+    const size_t last = line.find_last_not_of(" \t\r");
+    return last != std::string::npos && line[last] == kContinuation && line.find('#') == std::string::npos;
+}
+
+void joinLines(std::string &line, const std::string &more)
+{
+    line.replace(line.rfind(kContinuation), std::string::npos, " " + more);
+}
 
 WordReader::WordReader(Words words, size_t at)
     : words_(std::move(words)), first_(std::min(at, words_.size())), at_(first_)

@@ -12,6 +12,15 @@ namespace ifcctl
 
 using Words = std::vector<std::string>;
 
+// The words of a line; '#' begins a comment. Throws Error for a NUL byte: the system's names and the command
+// handler's lines end there.
+Words splitLine(const std::string &line);
+
+// A line ends with a backslash when it goes on in the next one. A comment ends with its line.
+bool goesOn(const std::string &line);
+// Puts what follows in place of the backslash.
+void joinLines(std::string &line, const std::string &more);
+
 class WordReader
 {
 public:

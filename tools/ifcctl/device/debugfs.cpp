@@ -2,6 +2,7 @@
 // ifc.ko through its files under debugfs. One ifcctl works at a time: the others wait for the lock on the
 // file `command`.
 #include "device.h"
+#include "rule_batch.h"
 #include "tools/ifcctl/core/errors.h"
 #include "tools/ifcctl/core/frame_fields.h"
 #include "tools/ifcctl/core/values.h"
@@ -9,6 +10,7 @@
 #include "ifc/ifc_glb.h"
 #include "ifc/ifc_regs.h"
 #include "platform/host/host_platform.h"
+#include "ruleset/edits.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -165,11 +167,33 @@ public:
             throw timedOut();
     }
 
-    int applyRules(ifc_ruleset & /*set*/, const RuleEdits & /*edits*/, unsigned /*flags*/,
-                   ifc_ruleset_report & /*report*/) override
+    int applyRules(ifc_ruleset &set, const RuleEdits &edits, unsigned flags,
+                   ifc_ruleset_report &report) override
     {
-        throw refused(Reason::NoSetOperations, "device", folder_,
-                      "this module takes no sets of rules; 'rule add auto' and 'op' place them one by one");
+        const File file(folder_, "ruleset", O_RDWR);
+        if (!file.there())
+            throw refused(
+                Reason::NoSetOperations, "device", folder_,
+                "this module takes no sets of rules; 'rule add auto' and 'op' place them one by one");
+        const bool taken = file.take(ruleBatch(edits, flags));
+        const std::string text = file.content();
+        if (!taken || !readReport(text, report))
+            throw Error(Reason::DeviceFailed,
+                        "device: " + file.path() + ": " + text.substr(0, text.find('\n')));
+        if (report.result != IFC_RULESET_OK || (flags & IFC_RULESET_PLAN_ONLY) != 0)
+            return report.result;
+        // The same on the copy, so that the set knows its places.
+        host::attach(&window());
+        ifc_ruleset_report own{};
+        (void)ifc_ruleset_apply(&set, flags, &own);
+        host::attach(nullptr);
+        const uint32_t expected = ifc_ruleset_checksum(IFC_LUT0_Rule, IFC_LUT1_Rule);
+        mirror();
+        copied_ = false;
+        if (own.result != IFC_RULESET_OK || ifc_ruleset_checksum(IFC_LUT0_Rule, IFC_LUT1_Rule) != expected)
+            throw Error(Reason::DeviceFailed,
+                        "device: the rules were applied, but their places are not those that were planned");
+        return report.result;
     }
 
     int revision() const override { return revision_; }

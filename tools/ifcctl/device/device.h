@@ -23,9 +23,11 @@ struct Options {
     bool keepOrder = false;
     bool strict = false;
     int revision = 0;
+    bool revisionGiven = false;
     unsigned doneAfter = 1;
     unsigned debug = 0;
     std::string traceFile;
+    std::string state;          // sim: the file that the chip lives in; "": a fresh chip that nobody keeps
     std::string device = "sim"; // or "debugfs[:FOLDER]"
 };
 
@@ -56,6 +58,7 @@ public:
     // Reads the rules that stand in the device's tables. Throws Error when a transfer does not complete.
     virtual void readRules(ifc_ruleset &set) = 0;
 
+    // flags: as ifc_ruleset_run() takes them.
     // Brings the tables from the rules that were read to those of the set, all or nothing. `edits` are what was
     // done to the set since. Returns an ifc_ruleset_result and fills the report as ifc_ruleset_apply() does.
     virtual int applyRules(ifc_ruleset &set, const RuleEdits &edits, unsigned flags,
@@ -68,6 +71,10 @@ public:
 
     // How many transfers did not report completion since the device was opened.
     virtual unsigned long timeouts() = 0;
+
+    // Keeps what has changed for the next program, also after a command that failed. Throws Error; what was
+    // kept before still stands then.
+    virtual void keep() {}
 
     // The last call. Throws Error when an output of the device could not be written.
     virtual void finish() {}

@@ -154,6 +154,13 @@ ifc_ruleset_report RuleSet::plan()
     return report;
 }
 
+ifc_ruleset_report RuleSet::tryPlan()
+{
+    ifc_ruleset_report report{};
+    (void)ifc_ruleset_plan(set_.get(), &report);
+    return report;
+}
+
 unsigned RuleSet::countFits(const ifc_rule &rule) const
 {
     const auto trial = std::make_unique<ifc_ruleset>(*set_);

@@ -46,6 +46,8 @@ public:
     // Finds the places and touches nothing. Throws Error (Reason::NoSpace, NeedsLut0, OrderConflict) when the
     // rules cannot stand together.
     ifc_ruleset_report plan();
+    // The same; what is wrong stands in the report.
+    ifc_ruleset_report tryPlan();
     // How many such rules could be appended, one after the other. The list stays as it is.
     unsigned countFits(const ifc_rule &rule) const;
     // Brings the tables there, all or nothing. Throws Error as plan() does, or when a transfer does not

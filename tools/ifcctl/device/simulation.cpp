@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// A driver in this process on a simulated chip, with empty tables.
+// A driver in this process on a simulated chip: a fresh one with empty tables, or one from a state file.
+#include "chip_store.h"
 #include "device.h"
 #include "tools/ifcctl/core/errors.h"
 
@@ -7,6 +8,7 @@
 #include "ifc/ifc_regs.h"
 #include "ifc/ifc_util.h"
 #include "platform/host/host_platform.h"
+#include "ruleset/edits.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -22,7 +24,8 @@ class Simulation : public Device
 {
 public:
     explicit Simulation(const Options &options)
-        : revision_(options.revision), traceFile_(options.traceFile), trace_(nullptr, std::fclose)
+        : store_(options.state), revision_(revisionOf(store_, options)), traceFile_(options.traceFile),
+          trace_(nullptr, std::fclose)
     {
         if (!options.traceFile.empty()) {
             trace_.reset(std::fopen(options.traceFile.c_str(), "w"));
@@ -31,16 +34,26 @@ public:
                             std::string("a file that can be written (") + std::strerror(errno) + ")");
         }
         window_.powerOn({options.doneAfter, true});
-        window_.onAccess(
-            [](void *self, const engine::Access &access) { static_cast<Simulation *>(self)->watch(access); },
-            this);
         host::attach(&window_);
-        host::setRevision(options.revision);
+        host::setRevision(revision_);
         host::setLogSink([this](std::string_view piece) { printed_ += piece; });
         *gpIfcPriv = IFC_Private_T{};
         gpIfcPriv->dbgLevel = static_cast<uint8>(options.debug);
         (void)clear_all_ifc_rules();
         ifcSendToPpe = 0;
+        if (store_.stored())
+            state::restore(*store_.stored(), window_);
+        else
+            store_.begin(state::capture(window_, revision_));
+        window_.onAccess(
+            [](void *self, const engine::Access &access) { static_cast<Simulation *>(self)->watch(access); },
+            this);
+    }
+
+    void keep() override
+    {
+        if (store_.keeps())
+            store_.keep(state::capture(window_, revision_));
     }
 
     void finish() override
@@ -87,6 +100,8 @@ public:
                    ifc_ruleset_report &report) override
     {
         printed_.clear();
+        if ((flags & IFC_RULESET_PLAN_ONLY) != 0)
+            return ifc_ruleset_plan(&set, &report);
         return ifc_ruleset_apply(&set, flags, &report);
     }
 
@@ -108,6 +123,20 @@ private:
             std::fprintf(trace_.get(), "%c 0x%08x 0x%08x\n", read ? 'R' : 'W', access.reg, access.value);
     }
 
+    // A stored chip has its revision.
+    static int revisionOf(const ChipStore &store, const Options &options)
+    {
+        if (!store.stored())
+            return options.revision;
+        const int stored = static_cast<int>(store.stored()->revision);
+        if (options.revisionGiven && options.revision != stored)
+            throw usage("--revision", std::to_string(options.revision),
+                        std::to_string(stored) + ", the revision of the chip in the state file '" +
+                            options.state + '\'');
+        return stored;
+    }
+
+    ChipStore store_;
     int revision_;
     engine::RegisterWindow window_;
     unsigned polls_ = 0; // without the done bit, since the last transfer began

@@ -1,0 +1,277 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT OR GPL-2.0
+"""Sets of rules: load, diff, save, verify. Usage: set_test.py IFCCTL SOURCE-ROOT"""
+import json
+import os
+import random
+import signal
+import struct
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+import zlib
+
+IFCCTL, ROOT = sys.argv[1], sys.argv[2]
+KILLS = 100
+SET = """# first
+ppe on
+classifier enable
+rule add ip_proto udp dst_port 5060-5070 action channel 1 queue 7
+rule add vlan_id 200 ip_proto udp action channel 1 queue 6
+rule add dst_ip 192.168.1.1 ip_proto tcp dst_port 22 action cpu nbq 3
+"""
+TO_5065 = "02000000000102000000000208004500001c0001000040110000c0000201c00002021f9013c900080000"
+
+
+class SetTest(unittest.TestCase):
+    maxDiff = None
+
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory()
+        self.addCleanup(self.folder.cleanup)
+        self.state = self.path("chip")
+
+    def path(self, name):
+        return os.path.join(self.folder.name, name)
+
+    def file(self, text, name="rules.set"):
+        with open(self.path(name), "w", encoding="utf-8") as file:
+            file.write(text)
+        return self.path(name)
+
+    def tool(self, *args, text=None):
+        return subprocess.run([IFCCTL, *args], input=text, capture_output=True, text=True, timeout=60,
+                              env={"IFC_STATE": self.state})
+
+    def good(self, *args, text=None):
+        result = self.tool(*args, text=text)
+        self.assertEqual((result.returncode, result.stderr), (0, ""), result.stderr)
+        return result.stdout
+
+    def json(self, *args, text=None):
+        return json.loads(self.good("-j", *args, text=text))
+
+    def bad(self, code, *args, parts=(), text=None):
+        before = self.content()
+        result = self.tool(*args, text=text)
+        self.assertEqual(result.returncode, code, result.stderr)
+        for part in parts:
+            self.assertIn(part, result.stderr)
+        self.assertEqual(self.content(), before, "a refused command changed the chip")
+        return result
+
+    def content(self):
+        if not os.path.exists(self.state):
+            return None
+        with open(self.state, "rb") as file:
+            return file.read()
+
+    def words(self):
+        return [rule["text"] for rule in self.json("set", "load", "-n", self.saved())["rules"]]
+
+    def saved(self):
+        self.good("set", "save", self.path("saved"))
+        return self.path("saved")
+
+    # ------------------------------------------------------------------ load
+
+    def test_load_makes_the_rules_those_of_the_file(self):
+        name = self.file(SET)
+        plan = self.json("set", "load", "-n", name)
+        self.assertIsNone(self.content(), "-n only shows")
+        self.assertFalse(plan["applied"])
+        done = self.json("set", "load", name)
+        self.assertTrue(done["applied"])
+        self.assertEqual((done["added"], done["kept"], done["moved"], done["deleted"]), (3, 0, 0, 0))
+        self.assertEqual(done["switches"], {"ppe": True, "classifier": True})
+        self.assertEqual(plan["rules"], done["rules"])
+        self.assertLessEqual(done["accesses"], plan["accesses"])
+        self.assertGreater(done["accesses"], 0)
+        self.assertEqual(len(self.words()), 3)
+        self.good("table", "verify")
+        again = self.json("set", "load", name)
+        self.assertEqual((again["kept"], again["accesses"], again["switches"]), (3, 0, {}))
+
+    def test_what_the_file_repeats_keeps_place_and_counter(self):
+        self.good("set", "load", self.file(SET))
+        self.good("frame", "send", TO_5065)
+        before = self.json("set", "load", "-n", self.file(SET))["rules"]
+        changed = SET.replace("rule add vlan_id 200 ip_proto udp action channel 1 queue 6\n", "rule add dst_port 1\n")
+        changed = changed.replace("queue 7", "queue 4")
+        done = self.json("set", "load", self.file(changed))
+        self.assertEqual((done["kept"], done["moved"], done["added"], done["deleted"], done["new_actions"]), (2, 0, 1, 1, 1))
+        self.assertEqual([rule["do"] for rule in done["rules"]], ["change", "add", "keep", "delete"])
+        self.assertEqual(done["rules"][0]["rule"], before[0]["rule"])
+        self.assertEqual(done["rules"][2]["rule"], before[2]["rule"])
+        sent = self.json("frame", "send", TO_5065)
+        self.assertEqual(sent["action"]["queue"], 4)
+        counters = self.json("counter", "show", str(before[0]["rule"]))
+        self.assertIn("2", json.dumps(counters))
+        self.assertEqual(sent["rule"], before[0]["rule"])
+
+    def test_the_order_of_the_file_decides(self):
+        one, other = "rule add dst_port 5065 action cpu nbq 1\n", "rule add ip_proto udp action cpu nbq 2\n"
+        for text, queue in ((one + other, 1), (other + one, 2), (one + other, 1)):
+            self.good("set", "load", self.file("classifier enable\n" + text))
+            self.assertEqual(self.json("frame", "send", TO_5065)["action"]["nbq"], queue)
+            self.good("set", "verify", self.path("rules.set"))
+
+    def test_show_and_save_give_files_that_load(self):
+        self.good("set", "load", self.file(SET))
+        tables = self.good("-j", "table", "dump")
+        for text in (self.good("rule", "show"), self.good("set", "save")):
+            name = self.file(text, "again")
+            self.assertEqual(self.good("set", "diff", name), "no difference\n")
+            os.remove(self.state)
+            self.good("set", "load", name)
+            self.assertEqual(self.good("set", "diff", self.file(SET)), "no difference\n")
+        self.assertEqual(len(json.loads(tables)["rules"]), 3)
+
+    def test_random_files_save_as_they_were_loaded(self):
+        chance = random.Random(7)
+        for _ in range(25):
+            lines = ["ppe on"]
+            for _ in range(chance.randrange(1, 9)):
+                lines.append("rule add " + " ".join(chance.sample(
+                    [f"dst_port {chance.randrange(4)}", f"src_port {chance.randrange(9)}-{chance.randrange(9, 20)}",
+                     f"vlan_id {chance.randrange(3)}", "ip_proto udp", f"src_ip 10.0.0.{chance.randrange(3)}"],
+                    chance.randrange(1, 4))) + f" action channel {chance.randrange(4)} queue 1")
+            done = self.json("set", "load", self.file("\n".join(lines)))
+            self.good("set", "verify", self.path("rules.set"))
+            self.good("table", "verify")
+            self.assertEqual(self.json("set", "load", self.saved())["accesses"], 0)
+            self.assertEqual(done["kept"] + done["moved"] + done["added"], len(lines) - 1)
+
+    # ------------------------------------------------------------------ refusals
+
+    def test_a_refused_file_names_line_and_reason_and_changes_nothing(self):
+        self.good("rule", "add", "dst_port", "1")
+        wide = "".join(f"rule add udf0 {n} udf1 1 udf2 1 udf3 1 udf4 1 udf5 1 udf6 1 udf7 1 udf8 1\n" for n in range(4))
+        for text, code, *parts in (
+                ("rule add dst_prt 80\n", 2, ":1: ", "dst_prt"),
+                ("# comment\n\nrule add dst_port 80\nrule del 3\n", 2, ":4: rule 'del': accepted: add"),
+                ("rule add auto dst_port 80\n", 2, ":1: ", "a set is placed as a whole"),
+                ("counter reset\n", 2, ":1: set 'counter': accepted: rule add"),
+                ("ppe up\n", 2, ":1: ppe 'up': accepted: on off"),
+                ("ppe on\nppe off\n", 2, ":2: ppe 'off': accepted: one line"),
+                ("classifier status\n", 2, ":1: ", "enable disable"),
+                ("udf 3 network 8\n", 2, ":1: udf offset '8': accepted: 6"),
+                ("udf 16 network 32\n", 2, ":1: udf '16'"),
+                ("rule add dst_port 80 \\\n action queue 3\n", 3, ":1: ", "say 'ppe on'"),
+                (wide, 3, "no space", "lines", "nothing was changed"),
+                ("".join(f"rule add dst_port {n}\n" for n in range(41)), 3, ":41: ", "40 rules"),
+                ("rule add ip_proto udp dst_port 5060-5070\nrule add any\n", 3, ":1: ", "line 2", "would decide first")):
+            for verb in (("load",), ("load", "-n")):
+                with self.subTest(text=text, verb=verb):
+                    self.bad(code, "set", *verb, self.file(text), parts=parts)
+        self.bad(2, "set", "load", self.path("none"), parts=["No such file"])
+        self.bad(2, "set", "load", self.folder.name, parts=["Is a directory"])
+        self.bad(2, "set", "load", parts=["accepted: a file of 'rule add' lines"])
+        self.bad(2, "set", "load", self.file(SET), "more", parts=["nothing more"])
+        self.bad(2, "set", "load", "-", parts=["standard input:2: "], text="\nrule ad\n")
+        self.bad(2, "set", "save", self.folder.name, parts=["a regular file"])
+        self.bad(6, "set", "save", self.path("none/file"), parts=["No such file"])
+
+    def test_a_time_out_changes_nothing(self):
+        self.good("set", "load", self.file(SET))
+        self.bad(4, "--done-after", "0", "set", "load", self.file("rule add vlan_id 3\n"))
+
+    # ------------------------------------------------------------------ diff, verify
+
+    def test_diff(self):
+        self.good("set", "load", self.file(SET))
+        other = SET.replace("queue 6", "queue 5").replace("dst_port 22", "dst_port 23").replace("classifier enable", "classifier disable")
+        result = self.json("set", "diff", self.file(other))
+        self.assertFalse(result["same"])
+        self.assertEqual([d["kind"] for d in result["differences"]], ["action", "file only", "tables only", "switch"])
+        text = self.good("set", "diff", self.path("rules.set"))
+        self.assertEqual([line[0] for line in text.splitlines()], list("!+-!"))
+        swapped = "rule add ip_proto udp\nrule add dst_port 5060\n"
+        self.good("set", "load", self.file(swapped))
+        swapped = "rule add dst_port 5060\nrule add ip_proto udp\n"
+        self.assertEqual([d["kind"] for d in self.json("set", "diff", self.file(swapped))["differences"]], ["order"])
+
+    def test_verify_against_a_file(self):
+        self.good("set", "load", self.file(SET))
+        self.assertIn("shadow and file agree", self.good("set", "verify", self.path("rules.set")))
+        result = self.bad(3, "set", "verify", self.file("rule add dst_port 9\n"), parts=["does not hold the rules"])
+        self.assertIn("+ dst_port 9", result.stdout)
+
+    def test_verify_names_each_bit_by_rule_and_field(self):
+        # The offsets are those of tools/state/chip_state.h.
+        self.good("set", "load", self.file(SET + "rule add dst_ip 0.255.255.0/0.255.255.0 ip_proto tcp\n"))
+        self.assertEqual(json.loads(self.tool("-j", "set", "verify").stdout)["same"], True)
+        whole = self.content()
+        chance = random.Random(3)
+        offsets = [(64 + 164 * n + 4 * chance.randrange(41), f"LUT0-{n}") for n in range(8)]
+        offsets += [(1376 + 8 * n + 4 * chance.randrange(2), f"LUT1-{n}") for n in range(32)]
+        found = set()
+        for offset, entry in offsets:
+            bit = chance.randrange(32)
+            broken = bytearray(whole)
+            word = struct.unpack_from("<I", broken, offset)[0] ^ 1 << bit
+            struct.pack_into("<I", broken, offset, word)
+            struct.pack_into("<I", broken, len(broken) - 4, zlib.crc32(broken[:-4]))
+            with open(self.state, "wb") as file:
+                file.write(broken)
+            result = self.tool("-j", "set", "verify")
+            self.assertEqual(result.returncode, 3, (entry, bit))
+            differences = json.loads(result.stdout)["hardware_shadow"]
+            self.assertTrue(differences, (entry, bit))
+            for difference in differences:
+                self.assertEqual(difference["entry"], entry)
+                self.assertNotEqual(difference["hardware"], difference["shadow"])
+                found.add("rule" in difference)
+        self.assertEqual(found, {False, True})
+        broken = bytearray(whole)
+        first = json.loads(self.tool("-j", "table", "dump").stdout)
+        self.assertTrue(first)
+        struct.pack_into("<I", broken, 1376 + 4, struct.unpack_from("<I", whole, 1376 + 4)[0] ^ 4)
+        struct.pack_into("<I", broken, len(broken) - 4, zlib.crc32(broken[:-4]))
+        with open(self.state, "wb") as file:
+            file.write(broken)
+        self.assertRegex(self.tool("set", "verify").stdout, r"rule \d+, LUT1-0: \w+ key: hardware 0x\w+, shadow 0x")
+
+    # ------------------------------------------------------------------ kill -9
+
+    def test_a_killed_load_leaves_the_old_rules_or_the_new(self):
+        files = [self.file("".join(f"rule add dst_port {base + n}\n" for n in range(12)), f"set{base}") for base in (100, 200)]
+        since = time.monotonic()
+        self.good("set", "load", files[0])
+        longest = time.monotonic() - since
+        chance = random.Random(5)
+        now = old = new = 0
+        for _ in range(KILLS):
+            program = subprocess.Popen([IFCCTL, "set", "load", files[1 - now]], stdout=subprocess.DEVNULL,
+                                       stderr=subprocess.DEVNULL, env={"IFC_STATE": self.state})
+            time.sleep(chance.uniform(0, 1.3 * longest))
+            program.send_signal(signal.SIGKILL)
+            program.wait(timeout=60)
+            same = [self.json("set", "diff", name)["same"] for name in files]
+            self.assertEqual(sum(same), 1, same)
+            old += same[now]
+            new += same[1 - now]
+            now = same.index(True)
+            self.good("table", "verify")
+        self.assertGreater(old, 5)
+        self.assertGreater(new, 5)
+
+    def test_a_killed_save_leaves_the_old_file_or_the_new(self):
+        self.good("set", "load", self.file(SET))
+        name = self.saved()
+        with open(name, encoding="utf-8") as file:
+            whole = file.read()
+        chance = random.Random(6)
+        for _ in range(40):
+            program = subprocess.Popen([IFCCTL, "set", "save", name], stdout=subprocess.DEVNULL, env={"IFC_STATE": self.state})
+            time.sleep(chance.uniform(0, 0.02))
+            program.send_signal(signal.SIGKILL)
+            program.wait(timeout=60)
+            with open(name, encoding="utf-8") as file:
+                self.assertEqual(file.read(), whole)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])

@@ -1,0 +1,124 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+#include "set_file.h"
+
+#include "errors.h"
+#include "rule_words.h"
+#include "word_reader.h"
+
+#include "engine/frame_parser.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+
+namespace ifcctl
+{
+
+namespace
+{
+
+const std::string kAcceptedLines = "rule add MATCH... [action ...], ppe on|off, classifier enable|disable, "
+                                   "udf N network OFFSET, # comment";
+
+void readSwitch(WordReader &words, const char *name, const Words &choices, std::optional<bool> &value)
+{
+    const bool on = words.takeChoice(name, choices) == 0;
+    words.expectEnd(name);
+    if (value)
+        throw usage(name, choices[on ? 0 : 1], std::string("one line of ") + name);
+    value = on;
+}
+
+void checkUdf(WordReader &words)
+{
+    engine::ParserSettings settings;
+    engine::defaultUdfs(settings);
+    const unsigned udf = words.takeNumber("udf", UDF15 - UDF0);
+    (void)words.takeChoice("udf", {"network"});
+    const unsigned offset = words.takeNumber("udf offset", UINT16_MAX);
+    words.expectEnd("udf");
+    const unsigned place = settings.udf[udf].offset;
+    if (offset != place)
+        throw usage("udf offset", std::to_string(offset),
+                    std::to_string(place) + ", where udf" + std::to_string(udf) +
+                        " is taken from; no register of the chip moves it");
+}
+
+void readLine(SetFile &set, unsigned number, const Words &line, int revision)
+{
+    if (line.empty())
+        return;
+    WordReader words(line);
+    const std::string &object = words.takeKey();
+    if (object == "ppe") {
+        readSwitch(words, "ppe", {"on", "off"}, set.ppe);
+    } else if (object == "classifier") {
+        readSwitch(words, "classifier", {"enable", "disable"}, set.classifier);
+    } else if (object == "udf") {
+        checkUdf(words);
+    } else if (object == "rule") {
+        (void)words.takeChoice("rule", {"add"});
+        if (words.nextIs("auto"))
+            throw usage("rule add", "auto", "MATCH...; a set is placed as a whole");
+        set.rules.push_back(readRule(words, revision));
+        set.lines.push_back(number);
+        if (set.rules.size() > IFC_RULESET_RULES)
+            throw refused(Reason::NoSpace, "rule", "add",
+                          "there is space for " + std::to_string(IFC_RULESET_RULES) + " rules");
+    } else {
+        throw usage("set", object, kAcceptedLines);
+    }
+}
+
+void readLines(SetFile &set, std::istream &file, int revision)
+{
+    unsigned number = 0; // of the line that an error is about
+    unsigned read = 0;
+    try {
+        for (std::string line; std::getline(file, line);) {
+            number = ++read;
+            for (std::string more; goesOn(line) && std::getline(file, more); ++read)
+                joinLines(line, more);
+            readLine(set, number, splitLine(line), revision);
+        }
+        for (unsigned n = 0; n < set.rules.size() && !set.ppe; ++n) {
+            number = set.lines[n];
+            refuseWithoutPpe(set.rules[n].action);
+        }
+    } catch (const Error &error) {
+        throw Error(error.reason(), set.name + ':' + std::to_string(number) + ": " + error.text());
+    }
+}
+
+} // namespace
+
+SetFile readSetFile(const std::string &path, int revision)
+{
+    SetFile set;
+    set.name = path == "-" ? "standard input" : path;
+    std::ifstream file;
+    if (path != "-")
+        file.open(path);
+    std::istream &in = path == "-" ? std::cin : file;
+    errno = 0;
+    if (in)
+        readLines(set, in, revision);
+    else
+        errno = errno != 0 ? errno : ENOENT;
+    if (!in.eof() || in.bad())
+        throw usage("set", path, std::string("a file that can be read (") + std::strerror(errno) + ')');
+    return set;
+}
+
+std::string setFileText(const std::vector<ifc_rule> &rules, bool ppe, bool classifier, int revision)
+{
+    std::string text = "# A set of rules for 'ifcctl set load': the first that fits a frame decides.\n";
+    text += ppe ? "ppe on\n" : "ppe off\n";
+    text += classifier ? "classifier enable\n" : "classifier disable\n";
+    for (const ifc_rule &rule : rules)
+        text += "rule add " + ruleText(rule, revision) + '\n';
+    return text;
+}
+
+} // namespace ifcctl

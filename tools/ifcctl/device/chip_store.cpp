@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+#include "chip_store.h"
+
+#include "tools/ifcctl/core/errors.h"
+
+namespace ifcctl
+{
+
+namespace
+{
+
+constexpr unsigned kWaitMilliseconds = 5000;
+
+} // namespace
+
+ChipStore::ChipStore(const std::string &path) : path_(path)
+{
+    if (path_.empty())
+        return;
+    const std::optional<std::string> bytes = content();
+    if (!bytes)
+        return;
+    state::ChipState chip;
+    const state::Damage damage = state::decode(*bytes, chip);
+    if (damage != state::Damage::None)
+        throw usage("--state", path_,
+                    "a state file of this program, a new name, or none (this file " +
+                        std::string(state::describe(damage)) + "; it stays as it is)");
+    before_ = *bytes;
+    stored_ = chip;
+}
+
+std::optional<std::string> ChipStore::content()
+{
+    using state::FileError;
+    try {
+        file_ = std::make_unique<state::StateFile>(path_, kWaitMilliseconds);
+    } catch (const FileError &error) {
+        if (error.reason() == FileError::Reason::Busy)
+            throw Error(Reason::DeviceFailed, "state file '" + path_ + "': another ifcctl has used it for " +
+                                                  std::to_string(kWaitMilliseconds / 1000) +
+                                                  " seconds and still does; nothing was done");
+        whyReadOnly_ = error.what();
+    }
+    try {
+        return file_ ? file_->load() : state::readUnlocked(path_);
+    } catch (const FileError &error) {
+        throw usage("--state", path_, std::string("a file that can be read (") + error.what() + ')');
+    }
+}
+
+void ChipStore::keep(const state::ChipState &chip)
+{
+    const std::string bytes = state::encode(chip);
+    if (bytes == before_)
+        return;
+    const auto failed = [this](const std::string &why) {
+        return Error(Reason::OutputFailed, "state file '" + path_ +
+                                               "': what changed is not kept, the old state stands (" + why +
+                                               ')');
+    };
+    if (!file_)
+        throw failed(whyReadOnly_);
+    try {
+        file_->save(bytes);
+    } catch (const state::FileError &error) {
+        throw failed(error.what());
+    }
+    before_ = bytes;
+}
+
+} // namespace ifcctl
