@@ -16,6 +16,10 @@ EXPORT_SYMBOL_GPL(set_frame_engine_data);
 EXPORT_SYMBOL_GPL(ifc_sim_power_on);
 EXPORT_SYMBOL_GPL(ifc_sim_done_after);
 
+/* For the ports that try it out (platform/linux_net). */
+EXPORT_SYMBOL_GPL(ifc_sim_forward);
+EXPORT_SYMBOL_GPL(ifc_sim_udf);
+
 EXPORT_SYMBOL_GPL(ifcSetRuleConfig);
 EXPORT_SYMBOL_GPL(ifcChecConfigDone);
 EXPORT_SYMBOL_GPL(write_all_ifc_rule_to_hw);
