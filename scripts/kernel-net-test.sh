@@ -58,6 +58,7 @@ if [ ! -e "$fs/.of" ] || [ "$(cat "$fs/.of")" != "$(cat "$net/complete")" ]; the
     cp -a "$net/usr/lib/arm-linux-gnueabihf" "$fs/usr/lib/"
     rm -rf "$fs"/usr/lib/arm-linux-gnueabihf/{gconv,perl*,audit}
     cp -aL "$target/busybox" "$fs/bin/busybox"
+    echo 'root:x:0:0:root:/tmp:/bin/bash' >"$fs/etc/passwd"
     mkdir -p "$fs/etc/netsniff-ng"
     cp -a "$net/etc/netsniff-ng/." "$fs/etc/netsniff-ng/" 2>/dev/null || true
     cp -a "$net/tools" "$fs/"

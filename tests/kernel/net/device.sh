@@ -70,13 +70,13 @@ frames ifc0w 5 sp=1,dp=5005
 check "software filters see what the host gets" \
     [ "$(tc -j -s filter show dev ifc0 ingress pref 1 | jq '.[] | select(.options.actions) | .options.actions[0].stats.packets')" = 5 ]
 tc qdisc del dev ifc0 clsact
-timeout 5 tcpdump -c 1 -nevi ifc2w udp or vlan >/tmp/seen 2>/dev/null &
+timeout 5 tcpdump -Z root -c 1 -nevi ifc2w udp or vlan >/tmp/seen 2>/dev/null &
 sleep 1
 frames ifc0w 2 sp=1,dp=5006
 wait $!
 check "a tag is inserted" grep -q 'vlan 85, p 1' /tmp/seen
 check "the DSCP is written" grep -q 'tos 0xb8' /tmp/seen
-check "its checksum is right" sh -c '! grep -q "bad cksum" /tmp/seen'
+check "its checksum is right" sh -c 'grep -q "tos 0xb8" /tmp/seen && ! grep -q "bad cksum" /tmp/seen'
 check "counter entry 13 counts them" [ "$(awk '$1 == 13 { print $2 }' $dir/counters)" = 2 ]
 before=$(count ifc0 rx_no_port)
 ip link set ifc1 down
