@@ -69,7 +69,7 @@ HitBits Classifier::run(const uint8_t *data, size_t length, const SideData &side
     parseFrame(data, length, side, settings_, parsed);
     const HitBits bits = matchNow(parsed.fields);
     // Frames without a hit count too, where nobody looks: a branch on it cannot be foreseen.
-    addToCounter(counter_[__builtin_ctzll(bits | HitBits{1} << IFC_COUNTERS)], length);
+    addToCounter(counter_[lowestBit(bits | HitBits{1} << IFC_COUNTERS)], length);
     return bits;
 }
 

@@ -192,7 +192,7 @@ bool FastMatch::emit(Program &program, uint64_t known, uint64_t present)
 {
     program.rules = rules_;
     for (HitBits left = rules_; left != 0; left &= left - 1) {
-        const unsigned rule = static_cast<unsigned>(__builtin_ctzll(left));
+        const unsigned rule = lowestBit(left);
         if ((fields_[rule] & known & ~present) != 0)
             program.rules &= ~ruleBit(rule);
     }
@@ -203,7 +203,7 @@ bool FastMatch::emit(Program &program, uint64_t known, uint64_t present)
             fits = fits && place(check_[n], first);
     }
     for (HitBits left = program.rules; left != 0; left &= left - 1) {
-        const unsigned rule = static_cast<unsigned>(__builtin_ctzll(left));
+        const unsigned rule = lowestBit(left);
         for (unsigned n = 0; n < 2; ++n) {
             const auto ask = static_cast<uint32_t>((present_[rule] & ~known) >> 32 * n);
             const auto word = static_cast<uint8_t>(kPresentWord + n);

@@ -2,6 +2,7 @@
 // What the classifier found out about one frame.
 #pragma once
 
+#include "engine/bits.h"
 #include "ifc/ifc_glb.h"
 
 namespace engine
@@ -33,7 +34,7 @@ inline HitBits hitBitsOf(const Hits &hits)
 // kNoEntry.
 inline int decidingEntry(HitBits bits)
 {
-    return bits != 0 ? __builtin_ctzll(bits) : kNoEntry;
+    return bits != 0 ? static_cast<int>(lowestBit(bits)) : kNoEntry;
 }
 
 // Hands the hit bitmaps to the driver, where checkIFCResult() looks for them.

@@ -462,9 +462,10 @@ Wish wishFor(Random &random, unsigned field, uint64_t value, bool narrow)
     } else if (wish.command != 0) {
         // Above or below the key by any bit but the highest that could be the deciding one.
         const uint64_t free = wish.command == 2 ? value & masked : ~value & masked;
-        uint64_t lower = free;
-        if (lower != 0)
-            lower &= ~(uint64_t{1} << (63 - __builtin_clzll(lower)));
+        uint64_t highest = free;
+        while ((highest & (highest - 1)) != 0)
+            highest &= highest - 1;
+        const uint64_t lower = free & ~highest;
         wish.key ^= lower != 0 && random.oneIn(2) ? oneBitOf(random, lower) : 0;
     }
     wish.key ^= random.wide() & ~mask & ones; // what is not masked does not matter
@@ -540,7 +541,7 @@ std::optional<unsigned> turningBit(Random &random, uint64_t mask, Possible possi
 {
     std::vector<unsigned> bits;
     for (; mask != 0; mask &= mask - 1) {
-        const unsigned bit = static_cast<unsigned>(__builtin_ctzll(mask));
+        const unsigned bit = engine::lowestBit(mask);
         if (possible(bit))
             bits.push_back(bit);
     }
