@@ -77,10 +77,36 @@ static inline bool ifc_compat_stats_possible(const struct flow_action *action, s
 #if LINUX_VERSION_CODE >= KERNEL_VERSION(6, 0, 0)
 #define IFC_COMPAT_VLAN_ETH_TYPE 1
 #endif
-/* 5.9: an MPLS key tells which label stack entries it looks at. */
-#if LINUX_VERSION_CODE >= KERNEL_VERSION(5, 8, 0)
-#define IFC_COMPAT_MPLS_LSE 1
+/* 5.8: an MPLS key holds several label stack entries. False: it asks for another one than the first. */
+static inline bool ifc_compat_mpls_first(const struct flow_match_mpls *match, bool key, u32 *label, u32 *tc,
+                                         u32 *bos, u32 *ttl)
+{
+#if LINUX_VERSION_CODE < KERNEL_VERSION(5, 8, 0)
+    const struct flow_dissector_key_mpls *entry = key ? match->key : match->mask;
+#else
+    const struct flow_dissector_mpls_lse *entry = key ? &match->key->ls[0] : &match->mask->ls[0];
+
+    if (match->mask->used_lses != 1)
+        return false;
 #endif
+    *label = entry->mpls_label;
+    *tc = entry->mpls_tc;
+    *bos = entry->mpls_bos;
+    *ttl = entry->mpls_ttl;
+    return true;
+}
+
+/* 5.7: more than the ingress interface in this key. */
+static inline bool ifc_compat_meta_unknown(const struct flow_dissector_key_meta *mask)
+{
+#if LINUX_VERSION_CODE < KERNEL_VERSION(5, 7, 0)
+    return false;
+#elif LINUX_VERSION_CODE < KERNEL_VERSION(6, 5, 0)
+    return mask->ingress_iftype;
+#else
+    return mask->ingress_iftype || mask->l2_miss;
+#endif
+}
 #endif
 
 #endif
