@@ -1,9 +1,150 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 #include "ruleset/layout.h"
 
+#include "ruleset/layout_conflict.h"
+#include "ruleset/stay_search.h"
+
 namespace ruleset
 {
+namespace
+{
 
-static_assert(placeNumber(widePlace(7)) == 7 && placeNumber(narrowPlace(16, 16)) == IFC_ACTIONS - 1);
+// Automatic placement puts larger rules into LUT0 while that has room, and others into the best fit in LUT1.
+constexpr unsigned kLargestForNarrow = 8;
+
+// Steps to find out whether a rule's place leaves places for the others.
+constexpr uint32_t kStepsPerChoice = 64;
+
+// Lower is better. First what automatic placement does; then runs that are shorter than it counts; then LUT0.
+unsigned rank(const Packing &packing, const Shape &shape, unsigned bin)
+{
+    constexpr unsigned kStep = (IFC_LUT1_SUB_TABLE + 1) * kMaxBins;
+    const unsigned room = packing.bin[bin].room;
+    if (packing.wideBins >> bin & 1)
+        return bin + (shape.countedEntries > kLargestForNarrow ? 0 : 3 * kStep);
+    return room * kMaxBins + bin + (room >= shape.countedEntries ? kStep : 2 * kStep);
+}
+
+// Takes the best bin out of the set.
+unsigned takeBest(const Packing &packing, const Shape &shape, BinSet &left)
+{
+    unsigned best = 0;
+    unsigned bestRank = ~0u;
+    for (BinSet rest = left; rest != 0; rest &= rest - 1) {
+        const unsigned bin = static_cast<unsigned>(__builtin_ctz(rest));
+        const unsigned rankHere = rank(packing, shape, bin);
+        if (rankHere < bestRank) {
+            best = bin;
+            bestRank = rankHere;
+        }
+    }
+    left &= ~(BinSet{1} << best);
+    return best;
+}
+
+// Each rule in turn to its best bin. False, with some of them fixed: one had none.
+bool placeGreedily(Packing &p)
+{
+    for (RuleSet left = p.rules & ~p.fixed; left != 0;) {
+        const unsigned rule = takeLowest(left);
+        if (!layBins(p))
+            return false;
+        fixRule(p, rule, firstPlace(p, rule, takeBest(p, p.shape[rule], p.open[rule])));
+    }
+    return true;
+}
+
+// Each rule in turn to the best bin that leaves a plan for the others. The start of a bin is enough: what
+// shares the bin with the rule decides later. The plan that it begins with is the last resort.
+void placeByPlan(Packing &p, uint32_t budget)
+{
+    for (RuleSet left = p.rules & ~p.fixed; left != 0;) {
+        const unsigned rule = takeLowest(left);
+        (void)layBins(p);
+        const BinSet all = p.open[rule];
+        for (BinSet open = all; open != 0;) {
+            const unsigned bin = takeBest(p, p.shape[rule], open);
+            const Place place = firstPlace(p, rule, bin);
+            if (place == p.plan[rule])
+                break;
+            uint32_t steps = budget < kStepsPerChoice ? budget : kStepsPerChoice;
+            budget -= steps;
+            fixRule(p, rule, place);
+            const bool leavesPlan = findPlan(p, &steps) == Verdict::Yes;
+            budget += steps;
+            if (leavesPlan)
+                p.plan[rule] = place;
+            freeRule(p, rule);
+            if (leavesPlan)
+                break;
+            (void)layBins(p);
+        }
+        fixRule(p, rule, p.plan[rule]);
+    }
+}
+
+bool inRange(const LayoutInput &input)
+{
+    if (input.count > kMaxRules || input.widePlaces > IFC_LUT0_RULES)
+        return false;
+    for (unsigned rule = 0; rule < input.count; ++rule) {
+        if (input.rule[rule].narrowEntries > IFC_LUT1_SUB_TABLE)
+            return false;
+    }
+    return true;
+}
+
+void setUp(const LayoutInput &input, Packing &p)
+{
+    p.shape = input.rule;
+    p.closedWide = static_cast<uint8_t>(input.reservedWide | ~((1u << input.widePlaces) - 1));
+    p.closedNarrow = input.reservedNarrow;
+    freeAll(p);
+    setOrder(p, input.overlaps, input.count == 0 ? 0 : ~RuleSet{0} >> (64 - input.count));
+}
+
+// Fixes all rules of the set.
+LayoutResult place(const LayoutInput &input, LayoutWorkspace &work, LayoutAnswer &answer)
+{
+    Packing &p = work.packing;
+    findCandidates(input, p, work.stay);
+    fixStaying(input, p, work.stay.candidates);
+    if (!clashes(work.stay) && placeGreedily(p))
+        return LayoutResult::MovedFewest;
+    freeAll(p);
+    if (findPlan(p, nullptr) == Verdict::No) {
+        explainConflict(input, work, answer);
+        return LayoutResult::NoLayout;
+    }
+    RuleSet staying = 0;
+    const bool fewest = findStaying(input, work, input.budget, staying);
+    if (!placeGreedily(p)) {
+        fixStaying(input, p, staying);
+        placeByPlan(p, input.budget / 4);
+    }
+    return fewest ? LayoutResult::MovedFewest : LayoutResult::Found;
+}
+
+} // namespace
+
+LayoutResult findLayout(const LayoutInput &input, LayoutWorkspace &work, LayoutAnswer &answer)
+{
+    answer = {};
+    if (!inRange(input)) {
+        answer.result = LayoutResult::BadInput;
+        return answer.result;
+    }
+    setUp(input, work.packing);
+    answer.result = place(input, work, answer);
+    if (answer.result == LayoutResult::NoLayout)
+        return answer.result;
+    for (unsigned rule = 0; rule < input.count; ++rule) {
+        answer.place[rule] = work.packing.place[rule];
+        if (placed(input.rule[rule].now) && answer.place[rule] != input.rule[rule].now)
+            answer.moved |= ruleBit(rule);
+    }
+    answer.moves = countRules(answer.moved);
+    return answer.result;
+}
 
 } // namespace ruleset

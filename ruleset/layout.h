@@ -3,7 +3,9 @@
 // decides. Knows no records and touches no register.
 #pragma once
 
+#include "ruleset/packing.h"
 #include "ruleset/place.h"
+#include "ruleset/rule_bits.h"
 
 namespace ruleset
 {
@@ -61,9 +63,23 @@ struct LayoutAnswer {
     unsigned eitherEntries = 0; // their entries, were all of them in LUT1
 };
 
+// Rules that stay: the search for the smallest set that moves.
+constexpr unsigned kMaxCores = 64;
+
+struct StaySearch {
+    RuleSet candidates;       // rules that stand where they may stay
+    RuleSet clash[kMaxRules]; // candidates that cannot both stay
+    RuleSet core[kMaxCores];  // sets of candidates that cannot all stay
+    unsigned cores;
+    struct Frame {
+        RuleSet moved, kept, choices;
+    } frame[kMaxRules + 1];
+};
+
 // Working memory of one call. Nothing in it lasts from call to call.
 struct LayoutWorkspace {
-    uint32_t words[1];
+    Packing packing;
+    StaySearch stay;
 };
 
 // Fills answer and returns answer.result. Takes no lock, allocates nothing.

@@ -175,7 +175,7 @@ struct ifc_rule_shape {
     uint8_t wide;
 };
 
-void ifc_rule_shape(const struct ifc_rule *rule, struct ifc_rule_shape *shape);
+void ifc_rule_shape_of(const struct ifc_rule *rule, struct ifc_rule_shape *shape);
 
 /* The LUT0 rule, valid. Only for a rule whose shape is wide. */
 void ifc_rule_encode_wide(const struct ifc_rule *rule, IFC_LUT0_Format *image);
@@ -221,7 +221,7 @@ struct ifc_ruleset_report {
     uint32_t later;     /* of PAIR: the rule that it cannot stand before */
     uint64_t conflict;  /* of NO_PLACE: bit p: the rule at position p; as few rules as were found */
 
-    /* Of plan and apply. Places and entries count without those that are reserved. */
+    /* Of NO_PLACE. Places and entries count without those that are reserved. */
     uint8_t wide_needed;     /* rules that only LUT0 holds */
     uint8_t wide_free;       /* LUT0 places that the set may use */
     uint16_t narrow_needed;  /* entries of the rules that only LUT1 holds */
@@ -238,11 +238,10 @@ struct ifc_ruleset_report {
     uint8_t undo;      /* enum ifc_ruleset_undo, of IFC_RULESET_TIMEOUT */
     uint32_t accesses; /* register accesses when each transfer completes at the first look: of a plan, at most
                           what its apply makes; of an apply, what it made */
-    uint32_t longest;  /* the most of them under the lock at a stretch */
     struct ifc_ruleset_place place[IFC_RULESET_RULES]; /* by position */
 };
 
-#define IFC_RULESET_WORK_WORDS 3072 /* 64-bit words; the library checks at compile time that they suffice */
+#define IFC_RULESET_WORK_WORDS 2560 /* 64-bit words; the library checks at compile time that they suffice */
 
 /* All members are private; read a set through the calls below. */
 struct ifc_ruleset {
@@ -250,6 +249,7 @@ struct ifc_ruleset {
     uint32_t owned_lut1;              /* bit n: entry n belonged to the set when last applied */
     uint8_t owned_lut0;               /* bit n: LUT0 rule n alike */
     uint8_t undo_pending;             /* an undo has failed: the next apply ends it first */
+    uint8_t standing;                 /* rules of the set when last applied */
     uint8_t order[IFC_RULESET_RULES]; /* slot of each position */
     struct ifc_ruleset_place now[IFC_RULESET_RULES]; /* by slot */
     uint64_t used;                                   /* bit n: slot n is taken */
@@ -284,7 +284,7 @@ const struct ifc_rule *ifc_ruleset_rule(const struct ifc_ruleset *set, uint32_t 
 
 /* Where the rule at a position stands in the tables; IFC_RULESET_NOWHERE before its first apply, and for a
  * position that has no rule. */
-struct ifc_ruleset_place ifc_ruleset_place(const struct ifc_ruleset *set, uint32_t position);
+struct ifc_ruleset_place ifc_ruleset_place_of(const struct ifc_ruleset *set, uint32_t position);
 
 /* The number of a place, 0..39; -1: nowhere. */
 int ifc_ruleset_number(struct ifc_ruleset_place place);
@@ -293,7 +293,7 @@ int ifc_ruleset_number(struct ifc_ruleset_place place);
 int ifc_ruleset_find_number(const struct ifc_ruleset *set, uint32_t number);
 int ifc_ruleset_find_cookie(const struct ifc_ruleset *set, uint64_t cookie);
 
-/* The position of the last rule, and of the rule's own priority, for ifc_ruleset_insert(). */
+/* Positions of ifc_ruleset_insert() that it finds itself. */
 #define IFC_RULESET_LAST        0xFFFFFFFFu
 #define IFC_RULESET_BY_PRIORITY 0xFFFFFFFEu
 

@@ -1,0 +1,488 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+// A set of rules: its edits, and how it is brought into the tables.
+#include "ruleset/ruleset.h"
+
+#include "ifc/records/chip.h"
+#include "ifc/records/narrow_record.h"
+#include "ifc/records/wide_record.h"
+#include "ruleset/layout.h"
+#include "ruleset/rule.h"
+#include "ruleset/update.h"
+
+using namespace ruleset;
+
+namespace
+{
+
+// What a call works in. Only `update` lasts beyond it, while an undo has failed.
+struct Work {
+    Report report; // of calls that are given none
+    LayoutInput input;
+    LayoutAnswer answer;
+    LayoutWorkspace layout;
+    Tables wanted;
+    WantedRule rules[kMaxRules];
+    Update update;
+};
+static_assert(sizeof(Work) <= sizeof(Set::work) && alignof(Work) <= alignof(uint64_t));
+static_assert(IFC_RULESET_RULES == kMaxRules);
+static_assert(static_cast<Table>(IFC_RULESET_NOWHERE) == kNowhere &&
+              static_cast<Table>(IFC_RULESET_LUT0) == kWide &&
+              static_cast<Table>(IFC_RULESET_LUT1) == kNarrow);
+
+Work &workOf(Set &set)
+{
+    return *reinterpret_cast<Work *>(set.work);
+}
+
+Report &begin(Set &set, Report *report)
+{
+    Report &used = report != nullptr ? *report : workOf(set).report;
+    used = {};
+    return used;
+}
+
+int finish(Report &report, ifc_ruleset_result result)
+{
+    report.result = result;
+    return result;
+}
+
+constexpr uint64_t bitOf(unsigned slot)
+{
+    return uint64_t{1} << slot;
+}
+
+bool hasBit(uint64_t bits, unsigned slot)
+{
+    return (bits >> slot & 1) != 0;
+}
+
+Place placeOf(const ifc_ruleset_place &place)
+{
+    return {place.table, place.first, place.entries};
+}
+
+ifc_ruleset_place placeFrom(const Place &place)
+{
+    return {place.table, place.first, place.entries};
+}
+
+void compareWithOthers(Set &set, unsigned slot)
+{
+    set.overlaps[slot] = 0;
+    for (unsigned other = 0; other < kMaxRules; ++other) {
+        set.overlaps[other] &= ~bitOf(slot);
+        if (other == slot || !hasBit(set.used, other) || !ifc_rule_overlap(&set.rule[slot], &set.rule[other]))
+            continue;
+        set.overlaps[slot] |= bitOf(other);
+        set.overlaps[other] |= bitOf(slot);
+    }
+}
+
+unsigned freeSlot(const Set &set)
+{
+    unsigned slot = 0;
+    while (hasBit(set.used, slot))
+        ++slot;
+    return slot;
+}
+
+// The rule is in set.rule[slot], where set.used has no bit yet.
+void takeIn(Set &set, unsigned slot, unsigned position, Place now)
+{
+    for (unsigned n = set.count++; n > position; --n)
+        set.order[n] = set.order[n - 1];
+    set.order[position] = static_cast<uint8_t>(slot);
+    set.now[slot] = placeFrom(now);
+    set.new_action &= ~bitOf(slot);
+    compareWithOthers(set, slot);
+    set.used |= bitOf(slot);
+}
+
+void own(Set &set, Place place)
+{
+    if (place.table == kWide)
+        set.owned_lut0 = static_cast<uint8_t>(set.owned_lut0 | 1u << place.first);
+    else
+        set.owned_lut1 |= narrowBits(place);
+    ++set.standing;
+}
+
+// Entries that are not the set's: runs without an end flag, with the free entry that a chain must not start at,
+// and chains that name no field.
+uint32_t reservedEntries(const Set &set)
+{
+    uint32_t reserved = 0;
+    ifc::Chain run;
+    for (unsigned from = 0; ifc::nextRun(set.lut1, from, run); from = run.end + 1) {
+        if (hasBit(set.owned_lut1, run.first))
+            continue;
+        const bool more = !run.complete && !ifc::isLastOfSubTable(run.end);
+        reserved |= narrowBits(narrowPlace(run.first, run.end - run.first + (more ? 2 : 1)));
+    }
+    return reserved;
+}
+
+// A rule that stands in LUT1 moves there entry by entry as it is, however it was written.
+Shape shapeOf(const Set &set, unsigned slot)
+{
+    ifc_rule_shape shape;
+    ifc_rule_shape_of(&set.rule[slot], &shape);
+    const Place now = placeOf(set.now[slot]);
+    if (now.table == kNarrow)
+        shape.narrow_entries = now.entries;
+    if (shape.counted < shape.narrow_entries)
+        shape.counted = shape.narrow_entries;
+    return {shape.narrow_entries, shape.counted, shape.wide != 0 || now.table == kWide, now};
+}
+
+void fillReport(const Set &set, const LayoutAnswer &answer, Report &report)
+{
+    static constexpr uint8_t kReasons[] = {IFC_RULESET_NO_REASON, IFC_RULESET_NEEDS_LUT0,
+                                           IFC_RULESET_NO_SPACE, IFC_RULESET_PAIR, IFC_RULESET_ORDER};
+    report.reason = kReasons[static_cast<unsigned>(answer.reason)];
+    report.position = answer.earlier;
+    report.later = answer.later;
+    report.conflict = answer.conflict;
+    report.wide_needed = static_cast<uint8_t>(answer.wideNeeded);
+    report.wide_free = static_cast<uint8_t>(answer.wideFree);
+    report.narrow_needed = static_cast<uint16_t>(answer.narrowNeeded);
+    report.narrow_free = static_cast<uint16_t>(answer.narrowFree);
+    report.either_rules = static_cast<uint16_t>(answer.eitherRules);
+    report.either_entries = static_cast<uint16_t>(answer.eitherEntries);
+    if (answer.result == LayoutResult::NoLayout)
+        return;
+    report.fewest = answer.result == LayoutResult::MovedFewest;
+    for (unsigned n = 0; n < set.count; ++n) {
+        const Place now = placeOf(set.now[set.order[n]]);
+        report.place[n] = placeFrom(answer.place[n]);
+        if (!placed(now))
+            ++report.added;
+        else if (now == answer.place[n])
+            ++report.kept;
+        else
+            ++report.moved;
+    }
+    report.deleted = static_cast<uint8_t>(set.standing - report.kept - report.moved);
+}
+
+bool findPlaces(Set &set, Report &report)
+{
+    Work &work = workOf(set);
+    LayoutInput &input = work.input;
+    input.count = set.count;
+    for (unsigned n = 0; n < set.count; ++n) {
+        input.rule[n] = shapeOf(set, set.order[n]);
+        input.overlaps[n] = 0;
+        for (unsigned later = n + 1; later < set.count; ++later)
+            if (hasBit(set.overlaps[set.order[n]], set.order[later]))
+                input.overlaps[n] |= bitOf(later);
+    }
+    input.widePlaces = ifc::hasWritableLut0(GET_HIR()) ? IFC_LUT0_RULES : 0;
+    input.reservedWide = 0;
+    input.reservedNarrow = reservedEntries(set);
+    input.budget = LayoutInput{}.budget;
+    const LayoutResult result = findLayout(input, work.layout, work.answer);
+    fillReport(set, work.answer, report);
+    return result == LayoutResult::MovedFewest || result == LayoutResult::Found;
+}
+
+// The wanted tables and their rules, after findPlaces().
+void buildTables(Set &set)
+{
+    Work &work = workOf(set);
+    Tables &wanted = work.wanted;
+    for (unsigned n = 0; n < IFC_LUT0_RULES; ++n)
+        wanted.lut0[n] = hasBit(set.owned_lut0, n) ? IFC_LUT0_Format{} : set.lut0[n];
+    for (unsigned n = 0; n < IFC_LUT1_RULES; ++n)
+        wanted.lut1[n] = hasBit(set.owned_lut1, n) ? IFC_LUT1_Format{} : set.lut1[n];
+    for (unsigned n = 0; n < set.count; ++n) {
+        const unsigned slot = set.order[n];
+        const Rule &rule = set.rule[slot];
+        const Place now = placeOf(set.now[slot]);
+        const Place place = work.answer.place[n];
+        const bool asItIs = now.table == place.table;
+        if (place.table == kWide) {
+            if (asItIs)
+                wanted.lut0[place.first] = set.lut0[now.first];
+            else
+                ifc_rule_encode_wide(&rule, &wanted.lut0[place.first]);
+        } else if (asItIs) {
+            for (unsigned k = 0; k < place.entries; ++k)
+                wanted.lut1[place.first + k] = set.lut1[now.first + k];
+        } else {
+            ifc_rule_encode_narrow(&rule, &wanted.lut1[place.first]);
+        }
+        WantedRule &wish = work.rules[n];
+        wish = {};
+        wish.place = place;
+        wish.oldPlace = now;
+        wish.action = !placed(now) || hasBit(set.new_action, slot) ? &rule.action : nullptr;
+    }
+}
+
+Outcome runUpdate(Set &set, uint32_t flags, bool dryRun, Report &report)
+{
+    Work &work = workOf(set);
+    buildTables(set);
+    UpdateRequest request;
+    request.tables = &work.wanted;
+    request.rules = work.rules;
+    request.count = set.count;
+    request.quiesce = (flags & IFC_RULESET_QUIESCE) != 0;
+    request.dryRun = dryRun;
+    const Outcome outcome = apply(work.update, request);
+    report.accesses = work.update.port.accesses;
+    return outcome;
+}
+
+void copyTables(Set &set, const IFC_LUT0_Format *lut0, const IFC_LUT1_Format *lut1)
+{
+    __builtin_memcpy(set.lut0, lut0, sizeof set.lut0);
+    __builtin_memcpy(set.lut1, lut1, sizeof set.lut1);
+}
+
+bool isStale(const Set &set)
+{
+    return __builtin_memcmp(set.lut0, IFC_LUT0_Rule, sizeof set.lut0) != 0 ||
+           __builtin_memcmp(set.lut1, IFC_LUT1_Rule, sizeof set.lut1) != 0;
+}
+
+// After an update: what was wanted stands.
+void settle(Set &set)
+{
+    const Work &work = workOf(set);
+    copyTables(set, work.wanted.lut0, work.wanted.lut1);
+    set.owned_lut0 = 0;
+    set.owned_lut1 = 0;
+    set.standing = 0;
+    set.new_action = 0;
+    for (unsigned n = 0; n < set.count; ++n) {
+        set.now[set.order[n]] = placeFrom(work.answer.place[n]);
+        own(set, work.answer.place[n]);
+    }
+}
+
+// Takes the rule in set.rule[slot] in at the end, with its action from the hardware. False: timed out.
+bool takeRead(Set &set, RowPort &port, unsigned slot, Place place)
+{
+    uint32_t row[IFC_ROW_WORDS];
+    const auto number = static_cast<uint8_t>(placeNumber(place));
+    if (!readRow(port, {IFC_SEL_ACTION, number, 0}, row))
+        return false;
+    Rule &rule = set.rule[slot];
+    rule.cookie = 0;
+    rule.priority = 0;
+    for (unsigned n = 0; n < IFC_ROW_WORDS; ++n)
+        rule.action.word[n] = row[IFC_ROW_WORDS - 1 - n];
+    takeIn(set, slot, set.count, place);
+    own(set, place);
+    return true;
+}
+
+bool readRules(Set &set, RowPort &port)
+{
+    for (unsigned n = 0; n < IFC_LUT0_RULES && ifc::hasWritableLut0(GET_HIR()); ++n) {
+        if (!ifc::wideValid(set.lut0[n].word))
+            continue;
+        ifc_rule_decode_wide(&set.lut0[n], &set.rule[set.count]);
+        if (!takeRead(set, port, set.count, widePlace(n)))
+            return false;
+    }
+    ifc::Chain chain;
+    for (unsigned from = 0; ifc::nextChain(set.lut1, from, chain); from = chain.end + 1) {
+        const unsigned entries = chain.end - chain.first + 1;
+        if (ifc_rule_decode_narrow(&set.lut1[chain.first], entries, &set.rule[set.count]) == 0 &&
+            !takeRead(set, port, set.count, narrowPlace(chain.first, entries)))
+            return false;
+    }
+    return true;
+}
+
+void changeConditions(Set &set, unsigned slot, const Rule &from)
+{
+    Rule &rule = set.rule[slot];
+    if (rule.count == from.count &&
+        __builtin_memcmp(rule.condition, from.condition, from.count * sizeof *from.condition) == 0)
+        return;
+    rule.count = from.count;
+    __builtin_memmove(rule.condition, from.condition, from.count * sizeof *from.condition);
+    set.now[slot] = {}; // for the tables it is another rule
+    compareWithOthers(set, slot);
+}
+
+} // namespace
+
+void ifc_ruleset_init(struct ifc_ruleset *set)
+{
+    __builtin_memset(set, 0, sizeof *set);
+}
+
+int ifc_ruleset_read(struct ifc_ruleset *set, struct ifc_ruleset_report *report)
+{
+    ifc_ruleset_init(set);
+    Report &told = begin(*set, report);
+    copyTables(*set, IFC_LUT0_Rule, IFC_LUT1_Rule);
+    RowPort port = {};
+    const bool done = readRules(*set, port);
+    release(port);
+    told.accesses = port.accesses;
+    if (done)
+        return finish(told, IFC_RULESET_OK);
+    ifc_ruleset_init(set);
+    return finish(told, IFC_RULESET_TIMEOUT);
+}
+
+uint32_t ifc_ruleset_count(const struct ifc_ruleset *set)
+{
+    return set->count;
+}
+
+const struct ifc_rule *ifc_ruleset_rule(const struct ifc_ruleset *set, uint32_t position)
+{
+    return position < set->count ? &set->rule[set->order[position]] : nullptr;
+}
+
+struct ifc_ruleset_place ifc_ruleset_place_of(const struct ifc_ruleset *set, uint32_t position)
+{
+    return position < set->count ? set->now[set->order[position]] : ifc_ruleset_place{};
+}
+
+int ifc_ruleset_number(struct ifc_ruleset_place place)
+{
+    return place.table != IFC_RULESET_NOWHERE ? static_cast<int>(placeNumber(placeOf(place))) : -1;
+}
+
+int ifc_ruleset_find_number(const struct ifc_ruleset *set, uint32_t number)
+{
+    for (unsigned n = 0; n < set->count; ++n)
+        if (ifc_ruleset_number(set->now[set->order[n]]) == static_cast<int>(number))
+            return static_cast<int>(n);
+    return -1;
+}
+
+int ifc_ruleset_find_cookie(const struct ifc_ruleset *set, uint64_t cookie)
+{
+    for (unsigned n = 0; n < set->count; ++n)
+        if (set->rule[set->order[n]].cookie == cookie)
+            return static_cast<int>(n);
+    return -1;
+}
+
+int ifc_ruleset_insert(struct ifc_ruleset *set, uint32_t position, const struct ifc_rule *rule,
+                       struct ifc_ruleset_report *report)
+{
+    Report &told = begin(*set, report);
+    if (position == IFC_RULESET_LAST)
+        position = set->count;
+    if (position == IFC_RULESET_BY_PRIORITY) {
+        position = 0;
+        while (position < set->count && set->rule[set->order[position]].priority <= rule->priority)
+            ++position;
+    }
+    if (position > set->count)
+        return finish(told, IFC_RULESET_BAD_POSITION);
+    if (ifc_rule_check(rule, &told) != IFC_RULESET_OK)
+        return IFC_RULESET_BAD_RULE;
+    if (set->count == kMaxRules)
+        return finish(told, IFC_RULESET_FULL);
+    const unsigned slot = freeSlot(*set);
+    set->rule[slot] = *rule;
+    takeIn(*set, slot, position, {});
+    told.position = position;
+    return finish(told, IFC_RULESET_OK);
+}
+
+int ifc_ruleset_remove(struct ifc_ruleset *set, uint32_t position)
+{
+    if (position >= set->count)
+        return IFC_RULESET_BAD_POSITION;
+    set->used &= ~bitOf(set->order[position]);
+    --set->count;
+    for (unsigned n = position; n < set->count; ++n)
+        set->order[n] = set->order[n + 1];
+    return IFC_RULESET_OK;
+}
+
+void ifc_ruleset_clear(struct ifc_ruleset *set)
+{
+    set->count = 0;
+    set->used = 0;
+}
+
+int ifc_ruleset_replace(struct ifc_ruleset *set, uint32_t position, const struct ifc_rule *rule,
+                        uint32_t what, struct ifc_ruleset_report *report)
+{
+    Report &told = begin(*set, report);
+    if (position >= set->count)
+        return finish(told, IFC_RULESET_BAD_POSITION);
+    if ((what & IFC_RULESET_CONDITIONS) != 0 && ifc_rule_check(rule, &told) != IFC_RULESET_OK)
+        return IFC_RULESET_BAD_RULE;
+    const unsigned slot = set->order[position];
+    Rule &changed = set->rule[slot];
+    if ((what & IFC_RULESET_CONDITIONS) != 0)
+        changeConditions(*set, slot, *rule);
+    if ((what & IFC_RULESET_ACTION) != 0) {
+        changed.action = rule->action;
+        set->new_action |= bitOf(slot);
+    }
+    if ((what & IFC_RULESET_COOKIE) != 0) {
+        changed.cookie = rule->cookie;
+        changed.priority = rule->priority;
+    }
+    told.position = position;
+    return finish(told, IFC_RULESET_OK);
+}
+
+int ifc_ruleset_move(struct ifc_ruleset *set, uint32_t from, uint32_t to)
+{
+    if (from >= set->count || to >= set->count)
+        return IFC_RULESET_BAD_POSITION;
+    const uint8_t slot = set->order[from];
+    for (; from < to; ++from)
+        set->order[from] = set->order[from + 1];
+    for (; from > to; --from)
+        set->order[from] = set->order[from - 1];
+    set->order[to] = slot;
+    return IFC_RULESET_OK;
+}
+
+int ifc_ruleset_plan(struct ifc_ruleset *set, struct ifc_ruleset_report *report)
+{
+    Report &told = begin(*set, report);
+    if (!findPlaces(*set, told))
+        return finish(told, IFC_RULESET_NO_PLACE);
+    if (!isStale(*set) && set->undo_pending == 0)
+        (void)runUpdate(*set, 0, true, told);
+    return finish(told, IFC_RULESET_OK);
+}
+
+int ifc_ruleset_apply(struct ifc_ruleset *set, uint32_t flags, struct ifc_ruleset_report *report)
+{
+    Report &told = begin(*set, report);
+    Update &update = workOf(*set).update;
+    if (isStale(*set))
+        return finish(told, IFC_RULESET_STALE);
+    Outcome outcome = Outcome::Undone;
+    if (set->undo_pending != 0) {
+        outcome = finishUndo(update);
+        set->undo_pending = outcome == Outcome::Incomplete;
+    }
+    if (set->undo_pending == 0) {
+        if (!findPlaces(*set, told))
+            return finish(told, IFC_RULESET_NO_PLACE);
+        outcome = runUpdate(*set, flags, false, told);
+    }
+    switch (outcome) {
+    case Outcome::Done:
+        settle(*set);
+        return finish(told, IFC_RULESET_OK);
+    case Outcome::Refused:
+        return finish(told, IFC_RULESET_STALE);
+    default:
+        set->undo_pending = outcome == Outcome::Incomplete;
+        told.undo = outcome == Outcome::Undone ? IFC_RULESET_UNDONE : IFC_RULESET_UNDO_FAILED;
+        return finish(told, IFC_RULESET_TIMEOUT);
+    }
+}

@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+// Runs an update on a simulated chip on which frames hit the living rules all the time, makes transfers fail, and
+// checks after every single register access what the chip sees.
+#pragma once
+
+#include "update_scenario.h"
+
+#include "platform/host/host_platform.h"
+
+#include <functional>
+#include <memory>
+#include <set>
+#include <string>
+#include <tuple>
+
+struct Fault {
+    enum Kind {
+        None,
+        NotDone,      // `count` transfers in a row do not happen
+        DoneUnseen,   // the transfer happens, its done bit shows too late
+        LateTransfer, // the transfer happens `count` accesses later, or just before the next command
+        DeadRow,      // no transfer to the row of this transfer happens any more
+    };
+    Kind kind = None;
+    unsigned at = 0; // number of the transfer, from 0
+    unsigned count = 1;
+};
+
+constexpr unsigned kForever = ~0u;
+
+class UpdateWatch
+{
+public:
+    explicit UpdateWatch(const Scenario &scenario, uint64_t seed = 1);
+    ~UpdateWatch();
+    UpdateWatch(const UpdateWatch &) = delete;
+    UpdateWatch &operator=(const UpdateWatch &) = delete;
+
+    // Runs it, with checks during and after it. `doneAfter`: polls of each transfer.
+    ruleset::Outcome run(const Fault &fault, bool quiesce = false, unsigned doneAfter = 1);
+    // After Incomplete: the chip answers again.
+    ruleset::Outcome finish();
+
+    const std::string &complaint() const { return complaint_; } // the first one; empty: all is well
+    unsigned accesses() const { return accesses_; }
+    unsigned transfers() const { return transfers_; }
+    unsigned writesOf(unsigned sel, unsigned index, unsigned offset = 0) const;
+    unsigned longestStretch() const { return longest_; } // with every poll used
+    bool fired() const { return fired_; }
+    ruleset::Update &update() { return *update_; }
+    engine::RegisterWindow &chip() { return chip_; }
+
+private:
+    enum class Life { Dead, Old, New };
+    using Key = std::tuple<unsigned, unsigned, unsigned>;
+
+    void onAccess(const engine::Access &access);
+    void onCommand(uint32_t command);
+    void happenLate();
+    void look();
+    void lookAt(unsigned number, const Living *living);
+    void frame();
+    void complain(const std::string &what);
+    void checkTables(const ruleset::Tables &tables, const ruleset::RowSet &except, const char *name);
+    void checkEntries(bool old, const ruleset::RowSet &except);
+    void checkWrites();
+    void checkEnd(ruleset::Outcome outcome);
+
+    const Scenario &s_;
+    Random random_;
+    engine::RegisterWindow chip_;
+    std::unique_ptr<ruleset::Update> update_ = std::make_unique<ruleset::Update>();
+    std::string complaint_;
+
+    Fault fault_;
+    bool watching_ = false;
+    bool fired_ = false;
+    bool past_ = false; // a command came after the one that failed
+    bool pending_ = false;
+    unsigned pendingFor_ = 0;
+    uint32_t pendingCommand_ = 0;
+    uint32_t deadRow_ = 0;
+    uint32_t data_[4] = {};
+    unsigned doneAfter_ = 1;
+
+    unsigned accesses_ = 0;
+    unsigned transfers_ = 0;
+    unsigned stretch_ = 0;
+    unsigned longest_ = 0;
+    unsigned loaded_ = 0;
+    bool readInHold_ = false;
+    uint32_t lastRevision_ = 0;
+    std::map<Key, unsigned> writes_;
+    std::vector<unsigned> living_;
+    Life life_[40] = {};
+    uint32_t oldHits_[40] = {};
+    uint32_t newHits_[40] = {};
+    uint64_t countersLost_ = 0; // went on from a wrong value while the way back was incomplete
+};
