@@ -8,7 +8,7 @@ cd "$(dirname "$0")/.."
 root=$PWD
 parts=${*:-"device judges ours"}
 build=$root/build/kernel-net-test
-limit=420
+limit=1200
 mkdir -p "$build"
 start=$SECONDS
 step() { printf '%4d s  %s\n' $((SECONDS - start)) "$*"; }

@@ -23,9 +23,9 @@
 #define IFC_COMPAT_NET
 #include "ifc_compat.h"
 
-#define IFC_FRONT_NO_FPORT    (-1)
-#define IFC_FRONT_LOCATIONS   64u /* of ethtool on each port: 0 to 63 */
-#define IFC_FRONT_WORDS       16u /* user-defined words of a frame that the chip compares */
+#define IFC_FRONT_NO_FPORT  (-1)
+#define IFC_FRONT_LOCATIONS 64u /* of ethtool on each port: 0 to 63 */
+#define IFC_FRONT_WORDS     16u /* user-defined words of a frame that the chip compares */
 
 struct ifc_front;
 

@@ -87,8 +87,8 @@ static int encode_tags(const struct tags *tags, struct ifc_front_rule *rule, str
         if (!tags->new_priority) {
             action->keep_priority = true;
         } else if (least == 0 && !untagged) {
-            return ifc_front_refuse(why, -EOPNOTSUPP,
-                                    "vlan modify: priority: needs a protocol that says whether a tag is there");
+            return ifc_front_refuse(
+                why, -EOPNOTSUPP, "vlan modify: priority: needs a protocol that says whether a tag is there");
         } else if (!untagged) {
             action->keep_dei = true;
         }
@@ -104,7 +104,8 @@ static int encode_tags(const struct tags *tags, struct ifc_front_rule *rule, str
         return 0;
     case 2: /* the second place is behind the frame's outer tag */
         if (!untagged)
-            return ifc_front_refuse(why, -EOPNOTSUPP, "vlan push: two tags need a protocol of untagged frames");
+            return ifc_front_refuse(why, -EOPNOTSUPP,
+                                    "vlan push: two tags need a protocol of untagged frames");
         outer(action, IFC_FRONT_INSERT, tags->push[1].tpid, tags->push[1].tci);
         action->vo[1] = IFC_FRONT_INSERT;
         action->tci[1] = tags->push[0].tci;
@@ -147,7 +148,8 @@ static int decode_pedit(const struct flow_action_entry *entry, struct ifc_front_
     if (entry->mangle.htype == FLOW_ACT_MANGLE_HDR_TYPE_IP4 && entry->mangle.offset == 0 &&
         !(change & 0xFF00FFFF)) {
         if (change != 0x00FC0000)
-            return ifc_front_refuse(why, -EOPNOTSUPP, "pedit ip dsfield: accepted: retain 0xfc, its upper six bits");
+            return ifc_front_refuse(why, -EOPNOTSUPP,
+                                    "pedit ip dsfield: accepted: retain 0xfc, its upper six bits");
         action->dscp_set = true;
         action->dscp = value >> 18;
         return 0;
@@ -208,8 +210,8 @@ static int decode_edit(struct ifc_front_port *port, const struct flow_action_ent
 #ifdef IFC_COMPAT_ACTION_PRIORITY
     case FLOW_ACTION_PRIORITY:
         if (entry->priority >= platform->priorities)
-            return ifc_front_refuse(why, -EOPNOTSUPP, "skbedit priority %u: accepted: below %u", entry->priority,
-                                    platform->priorities);
+            return ifc_front_refuse(why, -EOPNOTSUPP, "skbedit priority %u: accepted: below %u",
+                                    entry->priority, platform->priorities);
         action->priority_set = true;
         action->priority = entry->priority;
         return 0;
@@ -227,8 +229,8 @@ static int decode_edit(struct ifc_front_port *port, const struct flow_action_ent
         if (entry->id < ARRAY_SIZE(action_names) && action_names[entry->id])
             return ifc_front_refuse(why, -EOPNOTSUPP, "action %s: the classifier cannot do it",
                                     action_names[entry->id]);
-        return ifc_front_refuse(why, -EOPNOTSUPP, "action %u of the flow interface: the classifier cannot do it",
-                                entry->id);
+        return ifc_front_refuse(why, -EOPNOTSUPP,
+                                "action %u of the flow interface: the classifier cannot do it", entry->id);
     }
 }
 
@@ -243,7 +245,8 @@ int ifc_front_decode_flow_action(struct ifc_front_port *port, struct flow_action
     unsigned int n;
     int result;
 
-    flow_action_for_each(n, entry, actions) {
+    flow_action_for_each(n, entry, actions)
+    {
         switch (entry->id) {
         case FLOW_ACTION_ACCEPT:
             action->way = IFC_FRONT_PASS;

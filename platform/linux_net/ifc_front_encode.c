@@ -193,8 +193,9 @@ static void encode_action(const struct ifc_front_platform *platform, const struc
     }
 }
 
-static int encode(const struct ifc_front_platform *platform, struct ifc_front_rule *rule, unsigned int variant,
-                  u8 source, struct ifc_front_words *words, struct ifc_rule *out, struct ifc_front_refusal *why)
+static int encode(const struct ifc_front_platform *platform, struct ifc_front_rule *rule,
+                  unsigned int variant, u8 source, struct ifc_front_words *words, struct ifc_rule *out,
+                  struct ifc_front_refusal *why)
 {
     unsigned int n;
 
@@ -215,7 +216,8 @@ static int encode(const struct ifc_front_platform *platform, struct ifc_front_ru
         to->field = from->field;
         if (!from->field) {
             if (!platform->place_word)
-                return ifc_front_refuse(why, -EOPNOTSUPP, "a key needs a word of the frame that %s cannot compare",
+                return ifc_front_refuse(why, -EOPNOTSUPP,
+                                        "a key needs a word of the frame that %s cannot compare",
                                         platform->name);
             to->field = word_field(words, from);
             if (!to->field)

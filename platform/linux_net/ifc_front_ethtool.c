@@ -123,9 +123,9 @@ static int decode_flow(const struct ethtool_rx_flow_spec *spec, struct ifc_front
         want_four_bytes(rule, h->usr_ip6_spec.l4_4_bytes, m->usr_ip6_spec.l4_4_bytes);
         return 0;
     default:
-        return ifc_front_refuse(why, -EOPNOTSUPP,
-                                "flow-type %u: accepted: ether, ip4, tcp4, udp4, sctp4, ip6, tcp6, udp6, sctp6",
-                                type);
+        return ifc_front_refuse(
+            why, -EOPNOTSUPP, "flow-type %u: accepted: ether, ip4, tcp4, udp4, sctp4, ip6, tcp6, udp6, sctp6",
+            type);
     }
 }
 
@@ -161,7 +161,8 @@ static int decode_extension(const struct ethtool_rx_flow_spec *spec, struct ifc_
     if (!word_mask)
         return 0;
     if (word_mask >> 16 != 0xFFFFFFFFFFFF || base > IFC_FRONT_TRANSPORT || offset > 255)
-        return ifc_front_refuse(why, -EINVAL, "user-def: accepted: 0x0000B0000OOOVVVV: base 0 to 2, offset 0 to 255");
+        return ifc_front_refuse(why, -EINVAL,
+                                "user-def: accepted: 0x0000B0000OOOVVVV: base 0 to 2, offset 0 to 255");
     ifc_front_want_word(rule, base, offset, IFC_COMPARE_EQUAL, word_mask, word);
     return 0;
 }
@@ -191,8 +192,8 @@ int ifc_front_decode_ethtool(struct ifc_front_port *port, const struct ethtool_r
     if (ethtool_get_flow_spec_ring_vf(spec->ring_cookie))
         return ifc_front_refuse(why, -EOPNOTSUPP, "vf: the classifier has no virtual functions");
     if (spec->ring_cookie >= platform->rx_queues || platform->fport_host < 0)
-        return ifc_front_refuse(why, -EINVAL, "action %llu: accepted: -1 and queues below %u", spec->ring_cookie,
-                                platform->fport_host < 0 ? 0 : platform->rx_queues);
+        return ifc_front_refuse(why, -EINVAL, "action %llu: accepted: -1 and queues below %u",
+                                spec->ring_cookie, platform->fport_host < 0 ? 0 : platform->rx_queues);
     rule->action.queue_set = true;
     rule->action.queue = spec->ring_cookie;
     return 0;

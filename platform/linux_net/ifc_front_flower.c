@@ -28,9 +28,9 @@ static const char *const key_names[] = {
 
 #define KEY(name) BIT(FLOW_DISSECTOR_KEY_##name)
 
-static const u32 known_keys = KEY(CONTROL) | KEY(BASIC) | KEY(META) | KEY(ETH_ADDRS) | KEY(VLAN) | KEY(CVLAN) |
-                              KEY(IPV4_ADDRS) | KEY(IPV6_ADDRS) | KEY(IP) | KEY(PORTS) | KEY(PORTS_RANGE) |
-                              KEY(ICMP) | KEY(TCP) | KEY(ARP) | KEY(MPLS)
+static const u32 known_keys = KEY(CONTROL) | KEY(BASIC) | KEY(META) | KEY(ETH_ADDRS) | KEY(VLAN) |
+                              KEY(CVLAN) | KEY(IPV4_ADDRS) | KEY(IPV6_ADDRS) | KEY(IP) | KEY(PORTS) |
+                              KEY(PORTS_RANGE) | KEY(ICMP) | KEY(TCP) | KEY(ARP) | KEY(MPLS)
 #ifdef IFC_COMPAT_KEY_NUM_OF_VLANS
                               | KEY(NUM_OF_VLANS)
 #endif
@@ -54,7 +54,8 @@ static int check_keys(const struct flow_rule *flow, struct ifc_front_refusal *wh
     key = __ffs(unknown);
     if (key < ARRAY_SIZE(key_names) && key_names[key])
         return ifc_front_refuse(why, -EOPNOTSUPP, "%s: the classifier cannot match it", key_names[key]);
-    return ifc_front_refuse(why, -EOPNOTSUPP, "key %u of the flow dissector: the classifier cannot match it", key);
+    return ifc_front_refuse(why, -EOPNOTSUPP, "key %u of the flow dissector: the classifier cannot match it",
+                            key);
 }
 
 static int decode_tag(struct ifc_front_rule *rule, const struct flow_match_vlan *match, bool inner,
@@ -65,13 +66,15 @@ static int decode_tag(struct ifc_front_rule *rule, const struct flow_match_vlan 
 
     if (match->mask->vlan_tpid) {
         if (match->mask->vlan_tpid != htons(0xFFFF) || (tpid != ETH_P_8021Q && tpid != ETH_P_8021AD))
-            return ifc_front_refuse(why, -EOPNOTSUPP, "%s: TPID 0x%04x: accepted: 0x8100 and 0x88a8", name, tpid);
+            return ifc_front_refuse(why, -EOPNOTSUPP, "%s: TPID 0x%04x: accepted: 0x8100 and 0x88a8", name,
+                                    tpid);
         rule->tpid[inner] = tpid;
     }
     rule->least_tags = max_t(u8, rule->least_tags, inner + 1);
     ifc_front_want(rule, inner ? VID1 : VID0, match->mask->vlan_id, match->key->vlan_id);
     /* The field has the drop bit below the priority. */
-    ifc_front_want(rule, inner ? PBIT1 : PBIT0, match->mask->vlan_priority << 1, match->key->vlan_priority << 1);
+    ifc_front_want(rule, inner ? PBIT1 : PBIT0, match->mask->vlan_priority << 1,
+                   match->key->vlan_priority << 1);
     return 0;
 }
 
@@ -101,7 +104,8 @@ static int decode_ethernet(const struct flow_rule *flow, __be16 protocol, struct
 
     if (outer == ETH_P_ALL || outer == 0) {
         if (type)
-            return ifc_front_refuse(why, -EOPNOTSUPP, "protocol: an EtherType key in a filter of all protocols");
+            return ifc_front_refuse(why, -EOPNOTSUPP,
+                                    "protocol: an EtherType key in a filter of all protocols");
     } else if (outer == ETH_P_8021Q || outer == ETH_P_8021AD) {
         if (vlan.key && vlan.mask->vlan_tpid && vlan.key->vlan_tpid != protocol) {
             rule->never = true;
@@ -136,7 +140,8 @@ static int decode_ethernet(const struct flow_rule *flow, __be16 protocol, struct
     }
 #ifdef IFC_COMPAT_KEY_NUM_OF_VLANS
     if (asks(flow, FLOW_DISSECTOR_KEY_NUM_OF_VLANS))
-        return ifc_front_refuse(why, -EOPNOTSUPP, "num_of_vlans: the classifier cannot count more than two tags");
+        return ifc_front_refuse(why, -EOPNOTSUPP,
+                                "num_of_vlans: the classifier cannot count more than two tags");
 #endif
     if (type == ETH_P_8021Q || type == ETH_P_8021AD)
         return ifc_front_refuse(why, -EOPNOTSUPP, "cvlan_ethtype: a third tag cannot be matched");
@@ -184,13 +189,15 @@ static int decode_addresses(const struct flow_rule *flow, struct ifc_front_rule 
     if (control.mask->addr_type) {
         if (control.key->addr_type == FLOW_DISSECTOR_KEY_IPV4_ADDRS) {
             if (rule->version != 4)
-                return ifc_front_refuse(why, -EOPNOTSUPP, "src_ip, dst_ip: IPv4 addresses need `ip` as protocol");
+                return ifc_front_refuse(why, -EOPNOTSUPP,
+                                        "src_ip, dst_ip: IPv4 addresses need `ip` as protocol");
             flow_rule_match_ipv4_addrs(flow, &ipv4);
             ifc_front_want(rule, SIPv4, ntohl(ipv4.mask->src), ntohl(ipv4.key->src));
             ifc_front_want(rule, DIPv4, ntohl(ipv4.mask->dst), ntohl(ipv4.key->dst));
         } else if (control.key->addr_type == FLOW_DISSECTOR_KEY_IPV6_ADDRS) {
             if (rule->version != 6)
-                return ifc_front_refuse(why, -EOPNOTSUPP, "src_ip, dst_ip: IPv6 addresses need `ipv6` as protocol");
+                return ifc_front_refuse(why, -EOPNOTSUPP,
+                                        "src_ip, dst_ip: IPv6 addresses need `ipv6` as protocol");
             flow_rule_match_ipv6_addrs(flow, &ipv6);
             ifc_front_want_ipv6(rule, SIPv6_31_0, ipv6.key->src.s6_addr32, ipv6.mask->src.s6_addr32);
             ifc_front_want_ipv6(rule, DIPv6_31_0, ipv6.key->dst.s6_addr32, ipv6.mask->dst.s6_addr32);
@@ -279,7 +286,8 @@ static int decode_ip(const struct flow_rule *flow, struct ifc_front_rule *rule, 
         flow_rule_match_basic(flow, &basic);
     if (basic.key && basic.mask->ip_proto) {
         if (basic.mask->ip_proto != 0xFF || !rule->version)
-            return ifc_front_refuse(why, -EOPNOTSUPP, "ip_proto: needs `ip` or `ipv6` as protocol, and no mask");
+            return ifc_front_refuse(why, -EOPNOTSUPP,
+                                    "ip_proto: needs `ip` or `ipv6` as protocol, and no mask");
         protocol = basic.key->ip_proto;
         ifc_front_want_protocol(rule, protocol);
     }
@@ -299,7 +307,8 @@ static int decode_ip(const struct flow_rule *flow, struct ifc_front_rule *rule, 
 }
 
 /* RFC 826, Ethernet and IPv4: software looks at no other, and at requests and replies only. */
-static int decode_arp(const struct flow_rule *flow, struct ifc_front_rule *rule, struct ifc_front_refusal *why)
+static int decode_arp(const struct flow_rule *flow, struct ifc_front_rule *rule,
+                      struct ifc_front_refusal *why)
 {
     struct flow_dissector *dissector = flow->match.dissector;
     struct flow_dissector_key_arp *key;
@@ -330,7 +339,8 @@ static int decode_arp(const struct flow_rule *flow, struct ifc_front_rule *rule,
 }
 
 /* The first label stack entry: label 31..12, traffic class 11..9, bottom of stack 8, TTL 7..0. */
-static int decode_mpls(const struct flow_rule *flow, struct ifc_front_rule *rule, struct ifc_front_refusal *why)
+static int decode_mpls(const struct flow_rule *flow, struct ifc_front_rule *rule,
+                       struct ifc_front_refusal *why)
 {
     struct flow_match_mpls mpls;
     u32 label;
@@ -357,7 +367,8 @@ static int decode_mpls(const struct flow_rule *flow, struct ifc_front_rule *rule
 
 #ifdef IFC_COMPAT_KEY_PPPOE
 /* RFC 2516: version 1, type 1, code 0. The PPP protocol follows the header of six bytes. */
-static int decode_pppoe(const struct flow_rule *flow, struct ifc_front_rule *rule, struct ifc_front_refusal *why)
+static int decode_pppoe(const struct flow_rule *flow, struct ifc_front_rule *rule,
+                        struct ifc_front_refusal *why)
 {
     struct flow_match_pppoe pppoe;
     unsigned int header = ETH_HLEN + (rule->tags == IFC_FRONT_ANY_TAGS ? 0 : VLAN_HLEN * rule->tags);
@@ -366,7 +377,8 @@ static int decode_pppoe(const struct flow_rule *flow, struct ifc_front_rule *rul
     if (!asks(flow, FLOW_DISSECTOR_KEY_PPPOE))
         return 0;
     if (rule->tags == IFC_FRONT_ANY_TAGS || rule->type != ETH_P_PPP_SES)
-        return ifc_front_refuse(why, -EOPNOTSUPP, "pppoe_sid, ppp_proto: need `ppp_ses` as protocol behind known tags");
+        return ifc_front_refuse(why, -EOPNOTSUPP,
+                                "pppoe_sid, ppp_proto: need `ppp_ses` as protocol behind known tags");
     flow_rule_match_pppoe(flow, &pppoe);
     protocol = ntohs(pppoe.key->ppp_proto);
     ifc_front_want_word(rule, IFC_FRONT_FRAME, header, IFC_COMPARE_EQUAL, 0xFFFF, 0x1100);
@@ -374,8 +386,8 @@ static int decode_pppoe(const struct flow_rule *flow, struct ifc_front_rule *rul
     if (pppoe.mask->ppp_proto) {
         if ((protocol & 0x0101) != 1)
             rule->never = true;
-        ifc_front_want_word(rule, IFC_FRONT_FRAME, header + 6, IFC_COMPARE_EQUAL, ntohs(pppoe.mask->ppp_proto),
-                            protocol);
+        ifc_front_want_word(rule, IFC_FRONT_FRAME, header + 6, IFC_COMPARE_EQUAL,
+                            ntohs(pppoe.mask->ppp_proto), protocol);
         if (protocol == PPP_IP)
             rule->version = 4;
         else if (protocol == PPP_IPV6)

@@ -7,6 +7,7 @@
 #include <linux/in.h>
 #include <linux/ip.h>
 #include <linux/ipv6.h>
+#include <net/inet_ecn.h>
 #include <net/ip.h>
 #include <net/ipv6.h>
 
@@ -92,7 +93,8 @@ void ifc_front_want_bytes(struct ifc_front_rule *rule, enum ifc_front_base base,
                             get_unaligned_be16(key + n));
 }
 
-void ifc_front_want_ipv6(struct ifc_front_rule *rule, unsigned int field, const __be32 *key, const __be32 *mask)
+void ifc_front_want_ipv6(struct ifc_front_rule *rule, unsigned int field, const __be32 *key,
+                         const __be32 *mask)
 {
     unsigned int n;
 
@@ -129,12 +131,12 @@ void ifc_front_want_ttl(struct ifc_front_rule *rule, u8 mask, u8 key)
 {
     if (rule->version == 6) {
         ifc_front_want_there(rule, IPv6_NEXT_HEADER);
-        ifc_front_want_word(rule, IFC_FRONT_NETWORK, offsetof(struct ipv6hdr, nexthdr), IFC_COMPARE_EQUAL, mask,
-                            key);
+        ifc_front_want_word(rule, IFC_FRONT_NETWORK, offsetof(struct ipv6hdr, nexthdr), IFC_COMPARE_EQUAL,
+                            mask, key);
     } else {
         ifc_front_want_there(rule, IPv4_PROTOCOL);
-        ifc_front_want_word(rule, IFC_FRONT_NETWORK, offsetof(struct iphdr, ttl), IFC_COMPARE_EQUAL, mask << 8,
-                            key << 8);
+        ifc_front_want_word(rule, IFC_FRONT_NETWORK, offsetof(struct iphdr, ttl), IFC_COMPARE_EQUAL,
+                            mask << 8, key << 8);
     }
 }
 

@@ -27,7 +27,12 @@ struct ifc_front_condition {
 
 enum ifc_front_way { IFC_FRONT_PASS, IFC_FRONT_DROP, IFC_FRONT_TRAP, IFC_FRONT_REDIRECT };
 
-enum ifc_front_tag_code { IFC_FRONT_KEEP, IFC_FRONT_INSERT, IFC_FRONT_REMOVE, IFC_FRONT_REPLACE }; /* vo0, vo1 */
+enum ifc_front_tag_code {
+    IFC_FRONT_KEEP,
+    IFC_FRONT_INSERT,
+    IFC_FRONT_REMOVE,
+    IFC_FRONT_REPLACE
+}; /* vo0, vo1 */
 
 struct ifc_front_action {
     u8 way; /* enum ifc_front_way */
@@ -45,9 +50,9 @@ struct ifc_front_action {
 struct ifc_front_rule {
     unsigned int count;
     struct ifc_front_condition condition[IFC_FRONT_CONDITIONS];
-    bool overflow;   /* more conditions than any table holds */
-    bool never;      /* fits no frame of this port: accepted, without a rule in the tables */
-    bool ethernet;   /* Ethernet II, with `type` behind the tags if that is not 0 */
+    bool overflow; /* more conditions than any table holds */
+    bool never;    /* fits no frame of this port: accepted, without a rule in the tables */
+    bool ethernet; /* Ethernet II, with `type` behind the tags if that is not 0 */
     u16 type;
     u8 tags;         /* tags in front of it: 0 to 2, or IFC_FRONT_ANY_TAGS */
     u16 tpid[2];     /* of those tags; 0: 0x8100 or 0x88A8 */
@@ -79,7 +84,8 @@ void ifc_front_want_mac(struct ifc_front_rule *rule, unsigned int field, const u
 void ifc_front_want_bytes(struct ifc_front_rule *rule, enum ifc_front_base base, unsigned int offset,
                           const u8 *key, const u8 *mask, unsigned int bytes);
 /* field: that of the word with the lowest bits. */
-void ifc_front_want_ipv6(struct ifc_front_rule *rule, unsigned int field, const __be32 *key, const __be32 *mask);
+void ifc_front_want_ipv6(struct ifc_front_rule *rule, unsigned int field, const __be32 *key,
+                         const __be32 *mask);
 /* The packet's protocol, its DS octet and its hop limit, by the rule's IP version. */
 void ifc_front_want_protocol(struct ifc_front_rule *rule, u8 protocol);
 void ifc_front_want_tos(struct ifc_front_rule *rule, u8 mask, u8 key);

@@ -13,6 +13,8 @@
 #include <linux/atomic.h>
 #include <linux/netdevice.h>
 
+#include "ifc_front.h"
+
 #define IFC_NET_PORTS     4u
 #define IFC_NET_RX_QUEUES 8u
 #define IFC_NET_MAX_MTU   9000u
@@ -49,6 +51,7 @@ struct ifc_net_half {
     struct net_device *peer;
     unsigned int port;
     bool wire;
+    struct ifc_front_port front; /* of a port */
     atomic64_t counter[IFC_NET_COUNTERS];
 };
 

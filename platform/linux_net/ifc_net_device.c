@@ -173,7 +173,44 @@ static void statistics(struct net_device *dev, struct rtnl_link_stats64 *stats)
     stats->rx_errors = stats->rx_length_errors;
 }
 
+static int place_word(void *priv, unsigned int n, enum ifc_front_base base, unsigned int offset)
+{
+    ifc_sim_udf(n, (enum ifc_sim_base)base, offset);
+    return 0;
+}
+
+static const struct ifc_front_platform platform = {
+    .name = "ifc_net",
+    .fport_host = IFC_NET_FPORT_HOST,
+    .fport_discard = IFC_NET_FPORT_DISCARD,
+    .rx_queues = IFC_NET_RX_QUEUES,
+    .priorities = 8,
+    .mark = true,
+    .place_word = place_word,
+};
+static struct ifc_front *front;
+
+static int setup_tc(struct net_device *dev, enum tc_setup_type type, void *type_data)
+{
+    struct ifc_net_half *half = netdev_priv(dev);
+
+    return half->wire ? -EOPNOTSUPP : ifc_front_setup_tc(&half->front, type, type_data);
+}
+
+static int set_features(struct net_device *dev, netdev_features_t features)
+{
+    struct ifc_net_half *half = netdev_priv(dev);
+
+    if ((dev->features & ~features & NETIF_F_HW_TC) && ifc_front_in_use(&half->front)) {
+        netdev_err(dev, "hw-tc-offload: stays on while rules are there\n");
+        return -EBUSY;
+    }
+    return 0;
+}
+
 static const struct net_device_ops device_ops = {
+    .ndo_setup_tc = setup_tc,
+    .ndo_set_features = set_features,
     .ndo_open = open,
     .ndo_stop = stop,
     .ndo_start_xmit = transmit,
@@ -191,8 +228,9 @@ static void setup(struct net_device *dev)
     dev->min_mtu = ETH_MIN_MTU;
     dev->max_mtu = IFC_NET_MAX_MTU;
     /* Frames arrive at the engine whole and with their checksums: neither is offered. */
-    dev->features = 0;
-    dev->hw_features = 0;
+    dev->features = NETIF_F_HW_TC;
+    /* Of a wire partner it means nothing; the kernel's tests want to see it on both ends. */
+    dev->hw_features = NETIF_F_HW_TC;
     eth_hw_addr_random(dev);
 }
 
@@ -212,12 +250,17 @@ static void remove_all(void)
     unregister_netdevice_many(&gone);
     rtnl_unlock();
     for (n = 0; n < IFC_NET_PORTS; n++) {
+        if (halves[n][0])
+            ifc_front_remove_port(&halves[n][0]->front);
+    }
+    for (n = 0; n < IFC_NET_PORTS; n++) {
         for (end = 0; end < 2; end++) {
             if (halves[n][end])
                 free_netdev(halves[n][end]->dev);
             halves[n][end] = NULL;
         }
     }
+    ifc_front_destroy(front);
 }
 
 /* The netdev of one end, registered. Under the rtnl lock, so that nobody opens it before its peer is there. */
@@ -236,8 +279,14 @@ static int make(unsigned int port, bool wire)
     half->dev = dev;
     half->port = port;
     half->wire = wire;
-    result = register_netdevice(dev);
+    half->front.dev = dev;
+    half->front.source = IFC_NET_SOURCE_FIRST + port;
+    half->front.fport = IFC_NET_FPORT_FIRST + port;
+    result = wire ? 0 : ifc_front_add_port(front, &half->front);
+    if (!result)
+        result = register_netdevice(dev);
     if (result) {
+        ifc_front_remove_port(&half->front);
         pr_err("ifc_net: %s: cannot be registered (%d)\n", name, result);
         free_netdev(dev);
         return result;
@@ -260,6 +309,9 @@ static int __init ifc_net_init(void)
         pr_err("ifc_net: backend of ifc.ko: accepted: sim\n");
         return -ENODEV;
     }
+    front = ifc_front_create(&platform);
+    if (!front)
+        return -ENOMEM;
     rtnl_lock();
     for (n = 0; n < ports && !result; n++) {
         result = make(n, false);

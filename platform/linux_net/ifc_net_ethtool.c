@@ -53,6 +53,21 @@ static int get_link_ksettings(struct net_device *dev, struct ethtool_link_ksetti
     return 0;
 }
 
+/* A wire partner has no rules. */
+static int get_rxnfc(struct net_device *dev, struct ethtool_rxnfc *command, u32 *locations)
+{
+    struct ifc_net_half *half = netdev_priv(dev);
+
+    return half->wire ? -EOPNOTSUPP : ifc_front_get_rxnfc(&half->front, command, locations);
+}
+
+static int set_rxnfc(struct net_device *dev, struct ethtool_rxnfc *command)
+{
+    struct ifc_net_half *half = netdev_priv(dev);
+
+    return half->wire ? -EOPNOTSUPP : ifc_front_set_rxnfc(&half->front, command);
+}
+
 const struct ethtool_ops ifc_net_ethtool = {
     .get_drvinfo = get_drvinfo,
     .get_link = ethtool_op_get_link,
@@ -60,5 +75,7 @@ const struct ethtool_ops ifc_net_ethtool = {
     .get_strings = get_strings,
     .get_ethtool_stats = get_statistics,
     .get_link_ksettings = get_link_ksettings,
+    .get_rxnfc = get_rxnfc,
+    .set_rxnfc = set_rxnfc,
     .get_ts_info = ethtool_op_get_ts_info,
 };
