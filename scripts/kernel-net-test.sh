@@ -3,6 +3,7 @@
 # Builds the module with its ports, boots a 32-bit ARM kernel in an emulated machine and lets Linux's own front ends
 # program the classifier there: the kernel's own tests, unmodified, and ours. Or opens a shell in that machine.
 # Usage: kernel-net-test.sh [shell | PARTS]; PARTS: the parts of tests/kernel/net/ to run, all unless named
+# IFC_NET_SEED, IFC_NET_CHANGES: of the random filters
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
@@ -81,6 +82,7 @@ for source in tests/kernel/net/*.c; do
     [ ! -e "$source" ] || arm-linux-gnueabihf-gcc -O2 -Wall -Wextra -static -o "$fs/ours/$(basename "$source" .c)" "$source"
 done
 echo "$parts" >"$fs/ours/parts"
+echo "SEED=${IFC_NET_SEED:-1} CHANGES=${IFC_NET_CHANGES:-10000}" >"$fs/ours/settings"
 cp tests/kernel/net/init "$fs/init"
 chmod +x "$fs/init"
 (cd "$fs" && find . | cpio -o -H newc -R 0:0 2>/dev/null | gzip -1) >"$build/initrd.gz"

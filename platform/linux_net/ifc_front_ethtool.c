@@ -130,9 +130,9 @@ static int decode_flow(const struct ethtool_rx_flow_spec *spec, struct ifc_front
 }
 
 /*
- * The outer tag, and a word of the frame: user-def 0xB0000OOOVVVV with the base B (0 the frame, 1 the network
- * header, 2 the transport header) in bits 47..44, the offset in bytes in bits 27..16 and the value in bits 15..0.
- * Bits of the value can be masked, all others must be given.
+ * The outer tag, and a 16-bit word of the frame by user-def: bits 63..44 its base (0 frame, 1 network header,
+ * 2 transport header), bits 43..16 its offset in bytes (up to 255), bits 15..0 its value. Bits of the value can
+ * be masked, base and offset cannot.
  */
 static int decode_extension(const struct ethtool_rx_flow_spec *spec, struct ifc_front_rule *rule,
                             struct ifc_front_refusal *why)
@@ -162,7 +162,7 @@ static int decode_extension(const struct ethtool_rx_flow_spec *spec, struct ifc_
         return 0;
     if (word_mask >> 16 != 0xFFFFFFFFFFFF || base > IFC_FRONT_TRANSPORT || offset > 255)
         return ifc_front_refuse(why, -EINVAL,
-                                "user-def: accepted: 0x0000B0000OOOVVVV: base 0 to 2, offset 0 to 255");
+                                "user-def: accepted: base 0 to 2 << 44, offset 0 to 255 << 16, value");
     ifc_front_want_word(rule, base, offset, IFC_COMPARE_EQUAL, word_mask, word);
     return 0;
 }

@@ -11,6 +11,7 @@ if [ "$(cat parts)" = shell ]; then
     exec setsid cttyhack bash -i
 fi
 . ./lib.sh
+. ./settings
 for part in $(cat parts); do
     [ ! -e "$part.sh" ] || . "./$part.sh"
 done
