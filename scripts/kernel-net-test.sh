@@ -67,7 +67,7 @@ if [ ! -e "$fs/.of" ] || [ "$(cat "$fs/.of")" != "$(cat "$net/complete")" ]; the
     for name in bridge 8021q vrf veth dummy cls_flower cls_matchall sch_ingress sch_prio act_gact act_mirred act_vlan \
         act_pedit act_skbedit act_csum act_police crc32c_generic; do
         modprobe -d "$net" -S "$release" --show-depends "$name"
-    done 2>/dev/null | sed -n 's/^insmod \([^ ]*\).*/\1/p' | awk '!seen[$0]++' >"$build/modules"
+    done 2>/dev/null | sed -n 's/^insmod \([^ ]*\).*/\1/p' | grep -v 'arm-ce' | awk '!seen[$0]++' >"$build/modules"
     while read -r file; do
         cp "$file" "$fs/modules/"
         basename "$file"

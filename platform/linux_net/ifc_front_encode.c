@@ -59,12 +59,10 @@ static void want_ethernet(struct ifc_front_rule *rule)
     unsigned int kind = FRAME_ETHERNET_II;
     unsigned int n;
 
-    if (rule->tags != IFC_FRONT_ANY_TAGS) {
-        for (n = 0; n < rule->tags; n++)
-            ifc_front_want_tpid(rule, n ? VPM1 : VPM0, rule->tpid[n]);
-        if (rule->tags < 2 && !words)
-            ifc_front_want(rule, rule->tags ? VPM1 : VPM0, 3, 0);
-    }
+    for (n = 0; n < (rule->tags == IFC_FRONT_ANY_TAGS ? rule->least_tags : rule->tags); n++)
+        ifc_front_want_tpid(rule, n ? VPM1 : VPM0, rule->tpid[n]);
+    if (rule->tags < 2 && !words)
+        ifc_front_want(rule, rule->tags ? VPM1 : VPM0, 3, 0);
     if (!rule->ethernet)
         return;
     if (words) {

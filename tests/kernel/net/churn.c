@@ -101,6 +101,8 @@ static void begin(int type, int flags, int device, uint32_t handle, uint32_t pri
     message.tc.tcm_info = TC_H_MAKE(priority << 16, htons(protocol));
 }
 
+static char reason[256]; // of the last refusal, as the kernel tells it
+
 static int transact(void)
 {
     static char reply[16384];
@@ -111,8 +113,21 @@ static int transact(void)
         if (got < 0)
             return -errno;
         const struct nlmsghdr *header = (struct nlmsghdr *)reply;
-        if (header->nlmsg_type == NLMSG_ERROR)
-            return ((struct nlmsgerr *)NLMSG_DATA(header))->error;
+        if (header->nlmsg_type != NLMSG_ERROR)
+            continue;
+        const struct nlmsgerr *error = NLMSG_DATA(header);
+        reason[0] = '\0';
+        if (error->error != 0 && (header->nlmsg_flags & NLM_F_ACK_TLVS) != 0) {
+            // The request stands in front of the attributes unless it was left out.
+            size_t skip = NLMSG_ALIGN(sizeof *error) +
+                          (header->nlmsg_flags & NLM_F_CAPPED ? 0 : error->msg.nlmsg_len - sizeof error->msg);
+            const struct rtattr *attribute = (const struct rtattr *)((const char *)error + NLMSG_ALIGN(skip));
+            int left = header->nlmsg_len - NLMSG_HDRLEN - NLMSG_ALIGN(skip);
+            for (; RTA_OK(attribute, left); attribute = RTA_NEXT(attribute, left))
+                if (attribute->rta_type == NLMSGERR_ATTR_MSG)
+                    snprintf(reason, sizeof reason, "%s", (const char *)RTA_DATA(attribute));
+        }
+        return error->error;
     }
 }
 
@@ -618,6 +633,8 @@ int main(int argc, char **argv)
     CPU_SET(0, &one);
     sched_setaffinity(0, sizeof one, &one);
     netlink_socket = socket(AF_NETLINK, SOCK_RAW, NETLINK_ROUTE);
+    int yes = 1;
+    setsockopt(netlink_socket, SOL_NETLINK, NETLINK_EXT_ACK, &yes, sizeof yes);
     for (int w = 0; w < 2; w++) {
         ways[w].send = open_socket(ways[w].wire);
         ways[w].receive = open_socket(ways[w].behind);
@@ -666,7 +683,7 @@ int main(int argc, char **argv)
             } else {
                 refused++;
                 if (refused < 4)
-                    printf("NOTE protocol %04x refused: %s\n", filter.protocol, strerror(-result));
+                    printf("NOTE protocol %04x refused: %s %s\n", filter.protocol, strerror(-result), reason);
             }
         }
         if (batch == 0)
