@@ -8,7 +8,9 @@
 
 #include <linux/types.h>
 
-/* `who` is any address of the new owner's, `name` stays valid until it gives the tables back. False: taken. */
+/*
+ * `who` is any address of the new owner's, `name` stays valid until it gives the tables back. False: taken.
+ */
 bool ifc_owner_take(const void *who, const char *name);
 void ifc_owner_give(const void *who);
 

@@ -1,21 +1,23 @@
 /* SPDX-License-Identifier: MIT OR GPL-2.0 */
 /*
- * ifc_front: Linux's own front ends on the packet classifier. An Ethernet driver hands over what `tc filter ...
- * flower` and `ethtool -N` ask of it; the filters become ordered rules of the classifier (ruleset/ruleset.h).
+ * ifc_front: Linux's own front ends on the packet classifier. An Ethernet driver hands over what `tc filter
+ * ... flower` and `ethtool -N` ask of it; the filters become ordered rules of the classifier
+ * (ruleset/ruleset.h).
  *
  *   Exact      a filter is accepted if the chip can say it exactly, and refused otherwise, never widened.
  *              docs/linux.md has the table. A refusal of tc carries a message that names the key or action.
- *   Order      tc: of filters on one port the lower `pref` decides first; among equal ones as in software (the
- *              same set of keys and masks together, then arrival). ethtool: the lower `loc`.
- *   Owner      one front end owns the tables at a time: the first rule takes them, the last one gives them back.
- *              Meanwhile the other one, other drivers, and whoever would change them by debugfs are refused
- *              with -EBUSY. Rules that already stand in the tables refuse a new owner as well.
+ *   Order      tc: of filters on one port the lower `pref` decides first; among equal ones as in software
+ *              (the same set of keys and masks together, then arrival). ethtool: the lower `loc`.
+ *   Owner      one front end owns the tables at a time: the first rule takes them, the last one gives them
+ *              back. Meanwhile the other one, other drivers, and whoever would change them by debugfs are
+ *              refused with -EBUSY. Rules that already stand in the tables refuse a new owner as well.
  *   Atomic     everything is checked before a table is touched. A call that fails leaves tables, rules and
  *              statistics as they were.
  *   Results    0 or a negative error number: -EOPNOTSUPP what the chip cannot say, -EINVAL bad values, -EBUSY
  *              another owner, -ENOSPC no room, -ENOENT no such rule, -EIO the chip did not answer, -ENOMEM.
- *   Locking    all calls may sleep. The rtnl lock is held by the callers' callers, as tc and ethtool do; rules
- *              of other callers of the rule layer are kept out by ifc_callers_lock(), which is taken inside.
+ *   Locking    all calls may sleep. The rtnl lock is held by the callers' callers, as tc and ethtool do;
+ *              rules of other callers of the rule layer are kept out by ifc_callers_lock(), which is taken
+ *              inside.
  */
 #ifndef IFC_FRONT_H
 #define IFC_FRONT_H

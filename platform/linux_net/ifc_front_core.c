@@ -69,7 +69,8 @@ static int own(struct ifc_front *front, enum ifc_front_kind kind, struct ifc_fro
     if (ifc_owner_name())
         return ifc_front_refuse(why, -EBUSY, "the tables belong to %s", ifc_owner_name());
     snprintf(front->owner, sizeof(front->owner), "%s of %s", names[kind], front->platform->name);
-    if (ifc_ruleset_read(front->set, NULL) != IFC_RULESET_OK)
+    /* What a chip that did not answer kept of our rules leaves with this change. */
+    if (!front->behind && ifc_ruleset_read(front->set, NULL) != IFC_RULESET_OK)
         return ifc_front_refuse(why, -EIO, "the classifier did not answer");
     if (ifc_ruleset_count(front->set))
         return ifc_front_refuse(why, -EBUSY, "the tables hold %u rules of somebody else",
@@ -108,16 +109,18 @@ static int refuse_result(struct ifc_front_refusal *why, int result, const struct
                                 IFC_RULESET_RULES);
     case IFC_RULESET_NO_PLACE:
         if (report->reason == IFC_RULESET_PAIR || report->reason == IFC_RULESET_ORDER)
-            return ifc_front_refuse(why, -ENOSPC,
-                                    "no room in this order: LUT0 %u rules of %u, LUT1 %u entries of %u, "
-                                    "either one %u rules of %u entries",
-                                    report->wide_needed, report->wide_free, report->narrow_needed,
-                                    report->narrow_free, report->either_rules, report->either_entries);
-        return ifc_front_refuse(why, -ENOSPC,
-                                "no room: needed in LUT0 %u rules of %u, in LUT1 %u entries of %u, "
-                                "in either one %u rules of %u entries",
-                                report->wide_needed, report->wide_free, report->narrow_needed,
-                                report->narrow_free, report->either_rules, report->either_entries);
+            return ifc_front_refuse(
+                why, -ENOSPC,
+                "no room in this order: LUT0 %u rules of %u, LUT1 %u entries of %u in two halves, "
+                "either one %u rules of %u entries",
+                report->wide_needed, report->wide_free, report->narrow_needed, report->narrow_free,
+                report->either_rules, report->either_entries);
+        return ifc_front_refuse(
+            why, -ENOSPC,
+            "no room: needed in LUT0 %u rules of %u, in LUT1 %u entries of %u in two halves, "
+            "in either one %u rules of %u entries",
+            report->wide_needed, report->wide_free, report->narrow_needed, report->narrow_free,
+            report->either_rules, report->either_entries);
     case IFC_RULESET_BAD_RULE:
         return ifc_front_refuse(why, -EOPNOTSUPP, "no table of the classifier holds these masks together");
     case IFC_RULESET_STALE:
@@ -238,6 +241,8 @@ int ifc_front_filter_add(struct ifc_front *front, struct ifc_front_filter *filte
             /* An undo that failed is remembered by the set and ended by the next change. */
             front->backup->undo_pending = front->set->undo_pending;
             memcpy(front->set, front->backup, sizeof(*front->set));
+        } else {
+            front->behind = false;
         }
     }
     if (result) {
@@ -266,7 +271,9 @@ void ifc_front_filter_remove(struct ifc_front *front, struct ifc_front_filter *f
     list_del(&filter->list);
     filter->port->filters--;
     kfree(filter);
-    if (placed && ifc_ruleset_apply(front->set, 0, front->report) != IFC_RULESET_OK)
+    if (placed)
+        front->behind = ifc_ruleset_apply(front->set, 0, front->report) != IFC_RULESET_OK;
+    if (front->behind)
         pr_warn("ifc_front: %s: a rule was not removed: the classifier did not answer\n",
                 front->platform->name);
     disown(front);

@@ -50,8 +50,8 @@ void ifc_front_want_tpid(struct ifc_front_rule *rule, unsigned int field, u16 tp
 }
 
 /*
- * What stands in front of the network header. Rules with words stand in LUT1 whatever else they ask for; there
- * the type word of the frame saves an entry or two.
+ * What stands in front of the network header. Rules with words stand in LUT1 whatever else they ask for;
+ * there the type word of the frame saves an entry or two.
  */
 static void want_ethernet(struct ifc_front_rule *rule)
 {

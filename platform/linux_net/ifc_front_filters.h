@@ -35,6 +35,7 @@ struct ifc_front {
     enum ifc_front_kind kind;
     char owner[48];
     bool was_on; /* the classifier, before we owned it */
+    bool behind; /* the tables hold rules that have left the set: the chip did not answer */
     u64 arrivals;
     u64 last_cookie;
     struct ifc_front_words words;

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT OR GPL-2.0 */
 /*
- * The intermediate rule: what a filter of either front end asks for, in terms of frames. The decoders (flower,
- * ethtool) fill it, the encoder makes rules of the classifier of it.
+ * The intermediate rule: what a filter of either front end asks for, in terms of frames. The decoders
+ * (flower, ethtool) fill it, the encoder makes rules of the classifier of it.
  */
 #ifndef IFC_FRONT_RULE_H
 #define IFC_FRONT_RULE_H

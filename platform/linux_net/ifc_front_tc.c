@@ -10,8 +10,8 @@
 static LIST_HEAD(blocks);
 
 /*
- * The message outlives the call: netlink sends it after the locks are gone. Texts are kept for some refusals to
- * come, each a string at all times.
+ * The message outlives the call: netlink sends it after the locks are gone. Texts are kept for some refusals
+ * to come, each a string at all times.
  */
 static void tell(struct netlink_ext_ack *extack, const struct ifc_front_refusal *why)
 {

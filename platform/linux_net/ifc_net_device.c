@@ -263,7 +263,9 @@ static void remove_all(void)
     ifc_front_destroy(front);
 }
 
-/* The netdev of one end, registered. Under the rtnl lock, so that nobody opens it before its peer is there. */
+/*
+ * The netdev of one end, registered. Under the rtnl lock, so that nobody opens it before its peer is there.
+ */
 static int make(unsigned int port, bool wire)
 {
     struct net_device *dev;

@@ -99,16 +99,20 @@ tc qdisc add dev ifc0 clsact
 # Room.
 memory() { awk '/^Slab:|^VmallocUsed:/ { sum += $2 } END { print sum }' /proc/meminfo; }
 n=0
-while [ $n -lt 60 ] && add pref $((n + 1)) protocol ip flower skip_sw ip_proto udp src_port $((n + 1)) dst_ip 192.0.2.$n action drop; do n=$((n + 1)); done
+while [ $n -lt 60 ] && add pref $((n + 101)) protocol ip flower skip_sw ip_proto udp src_port $((n + 1)) dst_ip 192.0.2.$n action drop; do n=$((n + 1)); done
 check "the tables fill up" [ $n -gt 3 ]
 echo "NOTE room for $n filters of six conditions: $(cat /tmp/error | head -1)"
 check "one more: no space, and what is missing" grep -q "no room: needed in LUT0 0 rules of 8, in LUT1 [0-9]* entries of 32" /tmp/error
-for k in 1 2 3 4 5 6 7 8; do add pref $((100 + k)) protocol ip flower skip_sw src_mac 02:00:00:00:00:0$k/ff:00:ff:00:00:0f action drop || break; done
+for k in 1 2 3 4 5 6 7 8; do add pref $k protocol ip flower skip_sw src_mac 02:00:00:00:00:0$k/ff:00:ff:00:00:0f action drop || break; done
 check "LUT0 has its own room" [ $k = 8 ]
-add pref 200 protocol ip flower skip_sw src_mac 02:00:00:00:00:09/ff:00:ff:00:00:0f action drop
+add pref 9 protocol ip flower skip_sw src_mac 02:00:00:00:00:09/ff:00:ff:00:00:0f action drop
 check "until that is full" grep -q "no room: needed in LUT0 9 rules of 8" /tmp/error
 tc filter del dev ifc0 ingress
 check "deleting all leaves nothing" empty
+add pref 1 protocol ip flower skip_sw ip_proto udp dst_port 80 action drop
+add pref 2 protocol ip flower skip_sw src_mac 02:00:00:00:00:09/ff:00:ff:00:00:0f action drop
+check "LUT0 decides before LUT1: refused where the order would not hold" grep -q "no room in this order" /tmp/error
+tc filter del dev ifc0 ingress
 before=$(memory)
 for round in 1 2 3 4 5 6 7 8 9 10; do
     for k in 1 2 3 4 5; do add pref $k protocol ip flower skip_sw ip_proto udp src_port $k action drop; done
@@ -142,7 +146,7 @@ done
 tc qdisc add dev tw0 clsact
 add pref 1 protocol 0x88b6 flower skip_sw action mirred egress redirect dev ifc1
 tc filter add dev tw0 ingress pref 1 protocol 0x88b6 flower skip_hw action mirred egress redirect dev tw1
-check "10,000 changes with 10 random frames each: no fate differs" ./churn ${SEED:-1} ${CHANGES:-10000} 10
+check "$CHANGES changes, 50 random frames after each fifth: no fate differs" ./churn $SEED $CHANGES 5 50 *.pcap
 counts() { tc -j -s filter show dev $1 ingress | jq -c '.[] | select(.options.actions) | [.pref, .options.handle, .options.actions[0].stats.packets]' | sort; }
 counts ifc0 >/tmp/chip
 counts tw0 >/tmp/twin
