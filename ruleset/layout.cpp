@@ -61,8 +61,7 @@ void placeByPlan(Packing &p, uint32_t budget)
     for (RuleSet left = p.rules & ~p.fixed; left != 0;) {
         const unsigned rule = takeLowest(left);
         (void)layBins(p);
-        const BinSet all = p.open[rule];
-        for (BinSet open = all; open != 0;) {
+        for (BinSet open = p.open[rule]; open != 0;) {
             const unsigned bin = takeBest(p, p.shape[rule], open);
             const Place place = firstPlace(p, rule, bin);
             if (place == p.plan[rule])

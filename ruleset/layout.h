@@ -10,7 +10,8 @@
 namespace ruleset
 {
 
-// What the layout knows of one rule.
+// What the layout knows of one rule. A rule that stands where it cannot (another length, a reserved place,
+// the place of an earlier rule of the set) counts as a move.
 struct Shape {
     uint8_t narrowEntries = 0;  // entries of its chain in LUT1, 1..16; 0: it cannot stand in LUT1
     uint8_t countedEntries = 0; // entries that automatic placement counts, at least narrowEntries
@@ -21,8 +22,8 @@ struct Shape {
 struct LayoutInput {
     unsigned count = 0;    // rules, at most kMaxRules
     Shape rule[kMaxRules]; // rule 0 decides first
-    uint64_t overlaps[kMaxRules] =
-        {}; // bit j of word i, j > i: some frame may hit both; other bits are ignored
+    // Bit j of word i, j > i: some frame may hit both. Other bits are ignored.
+    uint64_t overlaps[kMaxRules] = {};
     unsigned widePlaces = IFC_LUT0_RULES; // usable places of LUT0, from place 0 on; 0: a chip without LUT0
     uint8_t reservedWide = 0;             // bit n: wide place n must stay as it is
     uint32_t reservedNarrow = 0;          // bit n: entry n must stay as it is

@@ -49,47 +49,46 @@ constexpr uint64_t kImplied[][2] = {
 constexpr uint64_t kBroadcast = 0xFFFFFFFFFFFF;
 constexpr uint64_t kGroupBit = uint64_t{1} << 40;
 
-constexpr unsigned kTypeIpv4 = 0x0800;
-constexpr unsigned kTypeIpv6 = 0x86DD;
-constexpr unsigned kTypePppoeDiscovery = 0x8863;
-constexpr unsigned kTypePppoeSession = 0x8864;
-constexpr unsigned kFirstType = 0x0600;
-
-enum : unsigned { kEthernetII, kLlc, kSnap, kPppoeDiscovery, kPppoeSession, kUndefinedLength, kFrameTypes };
+constexpr uint16_t kTypeIpv4 = 0x0800;
+constexpr uint16_t kTypeIpv6 = 0x86DD;
+constexpr uint16_t kTypePppoeDiscovery = 0x8863;
+constexpr uint16_t kTypePppoeSession = 0x8864;
+constexpr uint16_t kFirstType = 0x0600; // of Ethernet II
+constexpr uint16_t kNoType = 0;
+constexpr uint16_t kAnyType = 1;
 
 constexpr uint8_t kProtocolsWithPorts[] = {6, 17, 33, 132, 136}; // TCP, UDP, DCCP, SCTP, UDP-Lite
+
+// The n-th of all conditions. nullptr: there are not so many.
+const RuleCondition *conditionAt(const Together &all, unsigned n)
+{
+    for (const Rule *rule : all.rule) {
+        if (rule == nullptr)
+            continue;
+        if (n < rule->count)
+            return rule->condition + n;
+        n -= rule->count;
+    }
+    return n < all.extras ? all.extra + n : nullptr;
+}
 
 uint64_t fieldsOf(const Together &all)
 {
     uint64_t fields = 0;
-    for (const Rule *rule : all.rule)
-        for (unsigned n = 0; rule != nullptr && n < rule->count; ++n)
-            fields |= bit(rule->condition[n].field);
-    for (unsigned n = 0; n < all.extras; ++n)
-        fields |= bit(all.extra[n].field);
+    unsigned n = 0;
+    while (const RuleCondition *c = conditionAt(all, n++))
+        fields |= bit(c->field);
     return fields;
 }
 
 // The conditions on a field, one after the other. nullptr: no more. `at` starts at 0.
 const RuleCondition *nextOn(const Together &all, unsigned field, unsigned &at)
 {
-    for (;;) {
-        unsigned n = at++;
-        const RuleCondition *c = nullptr;
-        for (const Rule *rule : all.rule) {
-            const unsigned count = rule != nullptr ? rule->count : 0;
-            if (c == nullptr && n < count)
-                c = rule->condition + n;
-            n -= c == nullptr ? count : 0;
-        }
-        if (c == nullptr) {
-            if (n >= all.extras)
-                return nullptr;
-            c = all.extra + n;
-        }
-        if (c->field == field)
-            return c;
-    }
+    const RuleCondition *c;
+    do
+        c = conditionAt(all, at++);
+    while (c != nullptr && c->field != field);
+    return c;
 }
 
 // Can the field be `value`?
@@ -139,7 +138,7 @@ uint32_t nextCandidate(const RuleCondition &c, uint32_t value, uint32_t ones)
 // Is there a value of up to 16 bits that all conditions on the field let pass?
 bool hasNumber(const Together &all, unsigned field)
 {
-    const uint32_t ones = ifc::lowWord(ifc::fieldOnes(field));
+    const uint32_t ones = ifc::lowWord(onesOf(field));
     for (uint32_t value = 0; value <= ones;) {
         unsigned at = 0;
         const RuleCondition *c = nextOn(all, field, at);
@@ -152,39 +151,27 @@ bool hasNumber(const Together &all, unsigned field)
     return false;
 }
 
-unsigned countBits(uint64_t value)
-{
-    unsigned count = 0;
-    for (; value != 0; value &= value - 1)
-        ++count;
-    return count;
-}
-
-// Can the bits that are not `fixed` be chosen so that every "not equal" holds? The one with the fewest free
-// bits comes first: each of its bits in turn differs, with those before it equal.
+// Can the bits that are not `fixed` be chosen so that every "not equal" holds? Of the first that does not
+// hold yet, each free bit in turn differs, with those before it equal.
 bool canDiffer(Together &all, unsigned field, uint64_t fixed, uint64_t value, unsigned depth)
 {
-    const RuleCondition *tightest = nullptr;
-    unsigned fewest = 64;
     unsigned at = 0;
-    while (const RuleCondition *c = nextOn(all, field, at)) {
-        if (c->compare != IFC_COMPARE_NOT_EQUAL || ((value ^ c->key) & c->mask & fixed) != 0)
-            continue;
-        const unsigned free = countBits(c->mask & ~fixed);
-        if (free < fewest) {
-            fewest = free;
-            tightest = c;
-        }
-    }
-    if (tightest == nullptr || (fewest != 0 && (depth == kDifferentValues || all.steps == 0)))
+    const RuleCondition *c;
+    do
+        c = nextOn(all, field, at);
+    while (c != nullptr &&
+           (c->compare != IFC_COMPARE_NOT_EQUAL || ((value ^ c->key) & c->mask & fixed) != 0));
+    if (c == nullptr)
         return true;
-    --all.steps;
-    for (uint64_t left = tightest->mask & ~fixed; left != 0; left &= left - 1) {
+    uint64_t left = c->mask & ~fixed;
+    if (left != 0 && (depth == kDifferentValues || all.steps-- == 0))
+        return true;
+    for (; left != 0; left &= left - 1) {
         const uint64_t one = left & -left;
         fixed |= one;
-        if (canDiffer(all, field, fixed, value | (~tightest->key & one), depth + 1))
+        if (canDiffer(all, field, fixed, value | (~c->key & one), depth + 1))
             return true;
-        value |= tightest->key & one;
+        value |= c->key & one;
     }
     return false;
 }
@@ -242,51 +229,54 @@ bool tagsPossible(const Together &all, uint64_t fields)
     return false;
 }
 
-// Frame type, EtherType and PPPoE around a packet: ip is 4, 6, or 0 for any payload.
-bool typePossible(Together &all, uint64_t fields, unsigned ip)
+// What stands around a payload, by FRAME_TYPE.
+struct Envelope {
+    uint8_t frameType;
+    uint8_t payloads; // bit 0: any; bit 1: IPv4; bit 2: IPv6
+    bool session;     // PPPoE: there is a PPPOE_SESSION
+    uint16_t type;
+};
+
+constexpr Envelope kEnvelopes[] = {
+    {0, 2, false, kTypeIpv4},          // Ethernet II
+    {0, 4, false, kTypeIpv6},          //
+    {0, 1, false, kAnyType},           //
+    {1, 1, false, kNoType},            // LLC
+    {2, 2, false, kTypeIpv4},          // LLC/SNAP: any protocol id, PPPoE among them
+    {2, 4, false, kTypeIpv6},          //
+    {2, 1, false, kAnyType},           //
+    {2, 1, true, kTypePppoeDiscovery}, //
+    {2, 7, true, kTypePppoeSession},   //
+    {3, 1, true, kTypePppoeDiscovery}, // PPPoE discovery
+    {4, 7, true, kTypePppoeSession},   // PPPoE session
+    {5, 1, false, kNoType},            // a length/type word that is neither
+};
+
+bool typePossible(Together &all, uint64_t fields, const Envelope &envelope)
+{
+    if (envelope.type == kNoType)
+        return (fields & bit(ETYPE)) == 0;
+    if (envelope.type != kAnyType)
+        return canBe(all, ETYPE, envelope.type);
+    const unsigned extras = all.extras;
+    if (envelope.frameType == 0) {
+        add(all, ETYPE, IFC_COMPARE_AT_LEAST, 0xFFFF, kFirstType);
+        add(all, ETYPE, IFC_COMPARE_NOT_EQUAL, 0xFFFF, kTypePppoeDiscovery);
+        add(all, ETYPE, IFC_COMPARE_NOT_EQUAL, 0xFFFF, kTypePppoeSession);
+    }
+    const bool possible = hasValue(all, ETYPE);
+    all.extras = extras;
+    return possible;
+}
+
+// Is there an envelope for this payload, as in Envelope?
+bool envelopePossible(Together &all, uint64_t fields, unsigned payload)
 {
     const bool session = (fields & bit(PPPOE_SESSION)) != 0;
-    const unsigned ipType = ip == 4 ? kTypeIpv4 : kTypeIpv6;
-    for (unsigned type = 0; type < kFrameTypes; ++type) {
-        if (!canBe(all, FRAME_TYPE, type))
-            continue;
-        const unsigned extras = all.extras;
-        bool possible = false;
-        switch (type) {
-        case kEthernetII:
-            if (session)
-                break;
-            if (ip != 0) {
-                possible = canBe(all, ETYPE, ipType);
-                break;
-            }
-            add(all, ETYPE, IFC_COMPARE_AT_LEAST, 0xFFFF, kFirstType);
-            add(all, ETYPE, IFC_COMPARE_NOT_EQUAL, 0xFFFF, kTypePppoeDiscovery);
-            add(all, ETYPE, IFC_COMPARE_NOT_EQUAL, 0xFFFF, kTypePppoeSession);
-            possible = hasValue(all, ETYPE);
-            all.extras = extras;
-            break;
-        case kSnap: // any protocol id, PPPoE among them
-            if (session || ip != 0)
-                possible = canBe(all, ETYPE, kTypePppoeSession) ||
-                           (ip == 0 && canBe(all, ETYPE, kTypePppoeDiscovery)) ||
-                           (!session && canBe(all, ETYPE, ipType));
-            else
-                possible = hasValue(all, ETYPE);
-            break;
-        case kPppoeDiscovery:
-            possible = ip == 0 && canBe(all, ETYPE, kTypePppoeDiscovery);
-            break;
-        case kPppoeSession:
-            possible = canBe(all, ETYPE, kTypePppoeSession);
-            break;
-        default: // no EtherType
-            possible = (fields & bit(ETYPE)) == 0 && !session && ip == 0;
-            break;
-        }
-        if (possible)
+    for (const Envelope &each : kEnvelopes)
+        if ((each.payloads & payload) != 0 && (each.session || !session) &&
+            canBe(all, FRAME_TYPE, each.frameType) && typePossible(all, fields, each))
             return true;
-    }
     return false;
 }
 
@@ -297,14 +287,14 @@ bool packetPossible(Together &all, uint64_t fields)
     const bool v6 = (fields & kIpv6Fields) != 0;
     const bool ports = (fields & kPorts) != 0;
     if (!v4 && !v6 && !ports)
-        return typePossible(all, fields, 0);
-    for (unsigned ip = 4; ip <= 6; ip += 2) {
-        if (ip == 4 ? v6 : v4)
+        return envelopePossible(all, fields, 1);
+    for (unsigned payload = 2; payload <= 4; payload += 2) {
+        if (payload == 2 ? v6 : v4)
             continue;
         bool possible = !ports;
         for (const uint8_t protocol : kProtocolsWithPorts)
-            possible = possible || canBe(all, ip == 4 ? IPv4_PROTOCOL : IPv6_NEXT_HEADER, protocol);
-        if (possible && typePossible(all, fields, ip))
+            possible = possible || canBe(all, payload == 2 ? IPv4_PROTOCOL : IPv6_NEXT_HEADER, protocol);
+        if (possible && envelopePossible(all, fields, payload))
             return true;
     }
     return false;
@@ -353,9 +343,9 @@ bool canHold(Together &all)
     all.steps = kSteps;
     if ((fields & bit(DMAC_TYPE)) != 0 && !destinationPossible(all))
         return false;
-    // The rest of the special cases includes what is asked of the field itself.
-    for (unsigned field = DMAC; field <= UDF15; ++field)
-        if ((fields & bit(field)) != 0 && !hasValue(all, field))
+    unsigned n = 0;
+    while (const RuleCondition *c = conditionAt(all, n++))
+        if (!hasValue(all, c->field))
             return false;
     return tagsPossible(all, fields) && packetPossible(all, fields);
 }

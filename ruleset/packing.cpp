@@ -10,8 +10,8 @@ namespace
 
 constexpr unsigned kNoRule = kMaxRules;
 
-// A search that is longer than this remembers states.
-constexpr unsigned kStepsWithoutMemo = 32;
+// A search that is longer than this looks for twins.
+constexpr unsigned kStepsWithoutTwins = 16;
 
 constexpr BinSet binBit(unsigned bin)
 {
@@ -36,6 +36,11 @@ inline bool single(BinSet set)
 inline RuleSet freeRules(const Packing &p)
 {
     return p.rules & ~p.fixed;
+}
+
+inline bool inOneNarrowBin(const Packing &p, unsigned rule)
+{
+    return single(p.open[rule]) && (p.open[rule] & p.wideBins) == 0;
 }
 
 void addBin(Packing &p, unsigned start, unsigned room)
@@ -80,27 +85,29 @@ void layNarrowBins(Packing &p)
 // Bins only move towards their order: one sweep up and one down settle all pairs.
 bool orderBins(Packing &p)
 {
-    for (RuleSet left = freeRules(p); left != 0;) {
-        const unsigned rule = takeLowest(left);
-        unsigned lowest = 0;
-        for (RuleSet before = p.earlier[rule] & ~p.fixed; before != 0;) {
-            const unsigned low = lowestBin(p.open[takeLowest(before)]);
+    for (unsigned n = 0; n < p.freeCount; ++n) {
+        const unsigned rule = p.free[n];
+        unsigned lowest = p.lowest[p.twinBefore[rule]];
+        for (RuleSet before = p.earlier[rule]; before != 0;) {
+            const unsigned low = p.lowest[takeLowest(before)];
             lowest = low > lowest ? low : lowest;
         }
         p.open[rule] &= ~(binBit(lowest) - 1);
         if (p.open[rule] == 0)
             return false;
+        p.lowest[rule] = static_cast<uint8_t>(lowestBin(p.open[rule]));
     }
-    for (RuleSet left = freeRules(p); left != 0;) {
-        const unsigned rule = takeHighest(left);
-        unsigned highest = kMaxBins;
-        for (RuleSet after = p.later[rule] & ~p.fixed; after != 0;) {
-            const unsigned high = highestBin(p.open[takeLowest(after)]);
+    for (unsigned n = p.freeCount; n-- != 0;) {
+        const unsigned rule = p.free[n];
+        unsigned highest = p.highest[p.twinAfter[rule]];
+        for (RuleSet after = p.later[rule]; after != 0;) {
+            const unsigned high = p.highest[takeLowest(after)];
             highest = high < highest ? high : highest;
         }
         p.open[rule] &= binBit(highest + 1) - 1;
         if (p.open[rule] == 0)
             return false;
+        p.highest[rule] = static_cast<uint8_t>(highestBin(p.open[rule]));
     }
     return true;
 }
@@ -108,29 +115,25 @@ bool orderBins(Packing &p)
 // Takes the rules with one narrow bin out of its room, and closes bins without enough room for the others.
 bool fillBins(Packing &p, bool &changed)
 {
-    int room[kMaxBins];
     for (unsigned bin = 0; bin < p.bins; ++bin)
-        room[bin] = p.bin[bin].room;
-    RuleSet undecided = 0;
-    for (RuleSet left = freeRules(p); left != 0;) {
-        const unsigned rule = takeLowest(left);
-        if ((p.open[rule] & ~p.wideBins) == 0)
+        p.room[bin] = p.bin[bin].room;
+    for (unsigned n = 0; n < p.freeCount; ++n) {
+        const unsigned rule = p.free[n];
+        if (!inOneNarrowBin(p, rule))
             continue;
-        if (!single(p.open[rule])) {
-            undecided |= ruleBit(rule);
-            continue;
-        }
-        int &of = room[lowestBin(p.open[rule])];
-        of -= p.shape[rule].narrowEntries;
-        if (of < 0)
+        uint8_t &room = p.room[p.lowest[rule]];
+        if (room < p.shape[rule].narrowEntries)
             return false;
+        room = static_cast<uint8_t>(room - p.shape[rule].narrowEntries);
     }
     changed = false;
-    while (undecided != 0) {
-        const unsigned rule = takeLowest(undecided);
+    for (unsigned n = 0; n < p.freeCount; ++n) {
+        const unsigned rule = p.free[n];
+        if (inOneNarrowBin(p, rule))
+            continue;
         for (BinSet left = p.open[rule] & ~p.wideBins; left != 0; left &= left - 1) {
-            if (room[lowestBin(left)] < p.shape[rule].narrowEntries) {
-                p.open[rule] &= ~binBit(lowestBin(left));
+            if (p.room[lowestBin(left)] < p.shape[rule].narrowEntries) {
+                p.open[rule] ^= binBit(lowestBin(left));
                 changed = true;
             }
         }
@@ -146,8 +149,8 @@ void findUsable(Packing &p)
     uint32_t sums[kMaxBins];
     for (unsigned bin = 0; bin < p.bins; ++bin)
         sums[bin] = 1;
-    for (RuleSet left = freeRules(p); left != 0;) {
-        const unsigned rule = takeLowest(left);
+    for (unsigned n = 0; n < p.freeCount; ++n) {
+        const unsigned rule = p.free[n];
         const unsigned length = p.shape[rule].narrowEntries;
         const bool certain = single(p.open[rule]);
         for (BinSet open = p.open[rule] & ~p.wideBins; open != 0; open &= open - 1) {
@@ -179,16 +182,14 @@ bool propagate(Packing &p)
 bool piecesFit(const Packing &p)
 {
     uint16_t due[kMaxBins] = {};
-    RuleSet waiting = freeRules(p);
     for (unsigned bin = 0; bin < p.bins; ++bin) {
-        for (RuleSet left = waiting; left != 0;) {
-            const unsigned rule = takeLowest(left);
-            const BinSet open = p.open[rule];
-            if (lowestBin(open) != bin)
+        for (unsigned n = 0; n < p.freeCount; ++n) {
+            const unsigned rule = p.free[n];
+            if (p.lowest[rule] != bin)
                 continue;
-            waiting ^= ruleBit(rule);
-            const unsigned pieces = open & p.wideBins ? 1 : p.shape[rule].narrowEntries;
-            due[highestBin(open)] = static_cast<uint16_t>(due[highestBin(open)] + pieces);
+            const unsigned pieces = p.open[rule] & p.wideBins ? 1 : p.shape[rule].narrowEntries;
+            uint16_t &of = due[p.highest[rule]];
+            of = static_cast<uint16_t>(of + pieces);
         }
         unsigned room = p.usable[bin];
         for (unsigned at = bin; at < p.bins && room != 0; ++at) {
@@ -240,18 +241,16 @@ bool longestFit(const Packing &p)
     Demand demand;
     unsigned widePlaces = 0;
     unsigned entries = 0;
-    RuleSet waiting = freeRules(p);
-    for (unsigned bin = 0; bin < p.bins && waiting != 0; ++bin) {
+    for (unsigned bin = 0; bin < p.bins; ++bin) {
         (p.wideBins >> bin & 1 ? widePlaces : entries) += p.usable[bin];
-        const RuleSet before = waiting;
-        for (RuleSet left = waiting; left != 0;) {
-            const unsigned rule = takeLowest(left);
-            if (highestBin(p.open[rule]) == bin) {
-                waiting ^= ruleBit(rule);
-                demand.add(p, rule);
+        bool more = false;
+        for (unsigned n = 0; n < p.freeCount; ++n) {
+            if (p.highest[p.free[n]] == bin) {
+                demand.add(p, p.free[n]);
+                more = true;
             }
         }
-        if (waiting != before && demand.leastEntries(widePlaces) > entries)
+        if (more && demand.leastEntries(widePlaces) > entries)
             return false;
     }
     return true;
@@ -262,8 +261,8 @@ unsigned nextRule(const Packing &p)
 {
     unsigned best = kNoRule;
     unsigned longest = 1; // single entries need no decision
-    for (RuleSet left = freeRules(p); left != 0;) {
-        const unsigned rule = takeLowest(left);
+    for (unsigned n = 0; n < p.freeCount; ++n) {
+        const unsigned rule = p.free[n];
         const bool decided = single(p.open[rule]) || (p.open[rule] & ~p.wideBins) == 0;
         if (!decided && p.shape[rule].narrowEntries > longest) {
             longest = p.shape[rule].narrowEntries;
@@ -297,10 +296,9 @@ void writePlan(Packing &p)
             unsigned due = kMaxBins;
             for (RuleSet left = waiting; left != 0;) {
                 const unsigned rule = takeLowest(left);
-                const BinSet open = p.open[rule];
-                if (lowestBin(open) <= bin && highestBin(open) < due) {
+                if (p.lowest[rule] <= bin && p.highest[rule] < due) {
                     urgent = rule;
-                    due = highestBin(open);
+                    due = p.highest[rule];
                 }
             }
             if (urgent == kNoRule)
@@ -316,51 +314,22 @@ void writePlan(Packing &p)
     }
 }
 
-void mix(State &state, uint32_t value)
+// Rules of one length that come before and after the same others can change places: they are kept in order.
+void findTwins(Packing &p)
 {
-    state.first = (state.first ^ value) * 0x9E3779B97F4A7C15u;
-    state.first ^= state.first >> 29;
-    state.second = (state.second + value) * 0xD1342543DE82EF95u;
-    state.second ^= state.second >> 32;
-}
-
-// All that the rest of the search depends on: the room that decided rules leave, and the choices of the others.
-State stateOf(const Packing &p)
-{
-    uint8_t room[kMaxBins];
-    for (unsigned bin = 0; bin < p.bins; ++bin)
-        room[bin] = p.bin[bin].room;
-    State state = {1, 1};
-    for (RuleSet left = freeRules(p); left != 0;) {
-        const unsigned rule = takeLowest(left);
-        const BinSet open = p.open[rule];
-        if (single(open) && (open & p.wideBins) == 0) {
-            uint8_t &of = room[lowestBin(open)];
-            of = static_cast<uint8_t>(of - p.shape[rule].narrowEntries);
-        } else {
-            mix(state, uint32_t{rule} << kMaxBins | open);
+    for (unsigned n = 1; n < p.freeCount; ++n) {
+        const unsigned rule = p.free[n];
+        for (unsigned m = n; m-- != 0;) {
+            const unsigned other = p.free[m];
+            if (p.shape[rule].narrowEntries == p.shape[other].narrowEntries &&
+                p.shape[rule].wideAllowed == p.shape[other].wideAllowed && p.later[rule] == p.later[other] &&
+                p.earlier[rule] == p.earlier[other]) {
+                p.twinBefore[rule] = static_cast<uint8_t>(other);
+                p.twinAfter[other] = static_cast<uint8_t>(rule);
+                break;
+            }
         }
     }
-    for (unsigned bin = 0; bin < p.bins; ++bin)
-        mix(state, room[bin]);
-    return state;
-}
-
-void forgetStates(Packing &p)
-{
-    for (State &state : p.memo)
-        state = {};
-}
-
-// True if this state was looked at before. It did not lead to a plan then, or the search would be over.
-bool seenBefore(Packing &p)
-{
-    const State state = stateOf(p);
-    State &kept = p.memo[state.first % kMemoStates];
-    if (kept == state)
-        return true;
-    kept = state;
-    return false;
 }
 
 void copyOpen(BinSet *to, const BinSet *from)
@@ -429,23 +398,30 @@ bool layBins(Packing &p)
         for (unsigned length = 1; length <= p.bin[bin].room; ++length)
             holds[length] |= binBit(bin);
     }
+    p.freeCount = 0;
+    p.lowest[kNoRule] = 0;
+    p.highest[kNoRule] = kMaxBins;
     for (RuleSet left = freeRules(p); left != 0;) {
         const unsigned rule = takeLowest(left);
         const Shape &shape = p.shape[rule];
         p.open[rule] = holds[shape.narrowEntries] | (shape.wideAllowed ? p.wideBins : 0);
+        p.free[p.freeCount++] = static_cast<uint8_t>(rule);
+        p.twinBefore[rule] = p.twinAfter[rule] = kNoRule;
     }
     for (RuleSet left = p.rules & p.fixed; left != 0;) {
         const unsigned rule = takeLowest(left);
         BinSet below = 0;
         for (unsigned bin = 0; bin < p.bins && p.bin[bin].start < placeNumber(p.place[rule]); ++bin)
             below |= binBit(bin);
-        for (RuleSet next = p.earlier[rule] & ~p.fixed; next != 0;)
+        for (RuleSet next = p.earlier[rule]; next != 0;)
             p.open[takeLowest(next)] &= below;
-        for (RuleSet next = p.later[rule] & ~p.fixed; next != 0;)
+        for (RuleSet next = p.later[rule]; next != 0;)
             p.open[takeLowest(next)] &= ~below;
+        p.lowest[rule] = 0;
+        p.highest[rule] = kMaxBins;
     }
-    for (RuleSet left = freeRules(p); left != 0;) {
-        if (p.open[takeLowest(left)] == 0)
+    for (unsigned n = 0; n < p.freeCount; ++n) {
+        if (p.open[p.free[n]] == 0)
             return false;
     }
     return true;
@@ -464,14 +440,14 @@ Verdict findPlan(Packing &p, uint32_t *budget)
     if (!layBins(p))
         return Verdict::No;
     unsigned depth = 0;
-    for (uint32_t steps = 0;; steps += steps <= kStepsWithoutMemo) {
-        if (steps == kStepsWithoutMemo)
-            forgetStates(p);
+    for (uint32_t steps = 0;; steps += steps <= kStepsWithoutTwins) {
+        if (steps == kStepsWithoutTwins)
+            findTwins(p);
         if (budget != nullptr && (*budget)-- == 0) {
             *budget = 0;
             return Verdict::Unknown;
         }
-        if (propagate(p) && piecesFit(p) && longestFit(p) && !(steps >= kStepsWithoutMemo && seenBefore(p))) {
+        if (propagate(p) && piecesFit(p) && longestFit(p)) {
             const unsigned rule = nextRule(p);
             if (rule == kNoRule) {
                 writePlan(p);

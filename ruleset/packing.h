@@ -2,8 +2,8 @@
 // Some rules stand fixed. Is there a place for each of the others, in order? An exact search.
 //
 // What the fixed rules leave free is a row of bins, in the order of their numbers: the free wide places
-// between two fixed wide rules are one bin, each run of free narrow entries is one. Inside a bin rules stand in
-// their deciding order, so only the bin of each rule is searched for: two rules that overlap need bins in
+// between two fixed wide rules are one bin, each run of free narrow entries is one. Inside a bin rules stand
+// in their deciding order, so only the bin of each rule is searched for: two rules that overlap need bins in
 // their order, or one bin together, and each bin has its room.
 #pragma once
 
@@ -18,9 +18,6 @@ struct Shape;
 // Fixed wide rules leave at most four bins of the eight places. Of 16 entries every second is free at most.
 constexpr unsigned kMaxBins = IFC_LUT0_RULES / 2 + IFC_LUT1_RULES / 2;
 
-// States of the search that are remembered.
-constexpr unsigned kMemoStates = 256;
-
 // A decision of the search puts a rule into LUT0 or takes two narrow entries at least. One more than fit.
 constexpr unsigned kMaxDecisions = IFC_LUT0_RULES + IFC_LUT1_RULES / 2 + 1;
 
@@ -32,14 +29,6 @@ struct Bin {
 };
 
 enum class Verdict : uint8_t { No, Yes, Unknown };
-
-// What is left to decide, as two sums of 64 bits. Different states with both in common are not expected in the
-// life of any machine.
-struct State {
-    uint64_t first;
-    uint64_t second;
-    friend constexpr bool operator==(const State &, const State &) = default;
-};
 
 struct Packing {
     // The problem.
@@ -59,11 +48,17 @@ struct Packing {
     // The search.
     unsigned bins;
     Bin bin[kMaxBins];
+    uint8_t room[kMaxBins];   // what decided rules leave of its room
     uint8_t usable[kMaxBins]; // of its room, by what the chains can fill at most
+    uint8_t free[kMaxRules];  // the rules that are not fixed, in order
+    unsigned freeCount;
+    uint8_t lowest[kMaxRules + 1]; // the first and the last open bin; of a fixed and of no rule, no bound
+    uint8_t highest[kMaxRules + 1];
+    uint8_t twinBefore[kMaxRules]; // free rules of its length and order; kMaxRules: none
+    uint8_t twinAfter[kMaxRules];
     BinSet wideBins;
     BinSet open[kMaxRules]; // bins that a rule may still go to
     BinSet saved[kMaxDecisions][kMaxRules];
-    State memo[kMemoStates]; // states that were looked at: none of them led to a plan
 };
 
 // Sets the rules and their order from the whole overlap relation, of which it leaves out what follows.

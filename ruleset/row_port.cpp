@@ -18,8 +18,8 @@ constexpr uint32_t dataRegister(unsigned n)
     return IFC_DATA0 + 4 * n;
 }
 
-// Sees to it that the lock is held for `accesses` more, and for one attempt to settle. What belongs to one row
-// stands under one hold.
+// Sees to it that the lock is held for `accesses` more, and for one attempt to settle. What belongs to one
+// row stands under one hold.
 void reserve(RowPort &port, unsigned accesses)
 {
     if (port.dry)

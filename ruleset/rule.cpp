@@ -12,7 +12,9 @@ namespace ruleset
 namespace
 {
 
-// The condition as one comparison under one mask. False: it is a range that none says.
+constexpr uint64_t kMacOnes = 0xFFFFFFFFFFFF;
+
+// The condition as one comparison under one mask. False: none says it, a range; `one` is its lower side.
 bool sayInOne(const RuleCondition &c, RuleCondition &one)
 {
     one = c;
@@ -21,7 +23,7 @@ bool sayInOne(const RuleCondition &c, RuleCondition &one)
         return true;
     const uint32_t first = ifc::lowWord(c.key);
     const uint32_t last = c.key_last;
-    const uint32_t ones = ifc::lowWord(ifc::fieldOnes(c.field));
+    const uint32_t ones = ifc::lowWord(onesOf(c.field));
     const uint32_t inside = last - first; // low ones: a block whose size is a power of two
     if ((inside & (inside + 1)) == 0 && (first & inside) == 0) {
         one.compare = IFC_COMPARE_EQUAL;
@@ -82,13 +84,16 @@ unsigned narrowEntries(const RuleCondition &c)
     return c.compare == IFC_COMPARE_EQUAL ? 2 : 0;
 }
 
-// Automatic placement puts the mask into LUT1 as it is.
+// Automatic placement puts the mask into LUT1 as it is: one run of ones from one end, and no other than the
+// 47 ones of a MAC address that continue from the lower half into the upper one.
 bool placedAsGiven(const RuleCondition &c)
 {
     if (ifc::isHalf(c.field))
         return true;
-    const ifc::ReducedMask reduced = ifc::reduceFieldMask(c.field, c.mask);
-    return reduced.fault == ifc::MaskFault::None && ifc::expandMask(c.field, reduced.word) == c.mask;
+    const uint64_t zeros = (ifc::isMac(c.field) ? kMacOnes : 0xFFFFFFFFu) & ~c.mask;
+    if (c.mask == 0 || (zeros & (zeros + 1)) == 0)
+        return c.mask != 0;
+    return (c.mask & (c.mask + 1)) == 0 && (ifc::highWord(c.mask) == 0 || c.mask == kMacOnes >> 1);
 }
 
 // Why LUT0 does not hold the condition at `at`.
@@ -110,7 +115,7 @@ ifc_ruleset_reason faultOf(const RuleCondition &c)
         return IFC_RULESET_BAD_FIELD;
     if (c.compare > (ifc::isHalf(c.field) ? IFC_COMPARE_RANGE : IFC_COMPARE_NOT_EQUAL))
         return IFC_RULESET_BAD_COMPARE;
-    const uint64_t ones = ifc::fieldOnes(c.field);
+    const uint64_t ones = onesOf(c.field);
     const bool range = c.compare == IFC_COMPARE_RANGE;
     if ((c.mask & ~ones) != 0 || (range && c.mask != ones))
         return IFC_RULESET_BAD_MASK;
@@ -119,39 +124,41 @@ ifc_ruleset_reason faultOf(const RuleCondition &c)
     return IFC_RULESET_NO_REASON;
 }
 
-// Writes the entries of one condition; returns their number.
-unsigned writeEntries(const RuleCondition &given, IFC_LUT1_Format *entry)
+void putHalf(IFC_LUT1_Format &entry, const RuleCondition &c, unsigned sel, uint32_t mask, uint32_t key)
+{
+    entry = {};
+    ifc::setHalfEntry(entry, c.field, c.compare, 0, sel, mask, key);
+}
+
+// Writes the entries of one condition; returns the one after them.
+IFC_LUT1_Format *writeEntries(const RuleCondition &given, IFC_LUT1_Format *entry)
 {
     RuleCondition c;
-    const uint32_t key = ifc::lowWord(given.key);
-    if (!sayInOne(given, c)) {
-        const uint32_t ones = ifc::lowWord(given.mask);
-        ifc::setHalfEntry(entry[0], c.field, IFC_COMPARE_AT_LEAST, 0, IFC_LUT1_SEL_FIELD, ones, key);
-        ifc::setHalfEntry(entry[1], c.field, IFC_COMPARE_AT_MOST, 0, IFC_LUT1_SEL_FIELD, ones,
-                          given.key_last);
-        return 2;
-    }
+    const bool inOne = sayInOne(given, c);
     if (ifc::isHalf(c.field)) {
-        ifc::setHalfEntry(entry[0], c.field, c.compare, 0, IFC_LUT1_SEL_FIELD, ifc::lowWord(c.mask),
-                          ifc::lowWord(c.key));
-        return 1;
+        putHalf(*entry++, c, IFC_LUT1_SEL_FIELD, ifc::lowWord(c.mask), ifc::lowWord(c.key));
+        if (!inOne) {
+            c.compare = IFC_COMPARE_AT_MOST;
+            putHalf(*entry++, c, IFC_LUT1_SEL_FIELD, ifc::lowWord(c.mask), given.key_last);
+        }
+        return entry;
     }
     const bool mac = ifc::isMac(c.field);
     const Run run = mac ? macLowRun(c.mask) : runOf(ifc::lowWord(c.mask), ifc::fieldWidth(c.field));
-    unsigned written = 0;
-    if (run.length != 0)
-        ifc::setWordEntry(entry[written++], c.field, c.compare, 0, run.direction, run.length, key);
-    if (mac && (ifc::highWord(c.mask) != 0 || written == 0))
-        ifc::setHalfEntry(entry[written++], c.field, c.compare, 0, IFC_LUT1_SEL_MAC_HIGH,
-                          ifc::highWord(c.mask), ifc::highWord(c.key));
-    return written;
+    if (run.length != 0) {
+        *entry = {};
+        ifc::setWordEntry(*entry++, c.field, c.compare, 0, run.direction, run.length, ifc::lowWord(c.key));
+    }
+    if (mac && (ifc::highWord(c.mask) != 0 || run.length == 0))
+        putHalf(*entry++, c, IFC_LUT1_SEL_MAC_HIGH, ifc::highWord(c.mask), ifc::highWord(c.key));
+    return entry;
 }
 
 // What stands in a table as a condition within the field's width, where the field is 0 above.
 RuleCondition readCondition(const ifc::Condition &c)
 {
     const unsigned command = static_cast<unsigned>(ifc::effectiveCommand(c.field, c.command));
-    const uint64_t ones = ifc::fieldOnes(c.field);
+    const uint64_t ones = onesOf(c.field);
     const uint64_t mask = c.mask << c.part;
     const uint64_t key = (c.key & c.mask) << c.part;
     if ((key & ~ones) == 0)
@@ -173,7 +180,7 @@ bool joins(RuleCondition &first, const RuleCondition &second)
         first.key |= second.key;
         return true;
     }
-    const uint64_t ones = ifc::fieldOnes(first.field);
+    const uint64_t ones = onesOf(first.field);
     if (first.compare == IFC_COMPARE_AT_LEAST && second.compare == IFC_COMPARE_AT_MOST &&
         first.mask == ones && second.mask == ones && first.key <= second.key) {
         first.compare = IFC_COMPARE_RANGE;
@@ -183,18 +190,45 @@ bool joins(RuleCondition &first, const RuleCondition &second)
     return false;
 }
 
-int refuse(Report *report, ifc_ruleset_reason reason, uint32_t condition, uint32_t other)
+// What both tables make of a rule.
+struct Measure {
+    ifc_ruleset_reason notWide; // why LUT0 does not hold the condition `wideAt`
+    unsigned wideAt;
+    unsigned narrowAt; // the first condition that LUT1 does not hold; the count of conditions: it holds each
+    unsigned entries;
+    unsigned counted;
+};
+
+Measure measure(const Rule &rule)
 {
-    if (report != nullptr) {
-        report->result = IFC_RULESET_BAD_RULE;
-        report->reason = reason;
-        report->condition = condition;
-        report->other = other;
+    Measure m = {IFC_RULESET_NO_REASON, 0, rule.count, 0, 0};
+    bool asGiven = true;
+    for (unsigned n = 0; n < rule.count; ++n) {
+        const RuleCondition &c = rule.condition[n];
+        const unsigned needed = narrowEntries(c);
+        if (needed == 0 && m.narrowAt == rule.count)
+            m.narrowAt = n;
+        m.entries += needed;
+        m.counted += ifc::isMac(c.field) || needed == 2 ? 2 : 1;
+        asGiven = asGiven && placedAsGiven(c);
+        if (m.notWide == IFC_RULESET_NO_REASON) {
+            m.notWide = whyNotWide(rule, n);
+            m.wideAt = n;
+        }
     }
-    return IFC_RULESET_BAD_RULE;
+    if (!asGiven && m.counted < ifc::kWideFromCount)
+        m.counted = ifc::kWideFromCount;
+    if (rule.count == 0 || m.narrowAt != rule.count || m.entries > kMaxChain)
+        m.entries = 0;
+    return m;
 }
 
 } // namespace
+
+uint64_t onesOf(unsigned field)
+{
+    return ifc::fieldOnes(field);
+}
 
 bool holdsFor(const RuleCondition &condition, uint64_t value)
 {
@@ -219,54 +253,42 @@ using namespace ruleset;
 
 int ifc_rule_check(const struct ifc_rule *rule, struct ifc_ruleset_report *report)
 {
-    if (report != nullptr)
-        *report = {};
-    if (rule->count > IFC_RULE_CONDITIONS)
-        return refuse(report, IFC_RULESET_BAD_COUNT, rule->count, 0);
     ifc_ruleset_reason reason = IFC_RULESET_NO_REASON;
-    unsigned wide = rule->count;   // the first condition that LUT0 does not hold
-    unsigned narrow = rule->count; // LUT1 alike
-    unsigned entries = 0;
-    for (unsigned n = 0; n < rule->count; ++n) {
-        const RuleCondition &c = rule->condition[n];
-        const ifc_ruleset_reason fault = faultOf(c);
-        if (fault != IFC_RULESET_NO_REASON)
-            return refuse(report, fault, n, 0);
-        const unsigned needed = narrowEntries(c);
-        entries += needed;
-        if (needed == 0 && narrow == rule->count)
-            narrow = n;
-        if (reason == IFC_RULESET_NO_REASON) {
-            reason = whyNotWide(*rule, n);
-            wide = n;
+    unsigned at = rule->count;
+    unsigned other = 0;
+    if (rule->count > IFC_RULE_CONDITIONS)
+        reason = IFC_RULESET_BAD_COUNT;
+    for (unsigned n = 0; n < rule->count && reason == IFC_RULESET_NO_REASON; ++n) {
+        reason = faultOf(rule->condition[n]);
+        at = n;
+    }
+    if (reason == IFC_RULESET_NO_REASON) {
+        const Measure m = measure(*rule);
+        if (m.entries == 0) {
+            reason = m.notWide;
+            at = m.wideAt;
+            other = m.narrowAt;
         }
     }
-    if (reason == IFC_RULESET_NO_REASON || (narrow == rule->count && entries <= kMaxChain))
-        return IFC_RULESET_OK;
-    return refuse(report, reason, wide, narrow);
+    const int result = reason == IFC_RULESET_NO_REASON ? IFC_RULESET_OK : IFC_RULESET_BAD_RULE;
+    if (report != nullptr) {
+        *report = {};
+        report->result = result;
+        if (result != IFC_RULESET_OK) {
+            report->reason = reason;
+            report->condition = at;
+            report->other = other;
+        }
+    }
+    return result;
 }
 
 void ifc_rule_shape_of(const struct ifc_rule *rule, struct ifc_rule_shape *shape)
 {
-    unsigned entries = 0;
-    unsigned counted = 0;
-    bool narrow = rule->count != 0;
-    bool asGiven = true;
-    shape->wide = 1;
-    for (unsigned n = 0; n < rule->count; ++n) {
-        const RuleCondition &c = rule->condition[n];
-        const unsigned needed = narrowEntries(c);
-        entries += needed;
-        counted += ifc::isMac(c.field) || needed == 2 ? 2 : 1;
-        narrow = narrow && needed != 0;
-        asGiven = asGiven && placedAsGiven(c);
-        if (whyNotWide(*rule, n) != IFC_RULESET_NO_REASON)
-            shape->wide = 0;
-    }
-    if (!asGiven && counted < ifc::kWideFromCount)
-        counted = ifc::kWideFromCount;
-    shape->narrow_entries = static_cast<uint8_t>(narrow && entries <= kMaxChain ? entries : 0);
-    shape->counted = static_cast<uint8_t>(counted);
+    const Measure m = measure(*rule);
+    shape->narrow_entries = static_cast<uint8_t>(m.entries);
+    shape->counted = static_cast<uint8_t>(m.counted);
+    shape->wide = m.notWide == IFC_RULESET_NO_REASON;
 }
 
 void ifc_rule_encode_wide(const struct ifc_rule *rule, IFC_LUT0_Format *image)
@@ -282,13 +304,9 @@ void ifc_rule_encode_wide(const struct ifc_rule *rule, IFC_LUT0_Format *image)
 
 void ifc_rule_encode_narrow(const struct ifc_rule *rule, IFC_LUT1_Format *image)
 {
-    unsigned written = 0;
-    for (unsigned n = 0; n < rule->count; ++n) {
-        for (unsigned k = 0; k < narrowEntries(rule->condition[n]); ++k)
-            image[written + k] = {};
-        written += writeEntries(rule->condition[n], image + written);
-    }
-    image[written - 1].word[0] |= ifc::kNarrowEnd;
+    for (unsigned n = 0; n < rule->count; ++n)
+        image = writeEntries(rule->condition[n], image);
+    image[-1].word[0] |= ifc::kNarrowEnd;
 }
 
 void ifc_rule_decode_wide(const IFC_LUT0_Format *image, struct ifc_rule *rule)

@@ -20,6 +20,9 @@ inline RuleCondition makeCondition(unsigned field, unsigned compare, uint64_t ma
     return {static_cast<uint8_t>(field), static_cast<uint8_t>(compare), 0, 0, mask, key};
 }
 
+// A mask of the whole field, 1 to 47.
+uint64_t onesOf(unsigned field);
+
 // Does the comparison hold for this value of the field? The field is there.
 bool holdsFor(const RuleCondition &condition, uint64_t value);
 

@@ -7,6 +7,7 @@
 #include "ifc/records/wide_record.h"
 #include "ruleset/layout.h"
 #include "ruleset/rule.h"
+#include "ruleset/rule_bits.h"
 #include "ruleset/update.h"
 
 using namespace ruleset;
@@ -48,14 +49,24 @@ int finish(Report &report, ifc_ruleset_result result)
     return result;
 }
 
-constexpr uint64_t bitOf(unsigned slot)
-{
-    return uint64_t{1} << slot;
-}
+// Of Set::state, by slot.
+constexpr uint8_t kTaken = 1;
+constexpr uint8_t kNewAction = 2; // the action is not in the tables yet
 
-bool hasBit(uint64_t bits, unsigned slot)
+// Out of line: shifts of 64 bits are long on 32-bit processors.
+[[gnu::noinline]] bool hasBit(uint64_t bits, unsigned slot)
 {
     return (bits >> slot & 1) != 0;
+}
+
+[[gnu::noinline]] void setBit(uint64_t &bits, unsigned slot, bool value)
+{
+    bits = (bits & ~ruleBit(slot)) | (value ? ruleBit(slot) : 0);
+}
+
+bool isTaken(const Set &set, unsigned slot)
+{
+    return (set.state[slot] & kTaken) != 0;
 }
 
 Place placeOf(const ifc_ruleset_place &place)
@@ -70,34 +81,31 @@ ifc_ruleset_place placeFrom(const Place &place)
 
 void compareWithOthers(Set &set, unsigned slot)
 {
-    set.overlaps[slot] = 0;
     for (unsigned other = 0; other < kMaxRules; ++other) {
-        set.overlaps[other] &= ~bitOf(slot);
-        if (other == slot || !hasBit(set.used, other) || !ifc_rule_overlap(&set.rule[slot], &set.rule[other]))
-            continue;
-        set.overlaps[slot] |= bitOf(other);
-        set.overlaps[other] |= bitOf(slot);
+        const bool overlap =
+            other != slot && isTaken(set, other) && ifc_rule_overlap(&set.rule[slot], &set.rule[other]) != 0;
+        setBit(set.overlaps[slot], other, overlap);
+        setBit(set.overlaps[other], slot, overlap);
     }
 }
 
 unsigned freeSlot(const Set &set)
 {
     unsigned slot = 0;
-    while (hasBit(set.used, slot))
+    while (isTaken(set, slot))
         ++slot;
     return slot;
 }
 
-// The rule is in set.rule[slot], where set.used has no bit yet.
+// The rule is in set.rule[slot], a free slot.
 void takeIn(Set &set, unsigned slot, unsigned position, Place now)
 {
     for (unsigned n = set.count++; n > position; --n)
         set.order[n] = set.order[n - 1];
     set.order[position] = static_cast<uint8_t>(slot);
     set.now[slot] = placeFrom(now);
-    set.new_action &= ~bitOf(slot);
+    set.state[slot] = kTaken;
     compareWithOthers(set, slot);
-    set.used |= bitOf(slot);
 }
 
 void own(Set &set, Place place)
@@ -109,14 +117,14 @@ void own(Set &set, Place place)
     ++set.standing;
 }
 
-// Entries that are not the set's: runs without an end flag, with the free entry that a chain must not start at,
-// and chains that name no field.
+// Entries that are not the set's: runs without an end flag, with the free entry that a chain must not start
+// at, and chains that name no field.
 uint32_t reservedEntries(const Set &set)
 {
     uint32_t reserved = 0;
     ifc::Chain run;
     for (unsigned from = 0; ifc::nextRun(set.lut1, from, run); from = run.end + 1) {
-        if (hasBit(set.owned_lut1, run.first))
+        if ((set.owned_lut1 >> run.first & 1) != 0)
             continue;
         const bool more = !run.complete && !ifc::isLastOfSubTable(run.end);
         reserved |= narrowBits(narrowPlace(run.first, run.end - run.first + (more ? 2 : 1)));
@@ -174,10 +182,8 @@ bool findPlaces(Set &set, Report &report)
     input.count = set.count;
     for (unsigned n = 0; n < set.count; ++n) {
         input.rule[n] = shapeOf(set, set.order[n]);
-        input.overlaps[n] = 0;
-        for (unsigned later = n + 1; later < set.count; ++later)
-            if (hasBit(set.overlaps[set.order[n]], set.order[later]))
-                input.overlaps[n] |= bitOf(later);
+        for (unsigned later = 0; later < set.count; ++later)
+            setBit(input.overlaps[n], later, hasBit(set.overlaps[set.order[n]], set.order[later]));
     }
     input.widePlaces = ifc::hasWritableLut0(GET_HIR()) ? IFC_LUT0_RULES : 0;
     input.reservedWide = 0;
@@ -194,9 +200,9 @@ void buildTables(Set &set)
     Work &work = workOf(set);
     Tables &wanted = work.wanted;
     for (unsigned n = 0; n < IFC_LUT0_RULES; ++n)
-        wanted.lut0[n] = hasBit(set.owned_lut0, n) ? IFC_LUT0_Format{} : set.lut0[n];
+        wanted.lut0[n] = (set.owned_lut0 >> n & 1) != 0 ? IFC_LUT0_Format{} : set.lut0[n];
     for (unsigned n = 0; n < IFC_LUT1_RULES; ++n)
-        wanted.lut1[n] = hasBit(set.owned_lut1, n) ? IFC_LUT1_Format{} : set.lut1[n];
+        wanted.lut1[n] = (set.owned_lut1 >> n & 1) != 0 ? IFC_LUT1_Format{} : set.lut1[n];
     for (unsigned n = 0; n < set.count; ++n) {
         const unsigned slot = set.order[n];
         const Rule &rule = set.rule[slot];
@@ -218,7 +224,7 @@ void buildTables(Set &set)
         wish = {};
         wish.place = place;
         wish.oldPlace = now;
-        wish.action = !placed(now) || hasBit(set.new_action, slot) ? &rule.action : nullptr;
+        wish.action = !placed(now) || (set.state[slot] & kNewAction) != 0 ? &rule.action : nullptr;
     }
 }
 
@@ -257,9 +263,9 @@ void settle(Set &set)
     set.owned_lut0 = 0;
     set.owned_lut1 = 0;
     set.standing = 0;
-    set.new_action = 0;
     for (unsigned n = 0; n < set.count; ++n) {
         set.now[set.order[n]] = placeFrom(work.answer.place[n]);
+        set.state[set.order[n]] = kTaken;
         own(set, work.answer.place[n]);
     }
 }
@@ -398,17 +404,16 @@ int ifc_ruleset_remove(struct ifc_ruleset *set, uint32_t position)
 {
     if (position >= set->count)
         return IFC_RULESET_BAD_POSITION;
-    set->used &= ~bitOf(set->order[position]);
+    set->state[set->order[position]] = 0;
+    (void)ifc_ruleset_move(set, position, set->count - 1);
     --set->count;
-    for (unsigned n = position; n < set->count; ++n)
-        set->order[n] = set->order[n + 1];
     return IFC_RULESET_OK;
 }
 
 void ifc_ruleset_clear(struct ifc_ruleset *set)
 {
     set->count = 0;
-    set->used = 0;
+    __builtin_memset(set->state, 0, sizeof set->state);
 }
 
 int ifc_ruleset_replace(struct ifc_ruleset *set, uint32_t position, const struct ifc_rule *rule,
@@ -425,7 +430,7 @@ int ifc_ruleset_replace(struct ifc_ruleset *set, uint32_t position, const struct
         changeConditions(*set, slot, *rule);
     if ((what & IFC_RULESET_ACTION) != 0) {
         changed.action = rule->action;
-        set->new_action |= bitOf(slot);
+        set->state[slot] |= kNewAction;
     }
     if ((what & IFC_RULESET_COOKIE) != 0) {
         changed.cookie = rule->cookie;

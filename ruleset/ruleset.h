@@ -18,6 +18,9 @@
  *   Undo       a set holds no pointers. To be able to drop edits, copy the struct before them and copy it
  *              back. (Not across a successful apply: then the tables are ahead of the copy, which is refused
  *              as IFC_RULESET_STALE.)
+ *   Whole      to bring a whole wanted list in: read, move each rule that is wanted again to its position
+ *   lists      (ifc_rule_repeats() finds it; it keeps place and counters), remove the others, insert the new
+ *              ones, apply once.
  *   Results    enum ifc_ruleset_result: 0 or a negative number. After any other result than IFC_RULESET_OK
  *              the set is as it was before the call; only its working memory has changed.
  *   Report     filled by every call that takes one, whatever the result. May be NULL.
@@ -252,8 +255,7 @@ struct ifc_ruleset {
     uint8_t standing;                 /* rules of the set when last applied */
     uint8_t order[IFC_RULESET_RULES]; /* slot of each position */
     struct ifc_ruleset_place now[IFC_RULESET_RULES]; /* by slot */
-    uint64_t used;                                   /* bit n: slot n is taken */
-    uint64_t new_action;                             /* bit n: the action of slot n is not in the tables */
+    uint8_t state[IFC_RULESET_RULES];                /* by slot: taken, action not in the tables */
     uint64_t overlaps[IFC_RULESET_RULES];            /* by slot: bit n: slot n and this one overlap */
     struct ifc_rule rule[IFC_RULESET_RULES];         /* by slot */
     IFC_LUT0_Format lut0[IFC_LUT0_RULES];            /* the shadow tables when last read or applied */

@@ -2,12 +2,14 @@
 // Brings the hardware's tables from one set of rules to another while frames flow.
 //
 // After every single register access the chip sees complete old rules and complete new rules, each with its
-// action, and never a part of one. A rule that stays is not touched. Only rows that differ are written, each at
-// most twice; a rule that goes or changes loses its head (LUT0) or its end (LUT1) first, one that comes gets it
-// last, so that row may be written although its content is the same before and after.
+// action, and never a part of one. A rule that stays is not touched. Only rows that differ are written, each
+// at most twice. A rule that goes or changes loses its head (LUT0) or its end (LUT1) first, one that comes
+// gets it last, so that row may be written although its content is the same before and after.
+//
+// A rule that moves or changes hits nothing from the first of these moments to the last.
 //
 // All or nothing: after a time-out of any transfer the tables, actions, counters and bindings go back in an
-// order that is as safe, and the result says how far that went.
+// order that is as safe, and the result says how far that went. What a new rule counted until then is lost.
 //
 // Shadow     The shadow tables must be what the hardware holds. (Operations of the layer that edit only the
 //            shadow leave it otherwise; write_all_ifc_rule_to_hw() mends that.) They change at the very end,
@@ -39,15 +41,15 @@ struct WantedRule {
     // False: the counter entry of the old place goes along. True, and for a new rule: begins at zero.
     bool counterFromZero = false;
 
-    // Counter id 0..15 for the rule's slot of the binding registers. Kept: the slot of the old place goes along;
-    // a new rule has 0.
+    // Counter id 0..15 for the rule's slot of the binding registers. Kept: the slot of the old place goes
+    // along; a new rule has 0.
     uint8_t binding = kBindingKept;
 };
 
 struct UpdateRequest {
     const Tables *tables = nullptr; // wanted; must stay until the update returns
-    // Every rule of the wanted tables once, in any order. A rule that is not listed must stand in the shadow at
-    // the same place with the same rows: it stays, with action, counter and binding.
+    // Every rule of the wanted tables once, in any order. A rule that is not listed must stand in the shadow
+    // at the same place with the same rows: it stays, with action, counter and binding.
     const WantedRule *rules = nullptr;
     unsigned count = 0;   // 0..kMaxRules
     bool quiesce = false; // the classifier is off during the update, then what it was
@@ -82,15 +84,15 @@ struct RowSet {
     uint64_t counters;             // bit: number
 };
 
-// Working state and results of one update, about 3 KiB. It needs no initialisation.
+// Working state and results of one update, about 3 KiB: not for a kernel's stack. It needs no initialisation.
 struct Update {
     // Results.
     Refusal refusal;
     uint8_t culprit;
     RowSet differ; // with Outcome::Incomplete, else empty
-    RowPort
-        port; // port.accesses: with one poll a transfer. A dry run counts every action, counter and binding
-              // that might have to be written, since it does not read what they hold: never too few.
+    // port.accesses: register accesses, with one poll a transfer. A dry run does not read what actions,
+    // counters and bindings hold and counts each that may have to be written: at least what it will take.
+    RowPort port;
 
     // The rest is the update's own.
     Tables held;                         // what the hardware holds, but for unsure rows
@@ -101,16 +103,15 @@ struct Update {
     bool undoing;
     uint8_t flags[kMaxRules];  // by number
     uint8_t ruleAt[kMaxRules]; // index of the listed rule that is to stand under this number
-    uint32_t saved[2][kMaxRules]
-                  [IFC_ROW_WORDS];         // actions and counters before, in the order of the data registers
-    uint32_t bindings[IFC_ACNT_CFG_COUNT]; // before
-    uint8_t bindingsWritten;               // bit: register
+    uint32_t saved[2][kMaxRules][IFC_ROW_WORDS]; // actions, counters before; IFC_DATA0 first
+    uint32_t bindings[IFC_ACNT_CFG_COUNT];       // before
+    uint8_t bindingsWritten;                     // bit: register
 };
 
 Outcome apply(Update &update, const UpdateRequest &request);
 
-// After Outcome::Incomplete, with the same state and an unchanged shadow: tries the way back once more. Returns
-// Undone or Incomplete.
+// After Outcome::Incomplete, with the same state and an unchanged shadow: tries the way back once more.
+// Returns Undone or Incomplete.
 Outcome finishUndo(Update &update);
 
 } // namespace ruleset

@@ -167,7 +167,7 @@ inline ifc_rule structuralRule(Random &random)
     made.count = 1 + random.below(3);
     for (unsigned n = 0; n < made.count; ++n) {
         const unsigned field = fields[random.below(24)];
-        const uint64_t ones = engine::fieldOnes(field);
+        const uint64_t ones = ifc::fieldOnes(field);
         const uint64_t mask = random.oneIn(4) ? randomMask(random, field) : ones;
         const uint64_t key = structuralValue(random, field) & mask;
         unsigned compare = random.oneIn(2) ? 0 : random.below(field > IFC_LAST_WORD_FIELD ? 5 : 2);
@@ -187,7 +187,7 @@ inline Wanted randomWanted(Random &random)
     w.tags = random.below(3);
     w.ip = random.oneIn(4) ? 0 : random.oneIn(2) ? 4 : 6;
     for (unsigned field = 1; field <= IFC_LUT0_FIELDS; ++field)
-        w.value[field] = structuralValue(random, field) & engine::fieldOnes(field);
+        w.value[field] = structuralValue(random, field) & ifc::fieldOnes(field);
     w.value[VPM0] |= 1;
     w.value[VPM1] |= 1;
     return w;

@@ -22,7 +22,7 @@ except ImportError:
 NOWHERE, WIDE, NARROW = 0, 1, 2
 FEWEST, FOUND, NO_LAYOUT = 0, 1, 2
 SPACE = 2
-TIMEOUT = 20000  # ms for one question
+TIMEOUT = 5000  # ms for one question
 
 
 def cells(place):
@@ -163,7 +163,8 @@ def check(line):
     else:
         wrong = fault(case)
         if result == FEWEST and case["moves"] > 0:
-            questions.append((f"fewer than {case['moves']} moves are enough", movable(case, case["moves"] - 1)))
+            fewer = movable(case, case["moves"] - 1)
+            questions.append((f"fewer than {case['moves']} moves are enough", fewer))
     for text, answer in questions:
         wrong = wrong or (text if answer else None)
     undecided = any(answer is None for _, answer in questions)
@@ -174,7 +175,8 @@ def main():
     probe = sys.argv[1]
     seed = sys.argv[2] if len(sys.argv) > 2 else "1"
     sets = sys.argv[3] if len(sys.argv) > 3 else "300"
-    lines = subprocess.run([probe, seed, sets], check=True, capture_output=True, text=True).stdout.splitlines()
+    printed = subprocess.run([probe, seed, sets], check=True, capture_output=True, text=True).stdout
+    lines = printed.splitlines()
     counts = [0, 0, 0]
     moving = 0
     undecided = 0

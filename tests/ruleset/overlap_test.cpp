@@ -125,7 +125,7 @@ bool passesField(const ifc_rule &rule, unsigned field, uint64_t value)
 // A value of the field that its conditions let pass, if a few tries or a look at all small ones find it.
 uint64_t findValue(Random &random, const ifc_rule &rule, unsigned field, uint64_t least)
 {
-    const uint64_t ones = engine::fieldOnes(field);
+    const uint64_t ones = ifc::fieldOnes(field);
     if (ones <= 0xFFFF) {
         for (uint64_t value = least; value <= ones; ++value)
             if (passesField(rule, field, value))

@@ -2,6 +2,7 @@
 // Rules for tests: short ways to say them, random ones, and what they mean, stated apart from the library.
 #pragma once
 
+#include "ifc/records/fields.h"
 #include "ruleset/ruleset.h"
 #include "tests/engine/random.h"
 
@@ -20,7 +21,7 @@ inline ifc_rule_condition equal(unsigned field, uint64_t key, uint64_t mask)
 
 inline ifc_rule_condition equal(unsigned field, uint64_t key)
 {
-    return equal(field, key, engine::fieldOnes(field));
+    return equal(field, key, ifc::fieldOnes(field));
 }
 
 inline ifc_rule_condition compared(unsigned field, ifc_compare compare, uint64_t key, uint64_t mask)
@@ -30,13 +31,13 @@ inline ifc_rule_condition compared(unsigned field, ifc_compare compare, uint64_t
 
 inline ifc_rule_condition compared(unsigned field, ifc_compare compare, uint64_t key)
 {
-    return compared(field, compare, key, engine::fieldOnes(field));
+    return compared(field, compare, key, ifc::fieldOnes(field));
 }
 
 inline ifc_rule_condition range(unsigned field, unsigned first, unsigned last)
 {
     return {static_cast<uint8_t>(field), IFC_COMPARE_RANGE,           static_cast<uint16_t>(last), 0,
-            engine::fieldOnes(field),    static_cast<uint64_t>(first)};
+            ifc::fieldOnes(field),       static_cast<uint64_t>(first)};
 }
 
 inline ifc_rule rule(std::initializer_list<ifc_rule_condition> conditions)
@@ -86,17 +87,17 @@ inline uint64_t runMask(Random &random, unsigned width)
 
 inline uint64_t randomMask(Random &random, unsigned field)
 {
-    const uint64_t ones = engine::fieldOnes(field);
+    const uint64_t ones = ifc::fieldOnes(field);
     switch (random.below(6)) {
     case 0:
         return random.wide() & ones;
     case 1:
-        return runMask(random, engine::kFieldPlaces.place[field].width);
+        return runMask(random, ifc::fieldWidth(field));
     case 2:
-        return random.oneIn(4) ? 0 : uint64_t{1} << random.below(engine::kFieldPlaces.place[field].width);
+        return random.oneIn(4) ? 0 : uint64_t{1} << random.below(ifc::fieldWidth(field));
     case 3: // of MAC addresses: one half
         return field <= IFC_LAST_MAC_FIELD ? (random.oneIn(2) ? 0xFFFFFFFF : 0xFFFF00000000)
-                                           : runMask(random, engine::kFieldPlaces.place[field].width);
+                                           : runMask(random, ifc::fieldWidth(field));
     default:
         return ones;
     }
@@ -105,7 +106,7 @@ inline uint64_t randomMask(Random &random, unsigned field)
 // A well-formed condition; keys come from the values that frames of tests have.
 inline ifc_rule_condition randomCondition(Random &random, unsigned field)
 {
-    const uint64_t ones = engine::fieldOnes(field);
+    const uint64_t ones = ifc::fieldOnes(field);
     if (field > IFC_LAST_WORD_FIELD && random.oneIn(5)) {
         const auto a = static_cast<unsigned>(likelyValue(random) & ones);
         const auto b = static_cast<unsigned>(likelyValue(random) & ones);

@@ -293,7 +293,7 @@ TEST_F(RuleOnChip, EntriesAreThoseOfAutomaticPlacement)
             rule.count = 0;
             for (unsigned field = 1; field <= IFC_LUT0_FIELDS; ++field)
                 if (random.oneIn(2))
-                    rule.condition[rule.count++] = equal(field, random.wide() & engine::fieldOnes(field));
+                    rule.condition[rule.count++] = equal(field, random.wide() & ifc::fieldOnes(field));
         }
         orva_ifc_param request = {};
         bool sayable = rule.count != 0;
@@ -334,4 +334,20 @@ TEST_F(RuleOnChip, EntriesAreThoseOfAutomaticPlacement)
     }
     EXPECT_GT(narrow, 300u);
     EXPECT_GT(wide, 500u);
+}
+
+// Masks that automatic placement puts into LUT1 as they are count as it does; all others count as for LUT0.
+TEST(Rule, CountsAsAutomaticPlacementWhereThatKeepsTheMask)
+{
+    Random random(15);
+    for (unsigned round = 0; round < 20000; ++round) {
+        const unsigned field = 1 + random.below(IFC_LAST_WORD_FIELD);
+        const uint64_t mask = randomMask(random, field);
+        const ifc::ReducedMask reduced = ifc::reduceFieldMask(field, mask);
+        const bool kept =
+            reduced.fault == ifc::MaskFault::None && ifc::expandMask(field, reduced.word) == mask;
+        const unsigned counted = kept ? ifc::countedEntries(field) : 9;
+        ASSERT_EQ(shapeOf(rule({equal(field, 0, mask)})).counted, counted)
+            << field << ' ' << std::hex << mask;
+    }
 }

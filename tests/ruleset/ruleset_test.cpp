@@ -3,6 +3,7 @@
 // frame.
 #include <gtest/gtest.h>
 
+#include "c_user.h"
 #include "frame_kinds.h"
 #include "tests/engine/classifier_fixture.h"
 
@@ -367,6 +368,18 @@ TEST_F(RulesetTest, AReadThatTimesOutLeavesAnEmptySet)
     EXPECT_EQ(ifc_ruleset_read(set.get(), &report), IFC_RULESET_TIMEOUT);
     EXPECT_EQ(ifc_ruleset_count(set.get()), 0u);
     EXPECT_FALSE(host::lockHeld());
+}
+
+TEST_F(RulesetTest, IsUsedFromC)
+{
+    const auto before = std::make_unique<ifc_ruleset>();
+    EXPECT_EQ(c_user_put_first(set.get(), before.get(), 0x0A66778899AA, 5), 9);
+    EXPECT_EQ(c_user_put_first(set.get(), before.get(), 0x0A66778899AB, 6), 11);
+    EXPECT_EQ(at(0).action.bits.queue, 6u);
+    EXPECT_EQ(at(1).action.bits.queue, 5u);
+    window.injectFault(engine::TransferFault::NeverComplete, 3, 1);
+    EXPECT_EQ(c_user_put_first(set.get(), before.get(), 0x0A66778899AC, 7), IFC_RULESET_TIMEOUT);
+    EXPECT_EQ(ifc_ruleset_count(set.get()), 2u);
 }
 
 // Random edits, applied one by one and in groups; what is refused leaves everything as it was. After each

@@ -60,5 +60,5 @@ void putChain(ruleset::Tables &tables, unsigned first, unsigned entries, uint32_
 void putWide(ruleset::Tables &tables, unsigned place, uint32_t key);
 IFC_Action_Format actionOf(uint32_t value);
 
-// Any tables with any leftovers, and another image that comes of it by replacing, shifting, swapping or anything.
+// Any tables with any leftovers, and another image that comes of it by replacing, shifting or swapping.
 Scenario randomScenario(uint64_t seed);

@@ -167,13 +167,19 @@ void UpdateWatch::onCommand(uint32_t command)
     stretch_ += 1 + kPolls;
     past_ = fired_;
     chip_.settings().doneAfter = doneAfter_;
-    const bool dead = fault_.kind == Fault::DeadRow && fired_ && (command & ~6u) == deadRow_;
-    if (dead)
+    const bool rowDies =
+        fault_.kind == Fault::DeadRow || fault_.kind == Fault::StuckRow || fault_.kind == Fault::OtherDead;
+    const uint32_t row = command & ~6u; // without the direction
+    commands_.push_back(row);
+    if (rowDies && fired_ && row == deadRow_)
+        chip_.injectFault(engine::TransferFault::NeverComplete, 0, 1);
+    if (fault_.kind == Fault::NotDoneTwice && transfers_ == fault_.at + fault_.count + 1)
         chip_.injectFault(engine::TransferFault::NeverComplete, 0, 1);
     if (fault_.kind != Fault::None && transfers_ == fault_.at) {
         fired_ = true;
-        deadRow_ = command & ~6u;
-        if (fault_.kind == Fault::DoneUnseen)
+        const unsigned back = fault_.kind == Fault::OtherDead ? std::min(fault_.count, transfers_) : 0;
+        deadRow_ = commands_[transfers_ - back];
+        if (fault_.kind == Fault::DoneUnseen || fault_.kind == Fault::StuckRow)
             chip_.settings().doneAfter = kPolls + 1;
         else
             chip_.injectFault(engine::TransferFault::NeverComplete, 0,

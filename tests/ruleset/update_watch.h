@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Runs an update on a simulated chip on which frames hit the living rules all the time, makes transfers fail, and
-// checks after every single register access what the chip sees.
+// Runs an update on a simulated chip on which frames hit the living rules all the time, makes transfers fail,
+// and checks after every single register access what the chip sees.
 #pragma once
 
 #include "update_scenario.h"
@@ -17,9 +17,12 @@ struct Fault {
     enum Kind {
         None,
         NotDone,      // `count` transfers in a row do not happen
+        NotDoneTwice, // it does not happen, nor does the one `count` + 1 transfers later, on the way back
         DoneUnseen,   // the transfer happens, its done bit shows too late
         LateTransfer, // the transfer happens `count` accesses later, or just before the next command
         DeadRow,      // no transfer to the row of this transfer happens any more
+        StuckRow,     // the same, but the transfer itself happens; its done bit is not seen
+        OtherDead,    // it does not happen, nor any other to the row that was moved `count` transfers before
     };
     Kind kind = None;
     unsigned at = 0; // number of the transfer, from 0
@@ -80,6 +83,7 @@ private:
     unsigned pendingFor_ = 0;
     uint32_t pendingCommand_ = 0;
     uint32_t deadRow_ = 0;
+    std::vector<uint32_t> commands_;
     uint32_t data_[4] = {};
     unsigned doneAfter_ = 1;
 
