@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // Random flower filters with priorities come and go at two ports: at one the classifier decides (skip_sw), at
 // its twin, a veth pair, software does (skip_hw). The same random frames are sent to both. Each filter pushes
-// a tag with its own number and redirects, so what arrives behind tells which filter decided, and what it
-// made of the frame. Usage: churn SEED CHANGES EVERY FRAMES [CAPTURE...]: so many frames after EVERY changes,
-// some of the captures. Prints what it did, exit 1 if a fate differs. The filters stay.
+// a tag with its own number, or edits tags otherwise, and redirects. So what arrives behind tells which filter
+// decided, and what it made of the frame.
+// Usage: churn SEED CHANGES EVERY FRAMES [CAPTURE...]: so many frames after EVERY changes, some of the
+// captures. Prints what it did, exit 1 if a fate differs. The filters stay.
 #define _GNU_SOURCE // sched_setaffinity
 #include <arpa/inet.h>
 #include <errno.h>
@@ -323,6 +324,22 @@ struct filter {
     uint16_t protocol;
 };
 
+static void edit_tag(int number, int what, uint16_t vid, uint8_t priority)
+{
+    struct tc_vlan vlan = {.action = TC_ACT_PIPE, .v_action = what};
+    void *action = nest(number);
+    put(TCA_ACT_KIND, "vlan", 5);
+    void *parameters = nest(TCA_ACT_OPTIONS);
+    put(TCA_VLAN_PARMS, &vlan, sizeof vlan);
+    if (what != TCA_VLAN_ACT_POP) {
+        put16h(TCA_VLAN_PUSH_VLAN_ID, vid);
+        if (priority != 0)
+            put8(TCA_VLAN_PUSH_VLAN_PRIORITY, priority);
+    }
+    end(parameters);
+    end(action);
+}
+
 // The same filter for either port: the generator starts from the same state.
 static int add(int device, int to, const struct filter *filter, uint32_t tag, uint32_t flags)
 {
@@ -358,17 +375,31 @@ static int add(int device, int to, const struct filter *filter, uint32_t tag, ui
         keys_of_mac();
     put32h(TCA_FLOWER_FLAGS, flags);
     void *actions = nest(TCA_FLOWER_ACT);
-    void *action = nest(1);
-    put(TCA_ACT_KIND, "vlan", 5);
-    void *parameters = nest(TCA_ACT_OPTIONS);
-    struct tc_vlan vlan = {.action = TC_ACT_PIPE, .v_action = TCA_VLAN_ACT_PUSH};
-    put(TCA_VLAN_PARMS, &vlan, sizeof vlan);
-    put16h(TCA_VLAN_PUSH_VLAN_ID, tag);
-    end(parameters);
-    end(action);
-    action = nest(2);
+    unsigned number = 1;
+    // Mostly a new tag with the filter's number.
+    switch (draw(8)) {
+    case 0:
+        edit_tag(number++, TCA_VLAN_ACT_MODIFY, tag, 0);
+        break;
+    case 1:
+        edit_tag(number++, TCA_VLAN_ACT_MODIFY, tag, 5);
+        break;
+    case 2:
+        edit_tag(number++, TCA_VLAN_ACT_POP, 0, 0);
+        if (draw(2))
+            edit_tag(number++, TCA_VLAN_ACT_PUSH, tag, 3);
+        break;
+    case 3:
+        edit_tag(number++, TCA_VLAN_ACT_PUSH, tag, draw(8));
+        edit_tag(number++, TCA_VLAN_ACT_PUSH, tag, draw(8));
+        break;
+    default:
+        edit_tag(number++, TCA_VLAN_ACT_PUSH, tag, 0);
+        break;
+    }
+    void *action = nest(number);
     put(TCA_ACT_KIND, "mirred", 7);
-    parameters = nest(TCA_ACT_OPTIONS);
+    void *parameters = nest(TCA_ACT_OPTIONS);
     struct tc_mirred mirred = {.action = TC_ACT_STOLEN, .eaction = TCA_EGRESS_REDIR, .ifindex = to};
     put(TCA_MIRRED_PARMS, &mirred, sizeof mirred);
     end(parameters);
