@@ -162,11 +162,16 @@ typedef struct ifc_field_param {
 
 /*
  * The driver context. The rule layer uses dbgLevel, which comes first, the three hit bitmaps, which stand
- * together, and the lock right behind them. What lies between belongs to other units of the driver.
+ * together, and the lock right behind them. What lies between belongs to other units of the driver:
+ * ifc_platform.h names it in IFC_PRIVATE_MEMBERS, declarations that end in semicolons. Where C and C++ share
+ * the context, both must know the types.
  */
+#ifndef IFC_PRIVATE_MEMBERS
+#define IFC_PRIVATE_MEMBERS
+#endif
 typedef struct IFC_Private_T {
     uint8 dbgLevel; /* DBG_ERR to DBG_MSG */
-    uint8 reserved[3];
+    IFC_PRIVATE_MEMBERS
     uint32_t lut0HitMap;  /* bit n: LUT0 rule n was hit */
     uint32_t lut1HitMap0; /* bit n: LUT1 entry n was hit */
     uint32_t lut1HitMap1; /* bit n: LUT1 entry 32 + n was hit */

@@ -3,11 +3,11 @@
 # Fetches what the network tests of the kernel need besides kernel-fetch.sh: programs for the emulated machine
 # (tc, ethtool, mausezahn, ...) with their libraries, the packaged kernel modules, and the kernel's own tests from
 # Debian's source package. Prints the folder's root when it is complete.
-# Usage: kernel-net-fetch.sh FOLDER (the folder of kernel-fetch.sh)
+# Usage: kernel-net-fetch.sh VERSION (one of kernel-fetch.sh)
 set -euo pipefail
 cd "$(dirname "$0")/.."
-scripts/kernel-fetch.sh "$1" >/dev/null
-work=$(cd "$1" && pwd)
+kernel=$(scripts/kernel-fetch.sh "$1")
+work=$(dirname "$kernel")
 root=$work/net-root
 programs="bash coreutils grep iproute2 ethtool jq netsniff-ng ncat iputils-ping tcpdump"
 key=$(sha256sum <scripts/kernel-net-fetch.sh | cut -c1-16)
@@ -18,7 +18,8 @@ fi
 rm -rf "$root" "$work/net-debs"
 mkdir -p "$root" "$work/net-debs/partial" "$work/net-source"
 export APT_CONFIG=$work/apt.conf
-[ -n "$(ls -A "$work/lists" 2>/dev/null)" ] || apt-get update -qq >"$work/update.log" 2>&1 || true
+# Lists that kernel-fetch.sh left may be gone, or old.
+apt-cache show iproute2 >/dev/null 2>&1 || apt-get update -qq >"$work/update.log" 2>&1 || true
 
 # The empty status file makes apt list every library too. Nothing is installed.
 apt-get install -y -qq --no-install-recommends --download-only -o Dir::Cache::archives="$work/net-debs" \
@@ -34,7 +35,7 @@ image=("$work"/debs/linux-image-*.deb)
 dpkg-deb --fsys-tarfile "${image[0]}" | tar -x -C "$root" --wildcards './lib/modules/*'
 
 # The tests, as Debian ships them, in the version of the kernel's series.
-release=$(cat "$work/root/complete")
+release=$(cat "$kernel/complete")
 package=linux-source-${release%%.*}.$(cut -d. -f2 <<<"$release")
 archive=("$work"/net-source/"$package"_*.deb)
 if [ ! -e "${archive[0]}" ]; then

@@ -15,8 +15,8 @@ start=$SECONDS
 step() { printf '%4d s  %s\n' $((SECONDS - start)) "$*"; }
 
 step "target: kernel, headers, programs, the kernel's tests"
-target=$(scripts/kernel-fetch.sh build/kernel-target 2>"$build/fetch.log") &&
-    net=$(scripts/kernel-net-fetch.sh build/kernel-target 2>>"$build/fetch.log") || {
+target=$(scripts/kernel-fetch.sh 6.1 2>"$build/fetch.log") &&
+    net=$(scripts/kernel-net-fetch.sh 6.1 2>>"$build/fetch.log") || {
     tail -20 "$build/fetch.log"
     exit 1
 }
@@ -32,7 +32,7 @@ for file in "$module"/*.[ch] "$module"/*.cpp; do
     [ -e "platform/kernel/$(basename "$file")" ] || [ -e "platform/linux_net/$(basename "$file")" ] || rm -f "$file"
 done
 env -u DEB_BUILD_ARCH -u DEB_HOST_ARCH make -C "$target/headers" M="$module" IFC_ROOT="$root" ARCH=arm \
-    CROSS_COMPILE=arm-linux-gnueabihf- -j"$(nproc)" modules >"$build/module.log" 2>&1 || {
+    CROSS_COMPILE=arm-linux-gnueabihf- CC=arm-linux-gnueabihf-gcc -j"$(nproc)" modules >"$build/module.log" 2>&1 || {
     tail -30 "$build/module.log"
     exit 1
 }

@@ -5,11 +5,16 @@
 #include "report.h"
 #include "window.h"
 
+// The kernel's error number; a platform's header may have it already.
+#ifndef ETIME
+#define ETIME 62
+#endif
+
 namespace
 {
 
-constexpr int kTimeout = -62; // the kernel's -ETIME
-constexpr int kPollReads = 3;
+constexpr int RETRY = 3; // reads of the done bit
+static_assert(ETIME == 62, "the result of a time-out is part of the interface");
 constexpr int kRevisionsWithoutLut0[] = {14, 15};
 
 // Known: the revision is asked for afresh at each comparison.
@@ -51,12 +56,12 @@ void writeLut1Entry(uint entry, const IFC_LUT1_Format &record)
 
 int ifcChecConfigDone(uint32_t reg, uint32_t doneBit)
 {
-    for (int read = 0; read < kPollReads; ++read) {
+    for (int read = 0; read < RETRY; ++read) {
         if ((get_frame_engine_data(reg) & doneBit) != 0)
             return 0;
         mdelay(1); // Known: also behind the last read
     }
-    return kTimeout;
+    return -ETIME;
 }
 
 int ifcSetRuleConfig(uint8_t index, uint8_t offset, int sel, int type)

@@ -3,7 +3,8 @@
  * The kernel's and the SoC's services as the rule layer sees them, for a host process.
  *
  * Another platform (a kernel, a test harness) offers the same names in an ifc_platform.h of its own and puts
- * its folder on the include path instead of this one. Nothing here has a body: whoever links the rule layer
+ * its folder on the include path instead of this one. It may define IFC_PRIVATE_MEMBERS, the members of other
+ * units in the driver's context (ifc/ifc_glb.h). Nothing here has a body: whoever links the rule layer
  * defines these services. platform/host/host_platform.h is the definition that our tools and tests use.
  */
 #ifndef IFC_PLATFORM_H

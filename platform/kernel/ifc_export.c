@@ -14,6 +14,7 @@ EXPORT_SYMBOL_GPL(ifc_field_name);
 EXPORT_SYMBOL_GPL(ifcSendToPpe);
 
 /* For tests. */
+EXPORT_SYMBOL_GPL(ifc_kernel_printk);
 EXPORT_SYMBOL_GPL(set_frame_engine_data);
 EXPORT_SYMBOL_GPL(ifc_sim_power_on);
 EXPORT_SYMBOL_GPL(ifc_sim_done_after);

@@ -140,7 +140,7 @@ static int run_line(const char *line)
     }
     answer.length = 0;
     answer.text[0] = '\0';
-    ifc_glue_capture_begin(text, TEXT_SIZE - sizeof(answer.text) - 80, true);
+    ifc_glue_capture_begin(text, TEXT_SIZE - sizeof(answer.text) - 80, IFC_GLUE_LOG_ALL);
     result = ifc_cmd_run(line, append_answer, NULL);
     text_length = ifc_glue_capture_end();
     if (text_length && text[text_length - 1] != '\n')
@@ -282,21 +282,33 @@ static const struct file_operations frame_fops = {
     .llseek = default_llseek,
 };
 
-/*
- * Text of an operation, without a copy in the log. What another caller of the layer, one who does not hold
- * `callers`, prints meanwhile lands in it.
- */
+/* Text of an operation. The log gets a copy of its errors alone. */
 static int show_printed(struct seq_file *seq, void (*print)(void))
 {
     if (mutex_lock_interruptible(&callers))
         return -ERESTARTSYS;
-    ifc_glue_capture_begin(text, TEXT_SIZE, false);
+    ifc_glue_capture_begin(text, TEXT_SIZE, IFC_GLUE_LOG_REPORTS);
     print();
     ifc_glue_capture_end();
     seq_puts(seq, text);
     mutex_unlock(&callers);
     return 0;
 }
+
+/* With room for all of it at once: otherwise the operation would run again, each time with twice the room. */
+#define SHOWN_SIZE (128 * 1024)
+#define DEFINE_PRINTED_FILE(name)                                     \
+    static int name##_open(struct inode *inode, struct file *file)    \
+    {                                                                 \
+        return single_open_size(file, name##_show, NULL, SHOWN_SIZE); \
+    }                                                                 \
+    static const struct file_operations name##_fops = {               \
+        .owner = THIS_MODULE,                                         \
+        .open = name##_open,                                          \
+        .read = seq_read,                                             \
+        .llseek = seq_lseek,                                          \
+        .release = single_release,                                    \
+    }
 
 static void print_rules(void)
 {
@@ -307,7 +319,7 @@ static int rules_show(struct seq_file *seq, void *unused)
 {
     return show_printed(seq, print_rules);
 }
-DEFINE_SHOW_ATTRIBUTE(rules);
+DEFINE_PRINTED_FILE(rules);
 
 static void print_actions(void)
 {
@@ -321,7 +333,7 @@ static int actions_show(struct seq_file *seq, void *unused)
 {
     return show_printed(seq, print_actions);
 }
-DEFINE_SHOW_ATTRIBUTE(actions);
+DEFINE_PRINTED_FILE(actions);
 
 static int counters_show(struct seq_file *seq, void *unused)
 {

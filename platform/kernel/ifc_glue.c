@@ -6,7 +6,9 @@
 #include <linux/kernel.h>
 #include <linux/ktime.h>
 #include <linux/nmi.h>
+#include <linux/preempt.h>
 #include <linux/printk.h>
+#include <linux/sched.h>
 #include <linux/string.h>
 
 #include "ifc/ifc_glb.h"
@@ -28,16 +30,21 @@ static void (*watcher)(const struct ifc_glue_event *event);
  * Lines arrive in pieces, but each call of the kernel's print begins a new record. Pieces are put together
  * here, and a record is written when its line ends or the room is used up.
  */
+struct open_line {
+    char text[256];
+    size_t used;
+    bool broken; /* the room was used up, and the line has not ended */
+};
 static DEFINE_SPINLOCK(line_lock);
-static char line[256];
-static size_t line_used;
-static bool line_broken; /* the room was used up, and the line has not ended */
+static struct open_line captured_line; /* of the operation whose text is captured */
+static struct open_line line;          /* of everyone else */
 
+static struct task_struct *capture_task;
 static char *capture;
 static size_t capture_size;
 static size_t capture_used;
 static size_t capture_lost;
-static bool capture_to_log = true;
+static enum ifc_glue_to_log capture_to_log;
 
 void ifc_glue_setup(void __iomem *base, int revision)
 {
@@ -48,50 +55,77 @@ void ifc_glue_setup(void __iomem *base, int revision)
     memset(&longest, 0, sizeof(longest));
 }
 
-static void write_record(void)
+static void write_record(struct open_line *to)
 {
-    line[line_used] = '\0';
-    pr_info("%s\n", line);
-    line_used = 0;
+    to->text[to->used] = '\0';
+    pr_info("%s\n", to->text);
+    to->used = 0;
 }
 
-static void put_char(char c)
+static void log_char(struct open_line *to, char c)
 {
-    if (capture && capture_used + 1 < capture_size) {
+    if (c == '\n') {
+        if (to->used || !to->broken)
+            write_record(to);
+        to->broken = false;
+        return;
+    }
+    to->text[to->used++] = c;
+    if (to->used == sizeof(to->text) - 1) {
+        write_record(to);
+        to->broken = true;
+    }
+}
+
+static void capture_char(char c)
+{
+    if (capture_used + 1 < capture_size) {
         capture[capture_used++] = c;
         capture[capture_used] = '\0';
-    } else if (capture) {
+    } else {
         capture_lost++;
     }
-    if (!capture_to_log)
-        return;
-    if (c == '\n') {
-        if (line_used || !line_broken)
-            write_record();
-        line_broken = false;
-        return;
-    }
-    line[line_used++] = c;
-    if (line_used == sizeof(line) - 1) {
-        write_record();
-        line_broken = true;
-    }
+}
+
+/* Whether the task whose operation is captured prints this itself, and no interrupt on its back. */
+static bool is_captured(void)
+{
+    return capture && current == capture_task && in_task();
+}
+
+/* Errors and traces say where they come from; what an operation was asked to print does not. */
+static bool is_report(const char *fmt)
+{
+    static const char place[] = "%s [%d]: ";
+
+    return !strncmp(fmt, place, sizeof(place) - 1);
 }
 
 int ifc_kernel_printk(const char *fmt, ...)
 {
     static char piece[256];
+    struct open_line *to;
     unsigned long flags;
+    bool captured;
+    bool logged;
     va_list args;
     int length;
     int n;
 
     spin_lock_irqsave(&line_lock, flags);
+    captured = is_captured();
+    logged = !captured || capture_to_log == IFC_GLUE_LOG_ALL ||
+             (capture_to_log == IFC_GLUE_LOG_REPORTS && is_report(fmt));
+    to = captured ? &captured_line : &line;
     va_start(args, fmt);
     length = vscnprintf(piece, sizeof(piece), fmt, args);
     va_end(args);
-    for (n = 0; n < length; n++)
-        put_char(piece[n]);
+    for (n = 0; n < length; n++) {
+        if (captured)
+            capture_char(piece[n]);
+        if (logged)
+            log_char(to, piece[n]);
+    }
     spin_unlock_irqrestore(&line_lock, flags);
     return length;
 }
@@ -101,16 +135,17 @@ void ifc_glue_flush(void)
     unsigned long flags;
 
     spin_lock_irqsave(&line_lock, flags);
-    if (line_used)
-        write_record();
+    if (line.used)
+        write_record(&line);
     spin_unlock_irqrestore(&line_lock, flags);
 }
 
-void ifc_glue_capture_begin(char *text, size_t size, bool to_log)
+void ifc_glue_capture_begin(char *text, size_t size, enum ifc_glue_to_log to_log)
 {
     unsigned long flags;
 
     spin_lock_irqsave(&line_lock, flags);
+    capture_task = current;
     capture = text;
     capture[0] = '\0';
     capture_size = size;
@@ -129,7 +164,9 @@ size_t ifc_glue_capture_end(void)
     spin_lock_irqsave(&line_lock, flags);
     used = capture_used;
     capture = NULL;
-    capture_to_log = true;
+    if (captured_line.used)
+        write_record(&captured_line);
+    captured_line.broken = false;
     spin_unlock_irqrestore(&line_lock, flags);
     return used;
 }
@@ -192,6 +229,10 @@ EXPORT_SYMBOL_GPL(ifc_glue_set_revision);
 
 int ifc_glue_revision(void)
 {
+#ifdef IFC_REVISION_QUERY
+    if (chip_revision < 0)
+        return IFC_REVISION_QUERY();
+#endif
     return chip_revision;
 }
 EXPORT_SYMBOL_GPL(ifc_glue_revision);
@@ -254,5 +295,5 @@ void set_frame_engine_data(uint32_t reg, uint32_t value)
 int GET_HIR(void)
 {
     tell(IFC_GLUE_REVISION, 0, 0);
-    return chip_revision;
+    return ifc_glue_revision();
 }

@@ -8,17 +8,26 @@
 /* What is mapped of the frame engine's registers, from FE_BASE on. */
 #define FE_WINDOW_SIZE 0x1000
 
-/* Where register accesses go. NULL base: the simulated window. */
+/*
+ * Where register accesses go. NULL base: the simulated window. Negative revision: the platform's own query
+ * (IFC_REVISION_QUERY) is asked for it.
+ */
 void ifc_glue_setup(void __iomem *base, int revision);
 
 /* Accesses to what is no register of the window: a read gives 0, a write does nothing. */
 unsigned int ifc_glue_errors(void);
 
 /*
- * Between begin and end all that the rule layer prints is kept in text (its length is returned) and, with
- * to_log, goes to the kernel log as well. text is a string at all times. One caller at a time.
+ * Between begin and end what the calling task prints is kept in text (its length is returned), and as much
+ * of it as to_log says goes to the kernel log as well. What any other task or an interrupt prints meanwhile
+ * goes to the log and not into text. text is a string at all times. One caller at a time.
  */
-void ifc_glue_capture_begin(char *text, size_t size, bool to_log);
+enum ifc_glue_to_log {
+    IFC_GLUE_LOG_NOTHING, /* for tests */
+    IFC_GLUE_LOG_ALL,
+    IFC_GLUE_LOG_REPORTS, /* errors and traces: what says where it comes from */
+};
+void ifc_glue_capture_begin(char *text, size_t size, enum ifc_glue_to_log to_log);
 size_t ifc_glue_capture_end(void);
 /* How many characters did not find room since begin. */
 size_t ifc_glue_capture_lost(void);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // ifc.ko: the rule layer on a simulated frame engine or on the frame engine itself.
 #include <linux/io.h>
+#include <linux/kernel.h>
 #include <linux/module.h>
 #include <linux/spinlock.h>
 #include <linux/string.h>
@@ -16,12 +17,19 @@ MODULE_PARM_DESC(backend, "sim (a simulated frame engine) or mmio (needs fe_base
 static ulong fe_base;
 module_param(fe_base, ulong, 0400);
 MODULE_PARM_DESC(fe_base, "physical address of the frame engine's registers, for backend=mmio");
-static int revision;
+#define REVISION_NOT_GIVEN INT_MIN
+static int revision = REVISION_NOT_GIVEN;
 module_param(revision, int, 0400);
-MODULE_PARM_DESC(revision, "the chip's revision, 0 to 255");
+MODULE_PARM_DESC(revision, "the chip's revision, 0 to 255; backend=mmio needs it, sim has 0");
 static uint done_after = 1;
 module_param(done_after, uint, 0400);
 MODULE_PARM_DESC(done_after, "backend=sim: the done bit shows at this read, 0 to 255 (0 = never)");
+
+#ifdef IFC_REVISION_QUERY
+#define REVISION_QUERIED true
+#else
+#define REVISION_QUERIED false
+#endif
 
 static void __iomem *window;
 
@@ -43,8 +51,14 @@ static int __init ifc_init(void)
         pr_err("ifc: fe_base 0x%lx: accepted only with backend=mmio\n", fe_base);
         return -EINVAL;
     }
-    if (revision < 0 || revision > 255) {
+    if (revision != REVISION_NOT_GIVEN && (revision < 0 || revision > 255)) {
         pr_err("ifc: revision %d: accepted: 0 to 255\n", revision);
+        return -EINVAL;
+    }
+    /* Revisions differ in what may be written: a guess could harm the chip. */
+    if (mmio && revision == REVISION_NOT_GIVEN && !REVISION_QUERIED) {
+        pr_err(
+            "ifc: revision: accepted with backend=mmio: the chip's revision, 0 to 255; it must be given\n");
         return -EINVAL;
     }
     if (done_after > 255 || (mmio && done_after != 1)) {
@@ -60,7 +74,10 @@ static int __init ifc_init(void)
     }
     spin_lock_init(&gpIfcPriv->lock);
     ifc_sim_power_on(done_after);
+    if (revision == REVISION_NOT_GIVEN)
+        revision = mmio ? -1 : 0;
     ifc_glue_setup(window, revision);
+    revision = ifc_glue_revision();
     result = ifc_files_init(backend, !mmio);
     if (result) {
         if (window)

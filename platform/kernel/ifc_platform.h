@@ -9,6 +9,14 @@
 #ifndef IFC_PLATFORM_H
 #define IFC_PLATFORM_H
 
+/*
+ * A driver may define two names here:
+ *
+ *   IFC_PRIVATE_MEMBERS  members of its own in the driver's context (ifc/ifc_glb.h)
+ *   IFC_REVISION_QUERY   a function `int name(void)` of the C side that asks the chip for its revision: then
+ *                        backend=mmio does without the parameter `revision`
+ */
+
 #ifndef __cplusplus
 
 #include <linux/skbuff.h>

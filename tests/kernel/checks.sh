@@ -29,6 +29,7 @@ longest() {
         when, $6, $9 / 1000 }' $dir/status
 }
 
+echo "KERNEL $(uname -r)"
 check "module loads" load
 check "files are for root alone" [ "$(stat -c %a $dir/command)$(stat -c %a $dir/lut0)" = 600600 ]
 
@@ -42,6 +43,37 @@ check "the driver is as after a load" [ "$(grep -c 'valid:0' $dir/rules)" = 40 ]
 afresh revision=12
 check "directed tests on a chip of revision 12" insmod /ifc_test.ko
 check "which it is afterwards" sh -c "rmmod ifc_test && grep -q 'revision 12' $dir/status"
+afresh
+
+udp_to() { # PORT: a frame to it
+    printf '02000000000102000000000208004500001c0001000040110000c0000201c00002021f90%04x00080000\n' "$1"
+}
+# Each of the 40 entries hit alone, then none: 40 and 41 are in the high half of the hit word.
+op ifc_enable
+n=0
+while [ $n -lt 40 ]; do
+    if [ $n -lt 8 ]; then
+        op "ifc_set_lut0_rules $n 1 28 0 0 0xffff 0 $((1000 + n))"
+    else
+        op "ifc_set_lut1_rules $((n - 8)) 1 1 28 0 0xffff 0 $((1000 + n))"
+    fi
+    n=$((n + 1))
+done
+wrong=0
+n=0
+while [ $n -lt 41 ]; do
+    wide=0
+    narrow=0
+    entry=$n
+    if [ $n -lt 8 ]; then wide=$((1 << n)); elif [ $n -lt 40 ]; then narrow=$((1 << (n - 8))); else entry=-1; fi
+    expected=$(printf 'entry %d lut0 %02x lut1 %08x 00000000' $entry $wide $narrow)
+    udp_to $((1000 + n)) >$dir/frame
+    [ "$(cat $dir/frame)" = "$expected" ] ||
+        { wrong=$((wrong + 1)); echo "NOTE entry $n: $(cat $dir/frame), expected $expected"; }
+    n=$((n + 1))
+done
+check "each of the 40 entries is hit alone" [ $wrong = 0 ]
+check "and counted alone" [ "$(awk 'NR > 1 && $2 == 1 && $3 == 42' $dir/counters | wc -l)" = 40 ]
 afresh
 
 # The same batch as on the host.
@@ -71,8 +103,9 @@ check "no access that the hardware does not know" grep -q 'does not know: 0$' $d
 afresh
 ifcctl --device debugfs -b /gateway.ifc >/tmp/gateway 2>/tmp/error || sed "s/^/NOTE /" /tmp/error
 check "gateway rules through ifcctl" cmp /tmp/gateway /expected/gateway
-check "classifies the capture" sh -c "tail -n 1 /replay.ifc | ifcctl --device debugfs -b - >/tmp/replay"
+check "classifies the capture" sh -c "ifcctl --device debugfs -b /replay.ifc >/tmp/replay"
 check "frames as acted upon" cmp /tmp/out.pcap /expected/out.pcap
+check "and tells of it as on the host" cmp /tmp/replay /expected/replay
 sed 's/^/NOTE /' /tmp/replay | cut -c1-60
 check "counters by file and by tool" [ "$(awk 'NR > 1 && $2 { print $1, $2, $3 }' $dir/counters)" = \
     "$(ifcctl --device debugfs counter show | awk 'NR > 1 { print $1, $2, $3 }')" ]
@@ -126,6 +159,18 @@ check "a reader has the last reply of all" [ "$(cat <&6 | cut -c1-20)" = "operat
 exec 5<&- 6<&-
 check "a NUL in a line is refused" sh -c "! printf 'isTPID\\0 0x81' >$dir/command 2>/dev/null"
 check "an empty line is nothing" sh -c "echo '#' >$dir/command && [ -z \"\$(cat $dir/command)\" ]"
+# Who is heard in an operation's text, and where all else goes.
+logged() { dmesg | sed 's/^\[ *[0-9.]*\] //' | grep -c -x "$1"; }
+fresh_log
+check "a captured text is its own operation's" insmod /ifc_context_test.ko
+check "lines of other tasks are in the log" [ "$(logged "a thread's line")" = 2 ]
+check "and those of interrupts" [ "$(logged "an interrupt's line")" = 2 ]
+check "and errors" [ "$(logged "place \[1\]: own error")" = 2 ]
+check "and lines that go to both, in one piece" [ "$(logged "own line, in pieces, to the log")" = 1 ]
+check "a read text is in its file alone" [ "$(logged "own line, in pieces")" = 0 ]
+rmmod ifc_context_test
+cat $dir/status >/dev/null
+check "as is a read file's" [ "$(logged 'IFC :.*')" = 0 ]
 check "send_to_ppe takes a number" sh -c "echo 5 >$dir/send_to_ppe && [ \$(cat $dir/send_to_ppe) = 5 ] && echo 0 >$dir/send_to_ppe"
 
 # Bad commands.
@@ -182,6 +227,10 @@ fresh_log
 check "ifcctl reports time-outs" exits 4 --device debugfs rule add dst_port 80
 check "a time-out is reported" is "ifcSetRuleConfig 0 0 1 1" "= -62"
 check "and logged" sh -c "dmesg | grep -q 'transfer.cpp \[[0-9]*\]: Timeout for set IFC Rule configuration.'"
+fresh_log
+cat $dir/actions >/tmp/actions
+check "a read file shows its errors" [ "$(grep -c 'Timeout for set IFC Rule' /tmp/actions)" = 40 ]
+check "and the log has them" [ "$(dmesg | grep -c 'Timeout for set IFC Rule')" = 40 ]
 op write_all_ifc_rule_to_hw
 longest " when every transfer times out"
 unload
@@ -198,10 +247,14 @@ check "mmio without a base" refuses "fe_base 0x0: accepted with backend=mmio" ba
 check "fe_base without mmio" refuses "fe_base 0x1fb50000: accepted only with backend=mmio" fe_base=0x1fb50000
 check "revision out of range" refuses "revision 256: accepted: 0 to 255" revision=256
 check "done_after out of range" refuses "done_after 256: accepted: 0 to 255" done_after=256
-check "done_after with mmio" refuses "done_after 2: accepted" backend=mmio fe_base=0x1fb50000 done_after=2
+check "done_after with mmio" refuses "done_after 2: accepted" backend=mmio fe_base=0x1fb50000 revision=0 done_after=2
+check "mmio without the chip's revision" refuses "revision: accepted with backend=mmio: the chip's revision, 0 to 255" \
+    backend=mmio fe_base=0x1fb50000
+check "a negative revision" refuses "revision -1: accepted: 0 to 255" revision=-1
 
 # Registers in memory: this machine's real-time clock stands in. What is beside the window is nobody's.
-afresh backend=mmio fe_base=0x09010000
+afresh backend=mmio fe_base=0x09010000 revision=3
+check "the revision is the one given" grep -q 'revision 3$' $dir/status
 check "a register beside the window" is "ifcChecConfigDone 0 1" "= -62"
 check "a register between two" is "ifcChecConfigDone 0xBFB50201 1" "= -62"
 check "is counted" grep -q 'does not know: [1-9]' $dir/status
@@ -213,6 +266,25 @@ op "ifc_get_rule_from_reg 0"
 check "revision 14 gets no LUT0 writes" [ "$(reply | head -n 1)" = "LUT0- 0 : Disable." ]
 op "ifc_dump_lut0_rules"
 check "but the shadow has the rule" sh -c "grep -q 'LUT0-0.*valid:1' $dir/command"
+unload
+
+# A driver with members of its own in the context and a revision query of its own.
+check "an embedder's module asks the chip for its revision" \
+    sh -c "insmod /ifc_embedder.ko backend=mmio fe_base=0x09010000 && grep -q 'revision 14$' $dir/status"
+unload
+check "unless it is given" \
+    sh -c "insmod /ifc_embedder.ko backend=mmio fe_base=0x09010000 revision=2 && grep -q 'revision 2$' $dir/status"
+unload
+check "an embedder's module loads" insmod /ifc_embedder.ko
+op ifc_enable
+op "ifc_set_lut0_rules 0 1 28 0 0 0xffff 0 1000"
+op "ifc_set_lut1_rules 31 1 1 28 0 0xffff 0 1000"
+udp_to 1000 >$dir/frame
+check "its hit bitmaps are where the layer looks" is "checkIFCResult 0 0" "= -1"
+check "both of them" [ "$(cut -d' ' -f3- $dir/frame)" = "lut0 01 lut1 80000000 00000000" ]
+op "ifc_delete_lut1 31" && op write_all_ifc_rule_to_hw
+udp_to 1000 >$dir/frame
+check "and one alone" is "checkIFCResult 0 0" "= 0"
 unload
 
 areas() { grep -vc 'unpurged' /proc/vmallocinfo; }

@@ -1,0 +1,44 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: MIT OR GPL-2.0
+# Builds ifcctl for this machine and, static, for the target, and lays out the part of the initramfs that is the same
+# for every kernel: the checks, their input, and what the simulated engine of this machine says to it.
+# Usage: kernel-expect.sh FOLDER
+set -euo pipefail
+cd "$(dirname "$0")/.."
+root=$PWD
+mkdir -p "$1"
+build=$(cd "$1" && pwd)
+fs=$build/root
+(
+    cmake --preset release
+    cmake --build build/release --target ifcctl -j "$(nproc)"
+    cmake -S . -B build/armhf-tool -DCMAKE_TOOLCHAIN_FILE="$root/cmake/armhf.cmake" -DCMAKE_BUILD_TYPE=None \
+        -DCMAKE_CXX_FLAGS=-O1 -DIFC_BUILD_TESTS=OFF
+    cmake --build build/armhf-tool --target ifcctl -j "$(nproc)"
+) >"$build/tool.log" 2>&1 || {
+    tail -30 "$build/tool.log" >&2
+    exit 1
+}
+
+rm -rf "$fs"
+mkdir -p "$fs"/{bin,proc,sys,dev,tmp,expected}
+cp tests/kernel/{init,checks.sh,faults} examples/{stack,framings}.pcap "$fs/"
+chmod +x "$fs/init" "$fs/checks.sh"
+cp build/armhf-tool/tools/ifcctl/ifcctl "$fs/bin/"
+cp tests/kernel/batch.txt "$fs/batch"
+cp examples/gateway.ifc tests/kernel/tool.ifc "$fs/"
+# The gateway's rules alone, and one replay on them.
+sed '/^table dump/q' examples/gateway.ifc >"$fs/rules.ifc"
+echo "frame replay /framings.pcap -o /tmp/out.pcap" >"$fs/replay.ifc"
+
+host=$root/build/release/tools/ifcctl/ifcctl
+{ sed 's/^/op /' "$fs/batch"; echo "table dump"; } | "$host" -b - >"$build/host.txt"
+sed -n '/^$/,$p' "$build/host.txt" | sed -n '/LUT0-0/,$p' >"$build/host.dump"
+cd "$fs"
+"$host" -b gateway.ifc >expected/gateway
+# The captures stand at the root of the machine.
+sed 's| /\([a-z]*\.pcap\)| \1|' tool.ifc | "$host" -b - >expected/tool
+sed 's| /\([a-z]*\.pcap\)| \1|' tool.ifc | "$host" -j -b - >expected/tool.json
+"$host" -b rules.ifc >expected/rules
+sed 's| /framings| framings|; s|/tmp/out.pcap|expected/out.pcap|' rules.ifc replay.ifc | "$host" -b - |
+    tail -n +$(($(wc -l <expected/rules) + 1)) >expected/replay
