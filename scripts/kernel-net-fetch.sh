@@ -16,7 +16,7 @@ if [ -e "$root/complete" ] && [ "$(cat "$root/complete")" = "$key" ]; then
     exit 0
 fi
 rm -rf "$root" "$work/net-debs"
-mkdir -p "$root" "$work/net-debs/partial" "$work/net-source"
+mkdir -p "$root" "$work/net-debs/partial" "$work/net-source" "$work/cache/archives/partial"
 export APT_CONFIG=$work/apt.conf
 # Lists that kernel-fetch.sh left may be gone, or old.
 apt-cache show iproute2 >/dev/null 2>&1 || apt-get update -qq >"$work/update.log" 2>&1 || true
@@ -31,11 +31,11 @@ for deb in "$work"/net-debs/*.deb; do
     dpkg -x "$deb" "$root"
 done
 # The modules of the image that kernel-fetch.sh took.
-image=("$work"/debs/linux-image-*.deb)
-dpkg-deb --fsys-tarfile "${image[0]}" | tar -x -C "$root" --wildcards './lib/modules/*'
+release=$(cat "$kernel/complete")
+(cd "$work/net-debs" && apt-get download -qq "linux-image-$release")
+dpkg-deb --fsys-tarfile "$work/net-debs/linux-image-$release"_*.deb | tar -x -C "$root" --wildcards './lib/modules/*'
 
 # The tests, as Debian ships them, in the version of the kernel's series.
-release=$(cat "$kernel/complete")
 package=linux-source-${release%%.*}.$(cut -d. -f2 <<<"$release")
 archive=("$work"/net-source/"$package"_*.deb)
 if [ ! -e "${archive[0]}" ]; then
@@ -49,5 +49,6 @@ dpkg-deb --fsys-tarfile "${archive[0]}" | tar -xO --wildcards './usr/src/linux-s
     echo "kernel-net-fetch: no tc_flower.sh in $package" >&2
     exit 1
 }
+rm -rf "$work/net-debs" "$work/cache"
 echo "$key" >"$root/complete"
 echo "$root"
