@@ -26,6 +26,13 @@
 #include <linux/netdevice.h>
 #include <net/flow_offload.h>
 
+/* 6.12: unaligned numbers moved. */
+#if LINUX_VERSION_CODE < KERNEL_VERSION(6, 12, 0)
+#include <asm/unaligned.h>
+#else
+#include <linux/unaligned.h>
+#endif
+
 /* 5.15: the hardware address of a device is written by eth_hw_addr_set() only. */
 #if LINUX_VERSION_CODE < KERNEL_VERSION(5, 15, 0)
 static inline void ifc_compat_hw_addr_set(struct net_device *dev, const u8 *address)

@@ -26,9 +26,9 @@ static const char *const key_names[] = {
     [FLOW_DISSECTOR_KEY_HASH] = "hash",
 };
 
-#define KEY(name) BIT(FLOW_DISSECTOR_KEY_##name)
+#define KEY(name) BIT_ULL(FLOW_DISSECTOR_KEY_##name)
 
-static const u32 known_keys = KEY(CONTROL) | KEY(BASIC) | KEY(META) | KEY(ETH_ADDRS) | KEY(VLAN) |
+static const u64 known_keys = KEY(CONTROL) | KEY(BASIC) | KEY(META) | KEY(ETH_ADDRS) | KEY(VLAN) |
                               KEY(CVLAN) | KEY(IPV4_ADDRS) | KEY(IPV6_ADDRS) | KEY(IP) | KEY(PORTS) |
                               KEY(PORTS_RANGE) | KEY(ICMP) | KEY(TCP) | KEY(ARP) | KEY(MPLS)
 #ifdef IFC_COMPAT_KEY_NUM_OF_VLANS
@@ -46,12 +46,12 @@ static bool asks(const struct flow_rule *flow, enum flow_dissector_key_id key)
 
 static int check_keys(const struct flow_rule *flow, struct ifc_front_refusal *why)
 {
-    unsigned long unknown = flow->match.dissector->used_keys & ~known_keys;
+    u64 unknown = flow->match.dissector->used_keys & ~known_keys;
     unsigned int key;
 
     if (!unknown)
         return 0;
-    key = __ffs(unknown);
+    key = __ffs64(unknown);
     if (key < ARRAY_SIZE(key_names) && key_names[key])
         return ifc_front_refuse(why, -EOPNOTSUPP, "%s: the classifier cannot match it", key_names[key]);
     return ifc_front_refuse(why, -EOPNOTSUPP, "key %u of the flow dissector: the classifier cannot match it",
@@ -235,7 +235,8 @@ static int decode_ports(const struct flow_rule *flow, struct ifc_front_rule *rul
                         struct ifc_front_refusal *why)
 {
     struct flow_match_ports ports;
-    struct flow_match_ports_range range;
+    const struct flow_dissector_key_ports *key;
+    const struct flow_dissector_key_ports *mask;
     struct flow_match_tcp tcp;
     struct flow_match_icmp icmp;
     bool has_transport = asks(flow, FLOW_DISSECTOR_KEY_PORTS) || asks(flow, FLOW_DISSECTOR_KEY_PORTS_RANGE) ||
@@ -252,11 +253,15 @@ static int decode_ports(const struct flow_rule *flow, struct ifc_front_rule *rul
         ifc_front_want(rule, DPORT, ntohs(ports.mask->dst), ntohs(ports.key->dst));
     }
     if (asks(flow, FLOW_DISSECTOR_KEY_PORTS_RANGE)) {
-        flow_rule_match_ports_range(flow, &range);
-        if (range.mask->tp_min.src)
-            ifc_front_want_range(rule, SPORT, ntohs(range.key->tp_min.src), ntohs(range.key->tp_max.src));
-        if (range.mask->tp_min.dst)
-            ifc_front_want_range(rule, DPORT, ntohs(range.key->tp_min.dst), ntohs(range.key->tp_max.dst));
+        /* Two of them: the lowest ports and the highest ones. */
+        key =
+            skb_flow_dissector_target(flow->match.dissector, FLOW_DISSECTOR_KEY_PORTS_RANGE, flow->match.key);
+        mask = skb_flow_dissector_target(flow->match.dissector, FLOW_DISSECTOR_KEY_PORTS_RANGE,
+                                         flow->match.mask);
+        if (mask[0].src)
+            ifc_front_want_range(rule, SPORT, ntohs(key[0].src), ntohs(key[1].src));
+        if (mask[0].dst)
+            ifc_front_want_range(rule, DPORT, ntohs(key[0].dst), ntohs(key[1].dst));
     }
     if (asks(flow, FLOW_DISSECTOR_KEY_TCP)) {
         flow_rule_match_tcp(flow, &tcp);

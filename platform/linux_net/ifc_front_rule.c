@@ -2,7 +2,6 @@
 // Conditions of the intermediate rule.
 #include "ifc_front_rule.h"
 
-#include <asm/unaligned.h>
 #include <linux/if_ether.h>
 #include <linux/in.h>
 #include <linux/ip.h>
