@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // Random flower filters with priorities come and go at two ports: at one the classifier decides (skip_sw), at
 // its twin, a veth pair, software does (skip_hw). The same random frames are sent to both. Each filter pushes
-// a tag with its own number, or edits tags otherwise, and redirects. So what arrives behind tells which filter
-// decided, and what it made of the frame.
+// a tag with its own number, or edits tags otherwise, and redirects. So what arrives behind tells which
+// filter decided, and what it made of the frame.
 // Usage: churn SEED CHANGES EVERY FRAMES [CAPTURE...]: so many frames after EVERY changes, some of the
 // captures. Prints what it did, exit 1 if a fate differs. The filters stay.
 #define _GNU_SOURCE // sched_setaffinity
