@@ -2,11 +2,13 @@
 // What a flower filter matches, as an intermediate rule. docs/linux.md has the table of keys.
 #include "ifc_front_rule.h"
 
+#include <linux/icmp.h>
 #include <linux/if_arp.h>
 #include <linux/if_ether.h>
 #include <linux/if_vlan.h>
 #include <linux/in.h>
 #include <linux/ppp_defs.h>
+#include <linux/tcp.h>
 #include <net/flow_dissector.h>
 
 /* Of the keys that cannot be said, and of those that other keys bring along. */
@@ -214,6 +216,9 @@ static int decode_addresses(const struct flow_rule *flow, struct ifc_front_rule 
         return ifc_front_refuse(why, -EOPNOTSUPP, "ip_flags: accepted: frag, nofrag, firstfrag, nofirstfrag");
     if (rule->version != 4)
         return ifc_front_refuse(why, -EOPNOTSUPP, "ip_flags: the classifier sees fragments of IPv4 only");
+    /* In a header that is not sound software sees no fragment. */
+    if (set)
+        ifc_front_want_there(rule, IPv4_PROTOCOL);
     if (asked & FLOW_DIS_FIRST_FRAG && set & FLOW_DIS_FIRST_FRAG) {
         if (asked & FLOW_DIS_IS_FRAGMENT && !(set & FLOW_DIS_IS_FRAGMENT))
             rule->never = true;
@@ -267,13 +272,15 @@ static int decode_ports(const struct flow_rule *flow, struct ifc_front_rule *rul
         flow_rule_match_tcp(flow, &tcp);
         if (ntohs(tcp.mask->flags) & ~0x0FFF)
             return ifc_front_refuse(why, -EOPNOTSUPP, "tcp_flags: accepted: twelve bits");
-        /* Software looks at headers of a sound length. */
+        /* Software looks at whole headers of a sound length. */
+        ifc_front_want_word_there(rule, IFC_FRONT_TRANSPORT, sizeof(struct tcphdr) - 2);
         ifc_front_want_word(rule, IFC_FRONT_TRANSPORT, 12, IFC_COMPARE_AT_LEAST, 0xF000, 0x5000);
         ifc_front_want_word(rule, IFC_FRONT_TRANSPORT, 12, IFC_COMPARE_EQUAL, ntohs(tcp.mask->flags),
                             ntohs(tcp.key->flags));
     }
     if (asks(flow, FLOW_DISSECTOR_KEY_ICMP)) {
         flow_rule_match_icmp(flow, &icmp);
+        ifc_front_want_word_there(rule, IFC_FRONT_TRANSPORT, sizeof(struct icmphdr) - 2);
         ifc_front_want_word(rule, IFC_FRONT_TRANSPORT, 0, IFC_COMPARE_EQUAL,
                             icmp.mask->type << 8 | icmp.mask->code, icmp.key->type << 8 | icmp.key->code);
     }
@@ -340,6 +347,7 @@ static int decode_arp(const struct flow_rule *flow, struct ifc_front_rule *rule,
     ifc_front_want_bytes(rule, IFC_FRONT_NETWORK, 14, (u8 *)&key->sip, (u8 *)&mask->sip, 4);
     ifc_front_want_bytes(rule, IFC_FRONT_NETWORK, 18, key->tha, mask->tha, ETH_ALEN);
     ifc_front_want_bytes(rule, IFC_FRONT_NETWORK, 24, (u8 *)&key->tip, (u8 *)&mask->tip, 4);
+    ifc_front_want_word_there(rule, IFC_FRONT_NETWORK, 26);
     return 0;
 }
 

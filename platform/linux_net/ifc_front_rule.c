@@ -63,6 +63,13 @@ void ifc_front_want_word(struct ifc_front_rule *rule, enum ifc_front_base base, 
         add(rule, &condition);
 }
 
+void ifc_front_want_word_there(struct ifc_front_rule *rule, enum ifc_front_base base, unsigned int offset)
+{
+    struct ifc_front_condition condition = {.compare = IFC_COMPARE_EQUAL, .base = base, .offset = offset};
+
+    add(rule, &condition);
+}
+
 void ifc_front_want_word_range(struct ifc_front_rule *rule, enum ifc_front_base base, unsigned int offset,
                                u16 first, u16 last)
 {

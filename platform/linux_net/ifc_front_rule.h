@@ -77,6 +77,8 @@ void ifc_front_want_there(struct ifc_front_rule *rule, unsigned int field);
 void ifc_front_want_range(struct ifc_front_rule *rule, unsigned int field, u16 first, u16 last);
 void ifc_front_want_word(struct ifc_front_rule *rule, enum ifc_front_base base, unsigned int offset,
                          enum ifc_compare compare, u16 mask, u16 key);
+/* The frame goes so far. */
+void ifc_front_want_word_there(struct ifc_front_rule *rule, enum ifc_front_base base, unsigned int offset);
 void ifc_front_want_word_range(struct ifc_front_rule *rule, enum ifc_front_base base, unsigned int offset,
                                u16 first, u16 last);
 void ifc_front_want_mac(struct ifc_front_rule *rule, unsigned int field, const u8 *key, const u8 *mask);

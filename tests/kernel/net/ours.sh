@@ -146,7 +146,7 @@ done
 tc qdisc add dev tw0 clsact
 add pref 1 protocol 0x88b6 flower skip_sw action mirred egress redirect dev ifc1
 tc filter add dev tw0 ingress pref 1 protocol 0x88b6 flower skip_hw action mirred egress redirect dev tw1
-check "$CHANGES changes, 50 random frames after each fifth: no fate differs" ./churn $SEED $CHANGES 5 50 *.pcap
+check "$CHANGES changes, 50 random frames after each fifth: no fate differs" ./churn $SEED $CHANGES 5 50 stack.pcap framings.pcap
 counts() { tc -j -s filter show dev $1 ingress | jq -c '.[] | select(.options.actions) | [.pref, .options.handle, .options.actions[0].stats.packets]' | sort; }
 counts ifc0 >/tmp/chip
 counts tw0 >/tmp/twin
