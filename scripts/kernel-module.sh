@@ -94,7 +94,7 @@ refused() { # SOURCE MESSAGE
     name=$(basename "$1" .cpp)
     rm -rf "$build/refused"
     mkdir -p "$tree/engine"
-    ln -s "$root"/{include,ifc,platform,tests} "$tree/"
+    ln -s "$root"/{include,ifc,platform,ruleset,tests} "$tree/"
     ln -s "$root"/engine/* "$tree/engine/"
     cp "$1" "$tree/engine/"
     sources "$build/refused/module"
