@@ -24,12 +24,13 @@ release=$(cat "$target/complete")
 
 module=$build/module
 mkdir -p "$module"
-for file in platform/kernel/* platform/linux_net/*; do
+for file in platform/kernel/* platform/linux_net/* tests/kernel/net/ifc_*; do
     cmp -s "$file" "$module/$(basename "$file")" || cp "$file" "$module/"
 done
 for file in "$module"/*.[ch] "$module"/*.cpp; do
     case $file in *.mod.c | */ifc_offsets.h) continue ;; esac
-    [ -e "platform/kernel/$(basename "$file")" ] || [ -e "platform/linux_net/$(basename "$file")" ] || rm -f "$file"
+    [ -e "platform/kernel/$(basename "$file")" ] || [ -e "platform/linux_net/$(basename "$file")" ] ||
+        [ -e "tests/kernel/net/$(basename "$file")" ] || rm -f "$file"
 done
 env -u DEB_BUILD_ARCH -u DEB_HOST_ARCH make -C "$target/headers" M="$module" IFC_ROOT="$root" ARCH=arm \
     CROSS_COMPILE=arm-linux-gnueabihf- CC=arm-linux-gnueabihf-gcc -j"$(nproc)" modules >"$build/module.log" 2>&1 || {
@@ -79,7 +80,7 @@ mkdir "$fs/ours"
 cp tests/kernel/net/* tests/kernel/faults examples/*.pcap "$fs/ours/"
 cp "$module"/ifc*.ko "$fs/ours/"
 for source in tests/kernel/net/*.c; do
-    [ ! -e "$source" ] || arm-linux-gnueabihf-gcc -O2 -Wall -Wextra -static -o "$fs/ours/$(basename "$source" .c)" "$source"
+    [[ $source == */ifc_* ]] || arm-linux-gnueabihf-gcc -O2 -Wall -Wextra -static -o "$fs/ours/$(basename "$source" .c)" "$source"
 done
 echo "$parts" >"$fs/ours/parts"
 echo "SEED=${IFC_NET_SEED:-1} CHANGES=${IFC_NET_CHANGES:-10000}" >"$fs/ours/settings"

@@ -83,6 +83,20 @@ check "last use" [ "$(tc -j -s filter show dev ifc0 ingress pref 20 | jq '[.[] |
 tc filter del dev ifc0 ingress
 check "all gone" empty
 
+# Counters that wrap: bytes at 64 bits, packets at 56.
+add pref 1 protocol ip flower skip_sw ip_proto udp action drop
+frames ifc0w 1 sp=1,dp=80
+number=$(awk 'NR > 1 && $2 == 1 { print $1 }' $dir/counters | head -1)
+sent() { tc -s filter show dev ifc0 ingress pref 1 | sed -n 's/.*Sent hardware \([0-9]*\) bytes \([0-9]*\) pkt.*/\1 \2/p'; }
+insmod ifc_wrap_test.ko entry="$number" bytes=18446744073709551600 packets=72057594037927934 2>/dev/null
+read -r bytes packets <<<"$(sent)"
+frames ifc0w 5 sp=1,dp=80
+read -r bytes_now packets_now <<<"$(sent)"
+check "the counters have wrapped" [ "$(awk -v n="$number" '$1 == n { print $2 }' $dir/counters)" = 3 ]
+# Here tc shows the lower 32 bits. The frames are 106 bytes long.
+check "and tc goes on" [ "$(((packets_now - packets) & 0xFFFFFFFF))/$(((bytes_now - bytes) & 0xFFFFFFFF))" = "5/530" ]
+tc filter del dev ifc0 ingress
+
 # Both ports in one block.
 tc qdisc del dev ifc0 clsact
 tc qdisc add dev ifc0 ingress_block 7 clsact
