@@ -3,7 +3,9 @@
 #include <linux/export.h>
 
 #include "ifc/ifc_util.h"
+#include "ifc_records.h"
 #include "ifc_sim.h"
+#include "ruleset/ruleset.h"
 
 EXPORT_SYMBOL_GPL(gpIfcPriv);
 EXPORT_SYMBOL_GPL(IFC_LUT0_Rule);
@@ -21,6 +23,16 @@ EXPORT_SYMBOL_GPL(ifc_sim_done_after);
 EXPORT_SYMBOL_GPL(ifc_sim_errors);
 EXPORT_SYMBOL_GPL(ifc_sim_tables);
 EXPORT_SYMBOL_GPL(ifc_sim_time_out);
+
+/* For the ports that try it out (platform/linux_net). */
+EXPORT_SYMBOL_GPL(ifc_sim_forward);
+EXPORT_SYMBOL_GPL(ifc_sim_udf);
+
+/* What a front end needs beside the operations. */
+EXPORT_SYMBOL_GPL(get_frame_engine_data);
+EXPORT_SYMBOL_GPL(GET_HIR);
+EXPORT_SYMBOL_GPL(ifc_action_enable_mask);
+EXPORT_SYMBOL_GPL(ifc_vpm_code);
 
 EXPORT_SYMBOL_GPL(ifcSetRuleConfig);
 EXPORT_SYMBOL_GPL(ifcChecConfigDone);
@@ -68,3 +80,30 @@ EXPORT_SYMBOL_GPL(skb_chksum);
 EXPORT_SYMBOL_GPL(ipv4_checksum);
 EXPORT_SYMBOL_GPL(tcp_udp_checksum);
 EXPORT_SYMBOL_GPL(dump_skb);
+
+/* Ordered rules. */
+EXPORT_SYMBOL_GPL(ifc_rule_check);
+EXPORT_SYMBOL_GPL(ifc_rule_overlap);
+EXPORT_SYMBOL_GPL(ifc_rule_covers);
+EXPORT_SYMBOL_GPL(ifc_rule_contradicts_itself);
+EXPORT_SYMBOL_GPL(ifc_rule_repeats);
+EXPORT_SYMBOL_GPL(ifc_rule_shape_of);
+EXPORT_SYMBOL_GPL(ifc_rule_encode_wide);
+EXPORT_SYMBOL_GPL(ifc_rule_encode_narrow);
+EXPORT_SYMBOL_GPL(ifc_rule_decode_wide);
+EXPORT_SYMBOL_GPL(ifc_rule_decode_narrow);
+EXPORT_SYMBOL_GPL(ifc_ruleset_init);
+EXPORT_SYMBOL_GPL(ifc_ruleset_read);
+EXPORT_SYMBOL_GPL(ifc_ruleset_count);
+EXPORT_SYMBOL_GPL(ifc_ruleset_rule);
+EXPORT_SYMBOL_GPL(ifc_ruleset_place_of);
+EXPORT_SYMBOL_GPL(ifc_ruleset_number);
+EXPORT_SYMBOL_GPL(ifc_ruleset_find_number);
+EXPORT_SYMBOL_GPL(ifc_ruleset_find_cookie);
+EXPORT_SYMBOL_GPL(ifc_ruleset_insert);
+EXPORT_SYMBOL_GPL(ifc_ruleset_remove);
+EXPORT_SYMBOL_GPL(ifc_ruleset_clear);
+EXPORT_SYMBOL_GPL(ifc_ruleset_replace);
+EXPORT_SYMBOL_GPL(ifc_ruleset_move);
+EXPORT_SYMBOL_GPL(ifc_ruleset_plan);
+EXPORT_SYMBOL_GPL(ifc_ruleset_apply);

@@ -14,6 +14,7 @@
 #include "ifc_compat.h"
 #include "ifc_files.h"
 #include "ifc_glue.h"
+#include "ifc_owner.h"
 #include "ifc_sim.h"
 
 /* Both tables full of everything print 60 KiB; the rest is for traces. What finds no room is counted. */
@@ -132,6 +133,11 @@ static int run_line(const char *line)
 {
     int result;
 
+    if (ifc_owner_name() && !ifc_owner_line_only_reads(line)) {
+        text_length = scnprintf(text, TEXT_SIZE, "the tables belong to %s: accepted: what only reads\n",
+                                ifc_owner_name());
+        return IFC_CMD_REFUSED;
+    }
     answer.length = 0;
     answer.text[0] = '\0';
     ifc_glue_capture_begin(text, TEXT_SIZE - sizeof(answer.text) - 80, IFC_GLUE_LOG_ALL);
@@ -357,6 +363,11 @@ static int status_show(struct seq_file *seq, void *unused)
     struct ifc_glue_hold hold = ifc_glue_longest_hold();
     int result = show_printed(seq, print_status);
 
+    if (mutex_lock_interruptible(&callers))
+        return -ERESTARTSYS;
+    if (ifc_owner_name())
+        seq_printf(seq, "the tables belong to %s\n", ifc_owner_name());
+    mutex_unlock(&callers);
     seq_printf(seq, "backend %s revision %d\n", backend_name, ifc_glue_revision());
     seq_printf(seq, "revision=%d timeouts=%u\n", ifc_glue_revision(), ifc_glue_timeouts()); /* for programs */
     seq_printf(seq, "longest section with interrupts off: %u register accesses, %llu ns\n", hold.accesses,
@@ -432,13 +443,18 @@ static int send_to_ppe_get(void *data, u64 *value)
 
 static int send_to_ppe_set(void *data, u64 value)
 {
+    int result = 0;
+
     if (value > U32_MAX)
         return -EINVAL;
     if (mutex_lock_interruptible(&callers))
         return -ERESTARTSYS;
-    ifcSendToPpe = value;
+    if (ifc_owner_name())
+        result = -EBUSY;
+    else
+        ifcSendToPpe = value;
     mutex_unlock(&callers);
-    return 0;
+    return result;
 }
 DEFINE_DEBUGFS_ATTRIBUTE(send_to_ppe_fops, send_to_ppe_get, send_to_ppe_set, "%llu\n");
 

@@ -1,5 +1,8 @@
 /* SPDX-License-Identifier: MIT OR GPL-2.0 */
-/* The simulated frame engine as the glue sees it. Not locked: callers are serialised. */
+/*
+ * The simulated frame engine as the glue sees it. A spin lock orders register accesses and frames, one at a
+ * time: a frame sees the tables as they stand between two accesses. Any context.
+ */
 #ifndef IFC_SIM_H
 #define IFC_SIM_H
 
@@ -26,6 +29,35 @@ struct ifc_sim_verdict {
 /* One frame without FCS; its hits reach the driver. Negative side data: not known. */
 void ifc_sim_classify(const unsigned char *frame, unsigned int length, int source_interface, int gem_port,
                       struct ifc_sim_verdict *verdict);
+
+/* What the deciding rule's action says of a frame. All zero without a rule. */
+struct ifc_sim_outcome {
+    int entry;             /* as in ifc_sim_verdict */
+    unsigned int length;   /* of the frame as edited */
+    unsigned char cpu;     /* to the CPU; nbq is its receive queue */
+    unsigned char forward; /* to fport; nbq is its receive queue */
+    unsigned char fport, nbq;
+    unsigned char prioritise; /* channel and queue are set */
+    unsigned char channel, queue;
+    unsigned char tagged; /* sp_tag is set */
+    unsigned short sp_tag;
+};
+#define IFC_SIM_GROWTH 8u /* bytes that an action may add to a frame: two tags */
+
+/*
+ * One frame without FCS through tables and actions of a chip of that revision. The edited frame is written to
+ * `out`, which holds length + IFC_SIM_GROWTH bytes. The driver's hit bitmaps stay as they are.
+ */
+void ifc_sim_forward(const unsigned char *frame, unsigned int length, int source_interface, int revision,
+                     unsigned char *out, struct ifc_sim_outcome *outcome);
+
+/* Where user-defined word n (0 to 15) is taken from. */
+enum ifc_sim_base { IFC_SIM_BASE_FRAME, IFC_SIM_BASE_NETWORK, IFC_SIM_BASE_TRANSPORT };
+void ifc_sim_udf(unsigned int n, enum ifc_sim_base base, unsigned int offset);
+
+/* Of the engine's lock, in C. */
+unsigned long ifc_sim_lock(void);
+void ifc_sim_unlock(unsigned long flags);
 
 #ifdef __cplusplus
 }

@@ -1,0 +1,200 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+// What a rule of `ethtool -N` matches and does, as an intermediate rule. ethtool carries no message: a
+// refusal is an error number, and its text goes to the kernel log as a debug message.
+#include "ifc_front_rule.h"
+
+#include <linux/ethtool.h>
+#include <linux/if_ether.h>
+#include <linux/in.h>
+
+static void want_ip(struct ifc_front_rule *rule, u8 version)
+{
+    rule->ethernet = true;
+    rule->version = version;
+    rule->type = version == 4 ? ETH_P_IP : ETH_P_IPV6;
+}
+
+static void want_ports(struct ifc_front_rule *rule, __be16 source, __be16 source_mask, __be16 destination,
+                       __be16 destination_mask)
+{
+    if (!source_mask && !destination_mask)
+        return;
+    ifc_front_want_unfragmented(rule);
+    ifc_front_want(rule, SPORT, ntohs(source_mask), ntohs(source));
+    ifc_front_want(rule, DPORT, ntohs(destination_mask), ntohs(destination));
+}
+
+/* The first four bytes of the transport header. */
+static void want_four_bytes(struct ifc_front_rule *rule, __be32 key, __be32 mask)
+{
+    if (!mask)
+        return;
+    ifc_front_want_unfragmented(rule);
+    ifc_front_want_bytes(rule, IFC_FRONT_TRANSPORT, 0, (u8 *)&key, (u8 *)&mask, 4);
+}
+
+static void decode_ipv4(struct ifc_front_rule *rule, __be32 source, __be32 source_mask, __be32 destination,
+                        __be32 destination_mask, u8 tos, u8 tos_mask)
+{
+    want_ip(rule, 4);
+    ifc_front_want(rule, SIPv4, ntohl(source_mask), ntohl(source));
+    ifc_front_want(rule, DIPv4, ntohl(destination_mask), ntohl(destination));
+    if (tos_mask)
+        ifc_front_want_tos(rule, tos_mask, tos);
+}
+
+static void decode_ipv6(struct ifc_front_rule *rule, const __be32 *source, const __be32 *source_mask,
+                        const __be32 *destination, const __be32 *destination_mask, u8 class, u8 class_mask)
+{
+    want_ip(rule, 6);
+    ifc_front_want_ipv6(rule, SIPv6_31_0, source, source_mask);
+    ifc_front_want_ipv6(rule, DIPv6_31_0, destination, destination_mask);
+    if (class_mask)
+        ifc_front_want_tos(rule, class_mask, class);
+}
+
+static int decode_ether(const struct ethtool_rx_flow_spec *spec, struct ifc_front_rule *rule,
+                        struct ifc_front_refusal *why)
+{
+    const struct ethhdr *key = &spec->h_u.ether_spec;
+    const struct ethhdr *mask = &spec->m_u.ether_spec;
+
+    ifc_front_want_mac(rule, DMAC, key->h_dest, mask->h_dest);
+    ifc_front_want_mac(rule, SMAC, key->h_source, mask->h_source);
+    if (!mask->h_proto)
+        return 0;
+    if (mask->h_proto != htons(0xFFFF) || ntohs(key->h_proto) < ETH_P_802_3_MIN)
+        return ifc_front_refuse(why, -EOPNOTSUPP, "proto: accepted: an EtherType without a mask");
+    rule->ethernet = true;
+    rule->type = ntohs(key->h_proto);
+    return 0;
+}
+
+static int decode_flow(const struct ethtool_rx_flow_spec *spec, struct ifc_front_rule *rule,
+                       struct ifc_front_refusal *why)
+{
+    const union ethtool_flow_union *h = &spec->h_u;
+    const union ethtool_flow_union *m = &spec->m_u;
+    u32 type = spec->flow_type & ~(FLOW_EXT | FLOW_MAC_EXT);
+
+    switch (type) {
+    case ETHER_FLOW:
+        return decode_ether(spec, rule, why);
+    case TCP_V4_FLOW:
+    case UDP_V4_FLOW:
+    case SCTP_V4_FLOW:
+        decode_ipv4(rule, h->tcp_ip4_spec.ip4src, m->tcp_ip4_spec.ip4src, h->tcp_ip4_spec.ip4dst,
+                    m->tcp_ip4_spec.ip4dst, h->tcp_ip4_spec.tos, m->tcp_ip4_spec.tos);
+        ifc_front_want_protocol(rule, type == TCP_V4_FLOW   ? IPPROTO_TCP
+                                      : type == UDP_V4_FLOW ? IPPROTO_UDP
+                                                            : IPPROTO_SCTP);
+        want_ports(rule, h->tcp_ip4_spec.psrc, m->tcp_ip4_spec.psrc, h->tcp_ip4_spec.pdst,
+                   m->tcp_ip4_spec.pdst);
+        return 0;
+    case TCP_V6_FLOW:
+    case UDP_V6_FLOW:
+    case SCTP_V6_FLOW:
+        decode_ipv6(rule, h->tcp_ip6_spec.ip6src, m->tcp_ip6_spec.ip6src, h->tcp_ip6_spec.ip6dst,
+                    m->tcp_ip6_spec.ip6dst, h->tcp_ip6_spec.tclass, m->tcp_ip6_spec.tclass);
+        ifc_front_want_protocol(rule, type == TCP_V6_FLOW   ? IPPROTO_TCP
+                                      : type == UDP_V6_FLOW ? IPPROTO_UDP
+                                                            : IPPROTO_SCTP);
+        want_ports(rule, h->tcp_ip6_spec.psrc, m->tcp_ip6_spec.psrc, h->tcp_ip6_spec.pdst,
+                   m->tcp_ip6_spec.pdst);
+        return 0;
+    case IPV4_USER_FLOW:
+        if (m->usr_ip4_spec.ip_ver && h->usr_ip4_spec.ip_ver != ETH_RX_NFC_IP4)
+            return ifc_front_refuse(why, -EINVAL, "ip_ver: accepted: 4");
+        decode_ipv4(rule, h->usr_ip4_spec.ip4src, m->usr_ip4_spec.ip4src, h->usr_ip4_spec.ip4dst,
+                    m->usr_ip4_spec.ip4dst, h->usr_ip4_spec.tos, m->usr_ip4_spec.tos);
+        if (m->usr_ip4_spec.proto == 0xFF)
+            ifc_front_want_protocol(rule, h->usr_ip4_spec.proto);
+        else if (m->usr_ip4_spec.proto)
+            return ifc_front_refuse(why, -EOPNOTSUPP, "l4proto: accepted: without a mask");
+        want_four_bytes(rule, h->usr_ip4_spec.l4_4_bytes, m->usr_ip4_spec.l4_4_bytes);
+        return 0;
+    case IPV6_USER_FLOW:
+        decode_ipv6(rule, h->usr_ip6_spec.ip6src, m->usr_ip6_spec.ip6src, h->usr_ip6_spec.ip6dst,
+                    m->usr_ip6_spec.ip6dst, h->usr_ip6_spec.tclass, m->usr_ip6_spec.tclass);
+        if (m->usr_ip6_spec.l4_proto == 0xFF)
+            ifc_front_want_protocol(rule, h->usr_ip6_spec.l4_proto);
+        else if (m->usr_ip6_spec.l4_proto)
+            return ifc_front_refuse(why, -EOPNOTSUPP, "l4proto: accepted: without a mask");
+        want_four_bytes(rule, h->usr_ip6_spec.l4_4_bytes, m->usr_ip6_spec.l4_4_bytes);
+        return 0;
+    default:
+        return ifc_front_refuse(
+            why, -EOPNOTSUPP, "flow-type %u: accepted: ether, ip4, tcp4, udp4, sctp4, ip6, tcp6, udp6, sctp6",
+            type);
+    }
+}
+
+/*
+ * The outer tag, and a 16-bit word of the frame by user-def: bits 63..44 its base (0 frame, 1 network header,
+ * 2 transport header), bits 43..16 its offset in bytes (up to 255), bits 15..0 its value. Bits of the value
+ * can be masked, base and offset cannot.
+ */
+static int decode_extension(const struct ethtool_rx_flow_spec *spec, struct ifc_front_rule *rule,
+                            struct ifc_front_refusal *why)
+{
+    const struct ethtool_flow_ext *key = &spec->h_ext;
+    const struct ethtool_flow_ext *mask = &spec->m_ext;
+    u16 tpid = ntohs(key->vlan_etype);
+    u64 word = (u64)ntohl(key->data[0]) << 32 | ntohl(key->data[1]);
+    u64 word_mask = (u64)ntohl(mask->data[0]) << 32 | ntohl(mask->data[1]);
+    u64 base = word >> 44;
+    u64 offset = word >> 16 & 0xFFFFFFF;
+
+    if (spec->flow_type & FLOW_MAC_EXT)
+        ifc_front_want_mac(rule, DMAC, key->h_dest, mask->h_dest);
+    if (!(spec->flow_type & FLOW_EXT))
+        return 0;
+    if (mask->vlan_etype) {
+        if (mask->vlan_etype != htons(0xFFFF) || (tpid != ETH_P_8021Q && tpid != ETH_P_8021AD))
+            return ifc_front_refuse(why, -EOPNOTSUPP, "vlan-etype: accepted: 0x8100 and 0x88a8");
+        ifc_front_want_tpid(rule, VPM0, tpid);
+    } else if (mask->vlan_tci) {
+        ifc_front_want_tpid(rule, VPM0, 0);
+    }
+    ifc_front_want(rule, VID0, ntohs(mask->vlan_tci) & 0xFFF, ntohs(key->vlan_tci) & 0xFFF);
+    ifc_front_want(rule, PBIT0, ntohs(mask->vlan_tci) >> 12, ntohs(key->vlan_tci) >> 12);
+    if (!word_mask)
+        return 0;
+    if (word_mask >> 16 != 0xFFFFFFFFFFFF || base > IFC_FRONT_TRANSPORT || offset > 255)
+        return ifc_front_refuse(why, -EINVAL,
+                                "user-def: accepted: base 0 to 2 << 44, offset 0 to 255 << 16, value");
+    ifc_front_want_word(rule, base, offset, IFC_COMPARE_EQUAL, word_mask, word);
+    return 0;
+}
+
+int ifc_front_decode_ethtool(struct ifc_front_port *port, const struct ethtool_rx_flow_spec *spec,
+                             struct ifc_front_rule *rule, struct ifc_front_refusal *why)
+{
+    const struct ifc_front_platform *platform = ifc_front_platform_of(port->front);
+    int result;
+
+    if (spec->flow_type & FLOW_RSS)
+        return ifc_front_refuse(why, -EOPNOTSUPP, "context: the classifier has no RSS");
+    rule->tags = IFC_FRONT_ANY_TAGS;
+    result = decode_flow(spec, rule, why);
+    if (!result)
+        result = decode_extension(spec, rule, why);
+    if (result)
+        return result;
+    if (spec->ring_cookie == RX_CLS_FLOW_DISC) {
+        if (platform->fport_discard < 0)
+            return ifc_front_refuse(why, -EOPNOTSUPP, "action -1: %s has no discard port", platform->name);
+        rule->action.way = IFC_FRONT_DROP;
+        return 0;
+    }
+    if (spec->ring_cookie == RX_CLS_FLOW_WAKE)
+        return ifc_front_refuse(why, -EOPNOTSUPP, "action -2: the classifier wakes nobody");
+    if (ethtool_get_flow_spec_ring_vf(spec->ring_cookie))
+        return ifc_front_refuse(why, -EOPNOTSUPP, "vf: the classifier has no virtual functions");
+    if (spec->ring_cookie >= platform->rx_queues || platform->fport_host < 0)
+        return ifc_front_refuse(why, -EINVAL, "action %llu: accepted: -1 and queues below %u",
+                                spec->ring_cookie, platform->fport_host < 0 ? 0 : platform->rx_queues);
+    rule->action.queue_set = true;
+    rule->action.queue = spec->ring_cookie;
+    return 0;
+}

@@ -1,0 +1,66 @@
+/* SPDX-License-Identifier: MIT OR GPL-2.0 */
+/* The filters of a front, between its core and its two front ends. All calls under ifc_callers_lock(). */
+#ifndef IFC_FRONT_FILTERS_H
+#define IFC_FRONT_FILTERS_H
+
+#include "ifc_front_rule.h"
+
+#define IFC_FRONT_VARIANTS     2u
+#define IFC_FRONT_PACKETS_MASK 0x00FFFFFFFFFFFFFFull /* of a counter */
+
+enum ifc_front_kind { IFC_FRONT_TC, IFC_FRONT_ETHTOOL };
+
+struct ifc_front_filter {
+    struct list_head list;
+    struct ifc_front_port *port;
+    u32 priority; /* tc: pref; ethtool: location */
+    u64 group;    /* tc: arrival of the first filter of this priority with the same keys and masks */
+    u64 arrival;
+    unsigned long cookie;             /* tc's */
+    const void *mask;                 /* tc's: the same object for the same keys and masks of one priority */
+    struct ethtool_rx_flow_spec spec; /* ethtool's */
+    unsigned int variants;
+    struct {
+        u64 cookie;         /* in the set */
+        u64 bytes, packets; /* as last read */
+    } rule[IFC_FRONT_VARIANTS];
+    u64 bytes, packets; /* read and not yet told */
+    unsigned long last_used;
+};
+
+struct ifc_front {
+    const struct ifc_front_platform *platform;
+    struct list_head ports;
+    struct list_head filters; /* in deciding order, as their rules in the set */
+    enum ifc_front_kind kind;
+    char owner[48];
+    bool was_on; /* the classifier, before we owned it */
+    bool behind; /* the tables hold rules that have left the set: the chip did not answer */
+    u64 arrivals;
+    u64 last_cookie;
+    struct ifc_front_words words;
+    struct ifc_ruleset *set;
+    struct ifc_ruleset *backup;
+    struct ifc_rule *scratch;
+    struct ifc_front_rule *rule;
+    struct ifc_ruleset_report *report;
+};
+
+/* NULL without memory. All zero, not in the list. */
+struct ifc_front_filter *ifc_front_filter_make(struct ifc_front_port *port);
+
+/*
+ * Into list and tables, in place of `old` unless that is NULL. `old` is freed on success; after a failure the
+ * filter is the caller's again and everything is as before.
+ */
+int ifc_front_filter_add(struct ifc_front *front, struct ifc_front_filter *filter,
+                         struct ifc_front_filter *old, enum ifc_front_kind kind,
+                         const struct ifc_front_rule *rule, struct ifc_front_refusal *why);
+
+/* Out of list and tables, and freed. */
+void ifc_front_filter_remove(struct ifc_front *front, struct ifc_front_filter *filter);
+
+/* Adds what was counted since the last read to bytes and packets. */
+int ifc_front_filter_read(struct ifc_front *front, struct ifc_front_filter *filter);
+
+#endif

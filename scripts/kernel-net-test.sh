@@ -1,0 +1,121 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: MIT OR GPL-2.0
+# Builds the module with its ports, boots a 32-bit ARM kernel in an emulated machine and lets Linux's own front ends
+# program the classifier there: the kernel's own tests, unmodified, and ours. Or opens a shell in that machine.
+# Usage: kernel-net-test.sh [shell | PARTS]; PARTS: the parts of tests/kernel/net/ to run, all unless named
+# IFC_NET_SEED, IFC_NET_CHANGES: of the random filters
+set -euo pipefail
+cd "$(dirname "$0")/.."
+root=$PWD
+parts=${*:-"device judges ours"}
+build=$root/build/kernel-net-test
+limit=1200
+mkdir -p "$build"
+start=$SECONDS
+step() { printf '%4d s  %s\n' $((SECONDS - start)) "$*"; }
+
+step "target: kernel, headers, programs, the kernel's tests"
+target=$(scripts/kernel-fetch.sh 6.1 2>"$build/fetch.log") &&
+    net=$(scripts/kernel-net-fetch.sh 6.1 2>>"$build/fetch.log") || {
+    tail -20 "$build/fetch.log"
+    exit 1
+}
+release=$(cat "$target/complete")
+
+module=$build/module
+mkdir -p "$module"
+for file in platform/kernel/* platform/linux_net/* tests/kernel/net/ifc_*; do
+    cmp -s "$file" "$module/$(basename "$file")" || cp "$file" "$module/"
+done
+for file in "$module"/*.[ch] "$module"/*.cpp; do
+    case $file in *.mod.c | */ifc_offsets.h) continue ;; esac
+    [ -e "platform/kernel/$(basename "$file")" ] || [ -e "platform/linux_net/$(basename "$file")" ] ||
+        [ -e "tests/kernel/net/$(basename "$file")" ] || rm -f "$file"
+done
+env -u DEB_BUILD_ARCH -u DEB_HOST_ARCH make -C "$target/headers" M="$module" IFC_ROOT="$root" ARCH=arm \
+    CROSS_COMPILE=arm-linux-gnueabihf- CC=arm-linux-gnueabihf-gcc -j"$(nproc)" modules >"$build/module.log" 2>&1 || {
+    tail -30 "$build/module.log"
+    exit 1
+}
+status=0
+fail() { echo "FAIL $*"; status=1; }
+! grep -a 'warning:' "$build/module.log" || fail "the module's build has warnings"
+step "modules are built"
+
+fs=$build/initramfs
+if [ ! -e "$fs/.of" ] || [ "$(cat "$fs/.of")" != "$(cat "$net/complete")" ]; then
+    rm -rf "$fs"
+    mkdir -p "$fs"/{bin,sbin,lib,usr/bin,usr/sbin,usr/lib,busybox,proc,sys,dev,tmp,etc,run,modules}
+    for folder in bin sbin usr/bin usr/sbin; do
+        for program in bash cat cp cut date dd env expr false grep head id ip kill ln ls mkdir mktemp mv ncat ping ping6 \
+            ping4 printf readlink rm seq sleep sort stat stdbuf tail tc bridge devlink ethtool jq mausezahn tcpdump timeout \
+            touch tr true uname uniq wc mawk; do
+            [ ! -e "$net/$folder/$program" ] || cp -a "$net/$folder/$program" "$fs/$folder/"
+        done
+    done
+    ln -sf bash "$fs/bin/sh"
+    ln -sf ../usr/bin/mawk "$fs/bin/awk"
+    cp -a "$net/lib/." "$fs/lib/"
+    rm -rf "$fs/lib/modules" "$fs/lib/systemd"
+    cp -a "$net/usr/lib/arm-linux-gnueabihf" "$fs/usr/lib/"
+    rm -rf "$fs"/usr/lib/arm-linux-gnueabihf/{gconv,perl*,audit}
+    cp -aL "$target/busybox" "$fs/bin/busybox"
+    echo 'root:x:0:0:root:/tmp:/bin/bash' >"$fs/etc/passwd"
+    mkdir -p "$fs/etc/netsniff-ng"
+    cp -a "$net/etc/netsniff-ng/." "$fs/etc/netsniff-ng/" 2>/dev/null || true
+    cp -a "$net/tools" "$fs/"
+    depmod -b "$net" "$release" 2>/dev/null || true
+    for name in bridge 8021q vrf veth dummy cls_flower cls_matchall sch_ingress sch_prio act_gact act_mirred act_vlan \
+        act_pedit act_skbedit act_csum act_police crc32c_generic; do
+        modprobe -d "$net" -S "$release" --show-depends "$name"
+    done 2>/dev/null | sed -n 's/^insmod \([^ ]*\).*/\1/p' | grep -v 'arm-ce' | awk '!seen[$0]++' >"$build/modules"
+    while read -r file; do
+        cp "$file" "$fs/modules/"
+        basename "$file"
+    done <"$build/modules" >"$fs/modules/order"
+    cp "$net/complete" "$fs/.of"
+fi
+rm -rf "$fs/ours"
+mkdir "$fs/ours"
+cp tests/kernel/net/* tests/kernel/faults examples/*.pcap "$fs/ours/"
+cp "$module"/ifc*.ko "$fs/ours/"
+for source in tests/kernel/net/*.c; do
+    [[ $source == */ifc_* ]] || arm-linux-gnueabihf-gcc -O2 -Wall -Wextra -static -o "$fs/ours/$(basename "$source" .c)" "$source"
+done
+echo "$parts" >"$fs/ours/parts"
+echo "SEED=${IFC_NET_SEED:-1} CHANGES=${IFC_NET_CHANGES:-10000}" >"$fs/ours/settings"
+cp tests/kernel/net/init "$fs/init"
+chmod +x "$fs/init"
+(cd "$fs" && find . | cpio -o -H newc -R 0:0 2>/dev/null | gzip -1) >"$build/initrd.gz"
+
+machine=(qemu-system-arm -M virt -cpu cortex-a15 -smp 2 -m 256 -nographic -no-reboot -nic none
+    -kernel "$target/vmlinuz" -initrd "$build/initrd.gz")
+line="console=ttyAMA0 rdinit=/init panic=-1 quiet loglevel=1 log_buf_len=1M"
+if [ "$parts" = shell ]; then
+    step "booting; leave by: poweroff -f"
+    exec "${machine[@]}" -append "$line"
+fi
+step "booting, $(stat -c %s "$build/initrd.gz") bytes packed"
+timeout -k 10 $limit "${machine[@]}" -append "$line" </dev/null >"$build/console.log" 2>&1 || true
+tr -d '\r' <"$build/console.log" >"$build/console.txt"
+step "the machine has stopped"
+
+grep -aE '^(PASS|FAIL|NOTE|SKIP) ' "$build/console.txt" || true
+ran=$(grep -acE '^(PASS|FAIL) ' "$build/console.txt" || true)
+grep -aq "^END OF CHECKS $ran\$" "$build/console.txt" || {
+    fail "the machine did not reach the end of its checks"
+    tail -20 "$build/console.txt"
+}
+! grep -aq '^FAIL ' "$build/console.txt" || status=1
+if sed -n '/^BEGIN REPORTS$/,/^END REPORTS$/p' "$build/console.txt" | sed '1d;$d' | grep -a .; then
+    fail "the kernel reported a fault"
+fi
+if grep -aE -f tests/kernel/faults "$build/console.txt"; then
+    fail "the kernel reported a fault on its console"
+fi
+passed=$(grep -ac '^PASS ' "$build/console.txt" || true)
+failed=$(grep -ac '^FAIL ' "$build/console.txt" || true)
+[ $status -eq 0 ] || [ "$failed" -ne 0 ] || failed=1
+step "the end"
+echo "$passed passed, $failed failed"
+exit $status
