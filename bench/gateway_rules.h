@@ -66,7 +66,8 @@ inline std::vector<Rule> rules()
          is(SIPv4, kLan, prefix(26)), is(IPv4_PROTOCOL, 6), atLeast(SPORT, 1024), atMost(DPORT, 5039)},
         // Voice, not from guests.
         {isNot(SMAC, kGuest), is(VPM0, 0), is(ETYPE, 0x0800), is(SIPv4, kLan, prefix(26)),
-         is(DIPv4, kServers, prefix(27)), atLeast(IPv4_DSCP, 4 << 2), is(IPv4_PROTOCOL, 17), atLeast(SPORT, 1040)},
+         is(DIPv4, kServers, prefix(27)), atLeast(IPv4_DSCP, 4 << 2), is(IPv4_PROTOCOL, 17),
+         atLeast(SPORT, 1040)},
         // The lower service VLANs with priority.
         {is(VPM0, 1), atMost(VID0, 5), atLeast(PBIT0, 2), is(VPM1, 0), is(ETYPE, 0x0800),
          is(SIPv4, kLan, prefix(24)), is(DIPv4, kServers, prefix(26)), is(IPv4_PROTOCOL, 6),

@@ -157,7 +157,7 @@ inline uint64_t structuralValue(Random &random, unsigned field)
 
 inline ifc_rule structuralRule(Random &random)
 {
-    // Not the DSCP of IPv4: what of the octet a frame shows is the engine's model.
+    // Of most kinds of fields one.
     static const unsigned fields[] = {
         DMAC,       DMAC_TYPE, FRAME_TYPE, ETYPE,         VPM0,       VPM1,          VID0,
         VID1,       PBIT0,     PBIT1,      DIPv4,         SIPv6_31_0, IPv4_PROTOCOL, IPv6_NEXT_HEADER,

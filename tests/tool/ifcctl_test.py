@@ -142,7 +142,7 @@ class Batch(unittest.TestCase):
 
     def test_rules_that_the_automatic_deletion_cannot_find(self):
         for args, rule, reason in (
-                (("--keep-order",), "dst_mac 01:02:03:04:05:06 dst_port 80", "a condition behind a MAC"),
+                (("--keep-order",), "dst_mac 01:02:03:04:05:06 dst_port 80", "a condition after a MAC"),
                 ((), "dst_mac 01:02:03:04:05:06 src_mac 01:02:03:04:05:06", "two MAC conditions"),
                 ((), "dst_mac 01:02:00:00:00:00/16", "takes one LUT1 entry"),
                 ((), "dst_ip 2001:db8::/32", "does not know DIPv6_127_96"),

@@ -8,7 +8,6 @@
 #include "tools/ifcctl/core/errors.h"
 #include "tools/ifcctl/core/placement_plan.h"
 #include "tools/ifcctl/core/rule_words.h"
-#include "tools/ifcctl/core/values.h"
 
 #include "ifc/ifc_glb.h"
 #include "ifc/records/chip.h"
@@ -39,22 +38,13 @@ Error notFound(const WordReader &words, const Match &match)
 
 Match automaticRequest(const ifc_rule &rule)
 {
-    Match match;
     for (unsigned n = 0; n < rule.count; ++n) {
-        const ifc_rule_condition &from = rule.condition[n];
-        const std::string text = conditionText(from);
-        if (from.compare == IFC_COMPARE_RANGE || from.mask == 0)
-            throw refused(Reason::NotForAutomatic, "rule", text,
+        const ifc_rule_condition &c = rule.condition[n];
+        if (c.compare == IFC_COMPARE_RANGE || c.mask == 0)
+            throw refused(Reason::NotForAutomatic, "rule", conditionText(c),
                           "automatic placement takes one comparison a field, no range and no 'any'");
-        Condition c;
-        c.field = from.field;
-        c.command = from.compare;
-        c.mask = from.mask;
-        c.key = from.key;
-        c.word = text.substr(0, text.find(' '));
-        c.value = formatFieldValue(from.field, from.key);
-        match.push_back(c);
     }
+    const Match match = requestOf(rule);
     if (match.empty())
         throw refused(Reason::NotForAutomatic, "rule", kAnyWord,
                       "automatic placement takes at least one condition");

@@ -36,7 +36,7 @@ std::string describe(const Deletability &why)
     case DeletionGap::TwoMacs:
         return "the automatic deletion never finds a rule with two MAC conditions in LUT1";
     case DeletionGap::AfterMac:
-        return "the automatic deletion never finds a condition behind a MAC (" + why.condition.word +
+        return "the automatic deletion never finds a condition after a MAC (" + why.condition.word +
                ") in LUT1";
     case DeletionGap::OneEntryMac:
         return "this MAC mask takes one LUT1 entry, but the automatic deletion counts two";
