@@ -21,8 +21,8 @@ static_assert(sizeof kPieces / sizeof *kPieces == ifc::kEnable.width);
 
 } // namespace
 
-// Known: the pieces follow the enable bits as they stand. So on revision 12 the sub-actions above CNT0 are
-// shown as the ones before them.
+// Known: the enable bits are read without the shift of revision 12. There each sub-action after CNT0 is shown
+// as the one before it.
 int ifc_dump_action(int ifcIndex)
 {
     IFC_Action_Format action;
