@@ -70,7 +70,7 @@ TEST(Action, EachSubActionWritesItsFieldsAndNothingElse)
                     forget();
                     EXPECT_EQ(set(21, sub.actIdx, on, ~0u, ~0u, ~0u, ~0u), 0);
                     const int bit = revision == 12 ? sub.enable12 : sub.enable;
-                    const bool writesOnes = on || sub.actIdx >= 15; // 15 and 16 do not heed the mode
+                    const bool writesOnes = on || sub.actIdx >= 15; // 15 and 16 ignore the mode
                     for (unsigned w = 0; w < 4; ++w) {
                         uint32_t expected = (background & ~sub.owns[w]) | (writesOnes ? sub.owns[w] : 0);
                         if (w == 0 && bit >= 0)
@@ -266,11 +266,7 @@ TEST(Action, ClearingAllHoldsTheLockThroughout)
         fill(n, ~0u);
     forget();
     EXPECT_EQ(clear_all_ifc_actions(), 0);
-    Traffic t;
-    t.lock();
-    for (uint32_t n = 0; n < 40; ++n)
-        t.zeros(n, 2);
-    EXPECT_TRAFFIC(t.unlock());
+    EXPECT_TRAFFIC(Traffic().clearTable(2));
     EXPECT_NOTHING_PRINTED();
 }
 
@@ -278,11 +274,7 @@ TEST(Action, ClearingAllGoesOnAfterTimeOuts)
 {
     powerOn(0);
     EXPECT_EQ(clear_all_ifc_actions(), 0);
-    Traffic t;
-    t.lock();
-    for (uint32_t n = 0; n < 40; ++n)
-        t.zeros(n, 2, 3, false);
-    EXPECT_TRAFFIC(t.unlock());
+    EXPECT_TRAFFIC(Traffic().clearTable(2, 3, false));
     EXPECT_TRUE(eachPieceIs("@Timeout for set IFC Rule configuration.\n", 40));
 }
 

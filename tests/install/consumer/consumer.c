@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: MIT OR GPL-2.0 */
-/* A driver of somebody else: it provides the services and calls one operation. Every transfer completes. */
+/* Another project's driver. It provides the services and calls one operation. Every transfer completes. */
 #include "ifc/ifc_regs.h"
 #include "ifc/ifc_util.h"
 
