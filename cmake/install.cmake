@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT OR GPL-2.0
-# `cmake --install`: the library, its headers, and what find_package(ifc) reads. The target is ifc::ifc_util.
+# `cmake --install`: the library, its headers and the package files for find_package(ifc), target ifc::ifc_util.
 include(CMakePackageConfigHelpers)
 
 set(ifc_header_folder ${CMAKE_INSTALL_INCLUDEDIR}/ifc-rule-layer)
@@ -8,7 +8,7 @@ set(ifc_package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/ifc)
 install(TARGETS ifc_util ifc_headers EXPORT ifc_targets ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(FILES ifc/ifc_glb.h ifc/ifc_regs.h ifc/ifc_util.h DESTINATION ${ifc_header_folder}/ifc)
 install(DIRECTORY include/orva_hook DESTINATION ${ifc_header_folder} FILES_MATCHING PATTERN "*.h")
-# The platform that the library was built for. Its functions are the user's to provide.
+# The platform header that the library was built with. The user provides its functions.
 install(FILES ${IFC_PLATFORM_DIR}/ifc_platform.h DESTINATION ${ifc_header_folder})
 
 install(EXPORT ifc_targets NAMESPACE ifc:: FILE ifc-targets.cmake DESTINATION ${ifc_package_folder})
