@@ -31,7 +31,7 @@ int ifc_dump_action(int ifcIndex)
     for (uint bit = 0; bit < ifc::kEnable.width; ++bit) {
         if ((action.bits.enable >> bit & 1) == 0)
             continue;
-        const ifc::ActionField *shown = ifc::kShownFields[bit];
+        const ifc::ActionField *shown = ifc::kShownFields.of[bit];
         (void)printk(kPieces[bit], ifc::getActionField(action.word, shown[0]),
                      ifc::getActionField(action.word, shown[1]), ifc::getActionField(action.word, shown[2]));
     }

@@ -77,7 +77,7 @@ int ifc_set_action(uint ifcIndex, uint actIdx, IFC_Mode_t enMode, uint value0, u
 
     uint shown[ifc::kSubActionShown];
     for (uint n = 0; n < ifc::kSubActionShown; ++n)
-        shown[n] = ifc::getActionField(action.word, ifc::kShownFields[actIdx][n]);
+        shown[n] = ifc::getActionField(action.word, ifc::kShownFields.of[actIdx][n]);
     if (actIdx == IFC_ACT_FPORT_NBQ)
         shown[1] = values[1]; // Known: prints nbq as passed, not as stored
     (void)printk(kLines[actIdx], shown[0], shown[1], shown[2]);

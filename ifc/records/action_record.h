@@ -72,28 +72,22 @@ constexpr ActionField kSetFields[IFC_ACT_COUNT][kSubActionValues] = {
     {kDpi},
 };
 
-// The values that are printed for a sub-action, in this order: the same fields, but the two pieces of a VLAN
+// The fields that are printed for a sub-action, in this order: those that it sets, but the two pieces of a VLAN
 // tag as one number.
 constexpr uint kSubActionShown = 3;
-constexpr ActionField kShownFields[IFC_ACT_COUNT][kSubActionShown] = {
-    {kChannel, kQueue},
-    {kFport, kNbq},
-    {kSpTag},
-    {kCnt0},
-    {kCnt1},
-    {kMtrG},
-    {kIpv4Dscp},
-    {kIpv6TrafficClass},
-    {kVpm0, kVo0, kVid0},
-    {kVo1, kVid1},
-    {kFqos},
-    {kFast},
-    {kMc},
-    {kKeepPcp},
-    {kCpu, kNbq},
-    {kOwf},
-    {kDpi},
+struct ShownFields {
+    ActionField of[IFC_ACT_COUNT][kSubActionShown];
 };
+constexpr ShownFields kShownFields = [] {
+    ShownFields shown{};
+    for (uint action = 0; action < IFC_ACT_COUNT; ++action)
+        for (uint n = 0; n < kSubActionShown; ++n)
+            shown.of[action][n] = kSetFields[action][n];
+    shown.of[IFC_ACT_VLAN0][2] = kVid0;
+    shown.of[IFC_ACT_VLAN1][1] = kVid1;
+    shown.of[IFC_ACT_VLAN1][2] = {};
+    return shown;
+}();
 
 // The largest value that the field stores. Larger ones are cut to its width by ifc_set_action().
 constexpr uint actionFieldMost(ActionField field)
