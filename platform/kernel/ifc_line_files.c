@@ -120,7 +120,7 @@ static void append_answer(void *user, const char *piece)
     answer.length += scnprintf(answer.text + answer.length, sizeof(answer.text) - answer.length, "%s", piece);
 }
 
-static int run_line(const char *line)
+static bool run_line(char *line, u8 *room)
 {
     int result;
 
@@ -135,13 +135,16 @@ static int run_line(const char *line)
         text_length += scnprintf(ifc_files_text + text_length, IFC_FILES_TEXT_SIZE - text_length,
                                  "(%zu more characters, see the kernel log)\n", ifc_glue_capture_lost());
     append(NULL, answer.text);
-    return result;
+    return result != IFC_CMD_REFUSED;
 }
 
-/* Returns the bytes as a string. Bytes with a NUL among them are refused. */
+/*
+ * Returns the bytes as a string. Bytes with a NUL among them are refused. After the string follow count / 2
+ * bytes of room for what its hexadecimal digits stand for.
+ */
 static char *line_from_user(const char __user *from, size_t count)
 {
-    char *line = kvmalloc(count + 1, GFP_KERNEL);
+    char *line = kvmalloc(count + 1 + count / 2, GFP_KERNEL);
 
     if (!line)
         return ERR_PTR(-ENOMEM);
@@ -157,12 +160,14 @@ static char *line_from_user(const char __user *from, size_t count)
     return line;
 }
 
-static ssize_t command_write(struct file *file, const char __user *from, size_t count, loff_t *at)
+/* Takes a line of fewer than `limit` bytes. run() gets it with its room, and is false if it refuses it. */
+static ssize_t line_write(struct file *file, const char __user *from, size_t count, loff_t *at, size_t limit,
+                          bool (*run)(char *line, u8 *room))
 {
     char *line;
-    int result;
+    bool good;
 
-    if (count >= COMMAND_SIZE)
+    if (count >= limit)
         return -E2BIG;
     line = line_from_user(from, count);
     if (IS_ERR(line))
@@ -171,13 +176,17 @@ static ssize_t command_write(struct file *file, const char __user *from, size_t 
         kvfree(line);
         return -ERESTARTSYS;
     }
-    result = run_line(line);
+    good = run(line, (u8 *)line + count + 1);
     reply_keep(file, at);
     ifc_callers_unlock();
     kvfree(line);
-    return result == IFC_CMD_REFUSED ? -EINVAL : count;
+    return good ? count : -EINVAL;
 }
 
+static ssize_t command_write(struct file *file, const char __user *from, size_t count, loff_t *at)
+{
+    return line_write(file, from, count, at, COMMAND_SIZE, run_line);
+}
 DEFINE_LINE_FILE(command);
 
 /* HEX [SOURCE-INTERFACE GEM-PORT], both -1 when not known; HEX is - for an empty frame. */
@@ -219,29 +228,8 @@ static bool classify_line(char *line, u8 *frame)
 
 static ssize_t frame_write(struct file *file, const char __user *from, size_t count, loff_t *at)
 {
-    char *line;
-    u8 *frame;
-    bool good;
-
-    if (count >= FRAME_SIZE)
-        return -E2BIG;
-    line = line_from_user(from, count);
-    if (IS_ERR(line))
-        return PTR_ERR(line);
-    frame = kvmalloc(count / 2 + 1, GFP_KERNEL);
-    if (!frame || ifc_callers_lock_interruptible()) {
-        kvfree(line);
-        kvfree(frame);
-        return frame ? -ERESTARTSYS : -ENOMEM;
-    }
-    good = classify_line(line, frame);
-    reply_keep(file, at);
-    ifc_callers_unlock();
-    kvfree(line);
-    kvfree(frame);
-    return good ? count : -EINVAL;
+    return line_write(file, from, count, at, FRAME_SIZE, classify_line);
 }
-
 DEFINE_LINE_FILE(frame);
 
 void ifc_line_files_create(struct dentry *folder, bool simulated)
