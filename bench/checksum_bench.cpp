@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// The checksum against a plain word loop, both without vector registers, and against DPDK's, both with them.
+// Compares the checksum with a plain word loop (both without vector registers) and with DPDK's checksum (both
+// with vector registers).
 #include "paired.h"
 
 #include "ifc/ifc_glb.h"

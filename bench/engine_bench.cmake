@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT OR GPL-2.0
-# The engine is compiled again, for the machine that runs the bench. Loops start at cache lines: without that, the
+# The engine is compiled again, for the machine that runs the bench. Loops are aligned to cache lines. Otherwise the
 # speed of a loop depends on its address.
 add_executable(engine_bench engine_bench.cpp ${IFC_ENGINE_SOURCES})
 target_compile_options(engine_bench PRIVATE -O3 -march=native -falign-loops=64)

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// The engine's speed against the plain engine, against rte_acl of DPDK (AVX2, batches of 32; if it is
-// installed) and against libpcap, all in the same run.
+// Compares the engine's speed with the plain engine, with rte_acl of DPDK (AVX2, batches of 32; if installed)
+// and with libpcap, all in the same run.
 #include "paired.h"
 
 #include <cstdio>

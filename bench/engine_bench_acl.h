@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// What the matching bench is compared with: rte_acl of DPDK, if it is installed.
+// rte_acl of DPDK, if installed, for comparison with the engine's matching.
 #pragma once
 
 #include <cstdint>

@@ -61,10 +61,10 @@ constexpr unsigned kUdf4 = UDF0 + 4; // time to live and protocol of IPv4
 inline std::vector<Rule> rules()
 {
     return {
-        // Web of the house, untagged.
+        // The house's web traffic, untagged.
         {is(DMAC, kGateway), is(SMAC, kHouse), is(FRAME_TYPE, 0), is(VPM0, 0), is(ETYPE, 0x0800),
          is(SIPv4, kLan, prefix(26)), is(IPv4_PROTOCOL, 6), atLeast(SPORT, 1024), atMost(DPORT, 5039)},
-        // Voice, not from guests.
+        // Voice traffic, but not from guests.
         {isNot(SMAC, kGuest), is(VPM0, 0), is(ETYPE, 0x0800), is(SIPv4, kLan, prefix(26)),
          is(DIPv4, kServers, prefix(27)), atLeast(IPv4_DSCP, 4 << 2), is(IPv4_PROTOCOL, 17),
          atLeast(SPORT, 1040)},

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// A full rewrite of both tables against a lower bound: the same 528 writes and 128 reads of an array, through
-// the same external accessors, and nothing else.
+// Compares a full rewrite of both tables with a lower bound: only its 528 writes and 128 reads, to an array,
+// through the same external accessors.
 #include "paired.h"
 
 #include "ifc/ifc_regs.h"

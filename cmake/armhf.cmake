@@ -11,7 +11,7 @@ else()
     set(CMAKE_C_COMPILER arm-linux-gnueabihf-gcc)
     set(CMAKE_CXX_COMPILER arm-linux-gnueabihf-g++)
 endif()
-set(CMAKE_CXX_FLAGS_INIT -Wno-psabi) # a change of the C++ ABI years ago; all is built with one compiler
+set(CMAKE_CXX_FLAGS_INIT -Wno-psabi) # notes about an old change of the C++ ABI; one compiler builds everything
 set(CMAKE_EXE_LINKER_FLAGS_INIT -static)
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm-static)
 set(CMAKE_FIND_ROOT_PATH /usr/arm-linux-gnueabihf)

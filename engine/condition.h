@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Conditions as the classifier compares them, and whether a frame fulfils one. This is the one place that
-// says what a command code means.
+// Conditions as the classifier compares them. Only this header says what a command code means.
 #pragma once
 
 #include "engine/field_image.h"

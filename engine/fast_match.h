@@ -58,8 +58,8 @@ private:
     static constexpr unsigned kKinds = 128;
     static constexpr unsigned kPresentWords = 2; // of the present bitmap, after the words of the image
     static constexpr unsigned kStretches = (kImageWords + 1 + kPresentWords + kLanes - 1) / kLanes;
-    // The catch-all program always fits. It holds all checks, and those of the present bitmap. A stretch with n
-    // checks for one half of the lanes and m for the other takes at most (n + 3) / 4 + (m + 3) / 4 groups.
+    // The catch-all program always fits. It holds all checks, and those of the present bitmap. A stretch with
+    // n checks for one half of the lanes and m for the other takes at most (n + 3) / 4 + (m + 3) / 4 groups.
     static_assert((kChecks + kRules * kPresentWords + 2 * 3 * kStretches) / (kLanes / 2) + kStep <= kGroups);
     static constexpr unsigned kResiduals = IFC_LUT0_RULES * IFC_LAST_MAC_FIELD + IFC_LUT1_RULES;
 

@@ -11,7 +11,7 @@ namespace engine
 enum class TagCode : uint8_t {
     Keep = 0,
     Insert = 1,  // a new tag before that place
-    Remove = 2,  // a frame without the tag stays as it is
+    Remove = 2,  // a frame without the tag is not changed
     Replace = 3, // likewise
 };
 

@@ -199,7 +199,7 @@ struct Parser {
             return;
         const uint32_t protocol = be16(rest.at);
         rest = rest.after(kPppProtocolBytes);
-        network = offset(rest); // Model: before this line it was the PPPoE header
+        network = offset(rest); // Model: until here it was the PPPoE header
         if (protocol == kPppIpv4)
             ipv4(rest);
         else if (protocol == kPppIpv6)

@@ -67,7 +67,7 @@ void RegisterWindow::powerOn(const Settings &settings)
     faultAfter_ = 0;
     faultCount_ = 0;
     errors_ = 0;
-    touch(); // The hooks stay.
+    touch(); // the hooks are kept
 }
 
 void RegisterWindow::powerOn(const Settings &settings, uint32_t seed)

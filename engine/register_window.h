@@ -77,8 +77,8 @@ public:
     // The fault affects `count` transfers in a row, after `after` good ones.
     void injectFault(TransferFault fault, uint32_t after, uint32_t count);
 
-    // The tables. generation() changes whenever a rule, an action or a global register may have changed. Who
-    // keeps something derived from them compares it. touch() is for a change that bypasses the registers.
+    // The tables. generation() changes whenever a rule, an action or a global register may have changed. Code
+    // that keeps derived data compares it. touch() is for a change that bypasses the registers.
     Tables &tables() { return tables_; }
     const Tables &tables() const { return tables_; }
     uint32_t generation() const { return generation_; }

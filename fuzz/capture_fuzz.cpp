@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Any file: the reader stops at the end or at an error, and never reads outside its buffer.
+// For any file the reader stops at the end or at an error, and never reads outside its buffer.
 #include <sys/mman.h>
 #include <unistd.h>
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Any lines for the command handler: each is refused or done, the rule layer stays inside its tables, and the
-// lock is free afterwards. Input: the number of reads until the done bit shows (1 byte), the chip's revision
+// The command handler refuses or runs any line. The rule layer stays inside its tables, and the lock is free
+// afterwards. Input: the number of reads until the done bit shows (1 byte), the chip's revision
 // (1 byte), then lines.
 #include <cstdlib>
 #include <cstring>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Any frame, any table images: nothing is read or written out of bounds, and the fast engine agrees with the
-// plain one. Input: a seed for the tables and the action (4 bytes), then the frame.
+// For any frame and any table images no access is out of bounds, and the fast engine agrees with the plain
+// one. Input: a seed for the tables and the action (4 bytes), then the frame.
 #include <cstdlib>
 #include <cstring>
 #include <memory>

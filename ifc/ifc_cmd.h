@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT OR GPL-2.0 */
 /*
- * The driver's command handler: one line of text names an operation of ifc/ifc_util.h with its arguments, the
- * operation is called, its result is printed.
+ * The driver's command handler. A line of text names an operation of ifc/ifc_util.h and its arguments. The
+ * handler calls the operation and prints the result.
  *
  *   ifc_set_action 8 0 1 3 5 0 0                     -> "= 0"
  *   ifc_set_lut_rules_auto 28:0:0xffff:80 24:0:0xff:6 -> "= 9"
@@ -13,7 +13,7 @@
  * of a table from the hardware and answers with IFC_DATA0 to IFC_DATA3 (or -62); SEL as in
  * ifcSetRuleConfig().
  *
- * What the operation itself prints goes through printk as ever. Usable from C11 and C++, freestanding.
+ * The operation's own messages go through printk. Usable from C11 and C++, freestanding.
  */
 #ifndef IFC_CMD_H
 #define IFC_CMD_H
@@ -22,18 +22,18 @@
 extern "C" {
 #endif
 
-/* Receives the handler's answer, in lines with their ends. */
+/* Receives the handler's answer, piece by piece. Each line ends with a newline. */
 typedef void (*ifc_cmd_print)(void *user, const char *text);
 
 enum {
-    IFC_CMD_DONE = 0,    /* the operation was called; the answer begins with "= ", no later line of it does */
+    IFC_CMD_DONE = 0,    /* the operation was called; of the answer's lines only the first begins with "= " */
     IFC_CMD_NOTHING = 1, /* an empty line or a comment ('#') */
     IFC_CMD_REFUSED = -1 /* nothing was called; the answer is one line that says what is accepted */
 };
 
 /*
- * Runs one line. Not reentrant: callers are serialised, like those of the operations themselves. Needs less
- * than 1 KiB of stack of its own; the request and the frame stand in static memory.
+ * Runs one line. Not reentrant: callers are serialised, like those of the operations themselves. Uses less
+ * than 1 KiB of stack itself; the request and the frame are in static memory.
  */
 int ifc_cmd_run(const char *line, ifc_cmd_print print, void *user);
 

@@ -81,7 +81,7 @@ typedef union IFC_LUT0_Format {
 } IFC_LUT0_Format;
 
 /*
- * One LUT1 entry. Bit 13 of word 0 tells how the rest is read.
+ * One LUT1 entry. Bit 13 of word 0 is the type of the entry.
  *
  *            31....16  15     14   13    12 11 10 9 8      7          6       5...0
  *           +--------+------+-----+----+----------+-----+----------------------+-------+
@@ -113,8 +113,8 @@ enum { IFC_LUT1_SEL_FIELD = 0, IFC_LUT1_SEL_MAC_HIGH = 2 };
 enum { IFC_LUT1_FROM_TOP = 0, IFC_LUT1_FROM_BOTTOM = 1 };
 
 /*
- * One action entry, 128 bits; word 0 holds bits 127..96. `enable` switches the sub-actions on, one bit each.
- * The id of counter 0 is split: its upper two bits stand in word 2, its lower four in word 3.
+ * One action entry, 128 bits; word 0 holds bits 127..96. Each bit of `enable` switches a sub-action on.
+ * The id of counter 0 is split: its upper two bits are in word 2, its lower four bits in word 3.
  */
 typedef union IFC_Action_Format {
     uint32_t word[4];
@@ -155,14 +155,14 @@ typedef struct ifc_field_param {
     uint32_t fieldIdx;
     uint32_t command;
     uint32_t key;       /* 32-bit key, bits 31..0 of a MAC key, or a 16-bit key in the low half */
-    uint32_t mask;      /* alike */
+    uint32_t mask;      /* likewise */
     uint32_t key_high;  /* bits 47..32 of a MAC key */
     uint32_t mask_high; /* bits 47..32 of a MAC mask */
 } ifc_field_param;
 
 /*
- * The driver context. The rule layer uses dbgLevel, which comes first, the three hit bitmaps, which stand
- * together, and the lock right after them. The members between belong to other units of the driver:
+ * The driver context. The rule layer uses dbgLevel, which comes first, the three hit bitmaps, which are
+ * adjacent, and the lock, which follows them. The members between belong to other units of the driver:
  * ifc_platform.h names them in IFC_PRIVATE_MEMBERS, as declarations that end in semicolons. Where C and C++
  * share the context, both must know the types.
  */

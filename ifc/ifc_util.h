@@ -7,15 +7,15 @@
  *   Results   0 = done; -1 = a refused argument or a failed search, after a message; -62 (-ETIME) = the
  *             hardware did not report completion; otherwise a place (index). "Always 0" means that transfer
  *             failures are reported by message only.
- *   Index     one number space for rules, actions and counter entries, called ifcIndex where it is meant:
- *             0..7 LUT0 rules, 8 + k LUT1 entry k. Checks differ between operations and are stated at each.
+ *   Index     actions and counter entries are numbered like the rules: 0..7 is LUT0 rule 0..7, 8 + k is LUT1
+ *             entry k. Checks differ between operations; each description states its own.
  *   MAC       a 48-bit mask or key travels as (high, low): low = bits 31..0, high = bits 47..32. The upper
  *             half of the high word is ignored unless said otherwise. All other fields use the low word only.
  *   Reduced   a contiguous mask as LUT1 entries store it: bit 31 = direction (0: ones from the most
  *   mask      significant bit of the width, 1: ones from bit 0), bits 5..0 = number of ones (1 to 48);
  *             0xFFFFFFFF = cannot be expressed.
  *   Messages  go through printk. [at] marks the prefix "%s [%d]: " with base name and line of the reporting
- *             source. Errors and dumps print at every level; what depends on dbgLevel says so.
+ *             source. Errors and dumps print at every level. Where dbgLevel counts, the description says so.
  *   Locking   one spin lock, gpIfcPriv->lock, taken with interrupts disabled. An operation takes it where its
  *             description says so and nowhere else; the shadow tables are edited without it. Callers
  *             serialise rule and register operations among themselves. Nothing sleeps: a transfer that does
@@ -45,7 +45,7 @@ extern "C" {
  * next.
  *
  * index 0..255, offset 0..63, sel 0..3 (IFC_SEL_*), type 0..3 (IFC_TYPE_*); each is cut to its field.
- * Returns 0 or -62. Takes no lock: callers hold it, or are serialised by theirs.
+ * Returns 0 or -62. Takes no lock: callers hold it or are serialised otherwise.
  * Prints at DBG_MSG  [at]"ifcSetRuleConfig is 0x%08x.\n"
  *        on time-out [at]"Timeout for set IFC Rule configuration.\n"
  */
@@ -116,7 +116,7 @@ void set_lut0_mask_key(int index, uint *Mask, uint *Key);
 void set_lut0_mask_key_to_array(IFC_LUT0_Format *lut0Rule, uint *Mask, uint *Key);
 
 /* ------------------------------------------------------------------------------------------------------
- * Rule read-back. No lock: must not run beside another transfer.
+ * Rule read-back. No lock: no other transfer may run at the same time.
  * ------------------------------------------------------------------------------------------------------ */
 
 /*
@@ -127,7 +127,7 @@ void set_lut0_mask_key_to_array(IFC_LUT0_Format *lut0Rule, uint *Mask, uint *Key
 int ifc_get_rule_from_reg(int lut0Idx);
 
 /*
- * Prints a record, field by field; ruleId is the number shown. Always 0.
+ * Prints a record, field by field; ruleId is the number that is printed. Always 0.
  * Prints "LUT0-%2d : Disable.\n" and no more for a rule that is not valid; else for each enabled field, in
  * pieces, "LUT0-%2d field:%2d %s, Enable, " "CMD:%d, " "Mask:%x_%x, Key:%x_%x\n" (MAC) or "Mask:%x,
  * Key:%x\n", and from DBG_ST on for each other field [at]"LUT0-%2d field:%2d %s; Disable.\n".
@@ -302,8 +302,8 @@ int ifc_match_lut1(ifc_field_param param);
  * Lock: around the read and, separately, around the write-back; two edits at once can lose one.
  * Known: while ifcSendToPpe is 0 only sub-action 14 is accepted; the refusal of any other is destructive, it
  * zeroes the entry in the hardware and the owning rule in the shadow. Sub-action 1 clears cpu in either mode;
- * 1 and 14 share nbq, and 1 prints it uncut. Disabling 15 or 16 still writes bit 0 of value0. 16 shares its
- * enable bit with 13 (3 with 4 on revision 12).
+ * 1 and 14 share nbq, and 1 prints it uncut. Disabling 15 or 16 still writes bit 0 of value0. 13 and 16 share
+ * an enable bit (on revision 12, 3 and 4 share one).
  */
 /* clang-format on */
 int ifc_set_action(uint ifcIndex, uint actIdx, IFC_Mode_t enMode, uint value0, uint value1, uint value2,
@@ -343,7 +343,7 @@ int ifc_set_acnt(uint ifcIndex, uint acntIdx);
 /*
  * Reads counter entry ifcIndex (0..39): bytes (64 bits) and packets (56 bits). Returns 0, or -1 out of range,
  * after [at]"Error: Action Index is %d, which should less than %d\n"; then nothing is stored. Takes no lock.
- * Known: the low words are widened as signed numbers, so with bit 31 set the upper half reads as all ones.
+ * Known: the low words are widened as signed numbers, so the upper half reads as all ones when bit 31 is set.
  */
 int ifc_get_acnt(uint ifcIndex, unsigned long long *byte_cnt, unsigned long long *pktcnt);
 
@@ -399,7 +399,7 @@ int32_t transTPIDtoVPM(uint16_t eth_type);
 
 /*
  * TPID of a VPM code, or 0.
- * Known: in host byte order, unlike what the two functions above take.
+ * Known: the result is in host byte order. The two functions above take network byte order.
  */
 uint16_t transVPMtoTPID(uint16_t vpm);
 

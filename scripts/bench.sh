@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT OR GPL-2.0
-# Runs every bench of a build folder, and says of each bound whether it is met, and which peers are missing.
+# Runs every bench of a build folder. Prints whether each bound is met, and which peers are not installed.
 # Usage: bench.sh BUILD [PATTERN]: only those whose name holds PATTERN.
 set -euo pipefail
 build=$1

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT OR GPL-2.0
-# Line and branch coverage of ifc/ by the tests of the layer. What cannot be reached is named in docs/testing.md.
+# Line and branch coverage of ifc/ by the tests of the layer. docs/testing.md lists what cannot be reached.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build=build/coverage
@@ -9,7 +9,7 @@ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS="--coverage -O
 cmake --build "$build" -j "$(nproc)" --target layer_tests
 find "$build" -name '*.gcda' -delete
 "$build/tests/layer/layer_tests" --gtest_brief=1
-# The test that compiles broken sources leaves notes of objects that never ran.
+# Only $build/ifc: a test that compiles broken sources leaves notes of objects that never ran.
 gcovr --root . --filter "ifc/" --exclude-throw-branches --branches --print-summary \
     --object-directory "$build" "$build/ifc" "$@"
 echo

@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT OR GPL-2.0
-# Boots a kernel with the modules in an emulated 32-bit ARM machine, drives them there and judges the console by its
-# markers. Prints the checks' lines.
+# Boots a kernel in an emulated 32-bit ARM machine, tests the modules there and judges the console by its markers.
+# Prints the lines of the checks.
 # Usage: kernel-boot.sh KERNEL-IMAGE RELEASE BUSYBOX FOLDER EXPECTED SECONDS
-# RELEASE is what the kernel must call itself; FOLDER has what kernel-module.sh built, EXPECTED what kernel-expect.sh did.
+# RELEASE is the release that the kernel must report. kernel-module.sh built FOLDER, kernel-expect.sh built EXPECTED.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 image=$1 release=$2 busybox=$3 build=$4 expected=$5 limit=$6

@@ -37,7 +37,7 @@ build() {
 }
 say "configuring"
 build KCONFIG_ALLCONFIG="$config" allnoconfig >"$work/config.log" 2>&1
-# What the configuration did not take would go unnoticed.
+# Kbuild drops an option that it does not accept, and prints nothing.
 while read -r line; do
     case $line in
     CONFIG_*=y) grep -qx "$line" "$work/build/.config" || say "note: $line is not in effect" ;;

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT OR GPL-2.0
-# Builds ifcctl for this machine and, static, for the target, and lays out the part of the initramfs that is the same
-# for every kernel: the checks, their input, and what the simulated engine of this machine says to it.
+# Builds ifcctl for this machine and, static, for the target. Makes the part of the initramfs that is the same for every
+# kernel: the checks, their input, and the output that this machine's build gives for it.
 # Usage: kernel-expect.sh FOLDER
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -38,7 +38,7 @@ sed -n '/^$/,$p' "$build/host.txt" | sed -n '/LUT0-0/,$p' >"$build/host.dump"
 cd "$fs"
 rm -f "$build/sets.state"
 "$host" -b gateway.ifc >expected/gateway
-# The captures stand at the root of the machine.
+# In the emulated machine the captures are in the root folder.
 sed 's| /\([a-z]*\.pcap\)| \1|' tool.ifc | "$host" -b - >expected/tool
 sed 's| /\([a-z]*\.pcap\)| \1|' tool.ifc | "$host" -j -b - >expected/tool.json
 sed 's| /set.ifc| set.ifc|' sets.ifc | "$host" --state "$build/sets.state" -b - >expected/sets

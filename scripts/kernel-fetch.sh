@@ -7,7 +7,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 wanted=$1
-# Where Debian has this version: each is asked for by name, so that a newer suite of this machine changes nothing.
+# The Debian suites that have this version. Their names are fixed, so that this machine's own suite does not matter.
 case $wanted in
 5.10) suites="bullseye" ;;
 6.1) suites="bookworm" ;;
@@ -25,14 +25,14 @@ if [ -e "$root/complete" ]; then
     echo "$root"
     exit 0
 fi
-# What an interrupted run left is no part of this one.
+# Removes what an interrupted run left.
 rm -rf "$work/debs" "$root"
 mkdir -p "$shared/lists/partial" "$work"/{cache/archives/partial,debs} "$root"
 host=$(dpkg --print-architecture)
 
-# The archive that this machine has its own packages from.
+# The archive that this machine's own packages come from.
 codename=$(. /etc/os-release && echo "${VERSION_CODENAME:-}")
-# shellcheck disable=SC2016 # apt's own names
+# shellcheck disable=SC2016 # names that apt replaces
 archive=$(apt-get indextargets --format '$(RELEASE) $(COMPONENT) $(LABEL) $(REPO_URI)' 'Created-By: Packages' |
     awk -v codename="$codename" '$1 == codename && $2 == "main" && ($3 == "Debian" || NF == 3) { print $NF; exit }')
 [ -n "$archive" ] || {
@@ -58,7 +58,7 @@ Dir::State::status "$work/status";
 Dir::Cache "$work/cache";
 CONF
 export APT_CONFIG=$work/apt.conf
-# One broken index of several makes update fail; what is needed decides below.
+# One broken index makes the update fail. Whether it is needed shows below.
 apt-get update -qq >"$work/update.log" 2>&1 || true
 
 # record PACKAGE FIELD: a field of the newest package of the wanted version.
@@ -86,7 +86,7 @@ for name in image headers common kbuild; do
     }
 done
 version=$(record "$headers" Version)
-# The build tools run here, so they are for this machine, in the same version.
+# The build tools run here, so their architecture is this machine's. The version is the same.
 (cd "$work/debs" && apt-get download -qq "$image=$version" "$headers=$version" "$common=$version" busybox-static \
     "$kbuild:$host=$version")
 
@@ -96,7 +96,7 @@ for deb in "$work"/debs/*.deb; do
     *) dpkg -x "$deb" "$root" ;;
     esac
 done
-# The headers' Makefile names the installed place of the common part.
+# The headers' Makefile names the place where their common part would be installed.
 sed -i "s|/usr/src/|$root/usr/src/|" "$root/usr/src/$headers/Makefile"
 ln -sfn "$root/usr/src/$headers" "$root/headers"
 ln -sfn "$(ls "$root"/boot/vmlinuz-*)" "$root/vmlinuz"

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT OR GPL-2.0
-# Builds ifc.ko and its tests against a kernel, and once more as an embedder has it (tests/kernel/embedder.h); checks
-# what the objects need and export, what Kbuild must refuse, and what `make clean` leaves. Prints PASS, FAIL and NOTE
-# lines. The modules are then in FOLDER/module, the embedder's in FOLDER/embedder.
+# Builds ifc.ko and its tests against a kernel, and once more with an embedder's settings (tests/kernel/embedder.h).
+# Checks what the objects need and export, what Kbuild must refuse, and what `make clean` leaves. Prints PASS, FAIL and
+# NOTE lines. The modules are then in FOLDER/module, the embedder's in FOLDER/embedder.
 # Usage: kernel-module.sh KERNEL-HEADERS FOLDER
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -18,7 +18,7 @@ check() { # WHAT COMMAND...
     shift
     if "$@"; then pass "$what"; else fail "$what"; fi
 }
-none() { # WHAT COMMAND...: it prints nothing
+none() { # WHAT COMMAND...: passes if the command prints nothing
     local what=$1 printed
     shift
     printed=$("$@")
@@ -26,7 +26,7 @@ none() { # WHAT COMMAND...: it prints nothing
     check "$what" [ -z "$printed" ]
 }
 
-# sources FOLDER: the module's own, afresh where they have changed.
+# sources FOLDER: copies the module's sources that have changed, and removes those that are gone.
 sources() {
     local file
     mkdir -p "$1"
@@ -38,7 +38,7 @@ sources() {
         [ ! -f "$file" ] || cmp -s "$file" "$1/$(basename "$file")" || cp "$file" "$1/"
     done
 }
-# kbuild FOLDER ARGUMENT...: the headers name a compiler of their own, so ours is named where it wins.
+# kbuild FOLDER ARGUMENT...: the headers name their own compiler; CC on the command line overrides it.
 kbuild() {
     local folder=$1
     shift
@@ -82,13 +82,13 @@ wide_searches() {
 }
 none "no object searches 64 bits by a call" wide_searches
 
-# As in a driver with members of its own in the context and a revision query of its own.
+# With extra members in the context and a revision query, as a driver may have them.
 embedder=$build/embedder
 sources "$embedder"
 logged "$build/embedder.log" kbuild "$embedder" KCFLAGS="-include $root/tests/kernel/embedder.h" ifc.ko
 check "an embedder's build has no warnings" sh -c "! grep -a 'warning:' '$build/embedder.log'"
 
-# What Kbuild must refuse, in the place of one of the engine's sources.
+# Kbuild must refuse this source in the place of one of the engine's sources.
 refused() { # SOURCE MESSAGE
     local tree=$build/refused/tree name
     name=$(basename "$1" .cpp)

@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT OR GPL-2.0
-# Builds ifc.ko and its tests for 32-bit ARM kernels, boots each in an emulated machine, drives the modules there and
-# judges the console by its markers. Prints what ran, and at the end a table of the kernels.
+# Builds ifc.ko and its tests for 32-bit ARM kernels, boots each in an emulated machine, tests the modules there and
+# judges the console by its markers. Prints the checks, and at the end a table of the kernels.
 # Usage: kernel-test.sh [KERNEL...]
 #   5.10 6.1 6.12  the newest of Debian's packages of this version (6.1 when nothing is named); all: these three
-#   debug compact  6.1 built here as tests/kernel/KERNEL.config says, with all of its checks or as a product has it
+#   debug compact  6.1 built here as tests/kernel/KERNEL.config says, with all debug checks or compact
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
@@ -21,7 +21,7 @@ mkdir -p "$base"
 start=$SECONDS
 step() { printf '%4d s  %s\n' $((SECONDS - start)) "$*"; }
 
-# test KERNEL: everything about one of them; its row of the table goes to its folder.
+# test KERNEL: all steps for one kernel. Its row of the table goes to its folder.
 test_kernel() {
     local kernel=$1 build=$base/$1 limit=300 from=$SECONDS target folder release image headers result=0
     mkdir -p "$build"

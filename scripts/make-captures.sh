@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT OR GPL-2.0
-# Makes the example captures: traffic of two real protocol stacks in network namespaces, joined by a veth pair, and
-# the framings that a kernel does not make on its own, written by scapy. Needs root.
+# Makes the example captures. One holds traffic of two real protocol stacks in network namespaces, joined by a veth pair.
+# The other holds framings that a kernel does not make by itself, written by scapy. Needs root.
 set -euo pipefail
 cd "$(dirname "$0")/../examples"
 work=$(mktemp -d)
@@ -26,7 +26,7 @@ for side in a b; do
     ip -n "$space" address add "192.168.1.$number/24" dev "veth-$side"
     ip -n "$space" address add "2001:db8:40::$number/64" dev "veth-$side" nodad
     ip -n "$space" route add 224.0.0.0/4 dev "veth-$side"
-    # Checksums and segments as on the wire, not as left to a card.
+    # Checksums and segments as on the wire: the stack does not offload them.
     ip netns exec "$space" ethtool -K "veth-$side" tx off tso off gso off gro off >/dev/null 2>&1 || true
 done
 

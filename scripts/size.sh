@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT OR GPL-2.0
-# Text, data and stack of the rule layer and of the ruleset on 32-bit ARM (Thumb-2, -Os), against their bounds.
+# Prints text, data and stack of the rule layer and of the ruleset on 32-bit ARM (Thumb-2, -Os). Fails above a bound.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build=build/size
@@ -9,7 +9,7 @@ cmake -S . -B "$build" -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/armhf.cmake" -DCMAKE_B
     -DCMAKE_CXX_FLAGS=-fstack-usage -DIFC_BUILD_TESTS=OFF -DIFC_BUILD_TOOLS=OFF >/dev/null
 cmake --build "$build" --target ifc_util ifc_ruleset >/dev/null
 
-# measure NAME FOLDER TEXT_BOUND: fails above a bound.
+# measure NAME FOLDER TEXT_BOUND: false above a bound.
 measure() {
     local name=$1 folder=$build/$2 text_bound=$3 library text stack constructors heap
     library=$folder/lib$name.a

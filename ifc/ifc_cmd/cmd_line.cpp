@@ -27,7 +27,7 @@ int digit(char c)
     return 99;
 }
 
-// Reads all of the word, or fails. Numbers have at most 62 bits, so that no sum overflows.
+// Reads the whole word, or fails. Numbers have at most 62 bits, so that no sum overflows.
 bool parseNumber(Word word, int64_t &value)
 {
     const bool negative = word.length > 1 && *word.text == '-';
@@ -68,7 +68,7 @@ bool equals(const Word &word, const char *name)
 {
     uint n = 0;
     for (; n < word.length; ++n)
-        if (name[n] != word.text[n]) // also where the name is shorter
+        if (name[n] != word.text[n]) // true at the end of a shorter name, too
             return false;
     return name[n] == '\0';
 }
@@ -91,8 +91,8 @@ bool readNumber(Answer &answer, const char *operation, const Param &param, const
 namespace
 {
 
-constexpr Param kConditionParts[] = {U("field"), U("command"), Upto("mask", 0xFFFFFFFFFFFF),
-                                     Upto("key", 0xFFFFFFFFFFFF)};
+constexpr Param kConditionParts[] = {u32("field"), u32("command"), upTo("mask", 0xFFFFFFFFFFFF),
+                                     upTo("key", 0xFFFFFFFFFFFF)};
 
 bool readCondition(Answer &answer, const char *operation, const Word &word, uint at)
 {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Reading a command line: words, numbers, requests, frames; and the answer that a faulty word gets.
+// Reads a command line: words, numbers, requests, frames. Answers a faulty word with what is accepted.
 #pragma once
 
 #include "ifc/ifc_cmd.h"
@@ -25,15 +25,15 @@ struct Param {
     int64_t most;
 };
 
-constexpr Param U(const char *name)
+constexpr Param u32(const char *name)
 {
     return {name, 0, 0xFFFFFFFF};
 }
-constexpr Param I(const char *name)
+constexpr Param i32(const char *name)
 {
     return {name, -0x80000000LL, 0x7FFFFFFF};
 }
-constexpr Param Upto(const char *name, int64_t most)
+constexpr Param upTo(const char *name, int64_t most)
 {
     return {name, 0, most};
 }
@@ -41,7 +41,7 @@ constexpr Param Upto(const char *name, int64_t most)
 // What may follow the numbers.
 enum class Tail : uint8_t { None, Request, Condition, Frame };
 
-// What an operation is called with. Request and frame stand in static memory.
+// What an operation is called with. Request and frame are in static memory.
 struct Arguments {
     int64_t n[kMostNumbers];
     orva_ifc_param *request;
@@ -62,7 +62,7 @@ public:
         (void)snprintf(text, sizeof text, format, values...);
         print_(user_, text);
     }
-    // For an operation that finds its arguments out of range: it would read memory outside of the frame.
+    // For an operation whose arguments would make it read memory outside the frame.
     void refuse(const char *operation, const char *argument, const char *accepted)
     {
         say("%s: %s: accepted: %s\n", operation, argument, accepted);
@@ -76,13 +76,13 @@ private:
     bool refused_ = false;
 };
 
-// The next word of the line, which moves on. Its length is 0 at the end of the line.
+// Takes the next word and moves `line` past it. The word's length is 0 at the end of the line.
 Word nextWord(const char *&line);
 bool equals(const Word &word, const char *name);
-// How much of a word an answer repeats.
+// How many characters of a word an answer repeats.
 int printedLength(const Word &word);
 
-// The readers are false after they have printed what is accepted.
+// Each reader returns false after it has printed what is accepted.
 bool readNumber(Answer &answer, const char *operation, const Param &param, const Word &word, int64_t &value);
 // Conditions FIELD:COMMAND:MASK:KEY up to the end of the line. Tail::Condition: exactly one.
 bool readRequest(Answer &answer, const char *operation, Tail tail, const char *&line, Arguments &arguments);

@@ -19,39 +19,39 @@ void printBits(Answer &answer, uint value)
 namespace
 {
 
-constexpr Param kIndex = U("ifcIndex");
-constexpr Param kRule = Upto("rule", IFC_LUT0_RULES - 1);
-constexpr Param kEntry = Upto("entry", IFC_LUT1_RULES - 1);
-constexpr Param kHalfword = Upto("word", 0xFFFF);
+constexpr Param kIndex = u32("ifcIndex");
+constexpr Param kRule = upTo("rule", IFC_LUT0_RULES - 1);
+constexpr Param kEntry = upTo("entry", IFC_LUT1_RULES - 1);
+constexpr Param kHalfword = upTo("word", 0xFFFF);
 
-constexpr Param kTransfer[] = {Upto("index", 255), Upto("offset", 255), I("sel"), I("type")};
-constexpr Param kPoll[] = {U("reg"), U("doneBit")};
-constexpr Param kInt[] = {I("ruleId")};
+constexpr Param kTransfer[] = {upTo("index", 255), upTo("offset", 255), i32("sel"), i32("type")};
+constexpr Param kPoll[] = {u32("reg"), u32("doneBit")};
+constexpr Param kInt[] = {i32("ruleId")};
 constexpr Param kOneRule[] = {kRule};
 constexpr Param kOneEntry[] = {kEntry};
-constexpr Param kShownRule[] = {kRule, I("ruleId")};
-constexpr Param kSlot[] = {kRule, Upto("slot", 31), U("mask"), U("key")};
-constexpr Param kSetLut0[] = {kIndex,         U("enMode"),   U("fieldIdx"), U("command"),
-                              U("mask_high"), U("mask_low"), U("key_high"), U("key_low")};
-constexpr Param kSetLut1[] = {kIndex,       U("enMode"), U("endFlag"),  U("fieldIdx"),
-                              U("command"), U("mask"),   U("key_high"), U("key_low")};
-constexpr Param kReduce[] = {U("mask_high"), U("mask_low"), I("mask_bit")};
-constexpr Param kFree[] = {U("field_num")};
-constexpr Param kMatchLut0[] = {U("field_num"), kRule};
-constexpr Param kMatchLut1[] = {Upto("field_num", IFC_LUT1_RULES), kEntry};
-constexpr Param kSetAction[] = {kIndex,      U("actIdx"), U("enMode"), U("value0"),
-                                U("value1"), U("value2"), U("value3")};
+constexpr Param kShownRule[] = {kRule, i32("ruleId")};
+constexpr Param kSlot[] = {kRule, upTo("slot", 31), u32("mask"), u32("key")};
+constexpr Param kSetLut0[] = {kIndex,           u32("enMode"),   u32("fieldIdx"), u32("command"),
+                              u32("mask_high"), u32("mask_low"), u32("key_high"), u32("key_low")};
+constexpr Param kSetLut1[] = {kIndex,         u32("enMode"), u32("endFlag"),  u32("fieldIdx"),
+                              u32("command"), u32("mask"),   u32("key_high"), u32("key_low")};
+constexpr Param kReduce[] = {u32("mask_high"), u32("mask_low"), i32("mask_bit")};
+constexpr Param kFree[] = {u32("field_num")};
+constexpr Param kMatchLut0[] = {u32("field_num"), kRule};
+constexpr Param kMatchLut1[] = {upTo("field_num", IFC_LUT1_RULES), kEntry};
+constexpr Param kSetAction[] = {kIndex,        u32("actIdx"), u32("enMode"), u32("value0"),
+                                u32("value1"), u32("value2"), u32("value3")};
 constexpr Param kOneIndex[] = {kIndex};
-constexpr Param kOneAction[] = {Upto("ifcIndex", IFC_ACTIONS - 1)};
-constexpr Param kBind[] = {kIndex, U("acntIdx")};
-constexpr Param kResult[] = {I("ifc_type"), I("index")};
-constexpr Param kValue[] = {U("value")};
+constexpr Param kOneAction[] = {upTo("ifcIndex", IFC_ACTIONS - 1)};
+constexpr Param kBind[] = {kIndex, u32("acntIdx")};
+constexpr Param kResult[] = {i32("ifc_type"), i32("index")};
+constexpr Param kValue[] = {u32("value")};
 constexpr Param kWord[] = {kHalfword};
-constexpr Param kPppoe[] = {Upto("pre_len", kMostFrameBytes)};
-constexpr Param kLength[] = {Upto("lens", kMostFrameBytes)};
-constexpr Param kOffset[] = {Upto("offset", kMostFrameBytes)};
-constexpr Param kTransport[] = {Upto("offset", kMostFrameBytes), Upto("tcp_udp_length", 0xFFFF),
-                                Upto("tcp_udp_protocol", 0xFF)};
+constexpr Param kPppoe[] = {upTo("pre_len", kMostFrameBytes)};
+constexpr Param kLength[] = {upTo("lens", kMostFrameBytes)};
+constexpr Param kOffset[] = {upTo("offset", kMostFrameBytes)};
+constexpr Param kTransport[] = {upTo("offset", kMostFrameBytes), upTo("tcp_udp_length", 0xFFFF),
+                                upTo("tcp_udp_protocol", 0xFF)};
 
 IFC_Mode_t toMode(const Arguments &a, uint n)
 {
@@ -81,7 +81,7 @@ void unpackMaskKey(const Arguments &a, Answer &answer)
     showArrays(answer, masks, keys);
 }
 
-// One word of the arrays: unpack, change, pack.
+// Unpacks the arrays, changes one word and packs them again.
 void setMaskKey(const Arguments &a, Answer &answer)
 {
     uint masks[32];
@@ -116,7 +116,7 @@ void getCounter(const Arguments &a, Answer &answer)
 void readPppoe(const Arguments &a, Answer &answer)
 {
     if (a.u(0) + 10 > a.frame->len) {
-        answer.refuse("getPppoeSid", "pre_len", "a place with 10 bytes of the frame behind it");
+        answer.refuse("getPppoeSid", "pre_len", "a place with 10 bytes of the frame after it");
         return;
     }
     uint16_t sid = 0;
@@ -136,7 +136,7 @@ void sumBuffer(const Arguments &a, Answer &answer)
 void sumIpv4Header(const Arguments &a, Answer &answer)
 {
     if (a.u(0) + 20 > a.frame->len)
-        answer.refuse("ipv4_checksum", "offset", "a place with 20 bytes of the frame behind it");
+        answer.refuse("ipv4_checksum", "offset", "a place with 20 bytes of the frame after it");
     else
         printBits(answer, ipv4_checksum(a.frame, a.i(0)));
 }
@@ -150,7 +150,7 @@ void sumTransport(const Arguments &a, Answer &answer)
                                            static_cast<uint8_t>(a.u(2))));
 }
 
-// Shorthands for the table: an operation that returns a number, bits, or nothing.
+// Shorthands for the table, by result: a number, bits, or nothing. OWN: a function above calls the operation.
 // clang-format off
 #define IFC_CMD_OWN(name, params, tail, function) \
     {#name, params, sizeof(params) / sizeof(Param), tail, function}

@@ -24,7 +24,7 @@ struct Operations {
 
 extern const Operations kOperations;
 
-// Answers of the operations: "= " and the result.
+// Print the answer of an operation: "= " and the result.
 void printNumber(Answer &answer, int value);
 void printBits(Answer &answer, uint value);
 

@@ -14,14 +14,14 @@ struct Variable {
 };
 
 constexpr Variable kVariables[] = {
-    {Upto("dbgLevel", DBG_MSG), [] { return static_cast<uint>(gpIfcPriv->dbgLevel); },
+    {upTo("dbgLevel", DBG_MSG), [] { return static_cast<uint>(gpIfcPriv->dbgLevel); },
      [](uint value) { gpIfcPriv->dbgLevel = static_cast<uint8>(value); }},
-    {U("ifcSendToPpe"), [] { return static_cast<uint>(ifcSendToPpe); },
+    {u32("ifcSendToPpe"), [] { return static_cast<uint>(ifcSendToPpe); },
      [](uint value) { ifcSendToPpe = value; }},
 };
 
-// One row of a table as the hardware holds it: a read transfer, then the four data registers.
-constexpr Param kRow[] = {Upto("sel", IFC_SEL_COUNTER), Upto("index", 255), Upto("offset", 255)};
+// The arguments of `get row`: one row of a table in the hardware.
+constexpr Param kRow[] = {upTo("sel", IFC_SEL_COUNTER), upTo("index", 255), upTo("offset", 255)};
 
 void printRow(Answer &answer, const int64_t *values)
 {

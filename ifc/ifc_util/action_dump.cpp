@@ -21,8 +21,8 @@ static_assert(sizeof kPieces / sizeof *kPieces == ifc::kEnable.width);
 
 } // namespace
 
-// Known: the pieces follow the enable bits as they stand. So on revision 12 the sub-actions above CNT0 are
-// shown as the ones before them.
+// Known: the enable bits are read without the shift of revision 12. There each sub-action after CNT0 is shown
+// as the one before it.
 int ifc_dump_action(int ifcIndex)
 {
     IFC_Action_Format action;
@@ -31,7 +31,7 @@ int ifc_dump_action(int ifcIndex)
     for (uint bit = 0; bit < ifc::kEnable.width; ++bit) {
         if ((action.bits.enable >> bit & 1) == 0)
             continue;
-        const ifc::ActionField *shown = ifc::kShownFields[bit];
+        const ifc::ActionField *shown = ifc::kShownFields.of[bit];
         (void)printk(kPieces[bit], ifc::getActionField(action.word, shown[0]),
                      ifc::getActionField(action.word, shown[1]), ifc::getActionField(action.word, shown[2]));
     }

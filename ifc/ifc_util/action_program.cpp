@@ -42,7 +42,7 @@ int ifc_set_action(uint ifcIndex, uint actIdx, IFC_Mode_t enMode, uint value0, u
         IFC_REPORT_FIELD_INDEX(actIdx); // Known: the text and its bounds are those of another check
         return -1;
     }
-    // Known: the refusal is destructive, so that no frame follows a rule that must not be.
+    // Known: the refusal is destructive. It deletes the rule, so that no frame can hit it.
     if (actIdx != IFC_ACT_CPU_NBQ && ifcSendToPpe == 0) {
         IFC_REPORT(
             "WARNING: ifcIndex is %d Action index is %d, packets matched ifc rules and send to ppe will "
@@ -77,12 +77,12 @@ int ifc_set_action(uint ifcIndex, uint actIdx, IFC_Mode_t enMode, uint value0, u
 
     uint shown[ifc::kSubActionShown];
     for (uint n = 0; n < ifc::kSubActionShown; ++n)
-        shown[n] = ifc::getActionField(action.word, ifc::kShownFields[actIdx][n]);
+        shown[n] = ifc::getActionField(action.word, ifc::kShownFields.of[actIdx][n]);
     if (actIdx == IFC_ACT_FPORT_NBQ)
-        shown[1] = values[1]; // Known: as passed, not as stored
+        shown[1] = values[1]; // Known: prints nbq as passed, not as stored
     (void)printk(kLines[actIdx], shown[0], shown[1], shown[2]);
     if (actIdx == IFC_ACT_DPI)
-        switchEnableBit(action, ifc::enableMask(IFC_ACT_DPI, 0), on); // alike on all revisions
+        switchEnableBit(action, ifc::enableMask(IFC_ACT_DPI, 0), on); // the same bit on all revisions
 
     const ifc::WindowLock lock;
     ifc::writeAction(ifcIndex, action);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// What the operations print of the sub-actions with an enable bit, by sub-action number from 0 on. The values
-// are those of ifc::kShownFields.
+// The texts that the operations print for sub-actions with an enable bit, in the order of their numbers. The
+// printed values are those of ifc::kShownFields.
 #pragma once
 
 #define IFC_SUB_ACTION_TEXTS(X)     \

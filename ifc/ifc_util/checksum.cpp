@@ -30,7 +30,7 @@ uint32_t bigEndianWord(const unsigned char *p)
     return static_cast<uint32_t>(p[0]) << 8 | p[1];
 }
 
-// The plain sum: what the accumulator holds after each word is what the traces show.
+// The plain sum. The traces show its accumulator after each word.
 uint32_t addPlain(const unsigned char *p, uint bytes, bool trace)
 {
     uint32_t sum = 0;
@@ -49,9 +49,9 @@ uint32_t foldOnce(uint32_t sum)
     return (sum & 0xFFFF) + (sum >> 16);
 }
 
-// One's complement sums do not care for the byte order until the end (RFC 1071, 2B), so native words are
-// added into a sum too wide to overflow. The result is the plain sum folded: congruent to it modulo 0xFFFF,
-// and zero only if that is zero.
+// A one's complement sum may swap bytes at the end instead of in each word (RFC 1071, 2B). So native words
+// are added into a sum too wide to overflow. The result is the plain sum folded: congruent to it modulo
+// 0xFFFF, and zero only if the plain sum is zero.
 uint32_t addWide(const unsigned char *p, uint bytes)
 {
     uint64_t sum = 0;
@@ -101,7 +101,7 @@ uint32_t addWide(const unsigned char *p, uint bytes)
     return (folded << 8 | folded >> 8) & 0xFFFF;
 }
 
-// What an operation traces, from one reading of the level: another context may change it meanwhile.
+// What an operation traces. It reads the level once, because another context may change it meanwhile.
 struct Trace {
     bool steps;
     bool words;
@@ -141,7 +141,7 @@ unsigned int ipv4_checksum(const struct sk_buff *skb, int offset)
     const Trace trace = currentTrace();
     if (trace.steps)
         IFC_REPORT("ipv4_checksum: offset:%d\n", offset);
-    // Known: positions are unsigned, so the range of an offset just below 0 ends before it begins.
+    // Known: positions are unsigned, so for an offset from -20 to -1 the range ends before it begins.
     const uint first = static_cast<uint>(offset);
     const uint32_t sum = first < first + kIpv4Header ? add(skb->data + offset, kIpv4Header, trace) : 0;
     if (trace.steps)

@@ -21,7 +21,7 @@ unsigned long long readTotal(uint highRegister, uint lowRegister, uint32_t highM
            static_cast<unsigned long long>(static_cast<long long>(static_cast<int32_t>(low)));
 }
 
-// The register's shift takes the low byte of its count and empties the word from 32 on.
+// As a 32-bit shift works on ARM: the low byte of the index counts, and a shift by 32 or more gives 0.
 uint32_t hitBit(int index)
 {
     const uint count = static_cast<uint>(index) & 0xFF;

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Masks and keys in the arrays of the codec: one word a field, but for the MAC addresses.
+// Masks and keys in the arrays of the codec: one word per field, except for the MAC addresses.
 #pragma once
 
 #include "ifc/records/fields.h"
 
 namespace ifc
 {
-namespace // nothing of it is exported
+namespace // internal linkage: exports nothing
 {
 
 constexpr uint kArrayWords = 32;
@@ -21,7 +21,7 @@ inline uint64_t arrayValue(const uint *array, uint field)
     return array[field];
 }
 
-// The inverse. Of word 1 the half of the other MAC address stays.
+// The inverse. The half of word 1 that belongs to the other MAC address is kept.
 inline void setArrayValue(uint *array, uint field, uint high, uint low)
 {
     if (field == DMAC) {

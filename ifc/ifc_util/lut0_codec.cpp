@@ -9,7 +9,7 @@
 namespace
 {
 
-// Where each word of the arrays stands in an area. The two MAC addresses fill the words 0, 1 and 2 together.
+// The place of each array word in an area. The two MAC addresses fill the words 0, 1 and 2 together.
 struct Layout {
     ifc::FieldPlace slot[ifc::kArrayWords];
 };

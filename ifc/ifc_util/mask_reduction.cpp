@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Reduces contiguous masks to the direction and length that LUT1 entries store, and prints why it cannot.
+// Reduces contiguous masks to the direction and length that LUT1 entries store. Prints why another mask is
+// refused.
 #include "ifc/ifc_util.h"
 
 #include "ifc/records/narrow_record.h"

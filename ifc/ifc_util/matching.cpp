@@ -20,7 +20,7 @@ struct Wanted {
     uint64_t key;
 };
 
-// A request has no field after the end of its arrays, as it has none after the end of its list.
+// Past the end of its arrays a request reads as field 0, the same as past the end of its list.
 Wanted wantedOf(const orva_ifc_param &request, uint i)
 {
     if (i >= IFC_PARAM_CONDITIONS)
@@ -36,7 +36,7 @@ IFC_LUT1_Format lut1Entry(uint entry)
     return entry < IFC_LUT1_RULES ? IFC_LUT1_Rule[entry] : IFC_LUT1_Format{};
 }
 
-// The mask is reduced before anything else is compared, and a failed reduction is compared like any other.
+// The mask is reduced before anything else is compared. A failed reduction is compared like a reduced mask.
 bool matchesWord(const Wanted &c, const IFC_LUT1_Format &entry, int width, uint lengthMask)
 {
     const uint reduced =
@@ -75,8 +75,8 @@ bool matchesOther(const Wanted &c, const IFC_LUT1_Format &entry)
     return matchesHalf(c, entry, c.mask & 0xFFFF, c.key & 0xFFFF);
 }
 
-// By how many request indexes the search moves on after a condition in the range; 0: the condition is not
-// there.
+// How many request indexes the search moves on after this condition. 0: the range does not hold the
+// condition.
 //
 // Known: these indexes count entries, while the request lists conditions. So the search skips the condition
 // after a MAC whose high part is found. A low part takes the entry after it too, whatever it holds. At the
@@ -167,7 +167,7 @@ int ifc_match_rule_lut0(struct orva_ifc_param *ifc_param_ptr, uint field_num, ui
         if (!ifc::isWideField(c.field) || !ifc::wideEnables(rule, c.field) ||
             ifc::wideCommand(rule, c.field) != c.command)
             break;
-        // The high words count for a MAC only.
+        // The high words are compared for MAC fields only.
         const uint64_t differences =
             (ifc::arrayValue(masks, c.field) ^ c.mask) | (ifc::arrayValue(keys, c.field) ^ c.key);
         if (ifc::lowWord(differences) != 0 || (ifc::isMac(c.field) && ifc::highWord(differences) != 0))

@@ -27,7 +27,7 @@ int firstFreeLut0()
     return -1;
 }
 
-// Both return the action index, or -1 with what was written left in place.
+// Both return the action index, or -1. After a failure the conditions written so far stay in place.
 int placeInLut0(const orva_ifc_param &request, uint rule)
 {
     for (uint i = 0; i < ifc::kCountedConditions && request.fieldIdx[i] != 0; ++i) {

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Messages that carry the place they come from.
+// Messages with the name and line of their source.
 #pragma once
 
 #include "ifc/ifc_glb.h"
 
 namespace ifc
 {
-namespace // nothing of it is exported
+namespace // internal linkage: exports nothing
 {
 
 constexpr const char *baseName(const char *path)
@@ -33,10 +33,10 @@ inline bool traces(unsigned level)
 #define IFC_SOURCE ::ifc::baseName(__FILE__)
 #endif
 
-// Prints a message with base name and line of the reporting source in front, in one call.
+// Prints base name and line of the source, then the message, in one call of printk.
 #define IFC_REPORT(text, ...) (void)printk("%s [%d]: " text, IFC_SOURCE, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
 
-// The refusals that several operations share, so that each text stands once.
+// The refusals that several operations share.
 #define IFC_REPORT_ACTION_INDEX(index) \
     IFC_REPORT("Error: Action Index is %d, which should less than %d\n", index, IFC_ACTIONS)
 #define IFC_REPORT_FIELD_INDEX(index) \

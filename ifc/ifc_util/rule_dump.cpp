@@ -76,7 +76,7 @@ int ifc_dump_lut1_rules(void)
                          "Key:%08x\n",
                          index, entry.type1.end, entry.type1.direction, entry.type1.command, name,
                          ifc::narrowMask(entry.word), entry.type1.key);
-        // Known: each entry prints an action, also inside a chain, where only the last one's applies.
+        // Known: each entry prints its action. In a chain only the action of the last entry applies.
         (void)ifc_dump_action(static_cast<int>(ifc::actionOfEntry(index)));
     }
     return 0;

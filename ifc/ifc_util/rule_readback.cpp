@@ -59,7 +59,7 @@ int ifc_get_rule_from_hw(int ruleId)
 {
     const int all = static_cast<int>(IFC_LUT0_RULES);
     if (ruleId < 0 || ruleId > all) {
-        // Known: the function's name in place of the file's, and no brackets.
+        // Known: prints the function's name instead of the file's, and no brackets.
         (void)printk("%s %d : lut0Id should be less than %d\n", __func__, __LINE__, all);
         return -1;
     }

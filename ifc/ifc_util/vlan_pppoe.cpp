@@ -80,7 +80,7 @@ int32_t getPppoeSid(struct sk_buff *skb, uint32_t pre_len, uint16_t *sid, uint16
         (void)printk(" tag_len=%d\n", fromNetwork(header + 8));
         (void)printk("=================\n");
     }
-    *ppp_tag = asItLies(header + 6); // Known: before the header is judged
+    *ppp_tag = asItLies(header + 6); // Known: stored before the header is checked
     if (version != 1 || type != 1)
         return -1;
     *sid = asItLies(header + 2);

@@ -8,7 +8,7 @@
 
 namespace ifc
 {
-namespace // nothing of it is exported
+namespace // internal linkage: exports nothing
 {
 
 // Holds the driver's lock with interrupts disabled.

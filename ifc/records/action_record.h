@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Action entries: fields by place, what each sub-action sets and shows, enable bits by chip revision.
+// Action entries: places of the fields, what each sub-action sets and prints, enable bits by chip revision.
 //
 // An entry is given by its four words in record order (`word` of IFC_Action_Format; a row of the engine's
 // table).
@@ -62,7 +62,7 @@ constexpr ActionField kSetFields[IFC_ACT_COUNT][kSubActionValues] = {
     {kIpv4Dscp},
     {kIpv6TrafficClass},
     {kVpm0, kVo0, kVid0High, kVid0Low},
-    {kVo1, kVid1High, kVid1Low}, // Known: tag 1 has no TPID selector, so its values stand one lower
+    {kVo1, kVid1High, kVid1Low}, // Known: no TPID selector for tag 1, so its values start one earlier
     {kFqos},
     {kFast},
     {kMc},
@@ -72,28 +72,22 @@ constexpr ActionField kSetFields[IFC_ACT_COUNT][kSubActionValues] = {
     {kDpi},
 };
 
-// The values that are printed of a sub-action, in this order: the same fields, and a VLAN tag's two pieces as
-// one number.
+// The fields that are printed for a sub-action, in this order: those that it sets, but the two pieces of a VLAN
+// tag as one number.
 constexpr uint kSubActionShown = 3;
-constexpr ActionField kShownFields[IFC_ACT_COUNT][kSubActionShown] = {
-    {kChannel, kQueue},
-    {kFport, kNbq},
-    {kSpTag},
-    {kCnt0},
-    {kCnt1},
-    {kMtrG},
-    {kIpv4Dscp},
-    {kIpv6TrafficClass},
-    {kVpm0, kVo0, kVid0},
-    {kVo1, kVid1},
-    {kFqos},
-    {kFast},
-    {kMc},
-    {kKeepPcp},
-    {kCpu, kNbq},
-    {kOwf},
-    {kDpi},
+struct ShownFields {
+    ActionField of[IFC_ACT_COUNT][kSubActionShown];
 };
+constexpr ShownFields kShownFields = [] {
+    ShownFields shown{};
+    for (uint action = 0; action < IFC_ACT_COUNT; ++action)
+        for (uint n = 0; n < kSubActionShown; ++n)
+            shown.of[action][n] = kSetFields[action][n];
+    shown.of[IFC_ACT_VLAN0][2] = kVid0;
+    shown.of[IFC_ACT_VLAN1][1] = kVid1;
+    shown.of[IFC_ACT_VLAN1][2] = {};
+    return shown;
+}();
 
 // The largest value that the field stores. Larger ones are cut to its width by ifc_set_action().
 constexpr uint actionFieldMost(ActionField field)
@@ -126,8 +120,8 @@ constexpr void setActionField(uint32_t *words, ActionField field, uint value)
 }
 
 // The bit that switches a sub-action on, as a mask of the 14-bit enable bitmap. 0: the sub-action has none
-// (cpu and nbq, owf). Revision 12 has one bit for both counters, so the bits of the sub-actions 4 to 13 stand
-// one lower. Known: dpi uses the bit that keep pcp has on the other revisions.
+// (cpu and nbq, owf). Revision 12 has one bit for both counters, so there the bits of the sub-actions 4 to 13
+// are one lower. Known: dpi uses the bit that keep pcp has on the other revisions.
 constexpr uint enableMask(uint subAction, int revision)
 {
     if (subAction == IFC_ACT_DPI)
@@ -139,7 +133,7 @@ constexpr uint enableMask(uint subAction, int revision)
 }
 static_assert(kEnable.width == IFC_ACT_KEEP_PCP + 1);
 
-// Whether a sub-action takes place: by its enable bit, or by its own flag where it has none.
+// Whether a sub-action is on: by its enable bit, or by its own flag where it has none.
 constexpr bool isSubActionOn(const uint32_t *words, uint subAction, int revision)
 {
     if (subAction == IFC_ACT_CPU_NBQ)
@@ -149,7 +143,7 @@ constexpr bool isSubActionOn(const uint32_t *words, uint subAction, int revision
     return (getActionField(words, kEnable) & enableMask(subAction, revision)) != 0;
 }
 
-// The places above against the bit-field view (wide_record.h says why not with clang).
+// Checks the places above against the bit-field view (not with clang; wide_record.h says why).
 static_assert(sizeof(IFC_Action_Format) == 4 * kActionWords);
 #ifndef __clang__
 struct ActionWords {
@@ -201,7 +195,7 @@ IFC_SAME(kEnable, enable)
 IFC_SAME(kCpu, cpu)
 IFC_SAME(kNbq, nbq)
 #undef IFC_SAME
-// These lie over two members each.
+// Each of these spans two members.
 static_assert(viewWith(kCnt0, 0x2B).cnt0_5_4 == 2 && viewWith(kCnt0, 0x2B).cnt0_3_0 == 0xB);
 static_assert(viewWith(kVid0, 0xA123).vid0_15_12 == 0xA && viewWith(kVid0, 0xA123).vid0_11_0 == 0x123);
 static_assert(viewWith(kVid1, 0xA123).vid1_15_12 == 0xA && viewWith(kVid1, 0xA123).vid1_11_0 == 0x123);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// What else is known of the chip: revisions, VLAN tag codes, entry numbers, the bounds of the placement. The
-// table sizes stand in ifc/ifc_glb.h, registers and rows in ifc/ifc_regs.h.
+// Facts about the chip: revisions, VLAN tag codes, entry numbers, the bounds of the placement. Table sizes
+// are in ifc/ifc_glb.h, registers and rows in ifc/ifc_regs.h.
 #pragma once
 
 #include "ifc/ifc_glb.h"
@@ -74,11 +74,10 @@ constexpr uint entryOfAction(uint action) // 8 to 39
 static_assert(actionOfEntry(IFC_LUT1_RULES - 1) == IFC_ACTIONS - 1 && IFC_COUNTERS == IFC_ACTIONS);
 static_assert(IFC_LUT1_RULES % IFC_LUT1_SUB_TABLE == 0);
 
-// The automatic placement and deletion. Known: a request is counted, deleted and put into LUT0 up to 31
-// conditions, while the LUT1 loop goes on to 48.
+// How many conditions of a request the automatic placement and deletion read. Known: the LUT1 loop of the
+// placement reads up to 48.
 constexpr uint kCountedConditions = 31;
-// A request of so many counted entries or more goes to LUT0 while a rule is free there. (LUT1 takes it only
-// when LUT0 is full.)
+// A request of this many counted entries or more goes to LUT0, or to LUT1 when LUT0 is full.
 constexpr uint kWideFromCount = 9;
 
 // A counter entry in the order of IFC_DATA0 to IFC_DATA3: 64 bits of bytes, then 56 bits of packets.

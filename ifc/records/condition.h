@@ -7,8 +7,7 @@
 namespace ifc
 {
 
-// The 2-bit command codes of the records. What they compare is the hardware's business; the names are those
-// of the engine's model.
+// The 2-bit command codes of the records. The names say what the engine's model compares.
 enum class Command : uint8_t {
     Equal = 0,
     NotEqual = 1,
@@ -28,7 +27,7 @@ struct Condition {
 namespace
 {
 
-// What the comparator makes of a command code: the upper bit is not wired for the fields 1 to 13.
+// The command that the comparator sees: the upper bit is not wired for the fields 1 to 13.
 constexpr Command effectiveCommand(uint field, Command command)
 {
     return static_cast<Command>(static_cast<uint>(command) & (field <= IFC_LAST_WORD_FIELD ? 1 : 3));

@@ -83,7 +83,7 @@ struct FieldPlaces {
 
 // Fields 1 to 31 follow each other without gaps in the mask area and in the key area of a LUT0 rule; `lsb`
 // counts from the area's bit 0, which is bit 0 of its last word. No LUT0 rule holds the user-defined fields:
-// their places continue after the area, for those who keep all fields of a frame side by side.
+// their places continue after the area, for a field image of a whole frame.
 constexpr FieldPlaces makeFieldPlaces()
 {
     FieldPlaces places{};
@@ -161,8 +161,8 @@ constexpr FieldNames kFieldNames = {{
 }};
 static_assert(kFieldNames.of[IFC_LUT1_FIELDS] != nullptr && kFieldNames.of[IFC_LUT1_FIELDS + 1] == nullptr);
 
-// The name of the enumeration, or nullptr for an id that names no field. The driver prints the names of
-// ifc_field_name instead, whose texts its owner may choose.
+// The name of the enumeration, or nullptr for an id that names no field. The driver prints the names in
+// ifc_field_name instead, whose texts their owner may choose.
 constexpr const char *fieldName(uint field)
 {
     return field < kFieldIds ? kFieldNames.of[field] : nullptr;

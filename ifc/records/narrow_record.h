@@ -100,8 +100,8 @@ constexpr uint narrowKey(const uint32_t *entry)
     return isWordEntry(entry) ? entry[1] : entry[1] & 0xFFFF;
 }
 
-// The lowest bit of the field that the entry compares. Sel counts in units of 16 bits; only 0 and 2 are ever
-// written, and what the hardware makes of 1 and 3 is the engine's model.
+// The lowest bit of the field that the entry compares. Sel counts in units of 16 bits. The operations
+// write 0 and 2 only; for 1 and 3 this is the engine's model.
 constexpr uint narrowPart(const uint32_t *entry)
 {
     return isWordEntry(entry) ? 0 : 16 * (entry[0] >> kNarrowSelLsb & 3);
@@ -170,7 +170,7 @@ constexpr ReducedMask reduceMask(uint high, uint low, int width)
     return {(mac ? 16 : 0) + 32 - lowRunLength(~low), MaskFault::None};
 }
 
-// The same for a field from 1 to 13 with its mask in one number, as the automatic placement reduces it.
+// The same for a field from 1 to 13, with the mask in one number. The automatic placement reduces it so.
 constexpr ReducedMask reduceFieldMask(uint field, uint64_t mask)
 {
     return isMac(field) ? reduceMask(highWord(mask), lowWord(mask), 48) : reduceMask(0, lowWord(mask), 32);
@@ -197,7 +197,7 @@ constexpr MacMask splitMacMask(uint reduced)
     return {(1u << (count - low)) - 1, low, direction};
 }
 
-// The mask that the entries of a field really compare, from the mask argument of ifc_set_lut1_rules(): the
+// The mask that the entries of a field compare, from the mask argument of ifc_set_lut1_rules(): the
 // reduced mask of the fields 1 to 13, any word of it, or the 16-bit mask of the others.
 constexpr uint64_t expandMask(uint field, uint mask)
 {
@@ -218,7 +218,7 @@ constexpr uint narrowEntries(uint field, uint mask)
     return mac.high != 0 && mac.lowLength != 0 ? 2 : 1;
 }
 
-// How many entries the automatic placement counts for a condition: more than a MAC mask in one half takes.
+// How many entries the automatic placement counts for a condition. A MAC counts as two, even if it needs one.
 constexpr uint countedEntries(uint field)
 {
     return isMac(field) ? 2 : 1;
@@ -326,7 +326,7 @@ constexpr bool nextRun(const Table &table, uint from, Chain &run)
     return true;
 }
 
-// The same without the runs that lack their end flag: no frame hits those.
+// The same for chains only: runs without an end flag are left out, since no frame hits them.
 template <typename Table>
 constexpr bool nextChain(const Table &table, uint from, Chain &chain)
 {
@@ -360,7 +360,7 @@ constexpr bool nextFreeRun(const Table &table, uint from, FreeRun &run)
     return true;
 }
 
-// The places above against the bit-field views (wide_record.h says why not with clang).
+// Checks the places above against the bit-field views (not with clang; wide_record.h says why).
 static_assert(sizeof(IFC_LUT1_Format) == 4 * kEntryWords);
 #ifndef __clang__
 struct NarrowWords {

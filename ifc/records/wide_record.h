@@ -142,8 +142,8 @@ constexpr bool encodeWide(IFC_LUT0_Format &rule, const Condition *conditions, ui
     return good;
 }
 
-// The places above against the bit-field view. Clang 14 cannot cast bit-fields in a constant expression; the
-// unit tests make the same comparison at run time.
+// Checks the places above against the bit-field view. Clang 14 cannot cast bit-fields in a constant
+// expression; there the unit tests compare at run time.
 static_assert(sizeof(IFC_LUT0_Area) == 4 * IFC_LUT0_AREA_WORDS);
 static_assert(sizeof(IFC_LUT0_Format) == 4 * IFC_LUT0_WORDS);
 #ifndef __clang__

@@ -8,7 +8,7 @@
 namespace
 {
 
-// Outside any interrupt the saved state is always this; a caller must hand back what it got.
+// The saved interrupt state outside any interrupt. A caller must pass back the value that it received.
 constexpr unsigned long kInterruptsOn = 0x60000013;
 
 struct Host {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// The services behind ifc_platform.h for a host process: a log that tests and tools can listen to, a spin
-// lock that notices misuse, a clock that only advances when somebody waits, a chip revision, and register
-// accessors that reach the simulated register window.
+// Implements ifc_platform.h for a host process: a log that tests and tools can read, a spin lock that notices
+// misuse, a clock that only mdelay() advances, a chip revision, and register accessors that reach the
+// simulated register window.
 #pragma once
 
 #include <functional>
@@ -17,7 +17,7 @@ namespace host
 using LogSink = std::function<void(std::string_view)>;
 void setLogSink(LogSink sink);
 
-// Runs an operation with its messages dropped; its result is handed on.
+// Runs an operation, drops its messages and returns its result.
 void muteLog(bool mute);
 template <typename Operation>
 auto quietly(const Operation &operation)
@@ -33,14 +33,14 @@ auto quietly(const Operation &operation)
 void attach(engine::RegisterWindow *window);
 
 void setRevision(int revision);
-// Answers each query in place of the one above, until the next setRevision().
+// This function answers each query until the next setRevision().
 void setRevisionSource(std::function<int()> source);
 unsigned revisionQueries(); // since the last reset()
 
 unsigned long clockMilliseconds(); // simulated time spent in mdelay() since the last reset()
 
 // Called with every lock and unlock, and with every wait, in the order in which they happen. For tests that
-// watch the discipline. Default: nobody.
+// watch the discipline. Default: an empty function.
 enum class Event { Lock, Unlock, Delay, RevisionQuery };
 using EventWatch = std::function<void(Event)>;
 void setEventWatch(EventWatch watch);
@@ -52,7 +52,7 @@ bool lockHeld();
 using Misuse = std::function<void(std::string_view)>;
 void setMisuseHandler(Misuse handler);
 
-// Everything back to its default: sink, watch, revision 0, clock 0, nothing attached.
+// Resets everything: default sink, watch and misuse handler, revision 0, clock 0, nothing attached.
 void reset();
 
 } // namespace host

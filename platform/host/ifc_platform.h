@@ -3,7 +3,7 @@
  * The kernel's and the SoC's services as the rule layer sees them, for a host process.
  *
  * Another platform (a kernel, a test harness) offers the same names in an ifc_platform.h of its own and puts
- * its folder on the include path instead of this one. It may define IFC_PRIVATE_MEMBERS, the members of other
+ * its folder on the include path instead. It may define IFC_PRIVATE_MEMBERS, the members of other
  * units in the driver's context (ifc/ifc_glb.h). Nothing here has a body: whoever links the rule layer
  * defines these services. platform/host/host_platform.h is the definition that our tools and tests use.
  */
@@ -21,10 +21,10 @@ extern "C" {
 typedef unsigned int uint;
 typedef unsigned char uint8;
 
-/* Zero-initialised means unlocked. The members belong to the definition behind ifc_spin_lock_irqsave(). */
+/* Zero-initialised means unlocked. The members are for the implementation of ifc_spin_lock_irqsave(). */
 typedef struct ifc_host_spinlock {
     uint32_t locked;
-    uint32_t flags; /* what the holder has to hand back */
+    uint32_t flags; /* what the holder must pass back */
 } spinlock_t;
 
 /* A socket buffer: len bytes of frame data begin at data. */

@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: MIT OR GPL-2.0 */
-/* What changed in the kernel's interfaces since 5.4, each guard with the version that changed it. */
+/* Changes of the kernel's interfaces since 5.4. Each guard names the version that made the change. */
 #ifndef IFC_COMPAT_H
 #define IFC_COMPAT_H
 
@@ -11,7 +11,7 @@
 #include <linux/mm.h>
 #endif
 
-/* hex2bin() stands in a header of its own in kernels behind 6.1; before, in linux/kernel.h. */
+/* A version after 6.1 moved hex2bin() from linux/kernel.h to linux/hex.h. */
 #include <linux/kernel.h>
 #if LINUX_VERSION_CODE > KERNEL_VERSION(6, 1, 255)
 #if __has_include(<linux/hex.h>)

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// The operations and the driver's globals, for other modules that call them by name.
+// Exports the operations and the driver's globals to other modules.
 #include <linux/export.h>
 
 #include "ifc/ifc_util.h"

@@ -10,7 +10,7 @@ struct file_operations;
 int ifc_files_init(const char *backend, bool simulated);
 void ifc_files_exit(void);
 
-/* Whoever calls operations beside the files holds this; exported to other modules. May sleep. */
+/* Callers of operations hold this lock, as the files do. Exported to other modules. May sleep. */
 void ifc_callers_lock(void);
 void ifc_callers_unlock(void);
 

@@ -21,7 +21,7 @@ static int chip_revision;
 
 static unsigned int accesses;
 static unsigned int errors;
-static unsigned int polls; /* of the done bit, all without it, since the last transfer began */
+static unsigned int polls; /* reads since the last command that did not show the done bit */
 static unsigned int timeouts;
 static unsigned int held_from;
 static ktime_t held_since;
@@ -29,17 +29,17 @@ static struct ifc_glue_hold longest;
 static void (*watcher)(const struct ifc_glue_event *event);
 
 /*
- * Lines arrive in pieces, but each call of the kernel's print begins a new record. Pieces are put together
- * here, and a record is written when its line ends or the room is used up.
+ * The layer prints lines in pieces, but each call of the kernel's printk begins a new record. So pieces are
+ * joined here. A record is written when its line ends or the buffer is full.
  */
 struct open_line {
     char text[256];
     size_t used;
-    bool broken; /* the room was used up, and the line has not ended */
+    bool broken; /* the buffer was full, and the line has not ended */
 };
 static DEFINE_SPINLOCK(line_lock);
 static struct open_line captured_line; /* of the operation whose text is captured */
-static struct open_line line;          /* of everyone else */
+static struct open_line line;          /* of all other callers */
 
 static struct task_struct *capture_task;
 static char *capture;
@@ -99,13 +99,13 @@ static void capture_char(char c)
     }
 }
 
-/* Whether the task whose operation is captured prints this itself, and no interrupt on its back. */
+/* Whether the captured task prints this itself, and not an interrupt during it. */
 static bool is_captured(void)
 {
     return capture && current == capture_task && in_task();
 }
 
-/* Errors and traces say where they come from; what an operation was asked to print does not. */
+/* Errors and traces name their source and line. What an operation prints on request does not. */
 static bool is_report(const char *fmt)
 {
     static const char place[] = "%s [%d]: ";
@@ -263,7 +263,7 @@ unsigned int ifc_glue_timeouts(void)
     return READ_ONCE(timeouts);
 }
 
-/* The window of the registers is all that is mapped; what lies beside it is nobody's. */
+/* Only the register window is mapped. Other addresses are not accessed. */
 static bool known(uint32_t reg)
 {
     if (reg - FE_BASE < FE_WINDOW_SIZE && reg % 4 == 0)
@@ -276,7 +276,7 @@ void ifc_kernel_mdelay(unsigned long msecs)
 {
     tell(IFC_GLUE_WAIT, 0, msecs);
     mdelay(msecs);
-    touch_softlockup_watchdog(); /* a chip that never answers is no reason to suspect this processor */
+    touch_softlockup_watchdog(); /* a chip that never answers is no lockup of this processor */
 }
 
 uint32_t get_frame_engine_data(uint32_t reg)
@@ -289,7 +289,7 @@ uint32_t get_frame_engine_data(uint32_t reg)
     else
         value = known(reg) ? readl(fe_base + (reg - FE_BASE)) : 0;
     if (reg == IFC_RULE_CFG && !(value & IFC_RULE_CFG_DONE) && ++polls == 3)
-        timeouts++; /* the layer polls no further, see ifcChecConfigDone() */
+        timeouts++; /* ifcChecConfigDone() stops after three reads */
     tell(IFC_GLUE_READ, reg, value);
     return value;
 }

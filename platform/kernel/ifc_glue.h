@@ -1,38 +1,38 @@
 /* SPDX-License-Identifier: MIT OR GPL-2.0 */
-/* The C glue behind ifc_platform.h. */
+/* The C glue that implements ifc_platform.h. */
 #ifndef IFC_GLUE_H
 #define IFC_GLUE_H
 
 #include <linux/types.h>
 
-/* What is mapped of the frame engine's registers, from FE_BASE on. */
+/* How many bytes of the frame engine's registers are mapped, from FE_BASE on. */
 #define FE_WINDOW_SIZE 0x1000
 
 /*
- * Where register accesses go. NULL base: the simulated window. Negative revision: the platform's own query
- * (IFC_REVISION_QUERY) is asked for it.
+ * Sets where register accesses go. NULL base: to the simulated window. Negative revision: the platform's own
+ * query (IFC_REVISION_QUERY) answers.
  */
 void ifc_glue_setup(void __iomem *base, int revision);
 
-/* Accesses to what is no register of the window: a read gives 0, a write does nothing. */
+/* Accesses outside the registers of the window. There a read gives 0 and a write does nothing. */
 unsigned int ifc_glue_errors(void);
 
 /* Transfers that did not report completion. */
 unsigned int ifc_glue_timeouts(void);
 
 /*
- * Between begin and end what the calling task prints is kept in text (its length is returned), and as much
- * of it as to_log says goes to the kernel log as well. What any other task or an interrupt prints meanwhile
- * goes to the log and not into text. text is a string at all times. One caller at a time.
+ * Between begin and end, text receives what the calling task prints. to_log says how much of it goes to the
+ * kernel log as well. What another task or an interrupt prints meanwhile goes to the log only. text is always
+ * NUL-terminated. end returns its length. One caller at a time.
  */
 enum ifc_glue_to_log {
     IFC_GLUE_LOG_NOTHING, /* for tests */
     IFC_GLUE_LOG_ALL,
-    IFC_GLUE_LOG_REPORTS, /* errors and traces: what says where it comes from */
+    IFC_GLUE_LOG_REPORTS, /* errors and traces, which name their source and line */
 };
 void ifc_glue_capture_begin(char *text, size_t size, enum ifc_glue_to_log to_log);
 size_t ifc_glue_capture_end(void);
-/* How many characters did not find room since begin. */
+/* How many characters since begin did not fit into text. */
 size_t ifc_glue_capture_lost(void);
 
 /* For tests. */
@@ -47,10 +47,10 @@ enum ifc_glue_event_kind {
 };
 struct ifc_glue_event {
     u8 kind;
-    u32 reg;   /* of reads and writes */
-    u32 value; /* of them; of a wait its milliseconds; of a piece its length */
+    u32 reg;   /* for reads and writes */
+    u32 value; /* for reads and writes; the milliseconds of a wait; the length of a piece */
 };
-/* Hears of everything that the layer asks of the hardware or prints, in order. NULL: nobody. */
+/* Calls watch for each event, in order. NULL: for none. */
 void ifc_glue_watch(void (*watch)(const struct ifc_glue_event *event));
 void ifc_glue_set_revision(int revision);
 int ifc_glue_revision(void);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Both languages see the same layout, or this does not compile.
+// Compiles only if C and C++ see the same layout.
 #include "ifc/ifc_glb.h"
 
 static_assert(sizeof(spinlock_t) == IFC_SPINLOCK_SIZE);

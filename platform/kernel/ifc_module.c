@@ -55,7 +55,7 @@ static int __init ifc_init(void)
         pr_err("ifc: revision %d: accepted: 0 to 255\n", revision);
         return -EINVAL;
     }
-    /* Revisions differ in what may be written: a guess could harm the chip. */
+    /* Some writes are wrong on some revisions, so a guess could harm the chip. */
     if (mmio && revision == REVISION_NOT_GIVEN && !REVISION_QUERIED) {
         pr_err(
             "ifc: revision: accepted with backend=mmio: the chip's revision, 0 to 255; it must be given\n");

@@ -4,7 +4,7 @@
 
 #include "ifc/ifc_glb.h"
 
-int main(void); /* as the kernel's own offset files: never linked */
+int main(void); /* never linked, like the kernel's own offset files */
 
 int main(void)
 {

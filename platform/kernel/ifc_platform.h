@@ -14,7 +14,7 @@
  *
  *   IFC_PRIVATE_MEMBERS  members of its own in the driver's context (ifc/ifc_glb.h)
  *   IFC_REVISION_QUERY   a function `int name(void)` of the C side that asks the chip for its revision: then
- *                        backend=mmio does without the parameter `revision`
+ *                        backend=mmio works without the parameter `revision`
  */
 
 #ifndef __cplusplus
@@ -40,7 +40,7 @@ typedef struct ifc_kernel_spinlock {
     alignas(IFC_SPINLOCK_ALIGN) unsigned char raw[IFC_SPINLOCK_SIZE];
 } spinlock_t;
 
-/* Each member at the place where the kernel has it; between them is what the rule layer does not look at. */
+/* Each member at its offset in the kernel. The rule layer does not read the bytes between them. */
 #define IFC_SKB_MEMBER(type, name)                   \
     struct __attribute__((packed)) {                 \
         unsigned char before_##name[IFC_SKB_##name]; \
@@ -57,7 +57,7 @@ struct sk_buff {
 };
 #undef IFC_SKB_MEMBER
 
-/* Names that the kernel has as macros or exports itself: the glue's own stand for them. */
+/* The kernel has these names as macros or exports them, so the glue's functions have other names. */
 #define printk ifc_kernel_printk
 #define mdelay ifc_kernel_mdelay
 

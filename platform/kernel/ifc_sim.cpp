@@ -11,7 +11,7 @@ inline void *operator new(size_t, void *place) noexcept
 
 static constinit engine::RegisterWindow window{};
 
-// Constructed at power-on: nothing runs constructors here.
+// Constructed at power-on, because a kernel runs no constructors.
 static engine::Classifier *classifier;
 alignas(engine::Classifier) static unsigned char classifierPlace[sizeof(engine::Classifier)];
 static engine::ParsedFrame parsed;

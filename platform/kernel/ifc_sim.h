@@ -19,14 +19,14 @@ unsigned int ifc_sim_errors(void);
 /* For tests. */
 void *ifc_sim_tables(void); /* struct engine::Tables */
 void ifc_sim_time_out(unsigned int after,
-                      unsigned int count); /* these transfers from now on never complete */
+                      unsigned int count); /* so many transfers, after `after` good ones, never complete */
 
 struct ifc_sim_verdict {
-    int entry; /* that decides: number of its action and counter; -1: none */
+    int entry; /* the deciding entry, which numbers its action and counter; -1: none */
     unsigned int lut0;
     unsigned int lut1[2];
 };
-/* One frame without FCS; its hits reach the driver. Negative side data: not known. */
+/* Classifies one frame without FCS and stores its hits in the driver. Negative side data: not known. */
 void ifc_sim_classify(const unsigned char *frame, unsigned int length, int source_interface, int gem_port,
                       struct ifc_sim_verdict *verdict);
 

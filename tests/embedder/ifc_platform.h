@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT OR GPL-2.0 */
 /*
- * A platform header as an embedder may have it: members of other units in the context, and the C library's
- * error numbers, one of them written in another way.
+ * A platform header as another project may have it: members of other units in the context, and the C
+ * library's error numbers, one of them written differently.
  */
 #ifndef EMBEDDER_PLATFORM_H
 #define EMBEDDER_PLATFORM_H

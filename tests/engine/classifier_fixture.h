@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// The rule layer on a fresh simulated chip, and the classifier behind it.
+// The rule layer on a fresh simulated chip, and the chip's classifier.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -51,7 +51,15 @@ protected:
     std::unique_ptr<engine::Classifier> classifier = std::make_unique<engine::Classifier>(window);
 };
 
-// Masks that a narrow entry can hold.
+// What a rule asks of one field.
+struct Term {
+    unsigned field;
+    unsigned command;
+    uint64_t mask;
+    uint64_t key;
+};
+
+// A mask that a narrow entry can hold.
 inline uint64_t contiguousMask(Random &random, unsigned field)
 {
     if (field > IFC_LAST_WORD_FIELD)
@@ -62,6 +70,6 @@ inline uint64_t contiguousMask(Random &random, unsigned field)
         return (uint64_t{1} << (1 + random.below(20))) - 1;
     if (random.oneIn(2))
         return ones & ones << random.below(width);
-    // A MAC's run from bit 0 on, longer than 32 bits, is stored as 47 bits whatever it is.
+    // No MAC mask from bit 0 on is longer than 32 bits: LUT1 stores each longer one as 47 bits.
     return (uint64_t{1} << (1 + random.below(32))) - 1;
 }

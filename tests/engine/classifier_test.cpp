@@ -128,7 +128,7 @@ TEST_F(ClassifierTest, ParsingTakesAllUserDefinedFields)
     EXPECT_EQ(parsed.fields.present >> UDF0, 0xFFFFu);
     for (unsigned n = 0; n < 16; ++n)
         EXPECT_EQ(fieldValue(parsed.fields, UDF0 + n), 0x7777u) << n;
-    // And leaves alone what classify() does.
+    // parse() does not change what classify() does.
     classifier->classify(frame.data(), frame.size(), {}, parsed);
     EXPECT_EQ(parsed.fields.present >> UDF0, 1u << 3);
 }
@@ -171,23 +171,15 @@ TEST_F(ClassifierTest, ActionArrivesDecoded)
 namespace
 {
 
-// What a request asks of one field.
-struct Wish {
-    unsigned field;
-    unsigned command;
-    uint64_t mask;
-    uint64_t key;
-};
-
-// A value of the field that fulfils the wish.
-uint64_t fulfil(Random &random, const Wish &wish)
+// A value of the field that matches the term.
+uint64_t fulfil(Random &random, const Term &term)
 {
-    const uint64_t ones = fieldOnes(wish.field);
-    const uint64_t rest = random.wide() & ~wish.mask & ones;
-    const uint64_t key = wish.key & wish.mask & ones;
-    switch (wish.command) {
+    const uint64_t ones = fieldOnes(term.field);
+    const uint64_t rest = random.wide() & ~term.mask & ones;
+    const uint64_t key = term.key & term.mask & ones;
+    switch (term.command) {
     case 1: {
-        const uint64_t bit = wish.mask & ones & (0 - (wish.mask & ones));
+        const uint64_t bit = term.mask & ones & (0 - (term.mask & ones));
         return (key ^ bit) | rest;
     }
     default:
@@ -208,7 +200,7 @@ TEST_F(ClassifierTest, RandomlyPlacedRulesHitWhatTheyDescribeAndNothingBeside)
     for (unsigned round = 0; round < 400; ++round) {
         clear_all_ifc_rules();
         orva_ifc_param request{};
-        std::vector<Wish> wishes;
+        std::vector<Term> terms;
         uint64_t used = 0;
         const unsigned conditions = 1 + random.below(random.oneIn(2) ? 4 : 14);
         for (unsigned n = 0; n < conditions; ++n) {
@@ -216,50 +208,50 @@ TEST_F(ClassifierTest, RandomlyPlacedRulesHitWhatTheyDescribeAndNothingBeside)
             if ((used >> field & 1) != 0)
                 continue;
             used |= fieldBit(field);
-            // A narrow MAC compares its halves one by one, so "not equal" there is another matter.
+            // In narrow entries "not equal" compares the halves of a MAC one by one, so it is left out here.
             const unsigned command = field <= IFC_LAST_MAC_FIELD    ? 0
                                      : field <= IFC_LAST_WORD_FIELD ? random.below(2)
                                                                     : random.below(4);
-            Wish wish{field, command, contiguousMask(random, field), random.wide() & fieldOnes(field)};
-            wishes.push_back(wish);
-            add(request, field, command, wish.mask, wish.key);
+            Term term{field, command, contiguousMask(random, field), random.wide() & fieldOnes(field)};
+            terms.push_back(term);
+            add(request, field, command, term.mask, term.key);
         }
         const int entry = host::quietly([&] { return ifc_set_lut_rules_auto(&request); });
         ASSERT_GE(entry, 0);
         ++(entry < 8 ? wide : narrow);
 
         FieldImage fields{};
-        for (const Wish &wish : wishes)
-            setField(fields, wish.field, fulfil(random, wish));
+        for (const Term &term : terms)
+            setField(fields, term.field, fulfil(random, term));
         for (const auto method : {Classifier::Method::Fast, Classifier::Method::Plain}) {
             classifier->setMethod(method);
             reportHits(hitsOf(classifier->match(fields)), *gpIfcPriv);
             ASSERT_EQ(checkIFCResult(entry < 8 ? IFC_LUT0 : IFC_LUT1, entry < 8 ? entry : entry - 8), 0)
                 << "round " << round;
-            for (const Wish &wish : wishes) {
+            for (const Term &term : terms) {
                 // One masked bit, chosen so that the verdict must turn.
-                const uint64_t ones = wish.mask & fieldOnes(wish.field);
+                const uint64_t ones = term.mask & fieldOnes(term.field);
                 if (ones == 0)
                     continue;
                 FieldImage other = fields;
-                const uint64_t value = fieldValue(fields, wish.field);
+                const uint64_t value = fieldValue(fields, term.field);
                 uint64_t bit = ones & (0 - ones);
-                if (wish.command == 2) {
+                if (term.command == 2) {
                     bit = value & ones & (0 - (value & ones));
-                } else if (wish.command == 3) {
+                } else if (term.command == 3) {
                     bit = ~value & ones & (0 - (~value & ones));
-                } else if (wish.command == 0) {
+                } else if (term.command == 0) {
                     do
                         bit = uint64_t{1} << random.below(48);
                     while ((bit & ones) == 0);
                 }
                 if (bit == 0)
                     continue;
-                other.present &= ~fieldBit(wish.field);
-                setField(other, wish.field, value ^ bit);
+                other.present &= ~fieldBit(term.field);
+                setField(other, term.field, value ^ bit);
                 reportHits(hitsOf(classifier->match(other)), *gpIfcPriv);
                 ASSERT_EQ(checkIFCResult(0, -1), 0)
-                    << "round " << round << " field " << wish.field << " command " << wish.command;
+                    << "round " << round << " field " << term.field << " command " << term.command;
                 ++changed;
             }
         }

@@ -55,7 +55,7 @@ def dissect(capture):
     result = subprocess.run(["tshark", "-r", capture, "-T", "pdml", "-o", "ip.defragment:FALSE", "-o", "ipv6.defragment:FALSE",
                              "-o", "ip.check_checksum:TRUE"], check=True, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
     for packet in xml.fromstring(result.stdout).iter("packet"):
-        # Headers behind IPv6 are shown inside it or beside it; in the order of the frame they are the same.
+        # The dissector shows headers after IPv6 as its children or as its siblings. Their order is that of the frame.
         yield [layer for node in packet.iter() if node.tag == "proto" or node.get("name") in CHAIN for layer in Layer.of(node)]
 
 
@@ -133,7 +133,7 @@ def expected(layers, frame):
     return want
 
 
-# What the dissector knows nothing of: made by us from other fields, or not in a frame.
+# Fields that the dissector does not have: they are derived from other fields, or are not in the frame.
 OURS = {"SINF", "GEMPORT"} | {f"{d}IPv6_{n + 31}_{n}" for d in "DS" for n in (0, 32, 64, 96)}
 
 
@@ -153,7 +153,7 @@ def compare(ifcctl, capture):
     ours = [json.loads(line) for line in text.splitlines()]
     frames = records(capture)
     theirs = list(dissect(capture))
-    # Of a header that is cut off the dissector shows the part that is there; we take whole headers.
+    # The dissector shows parts of a cut-off header; the engine takes whole headers only.
     whole = not capture.endswith("cut.pcap")
     compared, wrong, seen = 0, [], {}
     if not len(ours) == len(theirs) == len(frames):
@@ -170,7 +170,7 @@ def compare(ifcctl, capture):
             seen[name] = seen.get(name, 0) + 1
             if fields.get(name) != value:
                 wrong.append(f"{place}: {name} {fields.get(name)}, tshark {value}")
-        # The other way round: what we find the dissector finds too.
+        # In the other direction: the dissector finds each field that the engine finds.
         for name in fields.keys() - want.keys() - OURS if whole else ():
             known = name.startswith("UDF") or (name == "FRAME_TYPE" and "llc" not in [layer.name for layer in layers])
             if not known:

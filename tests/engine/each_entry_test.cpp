@@ -6,8 +6,8 @@ using namespace engine;
 using namespace frames;
 
 #if __SIZEOF_LONG__ == 4
-// gcc calls these for 64-bit searches on a 32-bit processor. Here they are as in Linux 5.4, which takes a
-// long: the engine must not need them.
+// gcc calls these for 64-bit searches on a 32-bit processor. Here they take a long, as in Linux 5.4, so they
+// miss the high half. The engine must not need them.
 extern "C" int __ctzdi2(long value)
 {
     return value != 0 ? __builtin_ctzl(static_cast<unsigned long>(value)) : 32;

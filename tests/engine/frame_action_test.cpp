@@ -139,7 +139,7 @@ TEST(FrameAction, DpiAndKeepPcpNeedTheirEnableBits)
     EXPECT_FALSE(action.keepPcp || action.dpi);
 }
 
-// Set bits without their enable bit mean nothing; cpu and owf have none and are on by themselves.
+// A flag without its enable bit is off. cpu and owf have no enable bit, so their flag alone switches them on.
 TEST(FrameAction, FlagsNeedTheirEnableBits)
 {
     IFC_Action_Format entry{};
@@ -210,7 +210,7 @@ TEST(FrameAction, DscpRepairsTheHeaderChecksum)
     }
 }
 
-// Every checksum that a header can have; some make a sum that carries twice.
+// All header checksums; with some of them the sum carries twice.
 TEST(FrameAction, DscpRepairsEveryChecksum)
 {
     Action action{};
@@ -276,7 +276,7 @@ TEST(FrameAction, InsertsTags)
     EXPECT_EQ(applied(tagAction(TagCode::Insert, 2, 0x3064), kOne),
               macs() + tag(0x88A8, 0x3064) + tag(0x8100, 0x6005) + kRest);
     EXPECT_EQ(applied(tagAction(TagCode::Insert, 3, 9), kPlain, 0x9100), macs() + tag(0x9100, 9) + kRest);
-    // No TPID by that code: the one of IEEE 802.1Q.
+    // The code names no TPID: the tag gets that of IEEE 802.1Q.
     EXPECT_EQ(applied(tagAction(TagCode::Insert, 0, 9), kPlain), macs() + tag(0x8100, 9) + kRest);
     EXPECT_EQ(applied(tagAction(TagCode::Insert, 3, 9), kPlain), macs() + tag(0x8100, 9) + kRest);
     EXPECT_EQ(applied(tagAction(TagCode::Insert, 2, 1, TagCode::Insert, 2), kPlain),
@@ -303,7 +303,7 @@ TEST(FrameAction, ReplacesTags)
     EXPECT_EQ(applied(tagAction(TagCode::Keep, 0, 0, TagCode::Replace, 8), kTwo),
               macs() + tag(0x88A8, 0xE00A) + tag(0x8100, 8) + kRest);
     EXPECT_EQ(applied(tagAction(TagCode::Replace, 1, 7), kPlain), kPlain);
-    // One tag is no inner tag.
+    // A frame with one tag has no inner tag.
     EXPECT_EQ(applied(tagAction(TagCode::Keep, 0, 0, TagCode::Replace, 8), kOne), kOne);
     EXPECT_EQ(applied(tagAction(TagCode::Keep, 0, 0, TagCode::Remove), kOne), kOne);
 }
@@ -319,7 +319,7 @@ TEST(FrameAction, KeepPcpTakesPriorityFromTheFrame)
     EXPECT_EQ(applied(action, kPlain), macs() + tag(0x8100, 0x1007) + kRest);
 }
 
-// A tag that is inserted takes the outer tag's, wherever it goes.
+// An inserted tag takes the priority of the outer tag, at either place.
 TEST(FrameAction, KeepPcpOfAnInsertedTag1IsTheOuterTags)
 {
     Action action = tagAction(TagCode::Keep, 0, 0, TagCode::Insert, 0x1008);
@@ -328,7 +328,7 @@ TEST(FrameAction, KeepPcpOfAnInsertedTag1IsTheOuterTags)
               macs() + tag(0x88A8, 0xE00A) + tag(0x8100, 0xE008) + tag(0x8100, 0x2005) + kRest);
     EXPECT_EQ(applied(action, kOne), macs() + tag(0x8100, 0x6005) + tag(0x8100, 0x6008) + kRest);
     EXPECT_EQ(applied(action, kPlain), macs() + tag(0x8100, 0x1008) + kRest);
-    // Also where the outer tag leaves the frame or becomes another.
+    // Also when the outer tag is removed or replaced.
     action.vo[0] = TagCode::Remove;
     EXPECT_EQ(applied(action, kOne), macs() + tag(0x8100, 0x6008) + kRest);
     action.vo[0] = TagCode::Insert;
@@ -338,7 +338,7 @@ TEST(FrameAction, KeepPcpOfAnInsertedTag1IsTheOuterTags)
               macs() + tag(0x88A8, 0x6003) + tag(0x8100, 0x6005) + tag(0x8100, 0x6008) + kRest);
 }
 
-// Without a TPID to write, a replaced tag gets its new control word behind the old TPID.
+// Without a TPID to write, a replaced tag keeps its TPID and gets a new control word.
 TEST(FrameAction, ReplacedTagKeepsItsTpidWhenTheActionHasNone)
 {
     const Bytes user = macs() + tag(0x9100, 0xE00A) + tag(0x88A8, 0x2005) + kRest;
@@ -351,7 +351,7 @@ TEST(FrameAction, ReplacedTagKeepsItsTpidWhenTheActionHasNone)
     }
     EXPECT_EQ(applied(tagAction(TagCode::Replace, 0, 0x1007), user, 0x9100),
               macs() + tag(0x9100, 0x1007) + tag(0x88A8, 0x2005) + kRest);
-    // Tag 1 never has one, whatever tag 0's code.
+    // Tag 1 has no TPID of its own, whatever the code of tag 0.
     EXPECT_EQ(applied(tagAction(TagCode::Replace, 1, 0x1007, TagCode::Replace, 0x3008), user, 0x9100),
               macs() + tag(0x8100, 0x1007) + tag(0x88A8, 0x3008) + kRest);
 }

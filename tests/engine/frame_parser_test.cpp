@@ -136,7 +136,7 @@ TEST(FrameParser, Ieee8023WithLlcAndSnap)
                   join({kAddresses, kNoTags, kind(FrameType::Llc)}))
             << n;
     }
-    // The length ends the packet: behind it is padding.
+    // The length ends the packet; padding follows.
     EXPECT_EQ(fieldsOf(parse(macs() + word16(8) + hex("aa aa 03 00 00 00") + word16(0x0800) + packet)),
               join({kAddresses, kNoTags, kind(FrameType::Snap), {{ETYPE, 0x0800}}}));
     EXPECT_EQ(fieldsOf(parse(macs() + word16(0x05DC) + fill(50))),
@@ -246,28 +246,24 @@ TEST(FrameParser, Ipv4PortsNeedTheFirstFragment)
     EXPECT_EQ(withPorts, 5u);
 }
 
-// The inner headers stand where the ports would, and none of their bytes shows.
+// The inner headers are where the ports would be. None of their bytes becomes a field.
 TEST(FrameParser, TunnelsShowTheirOuterHeadersOnly)
 {
     const Bytes innerFour = ipv4({.source = 1, .destination = 2}, ports());
     const Bytes innerSix = ipv6({.trafficClass = 1, .flowLabel = 2, .next = 6}, ports());
-    Fields outer = join({kAddresses, kNoTags, kind(FrameType::EthernetII), kIpv4});
+    const Fields four = join({kAddresses, kNoTags, kind(FrameType::EthernetII), kIpv4});
+    const Fields six = join({kAddresses, kNoTags, kind(FrameType::EthernetII), kIpv6Addresses});
     for (const auto &[protocol, inner] : {std::pair{4u, innerFour}, {41u, innerSix}}) {
-        outer[IPv4_PROTOCOL] = protocol;
-        const ParsedFrame parsed = parse(macs() + word16(0x0800) + ipv4({.protocol = protocol}, inner));
-        EXPECT_EQ(fieldsOf(parsed), outer) << protocol;
-        EXPECT_EQ(parsed.transport, 34u);
-        EXPECT_EQ(parsed.network, 14u);
-        EXPECT_EQ(parsed.ipVersion, 4);
-    }
-    outer = join({kAddresses, kNoTags, kind(FrameType::EthernetII), kIpv6Addresses});
-    for (const auto &[next, inner] : {std::pair{4u, innerFour}, {41u, innerSix}}) {
-        outer[IPv6_NEXT_HEADER] = next;
-        const ParsedFrame parsed = parse(macs() + word16(0x86DD) + ipv6({.next = next}, inner));
-        EXPECT_EQ(fieldsOf(parsed), outer) << next;
-        EXPECT_EQ(parsed.transport, 54u);
-        EXPECT_EQ(parsed.network, 14u);
-        EXPECT_EQ(parsed.ipVersion, 6);
+        const auto expectOuter = [&](int version, const Bytes &headers, Fields outer, uint32_t transport) {
+            outer[version == 4 ? IPv4_PROTOCOL : IPv6_NEXT_HEADER] = protocol;
+            const ParsedFrame parsed = parse(macs() + headers);
+            EXPECT_EQ(fieldsOf(parsed), outer) << protocol;
+            EXPECT_EQ(parsed.transport, transport);
+            EXPECT_EQ(parsed.network, 14u);
+            EXPECT_EQ(parsed.ipVersion, version);
+        };
+        expectOuter(4, word16(0x0800) + ipv4({.protocol = protocol}, inner), four, 34);
+        expectOuter(6, word16(0x86DD) + ipv6({.next = protocol}, inner), six, 54);
     }
 }
 
@@ -289,7 +285,7 @@ TEST(FrameParser, MalformedIpv4GivesNoFieldsOfIt)
     frame[14] = 0x65; // version 6
     EXPECT_FALSE(hasField(parse(frame).fields, DIPv4));
     frame[14] = 0x45;
-    frame[17] = 22; // total length: two bytes behind the header
+    frame[17] = 22; // total length: two bytes after the header
     EXPECT_TRUE(hasField(parse(frame).fields, DIPv4));
     EXPECT_FALSE(hasField(parse(frame).fields, DPORT));
     frame[17] = 4; // shorter than the header
@@ -352,7 +348,7 @@ TEST(FrameParser, Ipv6PayloadLengthEndsThePacket)
     EXPECT_TRUE(hasField(parsed(udp, 0xFFFF).fields, DPORT)); // never beyond the frame
     EXPECT_TRUE(hasField(parsed(udp, 0).fields, DIPv6_31_0));
     EXPECT_FALSE(hasField(parse(macs() + word16(0x86DD) + ipv6({}, word16(1))).fields, DPORT));
-    // An extension header behind the end is cut off.
+    // An extension header after the end of the packet is cut off.
     const Bytes chain = ipv6({.next = 0}, Bytes{17, 0} + fill(6) + ports());
     EXPECT_EQ(fieldValue(parsed(chain, 7).fields, IPv6_NEXT_HEADER), 0u);
     EXPECT_EQ(fieldValue(parsed(chain, 8).fields, IPv6_NEXT_HEADER), 17u);
@@ -360,7 +356,7 @@ TEST(FrameParser, Ipv6PayloadLengthEndsThePacket)
     EXPECT_TRUE(hasField(parsed(chain, 12).fields, DPORT));
 }
 
-// The offset takes 13 bits; behind it are two reserved bits and "more fragments".
+// The offset takes 13 bits. Two reserved bits and "more fragments" follow.
 TEST(FrameParser, Ipv6FragmentOffsetIsThirteenBits)
 {
     for (unsigned bit = 0; bit < 16; ++bit) {
@@ -372,7 +368,7 @@ TEST(FrameParser, Ipv6FragmentOffsetIsThirteenBits)
     }
 }
 
-// What a later fragment holds is not its first header, so the number is not followed.
+// The payload of a later fragment does not begin with a header, so the number is not followed.
 TEST(FrameParser, LaterIpv6FragmentKeepsItsNextHeader)
 {
     const auto next = [](unsigned offset) {
@@ -395,7 +391,7 @@ TEST(FrameParser, SideDataMakesSourceInterfaceAndGemPort)
     parseFrame(frame.data(), frame.size(), {.sourceInterface = 31, .gemPort = 0xABCD}, settings(), parsed);
     EXPECT_EQ(fieldValue(parsed.fields, SINF), 31u);
     EXPECT_EQ(fieldValue(parsed.fields, GEMPORT), 0xABCDu);
-    // 0 is a number like any other, and each comes without the other.
+    // 0 is a valid number, and each of the two may be given alone.
     parseFrame(frame.data(), frame.size(), {.sourceInterface = 0}, settings(), parsed);
     EXPECT_EQ(fieldsOf(parsed),
               join({kAddresses, kNoTags, kind(FrameType::EthernetII), {{ETYPE, 0x0806}, {SINF, 0}}}));
@@ -440,7 +436,7 @@ TEST(FrameParser, UserDefinedFieldsStandWhereTheyAreConfigured)
     EXPECT_EQ(fieldValue(parsed.fields, UDF0 + 3),
               0x0000u + static_cast<unsigned>(frame[20] << 8 | frame[21]));
     EXPECT_EQ(fieldValue(parsed.fields, UDF15), 443u);
-    // Only whole words inside the frame, only behind headers that are there.
+    // Only whole words inside the frame, and only after headers that are there.
     parseFrame(frame.data(), 14, {}, where, parsed);
     EXPECT_TRUE(hasField(parsed.fields, UDF0));
     EXPECT_FALSE(hasField(parsed.fields, UDF0 + 1));
@@ -536,12 +532,12 @@ TEST(FrameParser, BasesOfUserDefinedFields)
     expect(macs() + tag(0x8100, 1) + four, 18, 38);
     expect(macs() + tag(0x88A8, 1) + tag(0x8100, 2) + word16(0x0800) + ipv4({.optionBytes = 8}, ports()), 22,
            50);
-    // Behind SNAP, and behind the length where there is no SNAP.
+    // After SNAP, or after the length where there is no SNAP.
     expect(macs() + snap + four, 22, 42);
     expect(macs() + snap + word16(0x0806) + fill(44, 3), 22, 0);
     expect(macs() + tag(0x8100, 1) + snap + four, 26, 46);
     expect(macs() + word16(46) + hex("42 42 03") + fill(43, 3), 14, 0);
-    // Behind the PPP protocol, whichever it is.
+    // After the PPP protocol, whatever its number.
     const Bytes session = macs() + word16(0x8864);
     expect(session + pppoe(0, 7, word16(0x0021) + ipv4({}, ports())), 22, 42);
     expect(session + pppoe(0, 7, word16(0xC021) + fill(40, 3)), 22, 0);
@@ -554,7 +550,7 @@ TEST(FrameParser, BasesOfUserDefinedFields)
     expect(macs() + word16(0x86DD) + ipv6({.next = 60}, Bytes{58, 0, 1, 2}), 14, 0);
     expect(macs() + word16(0x0806) + fill(46, 3), 14, 0);
     expect(macs() + word16(0x05FF) + fill(46, 3), 0, 0);
-    // A header that fills its packet has its payload's place; what stands there is padding.
+    // A header that fills its packet has a transport base, too. The bytes there are padding.
     Bytes padded = macs() + word16(0x0800) + ipv4({}, fill(26, 9));
     padded[17] = 20;
     expect(padded, 14, 34);
@@ -562,7 +558,7 @@ TEST(FrameParser, BasesOfUserDefinedFields)
     expect(padded, 14, 0);
 }
 
-// The base moves behind the PPP protocol word when that is whole and the code is that of session data.
+// The base is after the PPP protocol word if that word is complete and the code is that of session data.
 TEST(FrameParser, PppoeHeaderIsTheBaseWithoutPppProtocol)
 {
     const Bytes whole = macs() + word16(0x8864) + pppoe(0, 0x0102, word16(0x0021) + ipv4({}, ports()));
@@ -591,8 +587,8 @@ TEST(FrameParser, SnapFrameWithoutRoomForItsHeaderIsLlc)
               join({kAddresses, kNoTags, kind(FrameType::Llc)}));
 }
 
-// Every prefix of every header: fields appear with their last byte, keep their value, and nothing is read
-// behind the prefix (an exact heap block under the address sanitizer; here: bytes behind it do not matter).
+// Every prefix of every header: fields appear with their last byte and keep their value. No byte after the
+// prefix is read (the address sanitizer checks an exact heap block; here those bytes have no effect).
 class Truncation : public testing::TestWithParam<Bytes>
 {
 };
@@ -601,7 +597,7 @@ TEST_P(Truncation, FieldsAppearWithTheirLastByte)
 {
     const Bytes &whole = GetParam();
     const ParsedFrame complete = parse(whole, 0x9100);
-    // User-defined fields move when a header in front of the network header becomes whole.
+    // User-defined fields move when a header before the network header becomes complete.
     constexpr uint64_t kFixed = fieldBit(UDF0) - 1;
     uint64_t before = 0;
     for (size_t length = 0; length <= whole.size(); ++length) {
@@ -644,7 +640,7 @@ INSTANTIATE_TEST_SUITE_P(
 namespace
 {
 
-// The frame's length from which on these fields are there, with these values.
+// From this length of the frame on, these fields are present with these values.
 struct Appearance {
     size_t length;
     Fields fields;

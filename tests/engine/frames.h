@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Frames for tests, put together header by header.
+// Frames for tests, built header by header.
 #pragma once
 
 #include <cstdint>
@@ -133,7 +133,7 @@ inline engine::ParserSettings settings(uint16_t userTpid = 0)
 inline engine::ParsedFrame parse(const Bytes &frame, uint16_t userTpid = 0)
 {
     engine::ParsedFrame parsed;
-    // An exact copy on the heap, so that a read past the frame is seen by the address sanitizer.
+    // An exact copy on the heap, so that the address sanitizer detects a read past the frame.
     const Bytes exact(frame);
     engine::parseFrame(exact.data(), exact.size(), {}, settings(userTpid), parsed);
     return parsed;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Each row of docs/hardware-model.md names tests that hold it. They must exist.
+// Each row of docs/hardware-model.md names its tests. They must exist.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -43,7 +43,7 @@ std::vector<std::string> split(const std::string &text, char at)
     return parts;
 }
 
-// The tables' rows without their heads, and without the lines of dashes below these.
+// The rows of the tables, without the heads and the lines of dashes.
 std::vector<Row> rowsOfThePage()
 {
     std::vector<Row> rows;

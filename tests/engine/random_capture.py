@@ -26,12 +26,12 @@ class Generator:
         return self.random.randbytes(count)
 
     def port(self):
-        # Above what a dissector knows by name: what is behind the ports is data to it.
+        # Port numbers that no protocol has, so a dissector shows the payload as data.
         return self.random.randrange(50000, 64000)
 
     def transport(self):
         """(protocol number, header and data)"""
-        data = bytes(self.random.randrange(0, 60))  # zeros: a dissector guesses no protocol in them
+        data = bytes(self.random.randrange(0, 60))  # zeros, in which a dissector finds no protocol
         kind = self.pick("tcp", "udp", "udp", "udplite", "sctp", "dccp", "other")
         ports = struct.pack(">HH", self.port(), self.port())
         if kind == "tcp":
@@ -87,7 +87,7 @@ class Generator:
         return 0x86DD, header + address + self.bytes(12) + address + self.bytes(12) + body + bytes(self.pick(0, 0, 6))
 
     def packet(self):
-        """(EtherType, what is behind it)"""
+        """(EtherType, the bytes after it)"""
         kind = self.pick("ipv4", "ipv4", "ipv4", "ipv6", "ipv6", "ipv6", "session", "session", "discovery", "arp")
         if kind == "ipv4":
             return self.ipv4()
@@ -106,7 +106,7 @@ class Generator:
         frame = destination + b"\x02" + self.bytes(5)
         framing = self.pick("ethernet", "ethernet", "ethernet", "ethernet", "snap", "llc")
         tpids = [self.pick(0x8100, 0x88A8) for _ in range(self.pick(0, 0, 1, 2, 2))]
-        if framing != "ethernet":  # behind a service tag the dissector knows no lengths
+        if framing != "ethernet":  # after a service tag the dissector expects no length
             tpids[-1:] = [0x8100] * len(tpids[-1:])
         for tpid in tpids:
             frame += struct.pack(">HH", tpid, self.random.randrange(65536))

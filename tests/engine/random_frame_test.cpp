@@ -17,19 +17,17 @@ namespace
 constexpr uint16_t kUserTpid = 0x9100;
 constexpr unsigned kTpids[] = {0, 0x8100, 0x88A8, kUserTpid}; // by VPM code
 
-// Fields that have no bits of their own in a frame. They are missed by a rule with another key instead.
+// Fields that have no bits of their own in a frame. For them the rule gets another key instead.
 const std::map<unsigned, const char *> kWithoutOwnBits = {
     {FRAME_TYPE, "follows from the length/type word: another kind is another frame"},
     {DMAC_TYPE, "follows from DMAC: it changes with that field"},
 };
 
-// Bits that a frame has for a field, but that cannot be changed one at a time without changing what the frame
-// is made of: change() declines them.
-//   VPM0, VPM1          a TPID is 16 bits: it is exchanged whole; a code of 0, or one that turns 0, is a tag
-//                       more or less
+// A single changed bit of these fields would change the headers of the frame, so change() does not make it:
+//   VPM0, VPM1          the whole TPID is exchanged; a change to or from code 0 would add or remove a tag
 //   ETYPE               the types of IP, PPPoE and tags, and words below 0x0600, announce other headers
 //   IPv6_NEXT_HEADER    a number that becomes an extension header's begins a chain
-// What changes along with a field, so that a rule of the other conditions leaves it out:
+// These fields change together, so a rule of the other conditions leaves them out:
 //   DMAC                DMAC_TYPE, with the group bit and around broadcast
 //   IPv4_PROTOCOL, IPv6_NEXT_HEADER    SPORT, DPORT
 
@@ -43,7 +41,7 @@ bool hasPorts(unsigned protocol)
     return protocol == 6 || protocol == 17 || protocol == 33 || protocol == 132 || protocol == 136;
 }
 
-// A type that announces nothing the classifier looks into.
+// A type after which the classifier reads no header.
 bool isOpaque(unsigned type)
 {
     for (const unsigned known : {0x0800u, 0x86DDu, 0x8863u, 0x8864u, 0x8100u, 0x88A8u, unsigned{kUserTpid}}) {
@@ -63,7 +61,7 @@ struct Frame {
     SideData side;
     UdfPlace udf[16] = {};
     std::map<unsigned, uint64_t>
-        value; // of every field that the frame has; UDFs behind its end are not named
+        value; // of every field that the frame has; no UDF after the end of the frame
     std::map<unsigned, Spot> spot;
     size_t tpid[2] = {};
     bool laterFragment = false;
@@ -235,7 +233,7 @@ private:
             protocol = 6;
         frame_.laterFragment = random_.oneIn(8);
         const size_t length = at() + (four ? 2 : 4);
-        const size_t behind = four ? at() : at() + 40;
+        const size_t counted = four ? at() : at() + 40; // where the length counts from
         if (four)
             ipv4(protocol);
         else
@@ -248,7 +246,7 @@ private:
             }
         }
         payload();
-        put16(length, at() - behind);
+        put16(length, at() - counted);
     }
 
     void ipv4(unsigned protocol)
@@ -322,7 +320,7 @@ private:
 
     void padding() { noise(random_.oneIn(2) ? below(12) : 0); }
 
-    // Sixteen words of the payload, each told from one of the places that the frame has.
+    // Sixteen words of the payload, each by one of the bases that the frame has.
     void userDefined()
     {
         unsigned order[16];
@@ -354,10 +352,10 @@ private:
 struct Changed {
     Bytes bytes;
     SideData side;
-    std::set<unsigned> along; // other fields that change or go with it
+    std::set<unsigned> along; // other fields that change or disappear with it
 };
 
-// The frame with one bit of one field changed; none where that bit is not there to change.
+// The frame with one bit of one field changed. None if that bit cannot be changed.
 std::optional<Changed> change(const Frame &frame, unsigned field, unsigned bit)
 {
     Changed changed{frame.bytes, frame.side, {}};
@@ -406,25 +404,18 @@ std::optional<Changed> change(const Frame &frame, unsigned field, unsigned bit)
     return changed;
 }
 
-struct Wish {
-    unsigned field;
-    unsigned command;
-    uint64_t mask;
-    uint64_t key;
-};
-
 constexpr uint64_t kMacLow = 0xFFFFFFFF;
 
-bool fulfilled(const Wish &wish, uint64_t value, bool narrow)
+bool fulfilled(const Term &term, uint64_t value, bool narrow)
 {
-    const uint64_t have = value & wish.mask;
-    const uint64_t want = wish.key & wish.mask;
-    switch (wish.command) {
+    const uint64_t have = value & term.mask;
+    const uint64_t want = term.key & term.mask;
+    switch (term.command) {
     case 0:
         return have == want;
     case 1: // two narrow entries hold an address, and each must differ
-        if (narrow && wish.field <= IFC_LAST_MAC_FIELD && (wish.mask & kMacLow) != 0 &&
-            (wish.mask & ~kMacLow) != 0)
+        if (narrow && term.field <= IFC_LAST_MAC_FIELD && (term.mask & kMacLow) != 0 &&
+            (term.mask & ~kMacLow) != 0)
             return (have & kMacLow) != (want & kMacLow) && (have & ~kMacLow) != (want & ~kMacLow);
         return have != want;
     case 2:
@@ -441,8 +432,8 @@ uint64_t oneBitOf(Random &random, uint64_t bits)
     return bits & (0 - bits);
 }
 
-// A condition that this value fulfils, by as little as one bit.
-Wish wishFor(Random &random, unsigned field, uint64_t value, bool narrow)
+// A condition that this value meets, sometimes by a single bit.
+Term termFor(Random &random, unsigned field, uint64_t value, bool narrow)
 {
     const uint64_t ones = fieldOnes(field);
     uint64_t mask = random.oneIn(3) ? ones : random.wide() & ones;
@@ -450,38 +441,38 @@ Wish wishFor(Random &random, unsigned field, uint64_t value, bool narrow)
         mask = contiguousMask(random, field);
     else if (mask == 0)
         mask = oneBitOf(random, ones);
-    Wish wish{field, random.below(field <= IFC_LAST_WORD_FIELD ? 2 : 4), mask, value};
+    Term term{field, random.below(field <= IFC_LAST_WORD_FIELD ? 2 : 4), mask, value};
     const uint64_t masked = mask & ones;
-    if (wish.command == 1) {
+    if (term.command == 1) {
         for (const uint64_t half : {masked & kMacLow, masked & ~kMacLow})
-            wish.key ^= half != 0 ? oneBitOf(random, half) : 0;
+            term.key ^= half != 0 ? oneBitOf(random, half) : 0;
         if (!narrow)
-            wish.key = value ^ oneBitOf(random, masked);
-    } else if (wish.command != 0) {
-        // Above or below the key by any bit but the highest that could be the deciding one.
-        const uint64_t free = wish.command == 2 ? value & masked : ~value & masked;
+            term.key = value ^ oneBitOf(random, masked);
+    } else if (term.command != 0) {
+        // Moves the key below (command 2) or above the value by one bit, but never by the highest.
+        const uint64_t free = term.command == 2 ? value & masked : ~value & masked;
         uint64_t highest = free;
         while ((highest & (highest - 1)) != 0)
             highest &= highest - 1;
         const uint64_t lower = free & ~highest;
-        wish.key ^= lower != 0 && random.oneIn(2) ? oneBitOf(random, lower) : 0;
+        term.key ^= lower != 0 && random.oneIn(2) ? oneBitOf(random, lower) : 0;
     }
-    wish.key ^= random.wide() & ~mask & ones; // what is not masked does not matter
-    return wish;
+    term.key ^= random.wide() & ~mask & ones; // what is not masked does not matter
+    return term;
 }
 
-unsigned entriesOf(const std::vector<Wish> &wishes)
+unsigned entriesOf(const std::vector<Term> &terms)
 {
     unsigned count = 0;
-    for (const Wish &wish : wishes)
-        count += wish.field <= IFC_LAST_MAC_FIELD ? 2 : 1;
+    for (const Term &term : terms)
+        count += term.field <= IFC_LAST_MAC_FIELD ? 2 : 1;
     return count;
 }
 
 constexpr unsigned kWideFrom = 9; // entries: the driver then takes LUT0
 
 // Some of the frame's fields: for a narrow rule few, for a wide one nine entries or more where it has them.
-std::vector<Wish> wishesFor(Random &random, const Frame &frame, bool narrow)
+std::vector<Term> termsFor(Random &random, const Frame &frame, bool narrow)
 {
     std::vector<unsigned> fields;
     for (const auto &[field, value] : frame.value) {
@@ -491,23 +482,23 @@ std::vector<Wish> wishesFor(Random &random, const Frame &frame, bool narrow)
     for (size_t n = fields.size(); n > 1; --n)
         std::swap(fields[n - 1], fields[random.below(static_cast<unsigned>(n))]);
     const unsigned wanted = narrow ? 1 + random.below(7) : kWideFrom + random.below(12);
-    std::vector<Wish> wishes;
+    std::vector<Term> terms;
     for (const unsigned field : fields) {
-        if (entriesOf(wishes) >= wanted)
+        if (entriesOf(terms) >= wanted)
             break;
-        wishes.push_back(wishFor(random, field, frame.value.at(field), narrow));
+        terms.push_back(termFor(random, field, frame.value.at(field), narrow));
     }
-    return wishes;
+    return terms;
 }
 
 class RandomFrames : public ClassifierTest
 {
 protected:
-    static int place(const std::vector<Wish> &wishes)
+    static int place(const std::vector<Term> &terms)
     {
         orva_ifc_param request{};
-        for (const Wish &wish : wishes)
-            add(request, wish.field, wish.command, wish.mask, wish.key);
+        for (const Term &term : terms)
+            add(request, term.field, term.command, term.mask, term.key);
         return host::quietly([&] { return ifc_set_lut_rules_auto(&request); });
     }
 
@@ -533,7 +524,7 @@ constexpr HitBits bitOf(int entry)
 namespace
 {
 
-// A masked bit that turns the condition, if there is one that `possible` admits.
+// A masked bit that `possible` accepts. None if there is no such bit.
 template <typename Possible>
 std::optional<unsigned> turningBit(Random &random, uint64_t mask, Possible possible)
 {
@@ -570,42 +561,42 @@ TEST_F(RandomFrames, HitTheirRulesAndMissThemWithOneBitChanged)
         const Frame frame = Writer(random).make();
         for (unsigned n = 0; n < 16; ++n)
             classifier->setUdf(n, frame.udf[n]);
-        const std::vector<Wish> wishes = wishesFor(random, frame, narrow);
-        if (narrow != (entriesOf(wishes) < kWideFrom))
+        const std::vector<Term> terms = termsFor(random, frame, narrow);
+        if (narrow != (entriesOf(terms) < kWideFrom))
             continue; // a frame with too few fields for a wide rule
 
         clear_all_ifc_rules();
-        const int entry = place(wishes);
+        const int entry = place(terms);
         ASSERT_GE(entry, 0);
         ASSERT_EQ(entry >= 8, narrow);
         ASSERT_EQ(hits(frame.bytes, frame.side), bitOf(entry)) << "round " << round;
 
         // Each condition alone makes the rule miss.
-        std::vector<std::pair<Wish, Changed>> changed;
-        std::vector<Wish> unchanged;
-        for (const Wish &wish : wishes) {
-            const uint64_t value = frame.value.at(wish.field);
-            ASSERT_TRUE(fulfilled(wish, value, narrow));
-            commands[narrow][wish.field] |= 1u << wish.command;
-            const auto bit = turningBit(random, wish.mask & fieldOnes(wish.field), [&](unsigned n) {
-                return !fulfilled(wish, value ^ oneBit(n), narrow) && change(frame, wish.field, n);
+        std::vector<std::pair<Term, Changed>> changed;
+        std::vector<Term> unchanged;
+        for (const Term &term : terms) {
+            const uint64_t value = frame.value.at(term.field);
+            ASSERT_TRUE(fulfilled(term, value, narrow));
+            commands[narrow][term.field] |= 1u << term.command;
+            const auto bit = turningBit(random, term.mask & fieldOnes(term.field), [&](unsigned n) {
+                return !fulfilled(term, value ^ oneBit(n), narrow) && change(frame, term.field, n);
             });
             if (!bit) {
-                unchanged.push_back(wish);
+                unchanged.push_back(term);
                 continue;
             }
-            changed.emplace_back(wish, *change(frame, wish.field, *bit));
+            changed.emplace_back(term, *change(frame, term.field, *bit));
             ASSERT_EQ(hits(changed.back().second.bytes, changed.back().second.side), 0u)
-                << "round " << round << " field " << wish.field << " command " << wish.command;
-            ++changes[narrow][wish.field];
+                << "round " << round << " field " << term.field << " command " << term.command;
+            ++changes[narrow][term.field];
         }
 
         // The other conditions still hold: a rule of them alone hits the changed frame.
         if (!changed.empty()) {
-            const auto &[wish, other] = changed[random.below(static_cast<unsigned>(changed.size()))];
-            std::vector<Wish> others;
-            for (const Wish &one : wishes) {
-                if (one.field != wish.field && other.along.count(one.field) == 0)
+            const auto &[term, other] = changed[random.below(static_cast<unsigned>(changed.size()))];
+            std::vector<Term> others;
+            for (const Term &one : terms) {
+                if (one.field != term.field && other.along.count(one.field) == 0)
                     others.push_back(one);
             }
             if (!others.empty() && narrow == (entriesOf(others) < kWideFrom)) {
@@ -613,28 +604,28 @@ TEST_F(RandomFrames, HitTheirRulesAndMissThemWithOneBitChanged)
                 ASSERT_GE(second, 0);
                 ASSERT_EQ(hits(frame.bytes, frame.side), bitOf(entry) | bitOf(second)) << "round " << round;
                 ASSERT_EQ(hits(other.bytes, other.side), bitOf(second))
-                    << "round " << round << " field " << wish.field;
+                    << "round " << round << " field " << term.field;
                 ++othersHeld;
             }
         }
 
-        // Where the frame has no bit to change, the rule gets another key.
+        // If the frame has no bit to change, the rule gets another key.
         if (!unchanged.empty()) {
-            const Wish &wish = unchanged[random.below(static_cast<unsigned>(unchanged.size()))];
-            const uint64_t value = frame.value.at(wish.field);
-            const auto bit = turningBit(random, wish.mask & fieldOnes(wish.field), [&](unsigned n) {
-                return !fulfilled({wish.field, wish.command, wish.mask, wish.key ^ oneBit(n)}, value, narrow);
+            const Term &term = unchanged[random.below(static_cast<unsigned>(unchanged.size()))];
+            const uint64_t value = frame.value.at(term.field);
+            const auto bit = turningBit(random, term.mask & fieldOnes(term.field), [&](unsigned n) {
+                return !fulfilled({term.field, term.command, term.mask, term.key ^ oneBit(n)}, value, narrow);
             });
             if (!bit)
                 continue;
-            std::vector<Wish> rule = wishes;
-            for (Wish &one : rule)
-                one.key ^= one.field == wish.field ? oneBit(*bit) : 0;
+            std::vector<Term> rule = terms;
+            for (Term &one : rule)
+                one.key ^= one.field == term.field ? oneBit(*bit) : 0;
             clear_all_ifc_rules();
             ASSERT_GE(place(rule), 0);
             ASSERT_EQ(hits(frame.bytes, frame.side), 0u)
-                << "round " << round << " field " << wish.field << " command " << wish.command;
-            ++keys[narrow][wish.field];
+                << "round " << round << " field " << term.field << " command " << term.command;
+            ++keys[narrow][term.field];
         }
     }
 

@@ -19,7 +19,7 @@ execute_process(COMMAND ${WORK}/build/consumer OUTPUT_VARIABLE printed COMMAND_E
 if(NOT printed STREQUAL "528 writes, 128 reads\nthe rule has number 8\n")
     message(FATAL_ERROR "the consumer printed '${printed}'")
 endif()
-# Neither tests nor tools may come along with a sub-project.
+# A sub-project must bring neither tests nor tools.
 if(EXISTS ${WORK}/build/ifc-tree/tests OR EXISTS ${WORK}/build/ifc-tree/tools)
     message(FATAL_ERROR "the sub-project brought tests or tools along")
 endif()

@@ -8,7 +8,7 @@ check() { # WHAT COMMAND...
     checks=$((checks + 1))
     if "$@"; then echo "PASS $what"; else echo "FAIL $what"; fi
 }
-fresh_log() { dmesg -c >>/tmp/kernel.log; } # what is thrown away is still looked through at the end
+fresh_log() { dmesg -c >>/tmp/kernel.log; } # the end of the run looks through the cleared log, too
 load() { insmod /ifc.ko "$@" 2>/dev/null; }
 unload() { rmmod ifc; }
 afresh() { # PARAMETER...
@@ -33,7 +33,7 @@ echo "KERNEL $(uname -r)"
 check "module loads" load
 check "files are for root alone" [ "$(stat -c %a $dir/command)$(stat -c %a $dir/lut0)" = 600600 ]
 
-# The tests of the layer, in here. Their report is KTAP in the log.
+# The tests of the layer run in the kernel. Their report is KTAP in the log.
 layer_report() {
     dmesg | sed 's/^\[ *[0-9.]*\] //' | sh /ktap.sh - >/tmp/ktap
     judged=$?
@@ -43,17 +43,17 @@ layer_report() {
 check "the parser of KTAP" sh /ktap_test.sh
 fresh_log
 check "tests of the layer run" insmod /ifc_test.ko
-check "their report is whole, and all hold" layer_report
-check "its module unloads" rmmod ifc_test
-check "the driver is as after a load" [ "$(grep -c 'valid:0' $dir/rules)" = 40 ]
+check "their report is complete, and all tests pass" layer_report
+check "their module unloads" rmmod ifc_test
+check "they leave the driver as after a load" [ "$(grep -c 'valid:0' $dir/rules)" = 40 ]
 afresh revision=12
 fresh_log
 check "tests of the layer run on a chip of revision 12" insmod /ifc_test.ko
-check "their report is whole, and all hold" layer_report
-check "which it is afterwards" sh -c "rmmod ifc_test && grep -q 'revision 12' $dir/status"
+check "the report for revision 12 is complete, and all tests pass" layer_report
+check "they leave the revision at 12" sh -c "rmmod ifc_test && grep -q 'revision 12' $dir/status"
 afresh
 
-udp_to() { # PORT: a frame to it
+udp_to() { # PORT: prints a UDP frame to this port
     printf '02000000000102000000000208004500001c0001000040110000c0000201c00002021f90%04x00080000\n' "$1"
 }
 # Each of the 40 entries hit alone, then none: 40 and 41 are in the high half of the hit word.
@@ -81,7 +81,7 @@ while [ $n -lt 41 ]; do
     n=$((n + 1))
 done
 check "each of the 40 entries is hit alone" [ $wrong = 0 ]
-check "and counted alone" [ "$(awk 'NR > 1 && $2 == 1 && $3 == 42' $dir/counters | wc -l)" = 40 ]
+check "each of the 40 entries is counted alone" [ "$(awk 'NR > 1 && $2 == 1 && $3 == 42' $dir/counters | wc -l)" = 40 ]
 afresh
 
 # The same batch as on the host.
@@ -112,12 +112,12 @@ afresh
 ifcctl --device debugfs -b /gateway.ifc >/tmp/gateway 2>/tmp/error || sed "s/^/NOTE /" /tmp/error
 check "gateway rules through ifcctl" cmp /tmp/gateway /expected/gateway
 check "classifies the capture" sh -c "ifcctl --device debugfs -b /replay.ifc >/tmp/replay"
-check "frames as acted upon" cmp /tmp/out.pcap /expected/out.pcap
-check "and tells of it as on the host" cmp /tmp/replay /expected/replay
+check "the edited frames are the same as on the host" cmp /tmp/out.pcap /expected/out.pcap
+check "the replay prints the same as on the host" cmp /tmp/replay /expected/replay
 sed 's/^/NOTE /' /tmp/replay | cut -c1-60
-check "counters by file and by tool" [ "$(awk 'NR > 1 && $2 { print $1, $2, $3 }' $dir/counters)" = \
+check "the file and the tool show the same counters" [ "$(awk 'NR > 1 && $2 { print $1, $2, $3 }' $dir/counters)" = \
     "$(ifcctl --device debugfs counter show | awk 'NR > 1 { print $1, $2, $3 }')" ]
-check "something was counted" [ "$(awk 'NR > 1 { n += $2 } END { print n }' $dir/counters)" -gt 5 ]
+check "frames were counted" [ "$(awk 'NR > 1 { n += $2 } END { print n }' $dir/counters)" -gt 5 ]
 for form in "" .json; do
     afresh
     ifcctl --device debugfs ${form:+-j} -b /tool.ifc >/tmp/tool$form 2>&1
@@ -131,9 +131,9 @@ exits() { # CODE ARGUMENT...
 }
 check "ifcctl: an unknown word" exits 2 --device debugfs rule add dst_prt 80
 check "ifcctl: no space" exits 3 --device debugfs rule del id 0
-check "ifcctl: a line of nothing" exits 0 --device debugfs op "#"
+check "ifcctl: an empty line" exits 0 --device debugfs op "#"
 check "ifcctl: no such device" exits 2 --device debugfs:/nowhere rule list
-check "ifcctl: with its reason" grep -q "'debugfs:/nowhere': accepted: the folder of a loaded ifc.ko" /tmp/error
+check "ifcctl: the message names the device" grep -q "'debugfs:/nowhere': accepted: the folder of a loaded ifc.ko" /tmp/error
 # A set of rules in one write: the same places and register accesses as on the simulated engine of the host.
 afresh
 ifcctl --device debugfs -b /sets.ifc >/tmp/sets 2>&1
@@ -162,41 +162,41 @@ many() { # PORT
 many 100 &
 many 200 &
 wait
-check "two of ifcctl at once" [ "$(ifcctl --device debugfs rule list | grep -c '^rule')" = 8 ]
-check "and nothing differs" sh -c "ifcctl --device debugfs table verify >/dev/null"
-check "a frame by hand" sh -c "echo 'ffffffffffff' >$dir/frame && grep -q 'entry -1 lut0 00 lut1 00000000 00000000' $dir/frame"
+check "two processes of ifcctl add rules at once" [ "$(ifcctl --device debugfs rule list | grep -c '^rule')" = 8 ]
+check "after them the hardware agrees with the shadow" sh -c "ifcctl --device debugfs table verify >/dev/null"
+check "a short frame" sh -c "echo 'ffffffffffff' >$dir/frame && grep -q 'entry -1 lut0 00 lut1 00000000 00000000' $dir/frame"
 check "a bad frame is refused" sh -c "! echo 'fff' >$dir/frame 2>/dev/null && grep -q 'accepted: up to 262144 bytes' $dir/frame"
 for side in "32 0" "0 65536" "1" "1 2 3" "1 2x" "4294967297 0"; do
     check "side data $side is refused" sh -c "! echo 'ff $side' >$dir/frame 2>/dev/null && grep -q 'side data' $dir/frame"
 done
-check "no frame is refused" sh -c "! echo >$dir/frame 2>/dev/null"
+check "a line without a frame is refused" sh -c "! echo >$dir/frame 2>/dev/null"
 check "a long frame" sh -c "{ echo 020000000001020000000002; head -c 60000 /dev/zero | hexdump -v -e '1/1 \"%02x\"'; } | tr -d '\n' >/tmp/long && dd if=/tmp/long of=$dir/frame bs=1M count=1 2>/dev/null && grep -q '^entry' $dir/frame"
 
-# Two exchanges on one open file, and one who only reads.
+# File 5 writes lines and reads their replies. File 6 only reads.
 op help
 exec 5<>$dir/command 6<$dir/command
 echo "isTPID 0x81" >&5
-check "the reply on the file that wrote" [ "$(cat <&5)" = "= 1" ]
+check "a file reads the reply to its line" [ "$(cat <&5)" = "= 1" ]
 echo "isTPID 0x82" >&5
-check "and to its next line" [ "$(cat <&5)" = "= 0" ]
+check "a file reads the reply to its next line" [ "$(cat <&5)" = "= 0" ]
 echo "nonsense" >&5 2>/dev/null
-check "and to a refused one" [ "$(cat <&5 | cut -c1-20)" = "operation 'nonsense'" ]
-check "a reader has the last reply of all" [ "$(cat <&6 | cut -c1-20)" = "operation 'nonsense'" ]
+check "a file reads the reply to a refused line" [ "$(cat <&5 | cut -c1-20)" = "operation 'nonsense'" ]
+check "a file that wrote nothing reads the last reply of all" [ "$(cat <&6 | cut -c1-20)" = "operation 'nonsense'" ]
 exec 5<&- 6<&-
 check "a NUL in a line is refused" sh -c "! printf 'isTPID\\0 0x81' >$dir/command 2>/dev/null"
-check "an empty line is nothing" sh -c "echo '#' >$dir/command && [ -z \"\$(cat $dir/command)\" ]"
-# Who is heard in an operation's text, and where all else goes.
+check "a comment has an empty reply" sh -c "echo '#' >$dir/command && [ -z \"\$(cat $dir/command)\" ]"
+# An operation's captured text holds only what that operation prints. The log gets all else.
 logged() { dmesg | sed 's/^\[ *[0-9.]*\] //' | grep -c -x "$1"; }
 fresh_log
-check "a captured text is its own operation's" insmod /ifc_context_test.ko
+check "a captured text holds only its own operation's lines" insmod /ifc_context_test.ko
 check "lines of other tasks are in the log" [ "$(logged "a thread's line")" = 2 ]
-check "and those of interrupts" [ "$(logged "an interrupt's line")" = 2 ]
-check "and errors" [ "$(logged "place \[1\]: own error")" = 2 ]
-check "and lines that go to both, in one piece" [ "$(logged "own line, in pieces, to the log")" = 1 ]
-check "a read text is in its file alone" [ "$(logged "own line, in pieces")" = 0 ]
+check "lines of interrupts are in the log" [ "$(logged "an interrupt's line")" = 2 ]
+check "errors of a captured operation are in the log" [ "$(logged "place \[1\]: own error")" = 2 ]
+check "a captured line that also goes to the log is one record there" [ "$(logged "own line, in pieces, to the log")" = 1 ]
+check "a captured line that is not for the log is not in the log" [ "$(logged "own line, in pieces")" = 0 ]
 rmmod ifc_context_test
 cat $dir/status >/dev/null
-check "as is a read file's" [ "$(logged 'IFC :.*')" = 0 ]
+check "the text of a file that is read is not in the log" [ "$(logged 'IFC :.*')" = 0 ]
 check "send_to_ppe takes a number" sh -c "echo 5 >$dir/send_to_ppe && [ \$(cat $dir/send_to_ppe) = 5 ] && echo 0 >$dir/send_to_ppe"
 
 # Bad commands.
@@ -236,11 +236,11 @@ hammer() {
 hammer 3 &
 hammer 20 &
 wait
-check "two processors at once" is "ifc_match_lut1 28:0:0xffff:149" "= 3"
-check "both have written" [ "$(cat $dir/rules | grep -c 'Key:0095')" = 2 ]
+check "two processors set entries at once" is "ifc_match_lut1 28:0:0xffff:149" "= 3"
+check "the entries of both processors are set" [ "$(cat $dir/rules | grep -c 'Key:0095')" = 2 ]
 longest
 
-# Unloading under an open file: the kernel refuses while it is in use, and works after.
+# The kernel refuses to unload the module while a file is open.
 exec 5<$dir/command
 check "unload is refused under an open file" sh -c '! rmmod ifc 2>/dev/null'
 exec 5<&-
@@ -251,12 +251,12 @@ check "no file is left" [ ! -e $dir ]
 check "loads with a chip that never answers" load done_after=0
 fresh_log
 check "ifcctl reports time-outs" exits 4 --device debugfs rule add dst_port 80
-check "a time-out is reported" is "ifcSetRuleConfig 0 0 1 1" "= -62"
-check "and logged" sh -c "dmesg | grep -q 'transfer.cpp \[[0-9]*\]: Timeout for set IFC Rule configuration.'"
+check "an operation returns the time-out" is "ifcSetRuleConfig 0 0 1 1" "= -62"
+check "the time-out is in the log" sh -c "dmesg | grep -q 'transfer.cpp \[[0-9]*\]: Timeout for set IFC Rule configuration.'"
 fresh_log
 cat $dir/actions >/tmp/actions
-check "a read file shows its errors" [ "$(grep -c 'Timeout for set IFC Rule' /tmp/actions)" = 40 ]
-check "and the log has them" [ "$(dmesg | grep -c 'Timeout for set IFC Rule')" = 40 ]
+check "a file that is read shows the errors" [ "$(grep -c 'Timeout for set IFC Rule' /tmp/actions)" = 40 ]
+check "the log has the errors of a file that is read" [ "$(dmesg | grep -c 'Timeout for set IFC Rule')" = 40 ]
 op write_all_ifc_rule_to_hw
 longest " when every transfer times out"
 unload
@@ -278,27 +278,27 @@ check "mmio without the chip's revision" refuses "revision: accepted with backen
     backend=mmio fe_base=0x1fb50000
 check "a negative revision" refuses "revision -1: accepted: 0 to 255" revision=-1
 
-# Registers in memory: this machine's real-time clock stands in. What is beside the window is nobody's.
+# backend=mmio: the real-time clock of this machine serves as the registers. Addresses outside the window are not accessed.
 afresh backend=mmio fe_base=0x09010000 revision=3
 check "the revision is the one given" grep -q 'revision 3$' $dir/status
-check "a register beside the window" is "ifcChecConfigDone 0 1" "= -62"
-check "a register between two" is "ifcChecConfigDone 0xBFB50201 1" "= -62"
-check "is counted" grep -q 'does not know: [1-9]' $dir/status
-check "no frames without a simulation" [ ! -e $dir/frame ]
+check "an address outside the window reads as 0" is "ifcChecConfigDone 0 1" "= -62"
+check "an unaligned address reads as 0" is "ifcChecConfigDone 0xBFB50201 1" "= -62"
+check "both accesses are counted" grep -q 'does not know: [1-9]' $dir/status
+check "without the simulation there is no file for frames" [ ! -e $dir/frame ]
 
 afresh revision=14
 op "ifc_set_lut0_rules 0 1 28 0 0 1 0 1"
 op "ifc_get_rule_from_reg 0"
 check "revision 14 gets no LUT0 writes" [ "$(reply | head -n 1)" = "LUT0- 0 : Disable." ]
 op "ifc_dump_lut0_rules"
-check "but the shadow has the rule" sh -c "grep -q 'LUT0-0.*valid:1' $dir/command"
+check "on revision 14 the shadow has the rule" sh -c "grep -q 'LUT0-0.*valid:1' $dir/command"
 unload
 
-# A driver with members of its own in the context and a revision query of its own.
+# A module with extra members in the context and a revision query, as an embedder may have it.
 check "an embedder's module asks the chip for its revision" \
     sh -c "insmod /ifc_embedder.ko backend=mmio fe_base=0x09010000 && grep -q 'revision 14$' $dir/status"
 unload
-check "unless it is given" \
+check "an embedder's module takes the revision that is given" \
     sh -c "insmod /ifc_embedder.ko backend=mmio fe_base=0x09010000 revision=2 && grep -q 'revision 2$' $dir/status"
 unload
 check "an embedder's module loads" insmod /ifc_embedder.ko
@@ -306,17 +306,17 @@ op ifc_enable
 op "ifc_set_lut0_rules 0 1 28 0 0 0xffff 0 1000"
 op "ifc_set_lut1_rules 31 1 1 28 0 0xffff 0 1000"
 udp_to 1000 >$dir/frame
-check "its hit bitmaps are where the layer looks" is "checkIFCResult 0 0" "= -1"
-check "both of them" [ "$(cut -d' ' -f3- $dir/frame)" = "lut0 01 lut1 80000000 00000000" ]
+check "an embedder's module: two hits are not one" is "checkIFCResult 0 0" "= -1"
+check "an embedder's module: the file shows both hits" [ "$(cut -d' ' -f3- $dir/frame)" = "lut0 01 lut1 80000000 00000000" ]
 op "ifc_delete_lut1 31" && op write_all_ifc_rule_to_hw
 udp_to 1000 >$dir/frame
-check "and one alone" is "checkIFCResult 0 0" "= 0"
+check "an embedder's module: the layer sees a single hit" is "checkIFCResult 0 0" "= 0"
 unload
 
 areas() { grep -vc 'unpurged' /proc/vmallocinfo; }
 before=$(areas)
 n=0
 while [ $n -lt 100 ] && load && unload; do n=$((n + 1)); done
-check "100 cycles of load and unload" [ $n = 100 ]
-check "leave no memory behind" [ $(($(areas) - before)) -lt 20 ]
+check "the module loads and unloads 100 times" [ $n = 100 ]
+check "loading and unloading leaks no mapped memory" [ $(($(areas) - before)) -lt 20 ]
 echo "END OF CHECKS $checks"

@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: MIT OR GPL-2.0 */
-/* What an embedder's ifc_platform.h may name (platform/kernel/ifc_platform.h): read before all else. */
+/* What an embedder's ifc_platform.h may define (platform/kernel/ifc_platform.h). Included before all else. */
 #ifndef IFC_TEST_EMBEDDER_H
 #define IFC_TEST_EMBEDDER_H
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// ifc_context_test.ko: who else prints while an operation's text is captured. Loading it is the run: it stays
-// loaded only when the captured text is right. The caller looks up what must be in the log and what must not.
+// ifc_context_test.ko: another task and an interrupt print while an operation's text is captured. Loading the
+// module runs the test. It stays loaded only if the captured text is right. The caller checks the log.
 #include <linux/completion.h>
 #include <linux/delay.h>
 #include <linux/hrtimer.h>
@@ -26,7 +26,7 @@ static int thread_prints(void *unused)
     return 0;
 }
 
-/* Another task, on whichever processor. */
+/* Another task, on any processor. */
 static void from_a_thread(const char *line)
 {
     to_print = line;
@@ -54,7 +54,7 @@ static void setup_timer(void)
 #endif
 }
 
-/* An interrupt of this processor, while this task has it: then `current` is this task. */
+/* An interrupt of this processor during this task, so `current` is this task. */
 static void from_an_interrupt(const char *line)
 {
     unsigned int n;

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // ifc_test.ko: runs the tests of tests/layer inside the kernel, on the simulated engine of ifc.ko, and
-// reports in KTAP. Loading it is the run, and succeeds whatever the tests say: that is in the report. (Some
-// insmod loads a second time what has failed.) The driver is left as after a load: no rules, all zero.
+// reports in KTAP. The tests run when the module is loaded. Loading succeeds even if tests fail: the report
+// says so. (Some insmod tries again after a failure.) Afterwards the driver is as after a load: no rules, all
+// zero.
 #include <linux/kernel.h>
 #include <linux/module.h>
 #include <linux/sched.h>
@@ -108,7 +109,7 @@ static int __init ifc_test_init(void)
     ifc_callers_lock();
     done_after = ifc_sim_done_after();
     revision = ifc_glue_revision();
-    ifc_sim_power_on(done_after); /* errors of others are none of these tests */
+    ifc_sim_power_on(done_after); /* forgets earlier errors of other callers */
     ifc_glue_capture_begin(piece, PIECE_SIZE, false);
     ifc_glue_watch(heard);
     while (support_test_subject(count))

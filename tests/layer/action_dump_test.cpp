@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// One action as an operator reads it.
+// The printed line of one action.
 #include "tests/support/check.h"
 #include "tests/support/layer.h"
 

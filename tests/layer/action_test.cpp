@@ -21,11 +21,23 @@ void fill(unsigned n, uint32_t value)
         word = value;
 }
 
-// With the flag that packets may go to the PPE, unless told otherwise.
+// Calls ifc_set_action() while packets may go to the PPE.
 int set(unsigned n, unsigned sub, bool on, uint v0 = 0, uint v1 = 0, uint v2 = 0, uint v3 = 0)
 {
     ifcSendToPpe = 1;
     return ifc_set_action(n, sub, on ? IFC_ENABLE : IFC_DISABLE, v0, v1, v2, v3);
+}
+
+// Expects that setting and clearing this index and setting this sub-action are refused, with messages.
+void expectRefused(uint index, uint actIdx)
+{
+    EXPECT_EQ(set(index, 0, true), -1);
+    EXPECT_EQ(set(index, 99, true), -1) << "the index is checked first";
+    EXPECT_EQ(set(0, actIdx, true), -1);
+    EXPECT_EQ(ifc_clear_action(index), -1);
+    const char *const badIndex = format("@Error: Action Index is %d, which should less than 40\n", index);
+    EXPECT_PRINTED(badIndex, badIndex,
+                   format("@Error: Field Index is %d, which should between 1 and 47\n", actIdx), badIndex);
 }
 
 // Each sub-action with all values set: which bits of the 128-bit entry it owns, as words 0 to 3.
@@ -70,7 +82,7 @@ TEST(Action, EachSubActionWritesItsFieldsAndNothingElse)
                     forget();
                     EXPECT_EQ(set(21, sub.actIdx, on, ~0u, ~0u, ~0u, ~0u), 0);
                     const int bit = revision == 12 ? sub.enable12 : sub.enable;
-                    const bool writesOnes = on || sub.actIdx >= 15; // 15 and 16 do not heed the mode
+                    const bool writesOnes = on || sub.actIdx >= 15; // 15 and 16 ignore the mode
                     for (unsigned w = 0; w < 4; ++w) {
                         uint32_t expected = (background & ~sub.owns[w]) | (writesOnes ? sub.owns[w] : 0);
                         if (w == 0 && bit >= 0)
@@ -197,14 +209,7 @@ TEST(Action, DpiAndKeepPcpShareTheirEnableBit)
 
 TEST(Action, RefusesBadIndexesAndTouchesNothing)
 {
-    expectNothingChanges([&] {
-        EXPECT_EQ(set(40, 99, true), -1);
-        EXPECT_EQ(set(0, 17, true), -1);
-        EXPECT_EQ(ifc_clear_action(40), -1);
-    });
-    EXPECT_PRINTED("@Error: Action Index is 40, which should less than 40\n",
-                   "@Error: Field Index is 17, which should between 1 and 47\n",
-                   "@Error: Action Index is 40, which should less than 40\n");
+    expectNothingChanges([&] { expectRefused(40, 17); });
     EXPECT_NO_TRAFFIC();
 }
 
@@ -266,11 +271,7 @@ TEST(Action, ClearingAllHoldsTheLockThroughout)
         fill(n, ~0u);
     forget();
     EXPECT_EQ(clear_all_ifc_actions(), 0);
-    Traffic t;
-    t.lock();
-    for (uint32_t n = 0; n < 40; ++n)
-        t.zeros(n, 2);
-    EXPECT_TRAFFIC(t.unlock());
+    EXPECT_TRAFFIC(Traffic().clearTable(2));
     EXPECT_NOTHING_PRINTED();
 }
 
@@ -278,11 +279,7 @@ TEST(Action, ClearingAllGoesOnAfterTimeOuts)
 {
     powerOn(0);
     EXPECT_EQ(clear_all_ifc_actions(), 0);
-    Traffic t;
-    t.lock();
-    for (uint32_t n = 0; n < 40; ++n)
-        t.zeros(n, 2, 3, false);
-    EXPECT_TRAFFIC(t.unlock());
+    EXPECT_TRAFFIC(Traffic().clearTable(2, 3, false));
     EXPECT_TRUE(eachPieceIs("@Timeout for set IFC Rule configuration.\n", 40));
 }
 
@@ -300,12 +297,7 @@ TEST(Action, SubActionsAndRefusalsArePrintedAtEveryLevel)
                 EXPECT_PRINTED(sub.printedOn);
         }
         forget();
-        EXPECT_EQ(set(0xFFFFFFFF, 0, true), -1);
-        EXPECT_EQ(set(0, 0xFFFFFFFF, true), -1);
-        EXPECT_EQ(ifc_clear_action(0xFFFFFFFF), -1);
-        EXPECT_PRINTED("@Error: Action Index is -1, which should less than 40\n",
-                       "@Error: Field Index is -1, which should between 1 and 47\n",
-                       "@Error: Action Index is -1, which should less than 40\n");
+        expectRefused(0xFFFFFFFF, 0xFFFFFFFF);
         forget();
         ifcSendToPpe = 0;
         EXPECT_EQ(ifc_set_action(9, 2, IFC_ENABLE, 0, 0, 0, 0), -1);

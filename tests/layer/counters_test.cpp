@@ -97,11 +97,7 @@ TEST(Counters, ClearsAllFortyUnderTheLock)
         setEntry(n, 1, 2, 3, 4);
     poke(0xBFB50240, 0x1234);
     clear_all_ifc_acnt();
-    Traffic t;
-    t.lock();
-    for (uint32_t n = 0; n < 40; ++n)
-        t.zeros(n, 3);
-    EXPECT_TRAFFIC(t.unlock()); // one lock for all
+    EXPECT_TRAFFIC(Traffic().clearTable(3));
     EXPECT_EQ(peek(0xBFB50240), 0x1234u);
     EXPECT_NOTHING_PRINTED();
 }
@@ -110,11 +106,7 @@ TEST(Counters, ClearingGoesOnAfterTimeOuts)
 {
     powerOn(0);
     clear_all_ifc_acnt();
-    Traffic t;
-    t.lock();
-    for (uint32_t n = 0; n < 40; ++n)
-        t.zeros(n, 3, 3, false);
-    EXPECT_TRAFFIC(t.unlock());
+    EXPECT_TRAFFIC(Traffic().clearTable(3, 3, false));
     EXPECT_TRUE(eachPieceIs("@Timeout for set IFC Rule configuration.\n", 40));
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Finding and deleting placed requests, oddity by oddity.
+// Finding and deleting placed requests, with each known oddity.
 #include "tests/support/check.h"
 #include "tests/support/rules.h"
 
@@ -9,7 +9,8 @@ TEST(Deletion, DeletesAChainEntryByEntryWithItsActions)
 {
     for (unsigned n = 0; n < 4; ++n)
         IFC_LUT1_Rule[n].word[0] = 0xC000; // four rules in front
-    const Condition rule[] = {{DIPv4, 0, 0xFFFFFF00, 0x0A000000}, {DPORT, 2, 0xFFFF, 80}, {35, 1, 0xFF, 1}};
+    const RequestCondition rule[] = {
+        {DIPv4, 0, 0xFFFFFF00, 0x0A000000}, {DPORT, 2, 0xFFFF, 80}, {35, 1, 0xFF, 1}};
     EXPECT_EQ(place(rule), 8 + 6);
     for (auto &action : hardware().action)
         action[2] = 0x55;
@@ -26,7 +27,7 @@ TEST(Deletion, DeletesAChainEntryByEntryWithItsActions)
 
 TEST(Deletion, DeletesAWideRule)
 {
-    Condition rule[9];
+    RequestCondition rule[9];
     for (unsigned n = 0; n < 8; ++n)
         rule[n] = {SINF + n, 1, 1, 1};
     rule[8] = {SMAC, 1, kAll, kMac};
@@ -43,7 +44,7 @@ TEST(Deletion, DeletesAWideRule)
 
 TEST(Deletion, DeletesEveryMatchInBothTables)
 {
-    const Condition rule[] = {{DPORT, 0, 0xFFFF, 80}};
+    const RequestCondition rule[] = {{DPORT, 0, 0xFFFF, 80}};
     place(rule);
     place(rule);
     for (const unsigned wide : list({1u, 5u}))
@@ -75,8 +76,8 @@ TEST(Deletion, NothingFoundChangesNothing)
 
 TEST(Deletion, AMacAtTheEndIsFoundAMacInFrontIsNot)
 {
-    const Condition ip = {DIPv4, 0, 0xFFFFFFFF, 0x0A000001};
-    const Condition mac = {DMAC, 0, kAll, kMac};
+    const RequestCondition ip = {DIPv4, 0, 0xFFFFFFFF, 0x0A000001};
+    const RequestCondition mac = {DMAC, 0, kAll, kMac};
     place({ip, mac});
     EXPECT_EQ(del({ip, mac}), 0);
     EXPECT_TRUE(narrowTableIsEmpty());
@@ -87,7 +88,7 @@ TEST(Deletion, AMacAtTheEndIsFoundAMacInFrontIsNot)
 
 TEST(Deletion, TwoMacsAreNeverFound)
 {
-    const Condition rule[] = {{DMAC, 0, kAll, kMac}, {SMAC, 0, kAll, kMac}};
+    const RequestCondition rule[] = {{DMAC, 0, kAll, kMac}, {SMAC, 0, kAll, kMac}};
     place(rule);
     EXPECT_EQ(del(rule), -1);
 }
@@ -95,7 +96,7 @@ TEST(Deletion, TwoMacsAreNeverFound)
 TEST(Deletion, AMacInOneEntryIsNeverFound)
 {
     for (const uint64_t mask : list({uint64_t{0xFFFF00000000}, uint64_t{0x0000FFFFFFFF}})) {
-        const Condition rule[] = {{DMAC, 0, mask, kMac & mask}};
+        const RequestCondition rule[] = {{DMAC, 0, mask, kMac & mask}};
         place(rule);
         EXPECT_EQ(del(rule), -1);
         (void)clear_all_ifc_rules();
@@ -104,9 +105,9 @@ TEST(Deletion, AMacInOneEntryIsNeverFound)
 
 TEST(Deletion, OneStrayEntryInFrontOfAMacsHighPartMakesItFound)
 {
-    const Condition high[] = {{DMAC, 0, 0xFFFF00000000, kMac & 0xFFFF00000000}};
-    const Condition low[] = {{DMAC, 0, 0xFFFFFFFF, kMac & 0xFFFFFFFF}};
-    const Condition ip = {DIPv4, 0, 0xFFFFFFFF, 0x0A000001};
+    const RequestCondition high[] = {{DMAC, 0, 0xFFFF00000000, kMac & 0xFFFF00000000}};
+    const RequestCondition low[] = {{DMAC, 0, 0xFFFFFFFF, kMac & 0xFFFFFFFF}};
+    const RequestCondition ip = {DIPv4, 0, 0xFFFFFFFF, 0x0A000001};
     IFC_LUT1_Rule[0].word[0] = 0x8000 | SPORT;
     EXPECT_EQ(place(high), 8 + 1);
     EXPECT_EQ(del(high), 0);
@@ -129,8 +130,8 @@ TEST(Deletion, OneStrayEntryInFrontOfAMacsHighPartMakesItFound)
 
 TEST(Deletion, AGapInTheRangeStandsForWhatFollowsAMac)
 {
-    const Condition mac = {DMAC, 0, kAll, kMac};
-    const Condition port = {DPORT, 0, 0xFFFF, 80};
+    const RequestCondition mac = {DMAC, 0, kAll, kMac};
+    const RequestCondition port = {DPORT, 0, 0xFFFF, 80};
     place({port, mac});
     IFC_LUT1_Rule[3] = IFC_LUT1_Rule[2];
     IFC_LUT1_Rule[2] = IFC_LUT1_Rule[1];
@@ -141,7 +142,7 @@ TEST(Deletion, AGapInTheRangeStandsForWhatFollowsAMac)
     EXPECT_EQ(IFC_LUT1_Rule[0].word[0], 0x8000u | DPORT) << "outside the range";
     EXPECT_EQ(IFC_LUT1_Rule[2].word[0] | IFC_LUT1_Rule[3].word[0], 0u);
 
-    const Condition other = {SMAC, 0, kAll, kMac};
+    const RequestCondition other = {SMAC, 0, kAll, kMac};
     (void)clear_all_ifc_rules();
     place({other, mac});
     IFC_LUT1_Rule[4] = IFC_LUT1_Rule[3];
@@ -154,7 +155,7 @@ TEST(Deletion, AGapInTheRangeStandsForWhatFollowsAMac)
 
 TEST(Deletion, EntriesOfTheRangeNeedNotBeValid)
 {
-    const Condition rule[] = {{DPORT, 0, 0xFFFF, 80}, {SPORT, 0, 0xFFFF, 81}};
+    const RequestCondition rule[] = {{DPORT, 0, 0xFFFF, 80}, {SPORT, 0, 0xFFFF, 81}};
     IFC_LUT1_Rule[0].word[0] = 0x8000 | VID0;
     place(rule);
     IFC_LUT1_Rule[1].type0.valid = 0; // two valid entries up to the end, 0 and 2; the range is 1 and 2
@@ -184,7 +185,7 @@ TEST(Deletion, DeletionTakesFieldsThatNoRuleIsPlacedWith)
 
 TEST(Deletion, TimeOutsDoNotChangeTheResultOfADeletion)
 {
-    const Condition rule[] = {{DPORT, 0, 0xFFFF, 80}};
+    const RequestCondition rule[] = {{DPORT, 0, 0xFFFF, 80}};
     place(rule);
     powerOn(0);
     EXPECT_EQ(del(rule), 0);
@@ -222,7 +223,7 @@ TEST(Deletion, AMacIsAlsoFoundByItsHighPartAlone)
 
 TEST(Deletion, AStrayEntryInFrontHidesAChain)
 {
-    const Condition rule[] = {{DPORT, 0, 0xFFFF, 80}, {SPORT, 0, 0xFFFF, 81}};
+    const RequestCondition rule[] = {{DPORT, 0, 0xFFFF, 80}, {SPORT, 0, 0xFFFF, 81}};
     IFC_LUT1_Rule[0].word[0] = 0x8000;
     place(rule);
     EXPECT_EQ(del(rule), -1);
@@ -232,7 +233,7 @@ TEST(Deletion, AStrayEntryInFrontHidesAChain)
 
 TEST(Deletion, GapsDoNotCount)
 {
-    const Condition rule[] = {{DPORT, 0, 0xFFFF, 80}, {SPORT, 0, 0xFFFF, 81}};
+    const RequestCondition rule[] = {{DPORT, 0, 0xFFFF, 80}, {SPORT, 0, 0xFFFF, 81}};
     place(rule);
     IFC_LUT1_Rule[5] = IFC_LUT1_Rule[1]; // a chain of entries 0, 2 and 5 ...
     IFC_LUT1_Rule[1] = {};

@@ -178,12 +178,7 @@ TEST(MaskReduction, AllHighHalvesWithTypicalLowOnes)
 TEST(MaskReduction, AMillionOthers)
 {
     Random random(7);
-#ifdef __x86_64__
-    const int rounds = 1000000;
-#else
-    const int rounds = 50000; // under emulation
-#endif
-    for (int n = 0; n < rounds; ++n) {
+    for (uint n = 0; n < workload(1000000, 50000); ++n) {
         uint high = random();
         uint low = random();
         // Half of them close to a run: shifted ones with a bit flipped here and there, and bits above 47.

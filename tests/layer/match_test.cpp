@@ -10,7 +10,7 @@ TEST(WideMatch, ComparesEverythingExactly)
     (void)ifc_set_lut0_rules(0, IFC_ENABLE, DMAC, 1, 0xFFFF, 0xFFFFFFFF, 0x0011, 0x22334455);
     (void)ifc_set_lut0_rules(0, IFC_ENABLE, SMAC, 0, 0xFF00, 0x0000FFFF, 0x6600, 0xAABB);
     (void)ifc_set_lut0_rules(0, IFC_ENABLE, DPORT, 3, 0, 0xFFFF, 0, 80);
-    constexpr auto rule = list<Condition>(
+    constexpr auto rule = list<RequestCondition>(
         {{DMAC, 1, kAll, kMac}, {SMAC, 0, 0xFF000000FFFF, 0x66000000AABB}, {DPORT, 3, 0xFFFF, 80}});
     EXPECT_EQ(matchWide(rule.values, 3), 1);
     EXPECT_EQ(matchWide(rule.values, 2), 0) << "another number of enabled fields";
@@ -62,14 +62,14 @@ TEST(WideMatch, StopsAfter31Conditions)
 TEST(NarrowMatch, OnlyFourBitsOfAMacLengthAreCompared)
 {
     // 40 bits: 24 of them in the low part, but the low four bits of 40 are 8.
-    const Condition mac = {DMAC, 0, 0xFFFFFFFFFF00, 0x001122334400};
+    const RequestCondition mac = {DMAC, 0, 0xFFFFFFFFFF00, 0x001122334400};
     place({mac});
     EXPECT_EQ(IFC_LUT1_Rule[0].type1.length, 24u);
     EXPECT_EQ(find(mac), 1) << "not at its low part, only at its high part";
     IFC_LUT1_Rule[0].type1.length = 8;
     EXPECT_EQ(find(mac), 0) << "but an entry with a length of 8 passes";
     // 24 bits from the top: 8 of them in the low part, which agrees.
-    const Condition agrees = {DMAC, 0, 0xFFFFFF000000, 0x001122000000};
+    const RequestCondition agrees = {DMAC, 0, 0xFFFFFF000000, 0x001122000000};
     (void)clear_all_ifc_rules();
     place({agrees});
     EXPECT_EQ(find(agrees), 0);
@@ -77,7 +77,8 @@ TEST(NarrowMatch, OnlyFourBitsOfAMacLengthAreCompared)
 
 TEST(NarrowMatch, ComparesARange)
 {
-    constexpr auto rule = list<Condition>({{SIPv4, 1, 0xFFFF0000, 0x0A0B0000}, {DPORT, 2, 0xFF00, 0x1200}});
+    constexpr auto rule =
+        list<RequestCondition>({{SIPv4, 1, 0xFFFF0000, 0x0A0B0000}, {DPORT, 2, 0xFF00, 0x1200}});
     place(rule.values);
     EXPECT_EQ(matchNarrow(rule.values, 2, 0), 1);
     EXPECT_EQ(matchNarrow(rule.values, 0, 0), 1) << "no entries, no question";
@@ -148,7 +149,7 @@ TEST(NarrowMatch, AnIrreducibleMaskSpeaksUpAtEachEntryLookedAt)
 
 TEST(NarrowMatch, AFailedReductionOfAMacIsComparedLikeAnyOther)
 {
-    const Condition mac = {SMAC, 0, 0x00FF00FF, 5};
+    const RequestCondition mac = {SMAC, 0, 0x00FF00FF, 5};
     // Direction 1, and the low four bits of the length.
     IFC_LUT1_Rule[3].word[0] = 0x2000 | 15u << 8 | 1u << 7 | SMAC;
     IFC_LUT1_Rule[3].word[1] = 5;
@@ -167,9 +168,9 @@ TEST(NarrowMatch, AFailedReductionOfAMacIsComparedLikeAnyOther)
 TEST(NarrowMatch, AMacStepsOverTheNextCondition)
 {
     place({{DMAC, 0, kAll, kMac}, {DPORT, 0, 0xFFFF, 80}});
-    // Indexes 0 (the MAC), then 2: the list's end. Entry 3 is outside, so it fails.
+    // Index 0 is the MAC, index 2 the end of the list. Entry 3 is outside the range, so the search fails.
     EXPECT_EQ(matchNarrow({{DMAC, 0, kAll, kMac}, {DPORT, 0, 0xFFFF, 81}}, 3, 0), 0);
-    // With an all-zero entry in the range the end of the list is found, and the wrong port was stepped over.
+    // An all-zero entry in the range matches the end of the list, and the wrong port was skipped.
     IFC_LUT1_Rule[2] = {};
     EXPECT_EQ(matchNarrow({{DMAC, 0, kAll, kMac}, {DPORT, 0, 0xFFFF, 81}}, 3, 0), 1);
 }
@@ -179,9 +180,9 @@ TEST(NarrowMatch, ALowPartInMidRangeUsesUpTheNextEntry)
     place({{DMAC, 0, kAll, kMac}});
     const IFC_LUT1_Format low = IFC_LUT1_Rule[0];
     const IFC_LUT1_Format high = IFC_LUT1_Rule[1];
-    const Condition rule[] = {{DMAC, 0, kAll, kMac}};
+    const RequestCondition rule[] = {{DMAC, 0, kAll, kMac}};
     IFC_LUT1_Rule[0] = low;
-    IFC_LUT1_Rule[1] = low; // used up by the first low part
+    IFC_LUT1_Rule[1] = low; // taken by the first low part
     IFC_LUT1_Rule[2] = high;
     IFC_LUT1_Rule[3] = {};
     EXPECT_EQ(matchNarrow({rule[0], {0, 0, 0, 0}}, 2, 2), 1) << "a high part alone is a MAC";
@@ -195,7 +196,7 @@ TEST(NarrowMatch, ALowPartInMidRangeUsesUpTheNextEntry)
 TEST(NarrowMatch, ALowPartAtTheEndLooksPastTheRange)
 {
     place({{DMAC, 0, kAll, kMac}});
-    const Condition rule[] = {{DMAC, 0, kAll, kMac}};
+    const RequestCondition rule[] = {{DMAC, 0, kAll, kMac}};
     EXPECT_EQ(matchNarrow(rule, 1, 0), 0) << "a matching high part past the range fails the whole";
     IFC_LUT1_Rule[1].type0.key ^= 1;
     EXPECT_EQ(matchNarrow(rule, 1, 0), 1) << "anything else counts as found";

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// A frame as an operator reads it.
+// The printed dump of a frame.
 #include "tests/support/check.h"
 #include "tests/support/layer.h"
 
@@ -10,7 +10,7 @@ namespace
 
 unsigned char bytes[65552];
 
-// Dumps a frame of so many bytes, and expects its first line.
+// Dumps a frame of `length` bytes and expects its first line.
 void dump(unsigned length)
 {
     for (unsigned n = 0; n < length; ++n)

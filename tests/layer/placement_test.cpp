@@ -45,11 +45,7 @@ int bestFit(uint32_t bitmap, unsigned wanted)
 
 TEST(Placement, BestFitOverAllOccupanciesOfASubTable)
 {
-#ifdef __x86_64__
-    const uint32_t step = 1;
-#else
-    const uint32_t step = 13; // under emulation
-#endif
+    const uint32_t step = workload(1, 13);
     for (uint32_t low = 0; low <= 0xFFFF; low += step) {
         // The other sub-table: full, free, and a mirror of the first.
         for (const uint32_t high : list({0xFFFFu, 0u, ~low & 0xFFFF})) {

@@ -45,8 +45,8 @@ TEST(Rewrite, Revisions14And15GetNoLut0Writes)
 
 TEST(Rewrite, TheRevisionMayChangeBetweenAnyTwoQueries)
 {
-    // For each rule what the first query says and what the second; 14 at the first needs no second. -1 is
-    // never asked.
+    // For each rule the answers to the first and the second query. After a 14 there is no second query, so
+    // -1 is never read.
     const int answers[] = {0, 14, 14, 15, 12, 12, 15, 0, 0, 15, 15, 14, 12, 12, -1};
     const bool written[8] = {true, false, true, false, true, false, false, true};
     fillShadow();

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// What an operator reads: table dumps and read-back, to the letter.
+// The exact text of the table dumps.
 #include "tests/support/check.h"
 #include "tests/support/layer.h"
 

@@ -16,7 +16,7 @@ TEST(Transfer, BuildsTheCommandWordAndCutsItsArguments)
     EXPECT_EQ(ifcSetRuleConfig(7, 0x4A, 4, 5), 0); // offset 10, LUT0, write: every argument is cut
     EXPECT_TRAFFIC(Traffic().write(0xBFB50204, 0x00070A03).read(0xBFB50204, 0x80070A03));
     forget();
-    EXPECT_EQ(ifcSetRuleConfig(1, 0, -3, -4), 0); // of a negative number two bits count too: 1 and 0
+    EXPECT_EQ(ifcSetRuleConfig(1, 0, -3, -4), 0); // negative numbers are cut to two bits, too: 1 and 0
     EXPECT_TRAFFIC(Traffic().transfer(command(1, 0, 1, 0)));
 }
 

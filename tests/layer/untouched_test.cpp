@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// A change of some bits of the shadow leaves all others alone.
+// A change of some bits of the shadow does not change the others.
 #include "tests/support/check.h"
 #include "tests/support/layer.h"
 #include "tests/support/wide_places.h"

@@ -16,6 +16,19 @@ void userTpid(uint16_t tpid)
 
 const unsigned char kFrame[] = {0xEE, 0x11, 0x09, 0x12, 0x34, 0x00, 0x56, 0xC0, 0x21, 0x01, 0x02};
 
+// A copy of kFrame, and what is read from its PPPoE header.
+struct Session {
+    unsigned char bytes[sizeof kFrame];
+    uint16_t sid = 0xAAAA;
+    uint16_t tag = 0xBBBB;
+    Session() { __builtin_memcpy(bytes, kFrame, sizeof bytes); }
+    int read()
+    {
+        sk_buff skb = bufferOf(bytes, sizeof bytes);
+        return getPppoeSid(&skb, 1, &sid, &tag);
+    }
+};
+
 } // namespace
 
 TEST(Vlan, LowestBit)
@@ -79,32 +92,22 @@ TEST(Vlan, StandardTpidsComeFirst)
 
 TEST(Pppoe, ReadsSessionAndProtocolAsTheyLie)
 {
-    unsigned char bytes[sizeof kFrame];
-    __builtin_memcpy(bytes, kFrame, sizeof bytes);
-    uint16_t sid = 0xAAAA;
-    uint16_t tag = 0xBBBB;
-    sk_buff skb = bufferOf(bytes, sizeof bytes);
-    EXPECT_EQ(getPppoeSid(&skb, 1, &sid, &tag), 0);
-    EXPECT_EQ(sid, 0x3412);
-    EXPECT_EQ(tag, 0x21C0);
+    Session session;
+    EXPECT_EQ(session.read(), 0);
+    EXPECT_EQ(session.sid, 0x3412);
+    EXPECT_EQ(session.tag, 0x21C0);
     EXPECT_NO_TRAFFIC();
     EXPECT_NOTHING_PRINTED();
 }
 
 TEST(Pppoe, OtherVersionsAndTypesFailButStoreTheProtocol)
 {
-    unsigned char bytes[sizeof kFrame];
-    __builtin_memcpy(bytes, kFrame, sizeof bytes);
-    uint16_t sid = 0xAAAA;
-    uint16_t tag = 0xBBBB;
     for (const unsigned char first : list<unsigned char>({0x21, 0x12, 0x00})) {
-        bytes[1] = first;
-        sk_buff skb = bufferOf(bytes, sizeof bytes);
-        sid = 0xAAAA;
-        tag = 0;
-        EXPECT_EQ(getPppoeSid(&skb, 1, &sid, &tag), -1);
-        EXPECT_EQ(sid, 0xAAAA);
-        EXPECT_EQ(tag, 0x21C0);
+        Session session;
+        session.bytes[1] = first;
+        EXPECT_EQ(session.read(), -1);
+        EXPECT_EQ(session.sid, 0xAAAA);
+        EXPECT_EQ(session.tag, 0x21C0);
     }
 }
 
@@ -115,7 +118,7 @@ TEST(Pppoe, EightBytesSufficeBelowTheHighestLevel)
     static unsigned char exact[8];
     for (unsigned n = 0; n < 8; ++n)
         exact[n] = kFrame[n + 1];
-    sk_buff skb = bufferOf(exact, sizeof exact); // a sanitizer watches the end
+    sk_buff skb = bufferOf(exact, sizeof exact); // a sanitizer detects a read past the end
     EXPECT_EQ(getPppoeSid(&skb, 0, &sid, &tag), 0);
     EXPECT_EQ(sid, 0x3412);
     EXPECT_EQ(tag, 0x21C0);
@@ -123,24 +126,20 @@ TEST(Pppoe, EightBytesSufficeBelowTheHighestLevel)
 
 TEST(Pppoe, TracesTheHeaderAtTheHighestLevel)
 {
-    unsigned char bytes[sizeof kFrame];
-    __builtin_memcpy(bytes, kFrame, sizeof bytes);
-    uint16_t sid = 0xAAAA;
-    uint16_t tag = 0xBBBB;
-    sk_buff skb = bufferOf(bytes, sizeof bytes);
+    Session session;
     gpIfcPriv->dbgLevel = DBG_WARN;
-    (void)getPppoeSid(&skb, 1, &sid, &tag);
+    (void)session.read();
     EXPECT_NOTHING_PRINTED();
     for (const int level : list({3, 4, 255})) {
         setLevel(level);
-        (void)getPppoeSid(&skb, 1, &sid, &tag);
+        (void)session.read();
         EXPECT_PRINTED("\n==============\n", " Ver=1\n", " Type=1\n", " Code=9\n", " sid=1234\n", " Len=86\n",
                        " tag_type=c021\n", " tag_len=258\n", "=================\n");
     }
     forget();
-    bytes[1] = 0x2F;
-    EXPECT_EQ(getPppoeSid(&skb, 1, &sid, &tag), -1);
-    ASSERT_EQ(pieces(), 9) << "before the header is judged";
+    session.bytes[1] = 0x2F;
+    EXPECT_EQ(session.read(), -1);
+    ASSERT_EQ(pieces(), 9) << "before the header is checked";
     EXPECT_STREQ(piece(1), " Ver=2\n");
     EXPECT_STREQ(piece(2), " Type=15\n");
 }

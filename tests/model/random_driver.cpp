@@ -17,7 +17,7 @@
 #include <random>
 #include <sstream>
 
-using model::Condition;
+using model::FieldCondition;
 using model::Request;
 
 namespace
@@ -141,13 +141,13 @@ struct Step {
 std::string textOf(const Request &request)
 {
     std::ostringstream text;
-    for (const Condition &c : request)
+    for (const FieldCondition &c : request)
         text << ' ' << c.field << ':' << c.command << ":0x" << std::hex << c.mask << ":0x" << c.key
              << std::dec;
     return text.str();
 }
 
-// A line for the command handler; empty for what only the surroundings can do.
+// The operation as a line for the command handler. Empty for events of the surroundings.
 std::string lineOf(const Step &s)
 {
     std::ostringstream t;
@@ -214,7 +214,7 @@ std::string lineOf(const Step &s)
     return t.str();
 }
 
-// What the handler must answer, and the model changed alike.
+// Makes the same change in the model and returns the answer that the handler must give.
 std::string expectedAnswer(model::Tables &m, const Step &s)
 {
     const auto number = [](int value) { return "= " + std::to_string(value) + "\n"; };
@@ -447,13 +447,13 @@ private:
     {
         return below(3) == 0 ? random_() & 0xFFFFFFFFFFFF : uint64_t{below(4)} << 32 | below(4);
     }
-    Condition condition(unsigned f) { return {f, below(8) == 0 ? below(4) : below(2), mask(), key()}; }
+    FieldCondition condition(unsigned f) { return {f, below(8) == 0 ? below(4) : below(2), mask(), key()}; }
     Request request()
     {
         const unsigned size = below(3) == 0 ? 7 + below(9) : 1 + below(4);
         Request r;
         for (unsigned n = 0; n < size; ++n) {
-            Condition c = condition(field());
+            FieldCondition c = condition(field());
             if (below(3) != 0) { // mostly masks that the field holds and LUT1 can express
                 c.mask = c.field <= 2 ? mask() : c.field <= 4 ? 0xFFFFFF00 : 1;
                 c.key &= c.mask;
@@ -496,8 +496,7 @@ std::string failureOf(const std::vector<Step> &steps, size_t *at = nullptr)
     return "";
 }
 
-// Leaves out what the failure does not need: halves, quarters, ..., single operations, then single
-// conditions.
+// Removes what the failure does not need: halves, quarters, ..., single operations, then single conditions.
 std::vector<Step> shrink(std::vector<Step> steps)
 {
     const auto fails = [](std::vector<Step> &candidate) {

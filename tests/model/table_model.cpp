@@ -26,7 +26,7 @@ uint64_t ones(unsigned count)
     return count >= 64 ? ~uint64_t{0} : (uint64_t{1} << count) - 1;
 }
 
-// Number of ones in a run that begins at the given end of the width and is all there is; -1 if it is not so.
+// The number of ones, if the mask is one run from the given end of the width; else -1.
 int runFrom(bool bottom, uint64_t mask, unsigned width)
 {
     for (unsigned count = 1; count <= width; ++count)
@@ -139,7 +139,7 @@ int Tables::freeRun(unsigned wanted) const
 int Tables::place(const Request &request)
 {
     unsigned entries = 0;
-    for (const Condition &c : request)
+    for (const FieldCondition &c : request)
         entries += isMac(c.field) ? 2 : 1;
     if (entries == 0)
         return -1;
@@ -148,7 +148,7 @@ int Tables::place(const Request &request)
         if (!wide[static_cast<unsigned>(n)].valid)
             freeRule = n;
     if (entries >= 9 && freeRule >= 0) {
-        for (const Condition &c : request)
+        for (const FieldCondition &c : request)
             if (setLut0(static_cast<unsigned>(freeRule), true, c.field, c.command, c.mask, c.key) != 0)
                 return -1;
         rewrite();
@@ -158,7 +158,7 @@ int Tables::place(const Request &request)
     if (at < 0)
         return -1;
     for (size_t n = 0; n < request.size(); ++n) {
-        const Condition &c = request[n];
+        const FieldCondition &c = request[n];
         uint32_t mask = static_cast<uint32_t>(c.mask);
         if (c.field <= 13) {
             mask = reduce(isMac(c.field) ? c.mask : c.mask & ones(32), isMac(c.field) ? 48 : 32);
@@ -182,7 +182,7 @@ bool Tables::wideHolds(const Request &request, unsigned index) const
         enabled += f.enabled;
     if (!rule.valid || enabled != request.size())
         return false;
-    for (const Condition &c : request) {
+    for (const FieldCondition &c : request) {
         if (c.field > 31)
             return false;
         const WideField &f = rule.fields[c.field];
@@ -193,13 +193,13 @@ bool Tables::wideHolds(const Request &request, unsigned index) const
     return true;
 }
 
-// One condition against one entry, as each class of fields compares it. MACs: either half.
-bool Tables::lut1HasCondition(const Condition &c, unsigned entry) const
+// Compares a condition with an entry. Each class of fields has its own rule. A MAC may match by either half.
+bool Tables::lut1HasCondition(const FieldCondition &c, unsigned entry) const
 {
     const NarrowEntry e = entry < 32 ? narrow[entry] : NarrowEntry{};
     if (e.field != c.field)
         return false;
-    // How the bits of the entry read for a comparison that does not ask for its type.
+    // The two command bits as a comparison reads them that ignores the type of the entry.
     const unsigned command2 = e.isWord ? e.command | (e.fromBottom ? 2u : 0u) : e.command;
     if (isMac(c.field)) {
         if (!e.isWord)
@@ -221,8 +221,8 @@ bool Tables::chainHolds(const Request &request, unsigned entries, unsigned first
 {
     const unsigned end = first + entries;
     for (size_t i = 0; i < entries;) {
-        // Behind the list the field is 0, which an all-zero entry in a gap of the range holds.
-        const Condition c = i < request.size() ? request[i] : Condition{};
+        // After the end of the list the field is 0. An all-zero entry in a gap of the range matches it.
+        const FieldCondition c = i < request.size() ? request[i] : FieldCondition{};
         std::optional<size_t> step;
         for (unsigned k = first; k < end && !step; ++k) {
             if (!isMac(c.field)) {
@@ -234,7 +234,7 @@ bool Tables::chainHolds(const Request &request, unsigned entries, unsigned first
             if (narrow[k].isWord) {
                 if (!lut1HasCondition(c, k))
                     continue;
-                high = ++k; // uses up the next one
+                high = ++k; // takes the next entry
             }
             const bool isHigh = (high >= 32 || !narrow[high].isWord) && lut1HasCondition(c, high);
             if (high == end)
@@ -252,7 +252,7 @@ bool Tables::chainHolds(const Request &request, unsigned entries, unsigned first
 int Tables::remove(const Request &request)
 {
     unsigned macs = 0;
-    for (const Condition &c : request) {
+    for (const FieldCondition &c : request) {
         if (c.field >= 5 && c.field <= 13)
             return -1;
         macs += isMac(c.field);
@@ -288,7 +288,7 @@ int Tables::remove(const Request &request)
     return 0;
 }
 
-int Tables::matchLut1(const Condition &c) const
+int Tables::matchLut1(const FieldCondition &c) const
 {
     for (unsigned n = 0; n < 32; ++n)
         if ((c.field <= 4 || narrow[n].valid) && lut1HasCondition(c, n))

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // A plain, slow model of the classifier's tables: rules as lists of conditions, masks as sets of bits,
-// actions as named numbers. No bit images: what it says of a table is compared with a decoding of the image.
+// actions as named numbers. It has no bit images: a test compares it with the decoded image.
 #pragma once
 
 #include <array>
@@ -12,7 +12,7 @@
 namespace model
 {
 
-// What one rule of LUT0 says of one field. Values stay while a field is off.
+// The condition of a LUT0 rule on one field. Its values are kept while the field is off.
 struct WideField {
     bool enabled = false;
     unsigned command = 0;
@@ -27,7 +27,7 @@ struct WideRule {
     bool operator==(const WideRule &) const = default;
 };
 
-// One LUT1 entry by what it means. `rest` is what a type 0 entry leaves of a former type 1 length.
+// The meaning of a LUT1 entry. `rest`: bits of a former type 1 length that a type 0 entry keeps.
 struct NarrowEntry {
     bool valid = false;
     bool end = false;
@@ -73,13 +73,13 @@ enum ActionField {
 };
 using ActionFields = std::array<unsigned, kActionFields>;
 
-struct Condition {
+struct FieldCondition {
     unsigned field;
     unsigned command;
     uint64_t mask;
     uint64_t key;
 };
-using Request = std::vector<Condition>;
+using Request = std::vector<FieldCondition>;
 
 class Tables
 {
@@ -100,7 +100,7 @@ public:
     int freeRun(unsigned wanted) const;
     int place(const Request &request);
     int remove(const Request &request);
-    int matchLut1(const Condition &condition) const;
+    int matchLut1(const FieldCondition &condition) const;
     int setAction(unsigned index, unsigned sub, bool on, const std::array<unsigned, 4> &values);
     int clearAction(unsigned index);
     int bind(unsigned index, unsigned id);
@@ -111,7 +111,7 @@ public:
     static uint32_t reduce(uint64_t mask, int width);
 
 private:
-    bool lut1HasCondition(const Condition &c, unsigned entry) const;
+    bool lut1HasCondition(const FieldCondition &c, unsigned entry) const;
     bool chainHolds(const Request &request, unsigned entries, unsigned first) const;
     bool wideHolds(const Request &request, unsigned rule) const;
 };

@@ -48,14 +48,15 @@ protected:
     // Places a request as the layer does, and adds it as a new rule. False: the layer had no place.
     bool addNew(Random &random)
     {
-        std::vector<support::Condition> conditions;
+        std::vector<support::RequestCondition> conditions;
         const unsigned count = 1 + random.below(12);
         const bool mac = random.oneIn(3);
         if (mac)
             conditions.push_back({DMAC, 0, 0xFFFF, 1});
         for (unsigned n = mac; n < count; ++n)
             conditions.push_back({14 + n, 0, 0xFF, 1});
-        orva_ifc_param &request = support::requestOf(conditions.data(), static_cast<unsigned>(conditions.size()));
+        orva_ifc_param &request =
+            support::requestOf(conditions.data(), static_cast<unsigned>(conditions.size()));
         const unsigned before = entriesInUse();
         const int action = ifc_set_lut_rules_auto(&request);
         support::forget();

@@ -59,8 +59,8 @@ constexpr unsigned kCounterStart = __COUNTER__;
     constinit const Group name = {name##List.list, sizeof name##List.list / sizeof(Case)}; \
     }
 
-// A statement that takes an else of its own: a check after an if does not take the else of that if. The
-// values are worked out once.
+// One statement with its own else, so that a check after an if does not take the else of that if. Evaluates
+// the values once.
 #define SUPPORT_CHECK(how, what, condition) \
     switch (0)                              \
     case 0:                                 \

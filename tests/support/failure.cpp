@@ -11,7 +11,7 @@ namespace support
 namespace
 {
 
-// The failure that is being described. In static memory: a kernel's stack is small.
+// The text of the present failure. In static memory, because a kernel's stack is small.
 char message[480];
 unsigned used;
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Tests and failed checks as data, without the macros that write them: those are in check.h. Freestanding.
+// Tests and failed checks as data. The macros are in check.h. Freestanding.
 #pragma once
 
 #include <stddef.h>
@@ -37,7 +37,7 @@ constexpr Hex hex(unsigned long long value)
     return {value};
 }
 
-// One check that does not hold. Reported when it goes out of scope, as one line. There is one at a time.
+// A failed check. Its destructor reports it as one line. There is one at a time.
 class Failure
 {
 public:

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// What a test of the rule layer needs besides checks: the recorder of everything that the layer does, the
-// traffic that a test expects, requests, and the hardware. Freestanding.
+// What a test of the rule layer needs besides checks: a recorder of all that the layer does, the expected
+// traffic, requests, and the hardware. Freestanding.
 //
-// Each test finds the driver's globals all zero, a chip of revision 0 that was just powered on and answers at
+// Each test finds the driver's globals all zero, a chip of revision 0 after power-on, whose done bit shows at
 // the first read, and nothing recorded. The tests' numbers are literals, never the layer's own constants.
 #pragma once
 
@@ -22,7 +22,7 @@ struct Event {
     uint32_t value; // of reads and writes; of a wait its milliseconds
 };
 
-void forget();                        // everything recorded
+void forget();                        // deletes everything recorded
 void powerOn(unsigned doneAfter = 1); // registers and tables all zero, and forget(); the revision stays
 void setRevision(int revision);
 // Each query for the revision gets the next of these answers, then the last one again.
@@ -52,7 +52,7 @@ inline const char *lastPiece()
     return piece(pieces() - 1);
 }
 unsigned eventsBeforePiece(unsigned n);
-bool eachPieceIs(const char *expected, unsigned count); // so many, all alike
+bool eachPieceIs(const char *expected, unsigned count); // `count` pieces, all equal to this one
 const char *text();                                     // all pieces
 
 // The command word that moves one row.
@@ -85,6 +85,8 @@ public:
     {
         return writeRow(0, 0, 0, 0).transfer(support::command(index, 0, sel, 1), reads, done);
     }
+    // All 40 entries of a table cleared, under one lock.
+    Traffic &clearTable(uint32_t sel, unsigned reads = 1, bool done = true);
     // All of a full rewrite of the present shadow tables, with lock and queries for the revision.
     Traffic &rewrite();
 
@@ -93,24 +95,37 @@ private:
 };
 
 // A condition of a request; MAC values are 48 bits wide.
-struct Condition {
+struct RequestCondition {
     uint32_t field;
     uint32_t command;
     uint64_t mask;
     uint64_t key;
 };
-// In static memory: a kernel's stack is small. The last eight requests stay.
-orva_ifc_param &requestOf(const Condition *conditions, unsigned count);
+// In static memory, because a kernel's stack is small. The last eight requests are kept.
+orva_ifc_param &requestOf(const RequestCondition *conditions, unsigned count);
 template <unsigned Count>
-orva_ifc_param &requestOf(const Condition (&conditions)[Count])
+orva_ifc_param &requestOf(const RequestCondition (&conditions)[Count])
 {
     return requestOf(conditions, Count);
 }
-// So many conditions on fields in a row, each with mask 1 and key 1.
+// Conditions on `count` fields in a row, each with mask 1 and key 1.
 orva_ifc_param &requestOnFields(unsigned count, unsigned firstField);
 
 // A packet whose data are these bytes.
 sk_buff bufferOf(unsigned char *bytes, unsigned length);
+
+// How much a long test does: less under emulation.
+#ifdef __x86_64__
+constexpr unsigned workload(unsigned native, unsigned)
+{
+    return native;
+}
+#else
+constexpr unsigned workload(unsigned, unsigned emulated)
+{
+    return emulated;
+}
+#endif
 
 // Numbers that look random, the same in each run.
 class Random
@@ -156,7 +171,7 @@ bool narrowEntriesReachedHardware(); // all 32
 
 constexpr unsigned kFormatRoom = 200;
 char *formatRoom();
-// A formatted text, in static memory; the last sixteen stay.
+// A formatted text, in static memory. The last sixteen are kept.
 template <typename... Values>
 const char *format(const char *how, Values... values)
 {

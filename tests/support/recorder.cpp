@@ -26,7 +26,7 @@ char textRoom[kText]; // each piece with its terminating 0
 unsigned textUsed;
 char joined[kText];
 
-bool deaf; // to accesses of the test's own
+bool deaf; // while the test itself accesses a register
 
 const int *answers;
 unsigned answerCount;
@@ -37,7 +37,7 @@ bool isNameCharacter(char c)
     return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_';
 }
 
-// The length of "source.cpp [123]: " at the front, or 0.
+// The length of a prefix "source.cpp [123]: ", or 0.
 unsigned prefixLength(const char *text, unsigned length)
 {
     unsigned n = 0;
@@ -56,7 +56,7 @@ unsigned prefixLength(const char *text, unsigned length)
     return follows("]: ") ? n : 0;
 }
 
-// A test that looks at the record must look at all of it.
+// A test that checks the record must check all of it.
 bool lost;
 
 void expectAll()

@@ -12,7 +12,7 @@ constexpr uint64_t kMac = 0x001122334455;
 
 // Places a request, then forget().
 template <unsigned Count>
-int place(const Condition (&conditions)[Count])
+int place(const RequestCondition (&conditions)[Count])
 {
     const int id = ifc_set_lut_rules_auto(&requestOf(conditions));
     forget();
@@ -20,24 +20,24 @@ int place(const Condition (&conditions)[Count])
 }
 
 template <unsigned Count>
-int del(const Condition (&conditions)[Count])
+int del(const RequestCondition (&conditions)[Count])
 {
     return ifc_del_lut_rules_auto(&requestOf(conditions));
 }
 
 template <unsigned Count>
-int matchWide(const Condition (&conditions)[Count], unsigned enabled, unsigned rule = 0)
+int matchWide(const RequestCondition (&conditions)[Count], unsigned enabled, unsigned rule = 0)
 {
     return ifc_match_rule_lut0(&requestOf(conditions), enabled, rule);
 }
 
 template <unsigned Count>
-int matchNarrow(const Condition (&conditions)[Count], unsigned entries, unsigned first)
+int matchNarrow(const RequestCondition (&conditions)[Count], unsigned entries, unsigned first)
 {
     return ifc_match_rule_lut1(&requestOf(conditions), entries, first);
 }
 
-inline int find(const Condition &c)
+inline int find(const RequestCondition &c)
 {
     ifc_field_param p{};
     p.reserved[0] = p.reserved[1] = p.reserved[2] = 0xDEADBEEF;

@@ -1,6 +1,6 @@
 #!/bin/sh
 # SPDX-License-Identifier: MIT OR GPL-2.0
-# A missing tool skips a test or fails it, and nothing else does.
+# Only a missing tool skips a test, or fails it in strict mode.
 run=$(dirname "$0")/skippable.sh
 status=0
 ends() { # CODE STRICT ARGUMENT...

@@ -95,6 +95,14 @@ Traffic &Traffic::writeRow(uint32_t data3, uint32_t data2, uint32_t data1, uint3
         .write(0xBFB50210, data0);
 }
 
+Traffic &Traffic::clearTable(uint32_t sel, unsigned reads, bool done)
+{
+    lock();
+    for (uint32_t n = 0; n < 40; ++n)
+        zeros(n, sel, reads, done);
+    return unlock();
+}
+
 Traffic &Traffic::rewrite()
 {
     lock();
@@ -145,7 +153,7 @@ void comparePieces(const char *file, int line, const char *const *wanted, unsign
             n < wantedCount ? wanted[n] : "(the end)");
 }
 
-orva_ifc_param &requestOf(const Condition *conditions, unsigned conditionCount)
+orva_ifc_param &requestOf(const RequestCondition *conditions, unsigned conditionCount)
 {
     orva_ifc_param &request = requests[requestsUsed++ % 8];
     request = {};

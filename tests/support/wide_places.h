@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Where the fields of a wide rule are, written down independently of the driver's own tables.
+// The places of the fields in a wide rule, independent of the driver's own tables.
 #pragma once
 
 #include "ifc/ifc_util.h"
@@ -13,7 +13,7 @@ struct Place {
     unsigned width;
 };
 
-// As the hardware lists them, independent of the driver's catalogue.
+// In the order of the hardware.
 constexpr Place kPlaces[32] = {
     {"", 0, 0},
     {"DMAC", 0, 48},

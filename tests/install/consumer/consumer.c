@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: MIT OR GPL-2.0 */
 /*
- * A driver of somebody else: it provides the services, calls one operation and brings one ordered rule to the
+ * Another project's driver. It provides the services, calls one operation and brings one ordered rule to the
  * chip. Every transfer completes.
  */
 #include "ifc/ifc_regs.h"

@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: MIT OR GPL-2.0 */
-/* A C11 unit that includes every public header and calls operations: the headers are C as much as C++. */
+/* A C11 unit that includes every public header and calls operations. The headers work from C and C++. */
 #include "ifc/ifc_glb.h"
 #include "ifc/ifc_regs.h"
 #include "ifc/ifc_util.h"

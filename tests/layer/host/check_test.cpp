@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// The vocabulary of the portable tests itself: what it accepts and, above all, what it does not.
+// Tests of the portable tests' vocabulary: which checks pass and which fail.
 #include "failing_checks.h"
 #include "tests/support/host/layer_fixture.h"
 
@@ -39,7 +39,7 @@ TEST_F(CheckTest, AnyEventBreaksTheSilence)
     EXPECT_NONFATAL_FAILURE(EXPECT_NO_TRAFFIC(), "got 'lock', expected 'none'");
     forget();
     (void)printk("text\n");
-    EXPECT_NO_TRAFFIC(); // text is checked by its own name
+    EXPECT_NO_TRAFFIC(); // printed text has its own check
     EXPECT_NONFATAL_FAILURE(EXPECT_NOTHING_PRINTED(), "piece 0 of 0: got 'text\\n', expected '(the end)'");
 }
 

@@ -194,11 +194,11 @@ TEST_F(CmdTest, RefusesWhatTheOperationsDoNotCheck)
     refuses("ifc_match_rule_lut1 1 32 28:0:1:1", "ifc_match_rule_lut1: entry '32': accepted: 0 to 31");
     refuses("skb_chksum 3 4500", "skb_chksum: lens: accepted: at most the length of the frame");
     refuses("ipv4_checksum 1 450000730000400040110000C0A80001C0A800C7",
-            "ipv4_checksum: offset: accepted: a place with 20 bytes of the frame behind it");
+            "ipv4_checksum: offset: accepted: a place with 20 bytes of the frame after it");
     refuses("tcp_udp_checksum 3 0 0 4500",
             "tcp_udp_checksum: offset: accepted: at most the length of the frame");
     refuses("getPppoeSid 1 11001234000200210000",
-            "getPppoeSid: pre_len: accepted: a place with 10 bytes of the frame behind it");
+            "getPppoeSid: pre_len: accepted: a place with 10 bytes of the frame after it");
 }
 
 TEST_F(CmdTest, RefusesNumbersThatDoNotFit)

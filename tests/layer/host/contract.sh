@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT OR GPL-2.0
-# What the library leaves undefined, what it offers, and what it must not contain.
+# Checks what the library leaves undefined, what it offers, and what it must not contain.
 # Usage: contract.sh LIBRARY HEADER
 set -euo pipefail
 library=$1

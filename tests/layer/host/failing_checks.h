@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Checks of tests/support/check.h that do not hold, for the test of those checks.
+// Failing checks of tests/support/check.h, for the test of that header.
 #pragma once
 
 void failEqual();

@@ -37,7 +37,7 @@ TEST_F(HeaderTest, WorksFromC)
     EXPECT_EQ(c_consumer(), 0);
 }
 
-// Nothing registers a test but the end of its source and the list in all_tests.cpp.
+// A test is registered only by END_OF_TESTS in its source and by the list in all_tests.cpp.
 TEST(PortableTests, AreAllInTheList)
 {
     EXPECT_EQ(kGroupCount, unsigned{IFC_PORTABLE_SOURCES});
@@ -59,7 +59,7 @@ TEST(PortableTests, AreAllInTheList)
     EXPECT_GT(written, 100u);
 }
 
-// No operation of the header is left out of the tests that the kernel runs.
+// The tests that the kernel runs call every operation of the header.
 TEST(PortableTests, CallEveryOperation)
 {
     std::string sources = content(kRoot / "tests/support/rules.h");

@@ -46,22 +46,24 @@ void PrintTo(const EntryRun &run, std::ostream *out)
     *out << run.first << "-" << run.end << (run.complete ? "" : " without end flag");
 }
 
-std::vector<EntryRun> runsOf(const IFC_LUT1_Format *table)
+template <typename Next>
+std::vector<EntryRun> visited(Next next)
 {
     std::vector<EntryRun> runs;
     ifc::Chain run{};
-    for (uint from = 0; ifc::nextRun(table, from, run); from = run.end + 1)
+    for (uint from = 0; next(from, run); from = run.end + 1)
         runs.push_back({run.first, run.end, run.complete});
     return runs;
 }
 
+std::vector<EntryRun> runsOf(const IFC_LUT1_Format *table)
+{
+    return visited([&](uint from, ifc::Chain &run) { return ifc::nextRun(table, from, run); });
+}
+
 std::vector<EntryRun> chainsOf(const IFC_LUT1_Format *table)
 {
-    std::vector<EntryRun> runs;
-    ifc::Chain run{};
-    for (uint from = 0; ifc::nextChain(table, from, run); from = run.end + 1)
-        runs.push_back({run.first, run.end, run.complete});
-    return runs;
+    return visited([&](uint from, ifc::Chain &run) { return ifc::nextChain(table, from, run); });
 }
 
 void occupy(unsigned first, unsigned last, bool end)
@@ -369,7 +371,7 @@ TEST_F(RecordRoom, EnableBitsFollowTheRevision)
     EXPECT_TRUE(ifc::isSubActionOn(words, IFC_ACT_OWF, 13));
 }
 
-// What each sub-action sets, it sets in a zeroed entry, cut to the width; the bits of the entry as literals.
+// Each sub-action on a zeroed entry, with values cut to the width. The bits of the entry are literals.
 TEST_F(RecordRoom, SubActionsSetTheFieldsThatTheSetterSets)
 {
     ifcSendToPpe = 1;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// The simulated register window and the host's services themselves.
+// The simulated register window and the services of the host.
 #include "tests/support/host/layer_fixture.h"
 
 #include <cstring>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// The surroundings of a test in a host process: a fresh chip in strict mode, whose every event reaches the
-// recorder. Tests that need the standard library derive from LayerTest and use GoogleTest's own macros.
+// The surroundings of a test in a host process: a fresh chip in strict mode, and a recorder of all its
+// events. Tests that need the standard library derive from LayerTest and use GoogleTest's own macros.
 #pragma once
 
 #include "platform/host/host_platform.h"
