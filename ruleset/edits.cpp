@@ -23,6 +23,9 @@ int runOne(ifc_ruleset *set, const ifc_ruleset_edit &edit, ifc_ruleset_report *r
     case IFC_RULESET_CLEAR:
         ifc_ruleset_clear(set);
         return IFC_RULESET_OK;
+    case IFC_RULESET_CLAIM:
+        ifc_ruleset_claim(set);
+        return IFC_RULESET_OK;
     default:
         return IFC_RULESET_BAD_POSITION;
     }

@@ -17,7 +17,8 @@ enum ifc_ruleset_edit_kind {
     IFC_RULESET_REMOVE = 1,  /* the rule at `position` */
     IFC_RULESET_REPLACE = 2, /* at `position`: the parts of `rule` that `argument` names */
     IFC_RULESET_MOVE = 3,    /* the rule at `position` to the position `argument` */
-    IFC_RULESET_CLEAR = 4    /* all rules */
+    IFC_RULESET_CLEAR = 4,   /* all rules */
+    IFC_RULESET_CLAIM = 5    /* what ifc_ruleset_read() reserved becomes the set's, as ifc_ruleset_claim() */
 };
 
 /* Positions are those after the edits before this one. What a kind does not name is not looked at. */

@@ -7,6 +7,7 @@
 
 #include "ifc_compat.h"
 #include "ifc_files.h"
+#include "ifc_owner.h"
 #include "ruleset/edits.h"
 
 #define WRITE_SIZE \
@@ -104,6 +105,9 @@ static ssize_t set_write(struct file *file, const char __user *from, size_t coun
     ifc_callers_lock();
     if (wrong) {
         say(answer, "ruleset: %s\n", wrong);
+        result = -EINVAL;
+    } else if (ifc_owner_name() && !(batch->flags & IFC_RULESET_PLAN_ONLY)) {
+        say(answer, "ruleset: the tables belong to %s: accepted: plan only\n", ifc_owner_name());
         result = -EINVAL;
     } else {
         run_batch(answer, set, batch);

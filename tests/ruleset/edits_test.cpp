@@ -89,7 +89,7 @@ TEST_F(EditsTest, AFailureNamesItsEditAndTouchesNoTable)
     EXPECT_EQ(run({insertPort(0, 1), bad}), IFC_RULESET_BAD_RULE);
     EXPECT_EQ(report.reason, static_cast<uint32_t>(IFC_RULESET_BAD_FIELD));
     EXPECT_EQ(failed, 1u);
-    bad.kind = 5;
+    bad.kind = 6;
     EXPECT_EQ(run({bad}), IFC_RULESET_BAD_POSITION);
     EXPECT_EQ(failed, 0u);
     EXPECT_EQ(ifc_ruleset_checksum(IFC_LUT0_Rule, IFC_LUT1_Rule), before);

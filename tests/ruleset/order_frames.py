@@ -107,7 +107,7 @@ class FrameMaker:
         packet = random.randbytes(20)
         payload = struct.pack(">HH", fields.get(SPORT, 1), fields.get(DPORT, 2)) + random.randbytes(12)
         if version == 4:
-            octet = fields[DSCP] << DSCP_SHIFT | random.getrandbits(DSCP_SHIFT)
+            octet = fields[DSCP]
             packet = struct.pack(">BBHHHBBHII", 0x45, octet, 36, 7, 100 if fragment else 0, 64, protocol, 0,
                                  fields[SIPV4], fields[DIPV4]) + payload
         if version == 6:

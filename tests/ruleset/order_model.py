@@ -18,7 +18,6 @@ WIDTH = {1: 48, 2: 48, FLOW_LABEL: 20, SINF: 5, FRAME_TYPE: 3, VPM0: 2, VPM1: 2,
 WIDTH.update({field: 32 for field in range(3, 13)})
 WIDTH.update({field: 16 for field in range(UDF0, 48)})
 
-DSCP_SHIFT = 2  # from the octet of the IPv4 header to the field
 USER_TPID = 0x9100
 TPIDS = (0, 0x8100, 0x88A8, USER_TPID)
 PORT_PROTOCOLS = (6, 17, 33, 132, 136)
@@ -151,8 +150,6 @@ def domain(field, conditions):
     """What the field can be: a set of bits, for fields of more than 16 bits only whether there is a value."""
     if field >= SINF:
         values = (1 << (1 << WIDTH[field])) - 1
-        if field == DSCP:
-            values = (1 << (256 >> DSCP_SHIFT)) - 1
         for condition in conditions:
             values &= passing(condition)
         return values

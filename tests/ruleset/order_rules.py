@@ -59,7 +59,7 @@ class SetMaker:
         if field in PORTS:
             return random.choice([53, 80, 443, 5060, 1024, 0, 65535, random.getrandbits(16)])
         if field == DSCP:
-            return random.choice([0, 46, 34, 10]) << 2 - DSCP_SHIFT
+            return random.choice([0, 46, 34, 10]) << 2
         if field in (FRAME_TYPE, DMAC_TYPE, VPM0, VPM1):
             return random.choice([0, 1, 1, 2, 3, 4, 5]) & ones(field)
         return random.choice([0, 1, 5, 100, ones(field), random.getrandbits(16)]) & ones(field)

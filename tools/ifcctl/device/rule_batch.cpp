@@ -15,12 +15,6 @@ namespace ifcctl
 namespace
 {
 
-static_assert(static_cast<uint32_t>(RuleEdit::Kind::Insert) == IFC_RULESET_INSERT &&
-              static_cast<uint32_t>(RuleEdit::Kind::Remove) == IFC_RULESET_REMOVE &&
-              static_cast<uint32_t>(RuleEdit::Kind::Replace) == IFC_RULESET_REPLACE &&
-              static_cast<uint32_t>(RuleEdit::Kind::Move) == IFC_RULESET_MOVE &&
-              static_cast<uint32_t>(RuleEdit::Kind::Clear) == IFC_RULESET_CLEAR);
-
 template <typename Struct>
 void appendBytes(std::string &bytes, const Struct &from)
 {

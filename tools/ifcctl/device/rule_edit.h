@@ -2,7 +2,7 @@
 // One change to a list of rules, as a device takes it. Positions are those after the edits before this one.
 #pragma once
 
-#include "ruleset/ruleset.h"
+#include "ruleset/edits.h"
 
 #include <cstdint>
 #include <vector>
@@ -12,11 +12,12 @@ namespace ifcctl
 
 struct RuleEdit {
     enum class Kind : uint32_t {
-        Insert,  // `rule` in front of the rule at `position`
-        Remove,  // the rule at `position`
-        Replace, // at `position`: the parts of `rule` that `argument` names, as ifc_ruleset_replace()
-        Move,    // the rule at `position` to the position `argument`
-        Clear    // all rules
+        Insert = IFC_RULESET_INSERT,
+        Remove = IFC_RULESET_REMOVE,
+        Replace = IFC_RULESET_REPLACE,
+        Move = IFC_RULESET_MOVE,
+        Clear = IFC_RULESET_CLEAR,
+        Claim = IFC_RULESET_CLAIM,
     };
     Kind kind;
     uint32_t position;

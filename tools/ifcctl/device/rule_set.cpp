@@ -132,6 +132,21 @@ void RuleSet::clear()
     edits_.push_back({RuleEdit::Kind::Clear, 0, 0, {}});
 }
 
+void RuleSet::claim()
+{
+    uint32_t owned = 0;
+    for (unsigned n = 0; n < count(); ++n)
+        if (place(n).table == IFC_RULESET_LUT1)
+            owned |= ((1u << place(n).entries) - 1) << place(n).first;
+    for (unsigned entry = 0; entry < IFC_LUT1_RULES; ++entry) {
+        if (IFC_LUT1_Rule[entry].type0.valid && (owned >> entry & 1) == 0) {
+            ifc_ruleset_claim(set_.get());
+            edits_.push_back({RuleEdit::Kind::Claim, 0, 0, {}});
+            return;
+        }
+    }
+}
+
 void RuleSet::replace(unsigned position, const ifc_rule &rule, unsigned what)
 {
     ifc_ruleset_report report{};

@@ -38,6 +38,9 @@ public:
     void append(const ifc_rule &rule) { insert(count(), rule); }
     void remove(unsigned position);
     void clear();
+    // For a whole list: entries of LUT1 that belong to no rule (an update that was killed leaves some) may be
+    // cleared or used.
+    void claim();
     // what: IFC_RULESET_CONDITIONS, IFC_RULESET_ACTION, or both.
     void replace(unsigned position, const ifc_rule &rule, unsigned what);
     void move(unsigned from, unsigned to);

@@ -69,6 +69,7 @@ void SetPlan::findSame(const SetFile &file)
 // Brings the list into the file's order.
 void SetPlan::edit(const SetFile &file)
 {
+    set_.claim();
     std::vector<unsigned> list; // former position of each rule
     for (unsigned n = 0; n < set_.count(); ++n)
         list.push_back(n);
