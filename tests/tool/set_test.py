@@ -111,6 +111,15 @@ class SetTest(unittest.TestCase):
         self.assertIn("2", json.dumps(counters))
         self.assertEqual(sent["rule"], before[0]["rule"])
 
+    def test_load_takes_entries_that_a_broken_update_left(self):
+        for entry in range(32):  # valid, but no chain ends: such entries never hit
+            self.good("op", f"ifc_set_lut1_rules {entry} 1 0 22 0 0xffff 0 0x800")
+        self.bad(3, "rule", "add", "udf0", "5", "action", "cpu")
+        name = self.file("rule add udf0 5 action cpu\n")
+        self.assertEqual(self.json("set", "load", name)["added"], 1)
+        self.assertEqual(self.json("resource", "show")["lut1_free"], 31)
+        self.good("table", "verify")
+
     def test_the_order_of_the_file_decides(self):
         one, other = "rule add dst_port 5065 action cpu nbq 1\n", "rule add ip_proto udp action cpu nbq 2\n"
         for text, queue in ((one + other, 1), (other + one, 2), (one + other, 1)):
