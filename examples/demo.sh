@@ -15,7 +15,7 @@ echo
     cat examples/gateway.ifc
     echo "resource show"
     echo "frame replay examples/stack.pcap examples/framings.pcap"
-} | COLUMNS=${COLUMNS:-100} "$ifcctl" -b - | sed -n '/^LUT0 /,$p'
+} | COLUMNS=${COLUMNS:-100} "$ifcctl" --state none -b - | sed -n '/^LUT0 /,$p'
 shown=${ifcctl#"$PWD"/}
 cat <<TEXT
 

@@ -72,8 +72,8 @@ constexpr ActionField kSetFields[IFC_ACT_COUNT][kSubActionValues] = {
     {kDpi},
 };
 
-// The fields that are printed for a sub-action, in this order: those that it sets, but the two pieces of a VLAN
-// tag as one number.
+// The fields that are printed for a sub-action, in this order: those that it sets, but the two pieces of a
+// VLAN tag as one number.
 constexpr uint kSubActionShown = 3;
 struct ShownFields {
     ActionField of[IFC_ACT_COUNT][kSubActionShown];

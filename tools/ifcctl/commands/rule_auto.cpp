@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// rule add auto, validate auto, del auto: the rule layer's own automatic placement and deletion. The place goes
-// by size alone, so these say when it breaks the order.
+// rule add auto, validate auto, del auto: the rule layer's own automatic placement and deletion. The size of
+// a rule alone chooses its place, so these commands say when the place breaks the order.
 #include "rule_auto.h"
 #include "rule_commands.h"
 

@@ -14,7 +14,8 @@ std::vector<PlacedRule> takenByDeletion(Session &session, const Match &match);
 // What is to say about the order once automatic placement has put a rule there as the latest one.
 std::vector<std::string> orderWarnings(const RuleSet &set, unsigned id);
 
-// The conditions as automatic placement takes them: one comparison a field, each with mask bits. Throws Error.
+// The conditions as automatic placement takes them: one comparison a field, each with mask bits. Throws
+// Error.
 Match automaticRequest(const ifc_rule &rule);
 
 bool sameConditions(const Match &one, const Match &other);
