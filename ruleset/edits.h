@@ -36,8 +36,8 @@ struct ifc_ruleset_edit {
 
 /*
  * Does the edits in their order, then applies them, or plans only. Returns what the first call that fails
- * returned, or IFC_RULESET_OK, and fills the report as that call did. *failed, which may be NULL: the index of
- * the edit at fault; IFC_RULESET_NO_EDIT: none is. An unknown kind is IFC_RULESET_BAD_POSITION.
+ * returned, or IFC_RULESET_OK, and fills the report as that call did. *failed, which may be NULL: the index
+ * of the edit at fault; IFC_RULESET_NO_EDIT: none is. An unknown kind is IFC_RULESET_BAD_POSITION.
  *
  * Unlike elsewhere, after a failure the set holds the edits before it, and after a plan all of them. Neither
  * tables nor hardware have changed then.

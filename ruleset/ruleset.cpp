@@ -337,7 +337,7 @@ int ifc_ruleset_read(struct ifc_ruleset *set, struct ifc_ruleset_report *report)
 
 void ifc_ruleset_claim(struct ifc_ruleset *set)
 {
-    set->owned_lut1 = ~0u;
+    set->owned |= uint64_t{0xFFFFFFFFu} << IFC_LUT0_RULES;
 }
 
 uint32_t ifc_ruleset_count(const struct ifc_ruleset *set)

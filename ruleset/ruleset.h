@@ -339,6 +339,9 @@ int ifc_ruleset_move(struct ifc_ruleset *set, uint32_t from, uint32_t to);
  *
  * Places are complete: if any layout exists in which the list decides, one is found. Among layouts one that
  * moves the fewest placed rules (report: fewest), and among those the places of automatic placement.
+ *
+ * Known: a rule that was read from LUT1 takes as many entries there as it has, even if its encoding takes
+ * fewer. Removed and inserted again it takes those.
  */
 int ifc_ruleset_plan(struct ifc_ruleset *set, struct ifc_ruleset_report *report);
 

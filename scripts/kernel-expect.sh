@@ -26,9 +26,10 @@ cp tests/kernel/{init,checks.sh,ktap.sh,ktap_test.sh,faults} examples/{stack,fra
 chmod +x "$fs/init" "$fs/checks.sh"
 cp build/armhf-tool/tools/ifcctl/ifcctl "$fs/bin/"
 cp tests/kernel/batch.txt "$fs/batch"
-cp examples/gateway.ifc tests/kernel/{tool,set,sets}.ifc "$fs/"
-# The gateway's rules alone, and one replay on them.
-sed '/^table dump/q' examples/gateway.ifc >"$fs/rules.ifc"
+cp tests/kernel/{tool,set,sets}.ifc "$fs/"
+# The gateway's rules with the tables that they make, and one replay on them.
+{ cat examples/gateway.ifc; echo "table dump"; } >"$fs/gateway.ifc"
+cp "$fs/gateway.ifc" "$fs/rules.ifc"
 echo "frame replay /framings.pcap -o /tmp/out.pcap" >"$fs/replay.ifc"
 
 host=$root/build/release/tools/ifcctl/ifcctl

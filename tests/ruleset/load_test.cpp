@@ -73,10 +73,10 @@ protected:
     void want(ifc_ruleset &of, const Rules &list)
     {
         for (unsigned n = ifc_ruleset_count(&of); n-- != 0;) {
-            bool wanted = false;
+            bool again = false;
             for (const ifc_rule &each : list)
-                wanted = wanted || ifc_rule_repeats(ifc_ruleset_rule(&of, n), &each) != 0;
-            if (!wanted) {
+                again = again || ifc_rule_repeats(ifc_ruleset_rule(&of, n), &each) != 0;
+            if (!again) {
                 ASSERT_EQ(ifc_ruleset_remove(&of, n), IFC_RULESET_OK);
             }
         }
@@ -171,9 +171,8 @@ protected:
     }
 
     // Each living rule is a whole old one or a whole new one with its action, and what stays is there.
-    void expectWhole(const engine::Tables &state, const engine::Tables &after)
+    void expectWhole(const engine::Tables &state)
     {
-        const Living wanted = livingRules(after);
         const Living now = livingRules(state);
         for (const auto &[number, living] : now) {
             const auto was = old.find(number);
@@ -193,16 +192,21 @@ protected:
     }
 
     // The tables as a load without faults leaves them.
-    engine::Tables loaded()
+    void expectAfter(const engine::Tables &tables)
+    {
+        after = tables;
+        wanted = livingRules(after);
+    }
+
+    void loadOnceAndBack()
     {
         const ifc_ruleset kept = *set;
         EXPECT_EQ(ifc_ruleset_apply(set.get(), 0, &report), IFC_RULESET_OK);
         EXPECT_GT(report.moved + report.kept, 2);
         EXPECT_GT(report.added, 8);
-        const engine::Tables after = window.tables();
+        expectAfter(window.tables());
         *set = kept;
         back();
-        return after;
     }
 
     // The chip and the shadow as before the load.
@@ -217,7 +221,9 @@ protected:
     std::unique_ptr<ifc_ruleset> set = std::make_unique<ifc_ruleset>();
     ifc_ruleset_report report{};
     engine::Tables before{};
-    Living old;
+    engine::Tables after{};
+    Living old;    // in the tables before
+    Living wanted; // and after
     unsigned resumed = 0;
 };
 
@@ -230,9 +236,9 @@ TEST_F(LoadTest, KilledAtAnyAccess)
     ASSERT_EQ(applyWatched(states), IFC_RULESET_OK);
     ASSERT_NO_FATAL_FAILURE(expectGateway(*set));
     EXPECT_GT(states.size(), 50u);
-    const engine::Tables after = window.tables();
+    expectAfter(window.tables());
     for (const engine::Tables &state : states) {
-        ASSERT_NO_FATAL_FAILURE(expectWhole(state, after));
+        ASSERT_NO_FATAL_FAILURE(expectWhole(state));
         ASSERT_NO_FATAL_FAILURE(resume(state));
     }
     EXPECT_EQ(resumed, states.size());
@@ -241,7 +247,7 @@ TEST_F(LoadTest, KilledAtAnyAccess)
 TEST_F(LoadTest, TimeOutAtAnyTransfer)
 {
     ASSERT_NO_FATAL_FAILURE(want(*set, gatewayRules()));
-    const engine::Tables after = loaded();
+    loadOnceAndBack();
     const ifc_ruleset kept = *set;
     unsigned failed = 0;
     for (;; ++failed) {
@@ -250,7 +256,7 @@ TEST_F(LoadTest, TimeOutAtAnyTransfer)
         const int result = applyWatched(states);
         window.injectFault(engine::TransferFault::None, 0, 0);
         for (const engine::Tables &state : states)
-            ASSERT_NO_FATAL_FAILURE(expectWhole(state, after)) << failed;
+            ASSERT_NO_FATAL_FAILURE(expectWhole(state)) << failed;
         if (result == IFC_RULESET_OK)
             break;
         ASSERT_EQ(result, IFC_RULESET_TIMEOUT);
@@ -272,7 +278,7 @@ TEST_F(LoadTest, TimeOutAtAnyTransfer)
 TEST_F(LoadTest, DeadFromAnyTransferOn)
 {
     ASSERT_NO_FATAL_FAILURE(want(*set, gatewayRules()));
-    const engine::Tables after = loaded();
+    loadOnceAndBack();
     const ifc_ruleset kept = *set;
     for (unsigned good = 0;; ++good) {
         window.injectFault(engine::TransferFault::NeverComplete, good, 1000000);
@@ -282,7 +288,7 @@ TEST_F(LoadTest, DeadFromAnyTransferOn)
             break;
         ASSERT_EQ(result, IFC_RULESET_TIMEOUT);
         const engine::Tables found = window.tables();
-        ASSERT_NO_FATAL_FAILURE(expectWhole(found, after)) << good;
+        ASSERT_NO_FATAL_FAILURE(expectWhole(found)) << good;
         ASSERT_NO_FATAL_FAILURE(resume(found)) << good;
         *set = kept;
         back();

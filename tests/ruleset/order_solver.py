@@ -1,5 +1,10 @@
 # SPDX-License-Identifier: MIT OR GPL-2.0
-"""Asks an exact solver whether rules have places in the tables, in an order or in any."""
+"""Asks an exact solver whether rules have places in the tables, in an order or in any.
+
+LUT0 comes first, then the lower and the upper sub-table of LUT1. In each, rules stand one after the other in
+any order, so that only the tables must be found. Of two rules that overlap, the later one is in no earlier
+table.
+"""
 
 import collections
 
@@ -8,59 +13,74 @@ import z3
 from order_model import shape
 
 TIMEOUT = 5000  # ms for one question
-
-
-def fit_at_all(shapes, lut0):
-    """Asks the solver: is there room for these rules in any order? It counts rules of a shape."""
-    solver = z3.SimpleSolver()
-    solver.set("timeout", TIMEOUT)
-    loads = [[z3.IntVal(0)], [z3.IntVal(0)], [z3.IntVal(0)]]
-    for (wide, entries), count in collections.Counter(shapes).items():
-        there = [z3.Int(f"{wide}_{entries}_{n}") for n in range(3)]
-        solver.add(*[variable >= 0 for variable in there], z3.Sum(there) == count)
-        if not wide or not lut0:
-            solver.add(there[0] == 0)
-        if not entries:
-            solver.add(there[1] == 0, there[2] == 0)
-        for load, size, variable in zip(loads, (1, entries, entries), there):
-            load.append(size * variable)
-    for load, room in zip(loads, (8, 16, 16)):
-        solver.add(z3.Sum(load) <= room)
-    return decided(solver)
-
-
-def can_stand(rules, overlaps, lut0):
-    """Asks the solver: have these rules places? overlaps: of two positions; None: any order will do.
-
-    LUT0 comes first, then the lower and the upper sub-table of LUT1. In each, rules stand one after the
-    other in any order, so that only the tables must be found.
-    """
-    shapes = [shape(rule) for rule in rules]
-    fit = fit_at_all(shapes, lut0)
-    if fit is not True or overlaps is None:
-        return fit
-    solver = z3.SimpleSolver()
-    solver.set("timeout", TIMEOUT)
-    # Of each rule: is it behind LUT0, is it behind the lower sub-table as well?
-    behind = [z3.Int(f"b{n}") for n in range(len(rules))]
-    upper = [z3.Int(f"u{n}") for n in range(len(rules))]
-    for n, (wide, entries) in enumerate(shapes):
-        solver.add(0 <= upper[n], upper[n] <= behind[n], behind[n] <= 1)
-        if not wide or not lut0:
-            solver.add(behind[n] == 1)
-        if not entries:
-            solver.add(behind[n] == 0)
-    solver.add(z3.Sum([1 - b for b in behind]) <= 8)
-    solver.add(z3.Sum([size * (b - u) for (_, size), b, u in zip(shapes, behind, upper)]) <= 16)
-    solver.add(z3.Sum([size * u for (_, size), u in zip(shapes, upper)]) <= 16)
-    for i in range(len(rules)):
-        for j in range(i + 1, len(rules)):
-            if overlaps(i, j):
-                solver.add(behind[i] <= behind[j], upper[i] <= upper[j])
-    return decided(solver)
+ROOM = (8, 16, 16)
 
 
 def decided(solver):
     """True, False, or None where the solver gave up."""
+    solver.set("timeout", TIMEOUT)
     answer = solver.check()
     return None if answer == z3.unknown else answer == z3.sat
+
+
+def sizes(rule, lut0):
+    """What a rule takes in each table; 0: it does not fit there."""
+    wide, entries = shape(rule)
+    return int(wide and lut0), entries, entries
+
+
+def fit_at_all(needs):
+    """Is there room in any order? Rules that need the same are alike: it is asked how many go where."""
+    solver = z3.SimpleSolver()
+    loads = [[], [], []]
+    for need, count in collections.Counter(needs).items():
+        there = [z3.Int(f"{need}{n}") for n in range(3)]
+        solver.add(*[variable >= 0 for variable in there], z3.Sum(there) == count)
+        for load, size, variable in zip(loads, need, there):
+            load.append(size * variable)
+            if not size:
+                solver.add(variable == 0)
+    for load, room in zip(loads, ROOM):
+        solver.add(z3.Sum(load) <= room)
+    return decided(solver)
+
+
+def stand_as_bits(needs, pairs):
+    """Are there places in order? A question about bits: which table each rule is in."""
+    solver = z3.SolverFor("QF_FD")
+    tables = [[z3.Bool(f"{table}_{n}") for n in range(len(needs))] for table in range(3)]
+    for n, need in enumerate(needs):
+        solver.add(z3.PbEq([(table[n], 1) for table in tables], 1))
+        solver.add(*[z3.Not(table[n]) for table, size in zip(tables, need) if not size])
+    for table, room, load in zip(tables, ROOM, zip(*needs)):
+        solver.add(z3.PbLe([(each, max(1, size)) for each, size in zip(table, load)], room))
+    for i, j in pairs:
+        solver.add(z3.Implies(tables[0][j], tables[0][i]), z3.Implies(tables[2][i], tables[2][j]))
+    return decided(solver)
+
+
+def stand_as_numbers(needs, pairs):
+    """The same as a linear program, which is easier where bits are hard."""
+    solver = z3.SimpleSolver()
+    tables = [[z3.Int(f"{table}_{n}") for n in range(len(needs))] for table in range(3)]
+    for n, need in enumerate(needs):
+        solver.add(*[table[n] >= 0 for table in tables], z3.Sum([table[n] for table in tables]) == 1)
+        solver.add(*[table[n] == 0 for table, size in zip(tables, need) if not size])
+    for table, room, load in zip(tables, ROOM, zip(*needs)):
+        solver.add(z3.Sum([size * each for each, size in zip(table, load)]) <= room)
+    for i, j in pairs:
+        solver.add(tables[0][j] <= tables[0][i], tables[2][i] <= tables[2][j])
+    return decided(solver)
+
+
+def can_stand(rules, overlaps, lut0):
+    """Have these rules places? overlaps: a function of two positions; None: any order will do."""
+    needs = [sizes(rule, lut0) for rule in rules]
+    if not all(map(any, needs)):
+        return False
+    answer = fit_at_all(needs)
+    if answer is False or overlaps is None:
+        return answer
+    pairs = [(i, j) for i in range(len(rules)) for j in range(i + 1, len(rules)) if overlaps(i, j)]
+    answer = stand_as_bits(needs, pairs)
+    return stand_as_numbers(needs, pairs) if answer is None else answer

@@ -291,6 +291,32 @@ TEST_F(RulesetTest, ClaimedEntriesAreFreeForRules)
     expectShadowEqualsHardware();
 }
 
+TEST_F(RulesetTest, RulesThatWereReadKeepTheirEntries)
+{
+    // "At least" and "at most the highest", which one entry says.
+    for (unsigned n = 0; n < 32; n += 2) {
+        ASSERT_EQ(ifc_set_lut1_rules(n, IFC_ENABLE, 0, DPORT, 2, 0xFFFF, 0, 1000 + n),
+                  static_cast<int>(n + 1));
+        ASSERT_EQ(ifc_set_lut1_rules(n + 1, IFC_ENABLE, 1, DPORT, 3, 0xFFFF, 0, 0xFFFF),
+                  static_cast<int>(n + 2));
+    }
+    ASSERT_EQ(ifc_ruleset_read(set.get(), &report), IFC_RULESET_OK);
+    ASSERT_EQ(ifc_ruleset_count(set.get()), 16u);
+    for (unsigned n = 0; n < 8; ++n)
+        ASSERT_EQ(insert(0, rules::rule({equal(DIPv4, n, 0xFF0000FF)})), IFC_RULESET_OK);
+    ASSERT_EQ(append(rules::rule({equal(SINF, 1)})), IFC_RULESET_OK);
+    EXPECT_EQ(apply(), IFC_RULESET_NO_PLACE);
+    EXPECT_EQ(report.reason, IFC_RULESET_NO_SPACE);
+    std::vector<ifc_rule> list;
+    for (unsigned n = 0; n < ifc_ruleset_count(set.get()); ++n)
+        list.push_back(at(n));
+    ifc_ruleset_clear(set.get());
+    for (const ifc_rule &each : list)
+        ASSERT_EQ(append(each), IFC_RULESET_OK);
+    EXPECT_EQ(apply(), IFC_RULESET_OK);
+    expectShadowEqualsHardware();
+}
+
 TEST_F(RulesetTest, ChangedTablesAreStale)
 {
     ASSERT_EQ(append(rules::rule({equal(DPORT, 53)})), IFC_RULESET_OK);

@@ -48,8 +48,8 @@ int explainOptions(const CLI::App &app, const CLI::ParseError &error)
     return code == 0 ? kExitDone : kExitUsage;
 }
 
-// The state file that the chip lives in, "" for a fresh one: --state, else IFC_STATE, else the user's; a batch
-// begins with a fresh chip unless one of the first two names a file.
+// The state file that the chip lives in, "" for a fresh one: --state, else IFC_STATE, else the user's; a
+// batch begins with a fresh chip unless one of the first two names a file.
 std::string statePath(const std::string &option, bool batch)
 {
     const char *variable = std::getenv("IFC_STATE");

@@ -58,9 +58,9 @@ public:
     // Reads the rules that stand in the device's tables. Throws Error when a transfer does not complete.
     virtual void readRules(ifc_ruleset &set) = 0;
 
-    // flags: as ifc_ruleset_run() takes them.
-    // Brings the tables from the rules that were read to those of the set, all or nothing. `edits` are what was
-    // done to the set since. Returns an ifc_ruleset_result and fills the report as ifc_ruleset_apply() does.
+    // Brings the tables from the rules that were read to those of the set, all or nothing. `edits` are what
+    // was done to the set since, `flags` those of ifc_ruleset_run(). Returns an ifc_ruleset_result and fills
+    // the report as ifc_ruleset_apply() does.
     virtual int applyRules(ifc_ruleset &set, const RuleEdits &edits, unsigned flags,
                            ifc_ruleset_report &report) = 0;
 

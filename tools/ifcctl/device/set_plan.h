@@ -32,9 +32,9 @@ struct OrderFault {
 class SetPlan
 {
 public:
-    // Rules with the same conditions are the same rule, in their order. A rule that the file repeats keeps its
-    // place, if order and space allow, and its counters; a changed action is put in its place. Throws Error with
-    // file and line when the rules of the file cannot stand together; nothing has been touched then.
+    // Rules with the same conditions are the same rule, in their order. A rule that the file repeats keeps
+    // its place, if order and space allow, and its counters; a changed action is put in its place. Throws
+    // Error with file and line when the rules of the file cannot stand together; nothing was touched then.
     SetPlan(Session &session, const SetFile &file);
 
     const std::vector<SetStep> &steps() const { return steps_; }
