@@ -29,8 +29,6 @@ EXPORT_SYMBOL_GPL(ifc_sim_forward);
 EXPORT_SYMBOL_GPL(ifc_sim_udf);
 
 /* What a front end needs beside the operations. */
-EXPORT_SYMBOL_GPL(get_frame_engine_data);
-EXPORT_SYMBOL_GPL(GET_HIR);
 EXPORT_SYMBOL_GPL(ifc_action_enable_mask);
 EXPORT_SYMBOL_GPL(ifc_vpm_code);
 

@@ -103,7 +103,10 @@ static ssize_t set_write(struct file *file, const char __user *from, size_t coun
     }
     wrong = wrong_with(batch, count);
     ifc_callers_lock();
-    if (wrong) {
+    if (ifc_owner_name() && (wrong || !(batch->flags & IFC_RULESET_PLAN_ONLY))) {
+        say(answer, "ruleset: the tables belong to %s: accepted: plans\n", ifc_owner_name());
+        result = -EBUSY;
+    } else if (wrong) {
         say(answer, "ruleset: %s\n", wrong);
         result = -EINVAL;
     } else if (ifc_owner_name() && !(batch->flags & IFC_RULESET_PLAN_ONLY)) {

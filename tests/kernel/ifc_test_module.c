@@ -11,6 +11,7 @@
 #include "ifc/ifc_util.h"
 #include "ifc_files.h"
 #include "ifc_glue.h"
+#include "ifc_owner.h"
 #include "ifc_sim.h"
 #include "tests/support/surroundings.h"
 
@@ -107,6 +108,11 @@ static int __init ifc_test_init(void)
         return -ENODEV;
     }
     ifc_callers_lock();
+    if (ifc_owner_name()) {
+        pr_err("ifc_test: the tables belong to %s: accepted: nobody\n", ifc_owner_name());
+        ifc_callers_unlock();
+        return -EBUSY;
+    }
     done_after = ifc_sim_done_after();
     revision = ifc_glue_revision();
     ifc_sim_power_on(done_after); /* forgets earlier errors of other callers */

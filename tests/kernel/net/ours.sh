@@ -43,6 +43,10 @@ check "the status says who owns the tables" [ "$(owner)" = "tc of ifc_net" ]
 check "the operator's file refuses a change" sh -c "! echo 'ifc_delete_lut0 0' >$dir/command 2>/dev/null"
 check "and says who owns them" grep -q '^the tables belong to tc of ifc_net' $dir/command
 check "but still reads" op "ifc_dump_action 0"
+exec 5<>$dir/ruleset
+echo x >&5 2>/dev/null
+check "the file of ordered rules refuses a change as well" grep -q '^ruleset: the tables belong to tc of ifc_net' <&5
+exec 5<&-
 check "send_to_ppe is refused" sh -c "! echo 1 >$dir/send_to_ppe 2>/dev/null"
 # ethtool's exit code does not tell.
 refused() { # RULES FLOW...: nothing comes beside the rules that are there
