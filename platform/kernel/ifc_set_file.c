@@ -109,9 +109,6 @@ static ssize_t set_write(struct file *file, const char __user *from, size_t coun
     } else if (wrong) {
         say(answer, "ruleset: %s\n", wrong);
         result = -EINVAL;
-    } else if (ifc_owner_name() && !(batch->flags & IFC_RULESET_PLAN_ONLY)) {
-        say(answer, "ruleset: the tables belong to %s: accepted: plan only\n", ifc_owner_name());
-        result = -EINVAL;
     } else {
         run_batch(answer, set, batch);
     }

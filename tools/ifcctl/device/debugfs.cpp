@@ -74,8 +74,8 @@ public:
     {
         if (::write(descriptor_, line.data(), line.size()) == static_cast<ssize_t>(line.size()))
             return true;
-        if (errno == EINVAL)
-            return false;
+        if (errno == EINVAL || errno == EBUSY)
+            return false; // the reply says why
         if (errno == E2BIG)
             throw refused(Reason::LayerRefused, "device", path_,
                           "a line of " + std::to_string(line.size()) + " characters is too long");
