@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // What ordered rules cost: processor time of plans and of the overlap of a pair, and register accesses.
-// Usage: ruleset_bench [SETS [SEED]]: random sets to plan, and the seed of the first one.
+// Usage: ruleset_bench [SETS [SEED]]: random sets to plan, and the first seed.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>

@@ -53,11 +53,11 @@ static void decode_ipv6(struct ifc_front_rule *rule, const __be32 *source, const
         ifc_front_want_tos(rule, class_mask, class);
 }
 
-static int decode_ether(const struct ethtool_rx_flow_spec *spec, struct ifc_front_rule *rule,
+static int decode_ether(const struct ethtool_rx_flow_spec *flow, struct ifc_front_rule *rule,
                         struct ifc_front_refusal *why)
 {
-    const struct ethhdr *key = &spec->h_u.ether_spec;
-    const struct ethhdr *mask = &spec->m_u.ether_spec;
+    const struct ethhdr *key = &flow->h_u.ether_spec;
+    const struct ethhdr *mask = &flow->m_u.ether_spec;
 
     ifc_front_want_mac(rule, DMAC, key->h_dest, mask->h_dest);
     ifc_front_want_mac(rule, SMAC, key->h_source, mask->h_source);
@@ -70,16 +70,16 @@ static int decode_ether(const struct ethtool_rx_flow_spec *spec, struct ifc_fron
     return 0;
 }
 
-static int decode_flow(const struct ethtool_rx_flow_spec *spec, struct ifc_front_rule *rule,
+static int decode_flow(const struct ethtool_rx_flow_spec *flow, struct ifc_front_rule *rule,
                        struct ifc_front_refusal *why)
 {
-    const union ethtool_flow_union *h = &spec->h_u;
-    const union ethtool_flow_union *m = &spec->m_u;
-    u32 type = spec->flow_type & ~(FLOW_EXT | FLOW_MAC_EXT);
+    const union ethtool_flow_union *h = &flow->h_u;
+    const union ethtool_flow_union *m = &flow->m_u;
+    u32 type = flow->flow_type & ~(FLOW_EXT | FLOW_MAC_EXT);
 
     switch (type) {
     case ETHER_FLOW:
-        return decode_ether(spec, rule, why);
+        return decode_ether(flow, rule, why);
     case TCP_V4_FLOW:
     case UDP_V4_FLOW:
     case SCTP_V4_FLOW:
@@ -134,20 +134,20 @@ static int decode_flow(const struct ethtool_rx_flow_spec *spec, struct ifc_front
  * 2 transport header), bits 43..16 its offset in bytes (up to 255), bits 15..0 its value. Bits of the value
  * can be masked, base and offset cannot.
  */
-static int decode_extension(const struct ethtool_rx_flow_spec *spec, struct ifc_front_rule *rule,
+static int decode_extension(const struct ethtool_rx_flow_spec *flow, struct ifc_front_rule *rule,
                             struct ifc_front_refusal *why)
 {
-    const struct ethtool_flow_ext *key = &spec->h_ext;
-    const struct ethtool_flow_ext *mask = &spec->m_ext;
+    const struct ethtool_flow_ext *key = &flow->h_ext;
+    const struct ethtool_flow_ext *mask = &flow->m_ext;
     u16 tpid = ntohs(key->vlan_etype);
     u64 word = (u64)ntohl(key->data[0]) << 32 | ntohl(key->data[1]);
     u64 word_mask = (u64)ntohl(mask->data[0]) << 32 | ntohl(mask->data[1]);
     u64 base = word >> 44;
     u64 offset = word >> 16 & 0xFFFFFFF;
 
-    if (spec->flow_type & FLOW_MAC_EXT)
+    if (flow->flow_type & FLOW_MAC_EXT)
         ifc_front_want_mac(rule, DMAC, key->h_dest, mask->h_dest);
-    if (!(spec->flow_type & FLOW_EXT))
+    if (!(flow->flow_type & FLOW_EXT))
         return 0;
     if (mask->vlan_etype) {
         if (mask->vlan_etype != htons(0xFFFF) || (tpid != ETH_P_8021Q && tpid != ETH_P_8021AD))
@@ -167,34 +167,34 @@ static int decode_extension(const struct ethtool_rx_flow_spec *spec, struct ifc_
     return 0;
 }
 
-int ifc_front_decode_ethtool(struct ifc_front_port *port, const struct ethtool_rx_flow_spec *spec,
+int ifc_front_decode_ethtool(struct ifc_front_port *port, const struct ethtool_rx_flow_spec *flow,
                              struct ifc_front_rule *rule, struct ifc_front_refusal *why)
 {
     const struct ifc_front_platform *platform = ifc_front_platform_of(port->front);
     int result;
 
-    if (spec->flow_type & FLOW_RSS)
+    if (flow->flow_type & FLOW_RSS)
         return ifc_front_refuse(why, -EOPNOTSUPP, "context: the classifier has no RSS");
     rule->tags = IFC_FRONT_ANY_TAGS;
-    result = decode_flow(spec, rule, why);
+    result = decode_flow(flow, rule, why);
     if (!result)
-        result = decode_extension(spec, rule, why);
+        result = decode_extension(flow, rule, why);
     if (result)
         return result;
-    if (spec->ring_cookie == RX_CLS_FLOW_DISC) {
+    if (flow->ring_cookie == RX_CLS_FLOW_DISC) {
         if (platform->fport_discard < 0)
             return ifc_front_refuse(why, -EOPNOTSUPP, "action -1: %s has no discard port", platform->name);
         rule->action.way = IFC_FRONT_DROP;
         return 0;
     }
-    if (spec->ring_cookie == RX_CLS_FLOW_WAKE)
+    if (flow->ring_cookie == RX_CLS_FLOW_WAKE)
         return ifc_front_refuse(why, -EOPNOTSUPP, "action -2: the classifier wakes nobody");
-    if (ethtool_get_flow_spec_ring_vf(spec->ring_cookie))
+    if (ethtool_get_flow_spec_ring_vf(flow->ring_cookie))
         return ifc_front_refuse(why, -EOPNOTSUPP, "vf: the classifier has no virtual functions");
-    if (spec->ring_cookie >= platform->rx_queues || platform->fport_host < 0)
+    if (flow->ring_cookie >= platform->rx_queues || platform->fport_host < 0)
         return ifc_front_refuse(why, -EINVAL, "action %llu: accepted: -1 and queues below %u",
-                                spec->ring_cookie, platform->fport_host < 0 ? 0 : platform->rx_queues);
+                                flow->ring_cookie, platform->fport_host < 0 ? 0 : platform->rx_queues);
     rule->action.queue_set = true;
-    rule->action.queue = spec->ring_cookie;
+    rule->action.queue = flow->ring_cookie;
     return 0;
 }

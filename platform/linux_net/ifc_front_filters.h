@@ -18,7 +18,7 @@ struct ifc_front_filter {
     u64 arrival;
     unsigned long cookie;             /* tc's */
     const void *mask;                 /* tc's: the same object for the same keys and masks of one priority */
-    struct ethtool_rx_flow_spec spec; /* ethtool's */
+    struct ethtool_rx_flow_spec flow; /* ethtool's */
     unsigned int variants;
     struct {
         u64 cookie;         /* in the set */

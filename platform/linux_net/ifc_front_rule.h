@@ -125,7 +125,7 @@ int ifc_front_decode_flower(struct ifc_front_port *port, struct flow_cls_offload
                             struct ifc_front_rule *rule, struct ifc_front_refusal *why);
 int ifc_front_decode_flow_action(struct ifc_front_port *port, struct flow_action *action,
                                  struct ifc_front_rule *rule, struct ifc_front_refusal *why);
-int ifc_front_decode_ethtool(struct ifc_front_port *port, const struct ethtool_rx_flow_spec *spec,
+int ifc_front_decode_ethtool(struct ifc_front_port *port, const struct ethtool_rx_flow_spec *flow,
                              struct ifc_front_rule *rule, struct ifc_front_refusal *why);
 
 /* Of the core: platform and ports. */

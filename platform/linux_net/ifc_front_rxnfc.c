@@ -56,30 +56,30 @@ static int choose(struct ifc_front_port *port, u32 *location)
     return 0;
 }
 
-static int insert(struct ifc_front_port *port, struct ethtool_rx_flow_spec *spec)
+static int insert(struct ifc_front_port *port, struct ethtool_rx_flow_spec *flow)
 {
     struct ifc_front *front = port->front;
     struct ifc_front_refusal why = {};
     struct ifc_front_filter *filter;
-    int result = choose(port, &spec->location);
+    int result = choose(port, &flow->location);
 
     if (result)
         return result;
     memset(front->rule, 0, sizeof(*front->rule));
-    result = ifc_front_decode_ethtool(port, spec, front->rule, &why);
+    result = ifc_front_decode_ethtool(port, flow, front->rule, &why);
     filter = result ? NULL : ifc_front_filter_make(port);
     if (!result && !filter)
         result = -ENOMEM;
     if (filter) {
-        filter->spec = *spec;
-        filter->priority = spec->location;
-        result = ifc_front_filter_add(front, filter, find(port, spec->location), IFC_FRONT_ETHTOOL,
+        filter->flow = *flow;
+        filter->priority = flow->location;
+        result = ifc_front_filter_add(front, filter, find(port, flow->location), IFC_FRONT_ETHTOOL,
                                       front->rule, &why);
         if (result)
             kfree(filter);
     }
     if (result)
-        netdev_dbg(port->dev, "rule %u refused: %s\n", spec->location, why.text);
+        netdev_dbg(port->dev, "rule %u refused: %s\n", flow->location, why.text);
     return result;
 }
 
@@ -136,7 +136,7 @@ int ifc_front_get_rxnfc(struct ifc_front_port *port, struct ethtool_rxnfc *comma
     case ETHTOOL_GRXCLSRULE:
         filter = find(port, command->fs.location);
         if (filter)
-            command->fs = filter->spec;
+            command->fs = filter->flow;
         else
             result = -ENOENT;
         break;
