@@ -149,16 +149,7 @@ bool gatewayRules(RegisterWindow &window)
     clear_all_ifc_rules();
     bool good = true;
     for (const gateway::Rule &rule : gateway::rules()) {
-        orva_ifc_param request{};
-        unsigned n = 0;
-        for (const gateway::Term &term : rule) {
-            request.fieldIdx[n] = term.field;
-            request.command[n] = static_cast<uint32_t>(term.command);
-            request.mask_low[n] = static_cast<uint32_t>(term.mask);
-            request.mask_high[n] = static_cast<uint32_t>(term.mask >> 32);
-            request.key_low[n] = static_cast<uint32_t>(term.key);
-            request.key_high[n++] = static_cast<uint32_t>(term.key >> 32);
-        }
+        orva_ifc_param request = gateway::requestOf(rule);
         good = ifc_set_lut_rules_auto(&request) >= 0 && good;
     }
     host::reset();

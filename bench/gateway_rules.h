@@ -108,4 +108,20 @@ inline std::vector<Rule> rules()
     };
 }
 
+// The rule as automatic placement takes it.
+inline orva_ifc_param requestOf(const Rule &rule)
+{
+    orva_ifc_param request{};
+    unsigned n = 0;
+    for (const Term &term : rule) {
+        request.fieldIdx[n] = term.field;
+        request.command[n] = static_cast<uint32_t>(term.command);
+        request.mask_low[n] = static_cast<uint32_t>(term.mask);
+        request.mask_high[n] = static_cast<uint32_t>(term.mask >> 32);
+        request.key_low[n] = static_cast<uint32_t>(term.key);
+        request.key_high[n++] = static_cast<uint32_t>(term.key >> 32);
+    }
+    return request;
+}
+
 } // namespace gateway

@@ -237,16 +237,7 @@ unsigned placeAutomatically(const std::vector<gateway::Rule> &all)
     ifcSendToPpe = 1;
     unsigned number = 0;
     for (const gateway::Rule &given : all) {
-        orva_ifc_param request{};
-        unsigned n = 0;
-        for (const gateway::Term &term : given) {
-            request.fieldIdx[n] = term.field;
-            request.command[n] = static_cast<uint32_t>(term.command);
-            request.mask_low[n] = static_cast<uint32_t>(term.mask);
-            request.mask_high[n] = static_cast<uint32_t>(term.mask >> 32);
-            request.key_low[n] = static_cast<uint32_t>(term.key);
-            request.key_high[n++] = static_cast<uint32_t>(term.key >> 32);
-        }
+        orva_ifc_param request = gateway::requestOf(given);
         const int action = host::quietly([&] { return ifc_set_lut_rules_auto(&request); });
         if (action < 0 || host::quietly([&] {
                               return ifc_set_action(static_cast<uint>(action), IFC_ACT_CHANNEL_QUEUE,

@@ -47,6 +47,22 @@ private:
     size_t at_ = 0;
 };
 
+template <typename Stream, typename Records>
+void eachRecord(Stream &stream, Records &records)
+{
+    for (auto &record : records)
+        for (auto &word : record)
+            stream.word(word);
+}
+
+template <typename Stream, typename Records>
+void eachShadow(Stream &stream, Records &records)
+{
+    for (auto &record : records)
+        for (auto &word : record.word)
+            stream.word(word);
+}
+
 // The one order of the words, for both directions.
 template <typename Stream, typename Chip>
 void eachWord(Stream &stream, Chip &chip)
@@ -59,24 +75,12 @@ void eachWord(Stream &stream, Chip &chip)
     stream.word(chip.globalConfig);
     for (auto &word : chip.counterBinding)
         stream.word(word);
-    for (auto &record : chip.tables.lut0)
-        for (auto &word : record)
-            stream.word(word);
-    for (auto &record : chip.tables.lut1)
-        for (auto &word : record)
-            stream.word(word);
-    for (auto &record : chip.tables.action)
-        for (auto &word : record)
-            stream.word(word);
-    for (auto &row : chip.tables.counter)
-        for (auto &word : row)
-            stream.word(word);
-    for (auto &record : chip.shadowLut0)
-        for (auto &word : record.word)
-            stream.word(word);
-    for (auto &record : chip.shadowLut1)
-        for (auto &word : record.word)
-            stream.word(word);
+    eachRecord(stream, chip.tables.lut0);
+    eachRecord(stream, chip.tables.lut1);
+    eachRecord(stream, chip.tables.action);
+    eachRecord(stream, chip.tables.counter);
+    eachShadow(stream, chip.shadowLut0);
+    eachShadow(stream, chip.shadowLut1);
 }
 
 uint32_t wordAt(std::string_view bytes, size_t offset)
