@@ -44,7 +44,7 @@ static void heard(const struct ifc_glue_event *event)
         break;
     case IFC_GLUE_PRINTED:
         support_printed(piece, event->value);
-        ifc_glue_capture_begin(piece, PIECE_SIZE, false);
+        ifc_glue_capture_begin(piece, PIECE_SIZE, IFC_GLUE_LOG_NOTHING);
         break;
     }
 }
@@ -116,7 +116,7 @@ static int __init ifc_test_init(void)
     done_after = ifc_sim_done_after();
     revision = ifc_glue_revision();
     ifc_sim_power_on(done_after); /* forgets earlier errors of other callers */
-    ifc_glue_capture_begin(piece, PIECE_SIZE, false);
+    ifc_glue_capture_begin(piece, PIECE_SIZE, IFC_GLUE_LOG_NOTHING);
     ifc_glue_watch(heard);
     while (support_test_subject(count))
         count++;

@@ -60,7 +60,7 @@ std::string statePath(const std::string &option, bool batch)
         std::cerr << "ifcctl: the batch runs on a fresh chip that is not kept; --state FILE keeps it\n";
         return "";
     }
-    const std::string path = state::defaultPath();
+    std::string path = state::defaultPath();
     if (path.empty())
         std::cerr
             << "ifcctl: neither XDG_STATE_HOME nor HOME names a folder: a fresh chip that is not kept\n";

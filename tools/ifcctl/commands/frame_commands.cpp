@@ -241,6 +241,7 @@ void frameReplay(Session &session, WordReader &words)
     std::vector<Replayed> captures;
     // All are opened before the first is replayed: the counters count every capture or none.
     std::vector<std::unique_ptr<capture::FrameCapture>> sources;
+    sources.reserve(paths.size());
     for (const std::string &path : paths)
         sources.push_back(std::make_unique<capture::FrameCapture>(path));
     if (!outPath.empty())

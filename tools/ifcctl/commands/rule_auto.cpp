@@ -44,7 +44,7 @@ Match automaticRequest(const ifc_rule &rule)
             throw refused(Reason::NotForAutomatic, "rule", conditionText(c),
                           "automatic placement takes one comparison a field, no range and no 'any'");
     }
-    const Match match = requestOf(rule);
+    Match match = requestOf(rule);
     if (match.empty())
         throw refused(Reason::NotForAutomatic, "rule", kAnyWord,
                       "automatic placement takes at least one condition");

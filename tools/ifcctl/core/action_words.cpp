@@ -340,7 +340,7 @@ std::vector<SubAction> readSubActions(WordReader &words, IFC_Action_Format &entr
 
 std::string actionText(const IFC_Action_Format &entry, int revision)
 {
-    const std::string natural = naturalText(entry, revision);
+    std::string natural = naturalText(entry, revision);
     if (readsBack(natural, entry, revision))
         return natural;
     std::string text;

@@ -28,7 +28,7 @@ std::string numberText(unsigned field, uint64_t value)
 
 std::string valueText(const MatchWord &word, uint64_t value)
 {
-    const std::string name = nameOfValue(word, value);
+    std::string name = nameOfValue(word, value);
     if (!name.empty())
         return name;
     return word.width < ifc::fieldWidth(word.field) ? std::to_string(value) : numberText(word.field, value);

@@ -215,7 +215,9 @@ std::string matchWordsHelp()
         if (word.kind != Kind::Address && !ifc::isMac(word.field))
             values = "0 to " + std::to_string(ifc::lowBits(word.width));
         const std::string names = namesOfValues(word);
-        line(name, values + (names.empty() ? "" : ", " + names) + " (" + fields + ')');
+        if (!names.empty())
+            values.append(", ").append(names);
+        line(name, values.append(" (").append(fields).append(")"));
     }
     line("udf0 to udf15", "0 to 65535 (UDF0 to UDF15)");
     line("dport, vid0, ...", "every field by its own name, as 'frame fields' prints it or in lower case");
