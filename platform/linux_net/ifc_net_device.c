@@ -263,7 +263,7 @@ static void remove_all(void)
     ifc_front_destroy(front);
 }
 
-/* Creates and registers the netdev of one end. Under the rtnl lock: nobody opens it before its peer exists. */
+/* Makes and registers the netdev of one end. Under the rtnl lock: nobody opens it before its peer exists. */
 static int make(unsigned int port, bool wire)
 {
     struct net_device *dev;
