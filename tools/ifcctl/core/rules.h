@@ -17,7 +17,7 @@ struct PlacedRule {
     unsigned first;   // LUT0: the rule; LUT1: first entry
     unsigned last;    // LUT1: entry with the end flag, or the last of a chain that has none
     bool complete;    // a LUT1 chain without end flag never hits
-    ifc_rule rule;    // its conditions; none if an entry names no field, which never hits
+    ifc_rule rule;    // its conditions; none if an entry names no field: it never hits
     Match conditions; // the same conditions as a request to automatic placement
 };
 
