@@ -47,7 +47,7 @@ private:
     size_t at_ = 0;
 };
 
-// The one order of the words, for both directions.
+// The order of the words, for reading and writing.
 template <typename Stream, typename Chip>
 void eachWord(Stream &stream, Chip &chip)
 {

@@ -68,12 +68,12 @@ nlohmann::ordered_json stepJson(const SetStep &step, int revision)
 
 struct Switch {
     const char *name;
-    const char *word; // that sets it as the file says
+    const char *word; // that sets it to the file's value
     bool wanted;
     const char *operation;
 };
 
-// Those that the file changes.
+// The switches that the file changes.
 std::vector<Switch> switchesOf(Session &session, const SetFile &file)
 {
     std::vector<Switch> list;

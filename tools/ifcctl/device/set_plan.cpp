@@ -66,7 +66,7 @@ void SetPlan::findSame(const SetFile &file)
             steps_.push_back({SetStep::Kind::Delete, false, set_.number(n), {}, 0, set_.rule(n)});
 }
 
-// Brings the list into the file's order.
+// Puts the list into the file's order.
 void SetPlan::edit(const SetFile &file)
 {
     set_.claim();
