@@ -134,7 +134,7 @@ inline void addPlaces(Random &random, LayoutInput &input)
         return;
     }
     LayoutInput before = input;
-    if (kind == 2) { // a layout of the same rules without order, then in order
+    if (kind == 2) { // the same rules first without an order, then in order
         for (uint64_t &overlaps : before.overlaps)
             overlaps &= random.oneIn(2) ? ~uint64_t{0} : 0;
     } else {
