@@ -5,7 +5,7 @@
 namespace
 {
 
-// Both ends of an exchange see the same bytes.
+// The process and the kernel must have the same layout.
 static_assert(sizeof(ifc_ruleset_edit) == 16 + 16 + 24 * IFC_RULE_CONDITIONS + sizeof(IFC_Action_Format));
 static_assert(sizeof(ifc_ruleset_batch) == 24);
 

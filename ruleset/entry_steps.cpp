@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// The step of an update on actions, counters and bindings.
+// The step of an update that moves actions, counters and bindings.
 #include "ruleset/rule_bits.h"
 #include "ruleset/update_steps.h"
 
@@ -11,14 +11,14 @@ namespace
 
 constexpr Kind kRowKinds[] = {kAction, kCounter};
 constexpr uint8_t kSelectors[] = {IFC_SEL_ACTION, IFC_SEL_COUNTER};
-constexpr uint32_t kCounterTopWord = 0x00FFFFFF; // what a counter entry holds in IFC_DATA3
+constexpr uint32_t kCounterTopWord = 0x00FFFFFF; // the bits of a counter entry in IFC_DATA3
 
 [[gnu::noinline]] bool putEntry(Update &u, Kind kind, unsigned number, const uint32_t *data)
 {
     return put(u, {kSelectors[kind], static_cast<uint8_t>(number), 0}, data, IFC_ROW_WORDS);
 }
 
-// Where the entry of a number comes from: that of another number, or one of these.
+// The source of an entry: the number of another rule, or one of these.
 enum Source : int { kStays = -1, kZero = -2, kGiven = -3 };
 
 int sourceOf(const Update &u, const UpdateRequest &request, Kind kind, unsigned number)
@@ -36,7 +36,7 @@ int sourceOf(const Update &u, const UpdateRequest &request, Kind kind, unsigned 
     return old == number ? kStays : static_cast<int>(old);
 }
 
-// All is read before anything is written: rules may have changed places.
+// Everything is read before anything is written: rules may exchange places.
 bool readEntries(Update &u, const UpdateRequest &request, Kind kind)
 {
     uint64_t needed = 0;
@@ -69,7 +69,7 @@ bool writeEntries(Update &u, const UpdateRequest &request, Kind kind)
                 data[n] = request.rules[u.ruleAt[number]].action->word[IFC_ROW_WORDS - 1 - n];
         else if (source >= 0)
             __builtin_memcpy(data, u.saved[kind][source], sizeof data);
-        // A counter that had the right value counts on as soon as its rule lives.
+        // A counter that already has its value is marked too: it counts as soon as its rule lives.
         const bool differs = u.port.dry || __builtin_memcmp(data, u.saved[kind][number], sizeof data) != 0;
         if (differs || kind == kCounter)
             mark(u, number, kChanged << kind);
@@ -84,7 +84,7 @@ constexpr unsigned bindingLsb(unsigned number)
     return IFC_ACNT_ID_BITS * (number % IFC_ACNT_PER_REGISTER);
 }
 
-// The binding register of a number; `known`: those that have been read, a bit each.
+// The binding register of a number. `known`: bit n: register n has been read.
 unsigned bindingsOf(Update &u, unsigned number, unsigned &known)
 {
     const unsigned n = number / IFC_ACNT_PER_REGISTER;
@@ -135,7 +135,7 @@ bool moveEntries(Update &u, const UpdateRequest &request)
     return true;
 }
 
-// An action that a rule may still use which could not be switched off stays with it.
+// If a rule could not be made invalid, it may still use its action: that action stays.
 void restoreEntries(Update &u)
 {
     for (const Kind kind : kRowKinds)

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// An image of both rule tables, and which rules the chip sees in one.
+// An image of both rule tables, and the rules that the chip sees in it.
 //
 // A wide rule (LUT0) lives while its valid bit is set. A chain of narrow entries (LUT1) is a run of valid
 // entries up to the first end flag. The run begins at the start of a sub-table, after an entry that is not
@@ -27,13 +27,13 @@ inline bool isEnd(const IFC_LUT1_Format &entry)
     return entry.type0.valid && entry.type0.end;
 }
 
-// The entry and its successor belong to one run.
+// The entry and the next one belong to one run.
 inline bool goesOn(const IFC_LUT1_Format &entry)
 {
     return entry.type0.valid && !entry.type0.end;
 }
 
-// The first entry of the run that the entry `last` closes, or would close.
+// The first entry of the run that ends, or would end, at the entry `last`.
 unsigned runStart(const IFC_LUT1_Format *lut1, unsigned last);
 
 bool ruleLives(const Tables &tables, unsigned number);
@@ -41,7 +41,7 @@ bool ruleLives(const Tables &tables, unsigned number);
 // The place of the rule that lives under this number. Nowhere: none does.
 Place livingPlace(const Tables &tables, unsigned number);
 
-// Both hold a living rule under this number, and it is the same bit by bit.
+// Both hold a living rule under this number, and the two are identical.
 bool sameRule(const Tables &a, const Tables &b, unsigned number);
 
 } // namespace ruleset

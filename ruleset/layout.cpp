@@ -9,13 +9,13 @@ namespace ruleset
 namespace
 {
 
-// Automatic placement puts larger rules into LUT0 while that has room, and others into the best fit in LUT1.
+// Automatic placement puts larger rules into LUT0 while it has room, and others into the best fit in LUT1.
 constexpr unsigned kLargestForNarrow = 8;
 
-// Steps to find out whether a rule's place leaves places for the others.
+// Steps of the search whether a rule's place leaves places for the others.
 constexpr uint32_t kStepsPerChoice = 64;
 
-// Lower is better. First what automatic placement does; then runs that are shorter than it counts; then LUT0.
+// Lower is better. First the choice of automatic placement, then runs too short for its count, then LUT0.
 unsigned rank(const Packing &packing, const Shape &shape, unsigned bin)
 {
     constexpr unsigned kStep = (IFC_LUT1_SUB_TABLE + 1) * kMaxBins;
@@ -25,7 +25,7 @@ unsigned rank(const Packing &packing, const Shape &shape, unsigned bin)
     return room * kMaxBins + bin + (room >= shape.countedEntries ? kStep : 2 * kStep);
 }
 
-// Takes the best bin out of the set.
+// Removes the best bin from the set and returns it.
 unsigned takeBest(const Packing &packing, const Shape &shape, BinSet &left)
 {
     unsigned best = 0;
@@ -42,7 +42,7 @@ unsigned takeBest(const Packing &packing, const Shape &shape, BinSet &left)
     return best;
 }
 
-// Each rule in turn to its best bin. False, with some of them fixed: one had none.
+// Fixes each rule in turn in its best bin. False: one had no bin; the rules before it stay fixed.
 bool placeGreedily(Packing &p)
 {
     RuleSet left = p.rules & ~p.fixed;
@@ -54,8 +54,8 @@ bool placeGreedily(Packing &p)
     return true;
 }
 
-// Each rule in turn to the best bin that leaves a plan for the others. The start of a bin is enough: what
-// shares the bin with the rule decides later. The plan that it begins with is the last resort.
+// Fixes each rule in turn in the best bin that leaves a plan for the others. Only the start of a bin is
+// tried: other rules of the bin decide later. The initial plan is the last resort.
 void placeByPlan(Packing &p, uint32_t budget)
 {
     RuleSet left = p.rules & ~p.fixed;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Finds a place for every rule of an ordered set, so that of two rules that one frame can hit the earlier
-// decides. Knows no records and touches no register.
+// Finds a place for every rule of an ordered set. If one frame can hit two rules, the earlier one gets the
+// lower number and so decides. Uses no records and no registers.
 #pragma once
 
 #include "ruleset/packing.h"
@@ -10,24 +10,24 @@
 namespace ruleset
 {
 
-// What the layout knows of one rule. A rule that stands where it cannot (another length, a reserved place,
-// the place of an earlier rule of the set) counts as a move.
+// One rule, as the layout sees it. If its current place cannot be kept (another length, a reserved place, the
+// place of an earlier rule of the set), the rule counts as moved.
 struct Shape {
-    uint8_t narrowEntries = 0;  // entries of its chain in LUT1, 1..16; 0: it cannot stand in LUT1
+    uint8_t narrowEntries = 0;  // entries of its chain in LUT1, 1..16; 0: LUT1 does not hold it
     uint8_t countedEntries = 0; // entries that automatic placement counts, at least narrowEntries
-    bool wideAllowed = false;   // it can stand in LUT0
-    Place now;                  // where it stands; nowhere: a new rule
+    bool wideAllowed = false;   // LUT0 holds it
+    Place now;                  // its current place; nowhere: a new rule
 };
 
 struct LayoutInput {
     unsigned count = 0;    // rules, at most kMaxRules
     Shape rule[kMaxRules]; // rule 0 decides first
-    // Bit j of word i, j > i: some frame may hit both. Other bits are ignored.
+    // Bit j of word i, j > i: some frame may hit rules i and j. Other bits are ignored.
     uint64_t overlaps[kMaxRules] = {};
     unsigned widePlaces = IFC_LUT0_RULES; // usable places of LUT0, from place 0 on; 0: a chip without LUT0
     uint8_t reservedWide = 0;             // bit n: wide place n must stay as it is
     uint32_t reservedNarrow = 0;          // bit n: entry n must stay as it is
-    uint32_t budget = 4000; // steps of the search for fewest moves; that for any layout has no bound
+    uint32_t budget = 4000; // steps of the search for fewest moves; the search for any layout has no limit
 };
 
 enum class LayoutResult : uint8_t {
@@ -39,37 +39,37 @@ enum class LayoutResult : uint8_t {
 
 enum class NoLayoutReason : uint8_t {
     None,
-    NoTable, // rule `earlier` fits no table of this chip
-    Space,   // the rules do not fit, whatever their order
-    Pair,    // `earlier` and `later` overlap and cannot stand in this order
-    Order,   // the rules of `conflict` fit, but not in their order
+    NoTable, // no table of this chip holds rule `earlier`
+    Space,   // not enough room, whatever the order
+    Pair,    // `earlier` and `later` overlap, and no two places keep their order
+    Order,   // the rules of `conflict` have room, but not in their order
 };
 
 struct LayoutAnswer {
     LayoutResult result = LayoutResult::NoLayout;
     NoLayoutReason reason = NoLayoutReason::None;
     Place place[kMaxRules]; // unless NoLayout or BadInput
-    uint64_t moved = 0;     // bit i: rule i stood somewhere and stands elsewhere now
+    uint64_t moved = 0;     // bit i: rule i had a place and gets another one
     unsigned moves = 0;     // bits of moved
-    // NoLayout: rules that cannot stand together, as few as were found. Pair and NoTable: by index too.
+    // NoLayout: the smallest set of rules found that has no layout. Pair, NoTable: also given by index.
     uint64_t conflict = 0;
     unsigned earlier = 0;
     unsigned later = 0;
-    // Entries needed and free by table. Rules that fit both tables count apart.
+    // Entries needed and free in each table. Rules that both tables hold are counted separately.
     unsigned wideNeeded = 0;   // rules that only LUT0 holds
     unsigned wideFree = 0;     // places that are not reserved
     unsigned narrowNeeded = 0; // entries of the rules that only LUT1 holds
     unsigned narrowFree = 0;
     unsigned eitherRules = 0;   // rules that both tables hold
-    unsigned eitherEntries = 0; // their entries, were all of them in LUT1
+    unsigned eitherEntries = 0; // their entries if all of them were in LUT1
 };
 
-// Rules that stay: the search for the smallest set that moves.
+// State of the search for the fewest rules that move.
 constexpr unsigned kMaxCores = 64;
 
 struct StaySearch {
-    RuleSet clash[kMaxRules]; // candidates that cannot both stay
-    RuleSet candidates;       // rules that stand where they may stay
+    RuleSet clash[kMaxRules]; // by rule: candidates that cannot stay together with it
+    RuleSet candidates;       // rules whose current place may be kept
     RuleSet core[kMaxCores];  // sets of candidates that cannot all stay
     unsigned cores;
     struct Frame {
@@ -77,7 +77,7 @@ struct StaySearch {
     } frame[kMaxRules + 1];
 };
 
-// Working memory of one call. Nothing in it lasts from call to call.
+// Working memory of one call. It needs no initialisation and keeps nothing for the next call.
 struct LayoutWorkspace {
     Packing packing;
     StaySearch stay;

@@ -31,7 +31,7 @@ bool hasPlan(Packing &p, const uint64_t *overlaps, RuleSet rules, uint32_t *budg
     return findPlan(p, budget) != Verdict::No;
 }
 
-// A pair that overlaps and has no bins in its order, as each for itself could have.
+// Finds an overlapping pair that has no two bins in its order, although each rule alone has a bin.
 bool findPair(const LayoutInput &input, Packing &p, LayoutAnswer &answer)
 {
     setOrder(p, nullptr, p.rules);
@@ -50,7 +50,7 @@ bool findPair(const LayoutInput &input, Packing &p, LayoutAnswer &answer)
     return false;
 }
 
-// Leaves rules out while there is still no plan.
+// Removes rules as long as the rest still has no plan.
 RuleSet shrinkConflict(Packing &p, const uint64_t *overlaps, RuleSet rules, uint32_t budget)
 {
     RuleSet left = rules;

@@ -9,10 +9,10 @@ namespace ruleset
 namespace
 {
 
-constexpr unsigned kSteps = 512;         // of the search for an address that avoids what it must not equal
+constexpr unsigned kSteps = 512;         // of the search for an address that differs from all excluded ones
 constexpr unsigned kDifferentValues = 8; // its depth
 
-// Fields but the user-defined ones, of which nothing follows.
+// All fields but the user-defined ones, which imply nothing.
 using FieldSet = uint32_t;
 
 constexpr FieldSet bit(unsigned field)
@@ -25,7 +25,7 @@ constexpr FieldSet bits(unsigned first, unsigned last)
     return (bit(last) << 1) - bit(first);
 }
 
-// Fields that a frame has together. What follows is how the parser finds them: docs/hardware-model.md.
+// Fields that occur together in a frame, by the parser's rules: docs/hardware-model.md.
 constexpr FieldSet kMacFields = bit(DMAC) | bit(DMAC_TYPE);
 constexpr FieldSet kOuterTag = bit(VID0) | bit(PBIT0);
 constexpr FieldSet kInnerTag = bit(VID1) | bit(PBIT1);
@@ -34,7 +34,7 @@ constexpr FieldSet kIpv6Fields =
     bits(DIPv6_31_0, FLOW_LABEL) | bit(IPv6_NEXT_HEADER) | bit(IPv6_TRAFFIC_CLASS);
 constexpr FieldSet kPorts = bit(SPORT) | bit(DPORT);
 
-// A frame that has one of the first has all of the second. In an order that one pass closes.
+// A frame that has one of the first has all of the second. Ordered so that one pass finds all implications.
 constexpr FieldSet kImplied[][2] = {
     {kPorts, kPorts},
     {kIpv4Fields, kIpv4Fields},
@@ -62,7 +62,7 @@ constexpr uint16_t kAnyType = 1;
 
 constexpr uint8_t kProtocolsWithPorts[] = {6, 17, 33, 132, 136}; // TCP, UDP, DCCP, SCTP, UDP-Lite
 
-// The n-th of all conditions. nullptr: there are not so many.
+// The n-th of all conditions. nullptr: there are fewer.
 const RuleCondition *conditionAt(const Together &all, unsigned n)
 {
     for (const Rule *rule : all.rule) {
@@ -95,7 +95,7 @@ const RuleCondition *nextOn(const Together &all, unsigned field, unsigned &at)
     return c;
 }
 
-// Can the field be `value`?
+// True: all conditions let the field be `value`.
 bool canBe(const Together &all, unsigned field, uint32_t value)
 {
     unsigned at = 0;
@@ -115,8 +115,8 @@ unsigned highestBit(uint32_t value)
     return 0x80000000u >> __builtin_clz(value);
 }
 
-// The smallest value above `value` that the condition may let pass, which does not let `value` pass. Above
-// the field's ones: there is none.
+// The condition fails for `value`. Returns the smallest greater value for which it may hold; a result above
+// the field's maximum means that there is none.
 uint32_t nextCandidate(const RuleCondition &c, uint32_t value, uint32_t ones)
 {
     const uint32_t mask = ifc::lowWord(c.mask);
@@ -131,7 +131,7 @@ uint32_t nextCandidate(const RuleCondition &c, uint32_t value, uint32_t ones)
     const uint32_t top = highestBit(differ);
     if ((key & top) != 0)
         return (value & ~(2 * top - 1)) | (key & (2 * top - 1));
-    // Too high: a bit above that may be set must be, and all is free below it.
+    // Too high: some higher bit must be set, and then all lower bits are free.
     const uint32_t free = ~value & ~mask & ~(top - 1) & ones;
     if (free == 0)
         return ones + 1;
@@ -139,7 +139,7 @@ uint32_t nextCandidate(const RuleCondition &c, uint32_t value, uint32_t ones)
     return (value & ~(carry - 1)) | carry | (c.compare == IFC_COMPARE_EQUAL ? key & (carry - 1) : 0);
 }
 
-// Is there a value of up to 16 bits that all conditions on the field let pass?
+// True: some value of up to 16 bits fulfils all conditions on the field.
 bool hasNumber(const Together &all, unsigned field)
 {
     const uint32_t ones = ifc::lowWord(onesOf(field));
@@ -155,8 +155,8 @@ bool hasNumber(const Together &all, unsigned field)
     return false;
 }
 
-// Can the bits that are not `fixed` be chosen so that every "not equal" holds? Of the first that does not
-// hold yet, each free bit in turn differs, with those before it equal.
+// True: the bits that are not `fixed` can be chosen so that every "not equal" holds. For the first one that
+// fails, each free bit in turn is made to differ, and the free bits before it are made equal.
 bool canDiffer(Together &all, unsigned field, uint64_t fixed, uint64_t value, unsigned depth)
 {
     unsigned at = 0;
@@ -180,7 +180,7 @@ bool canDiffer(Together &all, unsigned field, uint64_t fixed, uint64_t value, un
     return false;
 }
 
-// Do the conditions on this field let a value pass?
+// True: some value fulfils the conditions on this field.
 bool hasValue(Together &all, unsigned field)
 {
     uint64_t fixed = 0;
@@ -215,7 +215,7 @@ bool destinationPossible(Together &all)
     return possible;
 }
 
-// The values from 0 to 3 that the field can be, a bit each.
+// Bit n: the field can be n, 0 to 3.
 unsigned smallValues(const Together &all, unsigned field)
 {
     unsigned values = 0;
@@ -225,8 +225,8 @@ unsigned smallValues(const Together &all, unsigned field)
     return values;
 }
 
-// VPM 0 is no tag; an inner tag stands behind an outer one. A code of a TPID that is not set now may be
-// later.
+// VPM 0 means no tag; an inner tag needs an outer one. The code of an unset TPID is possible: the TPID may be
+// set later.
 bool tagsPossible(const Together &all, FieldSet fields)
 {
     constexpr unsigned kNoTag = 1u << ifc::kVpmNone;
@@ -239,10 +239,10 @@ bool tagsPossible(const Together &all, FieldSet fields)
     return ((outer & ~kNoTag) != 0 && inner != 0) || (outer & inner & kNoTag) != 0;
 }
 
-// What stands around a payload, by FRAME_TYPE.
+// The headers before a payload, by FRAME_TYPE.
 struct Envelope {
     uint8_t frameType;
-    uint8_t holds; // of the bits below: payloads, and whether there is a PPPOE_SESSION
+    uint8_t holds; // of the bits below: possible payloads, and PPPOE_SESSION
     uint16_t type;
 };
 
@@ -284,7 +284,7 @@ bool typePossible(Together &all, FieldSet fields, const Envelope &envelope)
     return possible;
 }
 
-// Is there an envelope that holds this payload?
+// True: some envelope can hold this payload.
 bool envelopePossible(Together &all, FieldSet fields, unsigned payload)
 {
     const unsigned needed = payload | ((fields & bit(PPPOE_SESSION)) != 0 ? kSession : 0);
@@ -295,7 +295,7 @@ bool envelopePossible(Together &all, FieldSet fields, unsigned payload)
     return false;
 }
 
-// The packet is IPv4, or IPv6, or neither is asked for. Ports only with the protocols that have them.
+// The packet is IPv4, IPv6, or of either kind. Only some protocols have ports.
 bool packetPossible(Together &all, FieldSet fields)
 {
     const bool v4 = (fields & kIpv4Fields) != 0;
@@ -316,7 +316,7 @@ bool packetPossible(Together &all, FieldSet fields)
     return false;
 }
 
-// What contradicts the condition: `way` 0, and 1 for a range. False: there is no such condition.
+// The opposite of the condition: `way` 0; a range has a second part, `way` 1. False: there is none.
 bool contrary(const RuleCondition &c, unsigned way, RuleCondition &not_c)
 {
     not_c = c;
@@ -342,7 +342,7 @@ bool contrary(const RuleCondition &c, unsigned way, RuleCondition &not_c)
         way = 1;
         break;
     }
-    // Next lower or higher number under the mask; none below 0 and above the mask.
+    // The next lower or higher value within the mask; none below 0 and above the mask.
     if (way == 0) {
         not_c.compare = IFC_COMPARE_AT_MOST;
         not_c.key = (key - 1) & mask;
@@ -397,7 +397,7 @@ int ifc_rule_covers(const struct ifc_rule *a, const struct ifc_rule *b)
         query.extras = 0;
         unsigned at = 0;
         if (ifc::isWideField(c.field) ? (fields & bit(c.field)) == 0 : nextOn(query, c.field, at) == nullptr)
-            return 0; // a frame may lack the field
+            return 0; // a frame may be without the field
         for (unsigned way = 0; way < 2; ++way) {
             query.extras = 1;
             if (contrary(c, way, query.extra[0]) && canHold(query))

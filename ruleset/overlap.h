@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Which frames can fit conditions together. "No" is always right; where it does not know it says yes.
+// Whether a frame can fulfil several conditions together. "No" is always right; "yes" may also mean unknown.
 #pragma once
 
 #include "ruleset/rule.h"
@@ -7,12 +7,12 @@
 namespace ruleset
 {
 
-// Conditions that must all hold: those of up to two rules, and a few more.
+// Conditions that must all hold: those of up to two rules, and a few extra ones.
 struct Together {
     const Rule *rule[2];
     RuleCondition extra[4];
     unsigned extras;
-    unsigned steps; // what is left of the budget
+    unsigned steps; // the remaining budget
 };
 
 // Can a frame fulfil all of them?

@@ -8,12 +8,12 @@ namespace ruleset
 namespace
 {
 
-// The last wide place, and modulo a sub-table the last entry of each sub-table.
+// The last wide place; modulo the sub-table's size, also the last entry of each sub-table.
 constexpr unsigned kLastCell = IFC_LUT0_RULES - 1;
 static_assert((IFC_LUT0_RULES + IFC_LUT1_SUB_TABLE - 1) % IFC_LUT1_SUB_TABLE == kLastCell);
 static_assert(IFC_LUT0_RULES <= IFC_LUT1_SUB_TABLE);
 
-// A search that is longer than this looks for twins.
+// A search with more steps than this uses twins.
 constexpr unsigned kStepsWithoutTwins = 16;
 
 constexpr BinSet binBit(unsigned bin)
@@ -52,7 +52,7 @@ inline bool inOneNarrowBin(const Packing &p, unsigned rule)
         p.bin[p.bins++] = {static_cast<uint8_t>(start), static_cast<uint8_t>(room)};
 }
 
-// A fixed rule ends a bin, and so does a narrow entry that is closed. A wide place that is closed does not.
+// A fixed rule and a closed narrow entry end a bin. A closed wide place does not.
 void cutBins(Packing &p)
 {
     unsigned start = 0;
@@ -72,7 +72,7 @@ void cutBins(Packing &p)
     }
 }
 
-// Bins only move towards their order: one sweep up and one down settle all pairs.
+// Bounds only get tighter: one sweep up and one sweep down settle all pairs.
 bool orderBins(Packing &p)
 {
     for (unsigned n = 0; n < p.freeCount; ++n) {
@@ -104,7 +104,7 @@ bool orderBins(Packing &p)
     return true;
 }
 
-// Takes the rules with one narrow bin out of its room, and closes bins without enough room for the others.
+// Rules with a single narrow bin use its room. Bins without enough room left are closed to the others.
 bool fillBins(Packing &p, bool &changed)
 {
     for (unsigned bin = 0; bin < p.bins; ++bin)
@@ -135,7 +135,7 @@ bool fillBins(Packing &p, bool &changed)
     return true;
 }
 
-// What each bin can be filled to by the entries of the rules that it is open to.
+// The most that the rules with this bin open can fill of it, for each bin.
 void findUsable(Packing &p)
 {
     uint32_t sums[kMaxBins];
@@ -168,9 +168,9 @@ bool propagate(Packing &p)
     return true;
 }
 
-// The bound, and at the end of the search the proof: rules as pieces of one entry, the most urgent first.
-// A rule that may be wide is one piece, any other is its entries. Exact where no rule of more than one entry
-// has a choice of bins: windows then keep the order of overlapping rules.
+// A bound, and at the end of the search the proof. Rules count as pieces of one entry, the most urgent first:
+// a rule that may be wide is one piece, any other is as many as its entries. The bound is exact if no rule of
+// more than one entry has a choice of bins: the windows then keep the order of overlapping rules.
 bool piecesFit(const Packing &p)
 {
     uint16_t due[kMaxBins] = {};
@@ -195,11 +195,11 @@ bool piecesFit(const Packing &p)
     return true;
 }
 
-// What a prefix of the bins must hold at least.
+// The least that a prefix of the bins must hold.
 struct Demand {
-    unsigned entries = 0;                        // if all that may be narrow is
+    unsigned entries = 0;                        // if all rules that may be narrow are narrow
     unsigned wide = 0;                           // rules that cannot be narrow
-    uint8_t either[IFC_LUT1_SUB_TABLE + 1] = {}; // rules that fit both, by entries
+    uint8_t either[IFC_LUT1_SUB_TABLE + 1] = {}; // rules that both tables hold, by entries
 
     void add(const Packing &p, unsigned rule)
     {
@@ -213,7 +213,7 @@ struct Demand {
         either[length] = static_cast<uint8_t>(either[length] + canBeWide);
     }
 
-    // With the longest of the rules that fit both in the places that are left.
+    // The longest of the rules that both tables hold get the remaining wide places.
     unsigned leastEntries(unsigned widePlaces) const
     {
         unsigned left = widePlaces > wide ? widePlaces - wide : 0;
@@ -248,7 +248,7 @@ bool longestFit(const Packing &p)
     return true;
 }
 
-// The longest chain that has a choice of bins and is not certain to be wide.
+// The longest chain that has a choice of bins and is not certainly wide.
 unsigned nextRule(const Packing &p)
 {
     unsigned best = kNoRule;
@@ -264,7 +264,7 @@ unsigned nextRule(const Packing &p)
     return best;
 }
 
-// A place in the bin after those that it gave out. Wide bins skip closed places.
+// The next place in the bin. Wide bins skip closed places.
 [[gnu::noinline]] Place takePlace(const Packing &p, unsigned bin, unsigned rule, unsigned &next)
 {
     if (p.wideBins >> bin & 1) {
@@ -306,7 +306,8 @@ void writePlan(Packing &p)
     }
 }
 
-// Rules of one length that come before and after the same others can change places: they are kept in order.
+// Twins have the same length and the same rules before and after them. They could exchange places, so the
+// search keeps them in order.
 void findTwins(Packing &p)
 {
     for (unsigned n = 1; n < p.freeCount; ++n) {
@@ -325,7 +326,7 @@ void findTwins(Packing &p)
     }
 }
 
-// Leaves these bins open to these rules.
+// Limits the open bins of these rules to these bins.
 void keepOpen(Packing &p, RuleSet rules, BinSet bins)
 {
     for (unsigned rule; (rule = takeLowest(rules)) != kNoRule;)
@@ -375,7 +376,7 @@ void freeAll(Packing &p)
 bool layBins(Packing &p)
 {
     cutBins(p);
-    BinSet holds[IFC_LUT1_SUB_TABLE + 1] = {}; // narrow bins by the entries that they hold at least
+    BinSet holds[IFC_LUT1_SUB_TABLE + 1] = {}; // narrow bins by the room that they have at least
     for (unsigned bin = lowestBin(~p.wideBins); bin < p.bins; ++bin) {
         for (unsigned length = p.bin[bin].room; length != 0; --length)
             holds[length] |= binBit(bin);
@@ -430,7 +431,7 @@ Verdict findPlan(Packing &p, uint32_t *budget)
                 writePlan(p);
                 return Verdict::Yes;
             }
-            // LUT0 first, then the narrow bins from the lowest on; when that fails, all the others.
+            // LUT0 first, then the narrow bins from the lowest on. If that fails, all other bins.
             const BinSet wide = p.open[rule] & p.wideBins;
             const BinSet first = wide != 0 ? wide : binBit(lowestBin(p.open[rule]));
             __builtin_memcpy(p.saved[depth], p.open, sizeof p.open);

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Some rules stand fixed. Is there a place for each of the others, in order? An exact search.
+// With some rules fixed, finds a place for each of the others that keeps the order. The search is exact.
 //
-// What the fixed rules leave free is a row of bins, in the order of their numbers: the free wide places
-// between two fixed wide rules are one bin, each run of free narrow entries is one. Inside a bin rules stand
-// in their deciding order, so only the bin of each rule is searched for: two rules that overlap need bins in
-// their order, or one bin together, and each bin has its room.
+// The space that the fixed rules leave free is divided into bins, ordered by number. The free wide places
+// between two fixed wide rules are one bin; each run of free narrow entries is one bin. Inside a bin the
+// rules are in list order, so the search only assigns rules to bins. Two rules that overlap need the same bin
+// or two bins in their order, and the rules of a bin must not exceed its room.
 #pragma once
 
 #include "ruleset/place.h"
@@ -15,10 +15,11 @@ namespace ruleset
 
 struct Shape;
 
-// Fixed wide rules leave at most four bins of the eight places. Of 16 entries every second is free at most.
+// Fixed rules divide the eight wide places into at most four bins, and 16 entries into at most eight.
 constexpr unsigned kMaxBins = IFC_LUT0_RULES / 2 + IFC_LUT1_RULES / 2;
 
-// A decision of the search puts a rule into LUT0 or takes two narrow entries at least. One more than fit.
+// Each decision of the search puts a rule into LUT0 or uses at least two narrow entries. This is one more
+// than can be made.
 constexpr unsigned kMaxDecisions = IFC_LUT0_RULES + IFC_LUT1_RULES / 2 + 1;
 
 using BinSet = uint32_t;
@@ -31,17 +32,17 @@ struct Bin {
 enum class Verdict : uint8_t { No, Yes, Unknown };
 
 struct Packing {
-    BinSet open[kMaxRules]; // of the search: bins that a rule may still go to
+    BinSet open[kMaxRules]; // of the search: bins still possible for a rule
 
     // The problem.
     const Shape *shape;
     RuleSet rules;          // of the whole set
-    RuleSet fixed;          // of these, place[] is given
+    RuleSet fixed;          // those whose place[] is given
     Place place[kMaxRules]; // of the fixed rules
     struct Order {
-        RuleSet later[kMaxRules]; // overlapping rules after it, without those that follow from others
+        RuleSet later[kMaxRules]; // overlapping rules after it, except those implied by others
         RuleSet earlier[kMaxRules];
-        RuleSet after[kMaxRules]; // all that must come after it, directly or not
+        RuleSet after[kMaxRules]; // all rules that must come after it, directly or indirectly
     } order;
     uint64_t closed; // cells (cellsOf()) that no rule of the set may use
     uint64_t used;   // closed or under a fixed rule
@@ -50,37 +51,36 @@ struct Packing {
     // The search.
     unsigned bins;
     Bin bin[kMaxBins];
-    uint8_t room[kMaxBins];   // what decided rules leave of its room
-    uint8_t usable[kMaxBins]; // of its room, by what the chains can fill at most
+    uint8_t room[kMaxBins];   // its room that is left by decided rules
+    uint8_t usable[kMaxBins]; // the most of its room that chains can fill
     uint8_t free[kMaxRules];  // the rules that are not fixed, in order
     unsigned freeCount;
-    uint8_t lowest[kMaxRules + 1]; // the first and the last open bin; of a fixed and of no rule, no bound
+    uint8_t lowest[kMaxRules + 1]; // the first and the last open bin; no bound for fixed rules and kNoRule
     uint8_t highest[kMaxRules + 1];
-    uint8_t twin[2][kMaxRules]; // free rules of its length and order, before and after; kNoRule: none
+    uint8_t twin[2][kMaxRules]; // free rules of the same length and order, before and after it; or kNoRule
     BinSet wideBins;
     BinSet saved[kMaxDecisions][kMaxRules];
 };
 
-// Sets the rules and their order from the whole overlap relation, of which it leaves out what follows.
+// Sets the rules and their order from the whole overlap relation. Implied pairs are left out.
 void setOrder(Packing &packing, const uint64_t *overlaps, RuleSet rules);
 
 // Fixes a rule in a place that is free.
 void fixRule(Packing &packing, unsigned rule, Place place);
 
-// Takes that back, and fixes the rule there again.
+// Makes a fixed rule free, or fixes it again at the same place.
 void toggleRule(Packing &packing, unsigned rule);
 
 void freeAll(Packing &packing);
 
-// Lays out the bins and, for the rules that are not fixed, the bins that are open to each.
-// False: one of them has none.
+// Makes the bins, and finds the open bins of each rule that is not fixed. False: a rule has none.
 bool layBins(Packing &packing);
 
-// The place of a rule that is put into a bin as its first.
+// The place of a rule that is the first in a bin.
 Place firstPlace(const Packing &packing, unsigned rule, unsigned bin);
 
-// Searches, and writes the plan where it finds one. budget: steps that it may take, which it counts down;
-// nullptr: as many as it needs, and the verdict is never Unknown.
+// Searches for a plan and stores it. budget: the steps that the search may take; it is counted down. nullptr:
+// no limit, and the verdict is never Unknown.
 Verdict findPlan(Packing &packing, uint32_t *budget);
 
 } // namespace ruleset

@@ -18,7 +18,7 @@ enum Table : uint8_t {
     kNarrow,  // LUT1
 };
 
-// Where one rule stands. The default is nowhere. One word: it is copied and compared in one piece.
+// The place of one rule. The default is nowhere. It is one word, so it is copied and compared at once.
 struct alignas(4) Place {
     uint8_t table = kNowhere;
     uint8_t first = 0;   // wide: the place, 0..7; narrow: the chain's first entry, 0..31
@@ -48,8 +48,7 @@ constexpr Place narrowPlace(unsigned first, unsigned entries)
 // The number of a placed rule: its action entry. Of all rules that a frame hits, the lowest number decides.
 unsigned placeNumber(Place place);
 
-// What a place takes, as a bitmap by number: wide place n is bit n, LUT1 entry n is bit 8 + n. Only for a
-// place that is in the tables, as the next.
+// The cells of a place as a bitmap: wide place n is bit n, LUT1 entry n is bit 8 + n. Not for nowhere.
 uint64_t cellsOf(Place place);
 
 // The LUT1 entries of a chain as a bitmap.
@@ -58,7 +57,7 @@ constexpr uint32_t narrowBits(Place place)
     return ((uint32_t{1} << place.entries) - 1) << place.first;
 }
 
-// True for a place that the tables have: in range, and no chain across the sub-tables.
+// True: the place is in range, and its chain does not cross the sub-tables.
 bool placeExists(Place place);
 
 } // namespace ruleset

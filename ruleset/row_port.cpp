@@ -18,8 +18,8 @@ constexpr uint32_t dataRegister(unsigned n)
     return IFC_DATA0 + 4 * n;
 }
 
-// Sees to it that the lock is held for `accesses` more, and for one attempt to settle. What belongs to one
-// row stands under one hold.
+// Holds the lock for `accesses` more accesses and one attempt to settle. All accesses to one row are made
+// without releasing it.
 void reserve(RowPort &port, unsigned accesses)
 {
     if (port.dry)
@@ -34,10 +34,10 @@ void reserve(RowPort &port, unsigned accesses)
     port.stretch += accesses;
 }
 
-// A transfer that timed out may still complete. A late write must not find data registers that are loaded for
-// another row, a late read must not overwrite them. So the next command is a read, which loads nothing and
-// changes no table: once the chip has carried it out, the transfer before it has happened as it was given, or
-// never will. The first attempt is made under the hold of the transfer itself.
+// A transfer that timed out may still complete late. A late write must not use data registers of another row,
+// and a late read must not overwrite them. So the next command is a read, which changes no table. When the
+// chip has completed it, the transfer before it has either happened or never will. The first attempt is made
+// under the same lock as the transfer itself.
 void settle(RowPort &port)
 {
     for (unsigned n = 0; n < kSettleTries; ++n) {

@@ -15,7 +15,7 @@ namespace
 
 constexpr uint64_t kMacOnes = 0xFFFFFFFFFFFF;
 
-// All that is used of the records' table of places: they follow each other.
+// The only property of the table of places that is used here: the places follow each other.
 struct FieldWidths {
     uint8_t of[IFC_LUT1_FIELDS + 1];
 };
@@ -45,7 +45,7 @@ unsigned lsbInArea(unsigned field)
     return lsb;
 }
 
-// Into an area that holds zeros there. `last`: its last word. A field stands in two words at most.
+// Writes into an area that holds zeros there. `last`: its last word. A field spans at most two words.
 void putInArea(uint32_t *last, unsigned field, uint64_t value)
 {
     const unsigned lsb = lsbInArea(field);
@@ -62,7 +62,7 @@ uint64_t getFromArea(const uint32_t *last, unsigned field)
     return ifc::joinWords(word[-1], word[0]) >> lsb % 32 & onesOf(field);
 }
 
-// The condition as one comparison under one mask. False: none says it, a range; `one` is its lower side.
+// The condition as a single comparison with a mask. False: a range that needs two; `one` is its lower bound.
 bool sayInOne(const RuleCondition &c, RuleCondition &one)
 {
     one = c;
@@ -72,7 +72,7 @@ bool sayInOne(const RuleCondition &c, RuleCondition &one)
     const uint32_t first = ifc::lowWord(c.key);
     const uint32_t last = c.key_last;
     const uint32_t ones = ifc::lowWord(onesOf(c.field));
-    const uint32_t inside = last - first; // low ones: a block whose size is a power of two
+    const uint32_t inside = last - first; // low ones: the size of the block is a power of two
     if ((inside & (inside + 1)) == 0 && (first & inside) == 0) {
         one.compare = IFC_COMPARE_EQUAL;
         one.mask = ones & ~inside;
@@ -84,13 +84,13 @@ bool sayInOne(const RuleCondition &c, RuleCondition &one)
     return first == 0 || last == ones;
 }
 
-// A mask as a LUT1 entry of type 1 stores it. Length 0: it cannot.
+// A mask in the form that a LUT1 entry of type 1 stores. Length 0: it cannot be stored.
 struct Run {
     unsigned direction;
     unsigned length; // 1 to 32
 };
 
-// Bits above the field's width are free to choose: the field is 0 there.
+// Bits above the field's width may have any value: the field is 0 there.
 Run runOf(uint32_t mask, unsigned width)
 {
     if (mask == 0xFFFFFFFFu)
@@ -103,8 +103,8 @@ Run runOf(uint32_t mask, unsigned width)
     return {IFC_LUT1_FROM_TOP, 32 - ifc::lowRunLength(zeros)};
 }
 
-// The lower half of a MAC mask. As automatic placement has it, 32 bits that continue a full upper half run
-// from the top, others from the bottom. It makes no difference to what they compare.
+// The lower half of a MAC mask. Like automatic placement: after a full upper half, 32 ones are a run from the
+// top, otherwise a run from the bottom. Both compare the same bits.
 Run macLowRun(uint64_t mask)
 {
     const uint32_t low = ifc::lowWord(mask);
@@ -113,14 +113,14 @@ Run macLowRun(uint64_t mask)
     return low == 0 ? Run{0, 0} : runOf(low, 32);
 }
 
-// Ones from bit 0 upwards and nothing else.
+// True: a run of ones from bit 0.
 bool isRun(uint64_t value)
 {
     return (value & (value + 1)) == 0;
 }
 
-// Automatic placement puts the mask into LUT1 as it is: one run of ones from one end, and no other than the
-// 47 ones of a MAC address that continue from the lower half into the upper one.
+// True: automatic placement stores the mask in LUT1 unchanged. It is one run of ones from one end. If it runs
+// from the lower half of a MAC address into the upper half, it has 47 ones.
 bool placedAsGiven(const RuleCondition &c)
 {
     if (ifc::isHalf(c.field))
@@ -199,7 +199,7 @@ unsigned writeEntries(const RuleCondition &given, IFC_LUT1_Format *entry)
     return entries;
 }
 
-// What stands in a table as a condition within the field's width, where the field is 0 above.
+// Reduces a condition of a table to the field's width; above it the field is 0.
 void readCondition(const ifc::Condition &c, RuleCondition &to)
 {
     const unsigned command = static_cast<unsigned>(ifc::effectiveCommand(c.field, c.command));
@@ -209,12 +209,12 @@ void readCondition(const ifc::Condition &c, RuleCondition &to)
     to = makeCondition(c.field, command, mask & ones, key);
     if ((key & ~ones) == 0)
         return;
-    // The key is above whatever the field can be. Under a mask of 0 equal always holds and not equal never.
+    // The key is above every value of the field. With a mask of 0, equal always holds and not equal never.
     const bool never = command == IFC_COMPARE_EQUAL || command == IFC_COMPARE_AT_LEAST;
     to = makeCondition(c.field, never ? IFC_COMPARE_NOT_EQUAL : IFC_COMPARE_EQUAL, 0, 0);
 }
 
-// Makes one condition of two where they are the halves of a MAC address, or at least and at most.
+// Merges two conditions that are halves of a MAC address, or "at least" and "at most" of one field.
 bool joins(RuleCondition &first, const RuleCondition &second)
 {
     if (first.field != second.field)
@@ -237,11 +237,11 @@ bool joins(RuleCondition &first, const RuleCondition &second)
     return true;
 }
 
-// What both tables make of a rule.
+// Whether and how each table holds a rule.
 struct Measure {
     ifc_ruleset_reason notWide; // why LUT0 does not hold the condition `wideAt`
     unsigned wideAt;
-    unsigned narrowAt; // the first condition that LUT1 does not hold; the count of conditions: it holds each
+    unsigned narrowAt; // the first condition that LUT1 does not hold; the count: it holds all
     unsigned entries;
     unsigned counted;
 };

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Conditions of rules, for the library's own sources. What a rule is stands in ruleset/ruleset.h.
+// Conditions of rules, for the library's own sources. ruleset/ruleset.h defines a rule.
 #pragma once
 
 #include "ifc/records/fields.h"
@@ -20,10 +20,10 @@ inline RuleCondition makeCondition(unsigned field, unsigned compare, uint64_t ma
     return {static_cast<uint8_t>(field), static_cast<uint8_t>(compare), 0, 0, mask, key};
 }
 
-// A mask of the whole field, 1 to 47.
+// The mask of a whole field, 1 to 47.
 uint64_t onesOf(unsigned field);
 
-// Does the comparison hold for this value of the field? The field is there.
+// True: the comparison holds for this value of the field.
 bool holdsFor(const RuleCondition &condition, uint64_t value);
 
 } // namespace ruleset

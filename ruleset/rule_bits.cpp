@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// In 32-bit halves: a kernel has no helper for 64-bit bit counts.
+// In 32-bit halves: a kernel has no run-time helper for 64-bit bit counts.
 #include "ruleset/rule_bits.h"
 
 namespace ruleset

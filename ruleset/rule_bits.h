@@ -20,7 +20,7 @@ void addRule(RuleSet &set, unsigned rule);
 unsigned lowestRule(RuleSet set);
 unsigned highestRule(RuleSet set);
 
-// Takes a rule out of the set. kNoRule: the set is empty.
+// Removes a rule from the set and returns it. kNoRule: the set is empty.
 unsigned takeLowest(RuleSet &set);
 unsigned takeHighest(RuleSet &set);
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// A set of rules: its edits, and how it is brought into the tables.
+// A set of rules: its edits, and the update of the tables.
 #include "ruleset/ruleset.h"
 
 #include "ifc/records/chip.h"
@@ -15,9 +15,9 @@ using namespace ruleset;
 namespace
 {
 
-// What a call works in. Only `update` lasts beyond it, while an undo has failed.
+// Working memory of a call. Only `update` outlives the call, after a failed undo.
 struct Work {
-    Report report; // of calls that are given none
+    Report report; // of calls without a report
     LayoutInput input;
     LayoutAnswer answer;
     LayoutWorkspace layout;
@@ -120,8 +120,8 @@ void own(Set &set, Place place)
     ++set.standing;
 }
 
-// Entries that are not the set's: runs without an end flag, with the free entry that a chain must not start
-// at, and chains that name no field.
+// The reserved entries: runs without an end flag, the free entry after such a run, where no chain may start,
+// and chains that name no field.
 uint32_t reservedEntries(const Set &set)
 {
     uint32_t reserved = 0;
@@ -134,7 +134,7 @@ uint32_t reservedEntries(const Set &set)
     return reserved;
 }
 
-// A rule that stands in LUT1 moves there entry by entry as it is, however it was written.
+// A rule that is in LUT1 and stays in LUT1 moves entry by entry, without a new encoding.
 void fillShape(const Set &set, unsigned slot, Shape &shape)
 {
     ifc_rule_shape own;
@@ -251,7 +251,7 @@ Outcome runUpdate(Set &set, uint32_t flags, bool dryRun, Report &report)
     return outcome;
 }
 
-// After an update: what was wanted stands.
+// After an update: the wanted tables are the current ones.
 void settle(Set &set)
 {
     const Work &work = workOf(set);
@@ -265,7 +265,7 @@ void settle(Set &set)
     }
 }
 
-// Takes the rule in set.rule[slot] in at the end, with its action from the hardware. False: timed out.
+// Appends the rule in set.rule[slot], with its action from the hardware. False: time-out.
 bool takeRead(Set &set, RowPort &port, unsigned slot, Place place)
 {
     uint32_t row[IFC_ROW_WORDS];
@@ -309,7 +309,7 @@ void changeConditions(Set &set, unsigned slot, const Rule &from)
         return;
     rule.count = from.count;
     __builtin_memmove(rule.condition, from.condition, from.count * sizeof *from.condition);
-    set.now[slot] = 0; // for the tables it is another rule
+    set.now[slot] = 0; // in the tables it becomes another rule
     compareWithOthers(set, slot);
 }
 

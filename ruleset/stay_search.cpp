@@ -6,10 +6,11 @@ namespace ruleset
 namespace
 {
 
-// Rules that cannot all stay are a core; a set of moves must hit every core. The smallest set that hits the
-// known cores either has a plan, and is the answer, or gives another core.
+// A core is a set of rules that cannot all stay, so at least one rule of every core must move. Take the
+// smallest set of moves that hits all known cores. If the others have a plan, it is the answer; if not, it
+// gives a new core.
 
-// A core that no move hits so far, as the choices that are left in it: the one with the fewest.
+// Of the cores that no move hits yet, the one with the fewest remaining choices; returns these choices.
 struct Unhit {
     RuleSet choices = 0;
     unsigned count = kMaxRules + 1;
@@ -31,8 +32,8 @@ struct Unhit {
     }
 };
 
-// Of two rules that clash the one with more clashes is tried first, alone; the other way it is kept, and all
-// that clash with it move in turn.
+// Of two rules that clash, the one with more clashes is tried as a move first. Then it is kept, and all rules
+// that clash with it move.
 void lookAtClashes(const StaySearch &stay, const StaySearch::Frame &at, Unhit &unhit, RuleSet &busiest)
 {
     unsigned most = 0;
@@ -77,7 +78,7 @@ RuleSet choicesAt(const StaySearch &stay, const StaySearch::Frame &at, unsigned 
     return busiest != 0 && unhit.count > 2 ? busiest : unhit.choices;
 }
 
-// Sets of this many moves that hit all cores, from the first on. Yes: moved is one.
+// Tries all sets of this many moves that hit all cores. Yes: `moved` is one.
 Verdict hitCores(StaySearch &stay, unsigned moves, uint32_t &budget, RuleSet &moved)
 {
     StaySearch::Frame *at = stay.frame;
@@ -105,7 +106,7 @@ Verdict hitCores(StaySearch &stay, unsigned moves, uint32_t &budget, RuleSet &mo
     }
 }
 
-// Leaves rules out of a core that has no plan while it keeps having none: first eight at a time.
+// Removes rules from a core as long as the rest has no plan, first eight at a time.
 RuleSet shrinkCore(const LayoutInput &input, LayoutWorkspace &work, RuleSet core, uint32_t &budget)
 {
     for (unsigned chunk = 8; chunk != 0; chunk /= 8) {
@@ -121,7 +122,7 @@ RuleSet shrinkCore(const LayoutInput &input, LayoutWorkspace &work, RuleSet core
     return core;
 }
 
-// One rule after the other stays, if the rest still has a plan. There is one if none stays.
+// Keeps one rule after the other if the rest still has a plan. There is a plan if no rule stays.
 RuleSet growStaying(const LayoutInput &input, LayoutWorkspace &work, uint32_t budget)
 {
     RuleSet staying = 0;

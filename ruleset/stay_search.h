@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Which placed rules stay: the search for the fewest that move.
+// Searches for the placed rules that stay, so that the fewest move.
 #pragma once
 
 #include "ruleset/layout.h"
@@ -7,16 +7,16 @@
 namespace ruleset
 {
 
-// The placed rules that may stay on their own, and the pairs of them that stand against their order.
+// Finds the placed rules that may stay individually, and the pairs of them that break the order.
 // True: there are such pairs.
 bool findCandidates(const LayoutInput &input, const Packing &packing, StaySearch &stay);
 
-// Fixes these rules where they stand, and no others.
+// Fixes these rules at their current places, and no others.
 void fixStaying(const LayoutInput &input, Packing &packing, RuleSet rules);
 
-// Finds the rules that stay, so that the others have a plan and the fewest move; the packing then holds these
-// rules and the plan. False: the budget was spent first, and fewer moves may be possible.
-// Only for a set that has a plan if no rule stays.
+// Finds the rules that stay, so that the others have a plan and the fewest move. The packing then holds these
+// rules and the plan. False: the budget ran out, and fewer moves may be possible.
+// Requires that the set has a plan if no rule stays.
 bool findStaying(const LayoutInput &input, LayoutWorkspace &work, uint32_t budget, RuleSet &staying);
 
 } // namespace ruleset

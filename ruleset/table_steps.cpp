@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// The steps of an update on the rule tables.
+// The steps of an update that write the rule tables.
 #include "ruleset/update_steps.h"
 
 namespace ruleset
@@ -8,10 +8,10 @@ namespace ruleset
 namespace
 {
 
-constexpr unsigned kTriesBack = 3; // of a row on the way back
+constexpr unsigned kTriesBack = 3; // for a row in an undo
 constexpr IFC_LUT1_Format kNothing = {};
 
-// The words of a LUT0 row stand together in the record, those of IFC_DATA0 last.
+// The words of a LUT0 row are consecutive in the record; IFC_DATA0 is the last one.
 struct WideRow {
     unsigned first;
     unsigned words;
@@ -55,7 +55,8 @@ bool putNarrow(Update &u, unsigned entry, const IFC_LUT1_Format &to)
     return true;
 }
 
-// This rule's head or end could not be switched off: it may live. Whatever may be part of it stays as it is.
+// This rule's head or end could not be made invalid, so it may live. Nothing that may be part of it is
+// written.
 void freeze(Update &u, unsigned number)
 {
     if (number < IFC_LUT0_RULES) {
@@ -67,13 +68,13 @@ void freeze(Update &u, unsigned number)
         u.frozenNarrow |= 1u << entry;
 }
 
-// The entry is not frozen, nor would it become part of a frozen run.
+// True: the entry is not frozen and would not become part of a frozen run.
 bool mayFill(const Update &u, unsigned entry, const IFC_LUT1_Format &wanted)
 {
     return (u.frozenNarrow >> entry & (goesOn(wanted) ? 3 : 1)) == 0;
 }
 
-// The head or the end. Off: what is wanted there goes in at once if it is not valid either.
+// Writes the head or the end. Off: if the wanted row is not valid, it is written at once.
 [[gnu::noinline]] bool putHead(Update &u, const Tables &to, unsigned number, bool off)
 {
     if (number < IFC_LUT0_RULES)
@@ -83,8 +84,8 @@ bool mayFill(const Update &u, unsigned entry, const IFC_LUT1_Format &wanted)
     return putNarrow(u, end, off && to.lut1[end].type0.valid ? kNothing : to.lut1[end]);
 }
 
-// The rule's action is in place and so are all of its rows, but for its head or end: fill() has written those
-// that are neither unsure nor frozen. Nor would a run before it become part of it.
+// True: the rule's action and all its rows except the head or end are written (fill() writes rows that are
+// neither unsure nor frozen), and no run before it would become part of it.
 bool mayLive(const Update &u, const Tables &to, unsigned number)
 {
     if (has(u, number, kChanged))

@@ -1,35 +1,34 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 //
-// The order of an update, and why every state between two register accesses is a safe one.
+// The order of an update, and the proof that every state between two register accesses is safe.
 //
 //   1 retire       Each living rule that does not stay loses its head (LUT0) or its end (LUT1).
-//   2 fill         All other rows get their wanted contents, but no head and no end of a wanted rule.
-//   3 moveEntries  Actions, counters and bindings.
-//   4 enliven      The wanted heads, then the wanted ends, in ascending order.
+//   2 fill         All other rows get their wanted contents, except heads and ends of wanted rules.
+//   3 moveEntries  Actions, counters and bindings are written.
+//   4 enliven      The wanted heads, then the wanted ends are written, in ascending order.
 //
-// A LUT0 rule depends on its own rows alone, and its body changes only while its head is not valid. For LUT1,
-// call entries of chains that stay fixed and all others free.
+// A LUT0 rule depends only on its own rows, and its body changes only while its head is not valid. In LUT1,
+// entries of chains that stay are called fixed, all others free.
 //
-//   1  Without its end a chain is a run that meets an invalid entry: no rule. The run after it begins after
-//      an invalid entry where it began after an end, so no other chain changes. Afterwards the valid ends are
-//      those of fixed chains: a free valid end would close a living chain.
+//   1  Without its end a chain is a run that meets an invalid entry: no rule. The next run now begins after
+//      an invalid entry instead of an end, so no other chain changes. After this step only fixed chains have
+//      valid ends: a free valid end would close a living chain.
 //   2  A free entry becomes valid only without the end flag. Its run is a rule only if it reaches the end of
 //      a fixed chain, through that chain's first entry f. Then entry f - 1 would be free, in the same
-//      sub-table, and valid without an end. Its wanted contents are not so, since the chain that stays begins
-//      at f in the wanted tables as well. Neither were its old contents.
-//   3  No living rule uses the numbers that change here, but for a rule that stays and gets another action:
-//      then one transfer exchanges one whole entry for another.
-//   4  When the end e is written, every entry up to e has its wanted contents: 2 has written those that are
-//      no ends, and lower ends come first. Which chain ends at e depends on these alone, so it is the wanted
-//      one. After e, a run begins after an end where it began after an invalid entry. If e was still valid
-//      without an end (a leftover that belongs to no rule), no fixed chain begins at e + 1, and no other
-//      lives yet.
+//      sub-table, and valid without an end. Its wanted contents are not like that, because the chain that
+//      stays begins at f in the wanted tables too. Nor were its old contents.
+//   3  No living rule uses the numbers that change here, with one exception: a rule that stays and gets
+//      another action. One transfer then replaces the whole entry.
+//   4  When the end e is written, every entry before e has its wanted contents: step 2 has written those that
+//      are no ends, and lower ends come first. The chain that ends at e depends on these only, so it is the
+//      wanted one. The next run now begins after an end instead of an invalid entry. If e was still valid
+//      without an end (a leftover of no rule), no fixed chain begins at e + 1, and no other chain lives yet.
 //
-// The way back is the same with the old tables as the wanted ones, on what the hardware holds by then. A row
-// whose write timed out is unsure: it holds what it held or what was written, and by the above both are safe.
-// Step 1 switches it off like the end of a chain, which a free entry always may be. A row that cannot be
-// written even then is left alone with all that might be one rule with it (freeze()), and a rule comes back
-// only if all of it is known to be as it was (mayLive()).
+// The undo takes the same steps, with the old tables as the wanted ones and from the hardware's current
+// contents. A row whose write timed out is unsure: it has its old or its new content, and by the above both
+// are safe. Step 1 makes it invalid like the end of a chain; for a free entry this is always safe. If even
+// that write fails, the row and everything that might be one rule with it are not written (freeze()). A rule
+// comes back only if all its rows are known to have their old contents (mayLive()).
 #include "ruleset/update_steps.h"
 
 #include "ifc/ifc_util.h"
@@ -48,7 +47,7 @@ bool goForth(Update &u, const UpdateRequest &request)
     return retire(u, to) && fill(u, to) && moveEntries(u, request) && enliven(u, to);
 }
 
-// True: the hardware holds what the shadow does, and actions and counters are as before.
+// True: the hardware equals the shadow, and actions and counters are as before.
 bool report(Update &u, const Tables &to)
 {
     u.differ = {};
@@ -116,7 +115,7 @@ Refusal checkRule(Update &u, const WantedRule &rule, const Tables &wanted)
     return Refusal::None;
 }
 
-// Reads the request, and fills in what the steps need of it.
+// Checks the request, and prepares the state that the steps use.
 Refusal check(Update &u, const UpdateRequest &request)
 {
     const Tables &wanted = *request.tables;

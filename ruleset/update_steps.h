@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// What the steps of an update share. Not for users of the update.
+// Shared by the steps of an update. Not for users of the update.
 #pragma once
 
 #include "ruleset/update.h"
@@ -7,17 +7,17 @@
 namespace ruleset
 {
 
-// The two tables of entries that stand beside the rules, and the bindings, which move in the same way.
+// The two tables with an entry for each rule, and the bindings, which move in the same way.
 enum Kind : unsigned { kAction, kCounter, kBinding };
 
 constexpr uint8_t kUnlisted = 0xFF;                          // in Update::ruleAt
 constexpr uint32_t kSlotMask = (1u << IFC_ACNT_ID_BITS) - 1; // of a binding register
 
-// Flags of a number. Those of actions stand one to the right of the counters'.
+// Flags of a number. The counter's flag is the action's flag shifted left by one.
 enum Flag : unsigned {
-    kReborn = 1,   // the rule is another one afterwards, even if its rows are the same
+    kReborn = 1,   // the rule is a different one afterwards, even if its rows are equal
     kOldPlace = 2, // a listed rule comes from here
-    kChanged = 4,  // its action is to be put back on the way back; 8: its counter
+    kChanged = 4,  // the undo must restore its action; 8: its counter
 };
 
 inline bool has(const Update &u, unsigned number, unsigned flag)
@@ -30,20 +30,20 @@ inline void mark(Update &u, unsigned number, unsigned flag)
     u.flags[number] |= static_cast<uint8_t>(flag);
 }
 
-// The row that decides whether the rule lives may hold something else than u.held says.
+// The row that makes the rule valid may differ from u.held.
 bool headUnsure(const Update &u, unsigned number);
 
-// One row; on the way back with more tries. False: timed out.
+// Writes one row; the undo makes more tries. False: time-out.
 bool put(Update &u, Row row, const uint32_t *data, unsigned words);
 
 bool wideRowDiffers(const IFC_LUT0_Format &a, const IFC_LUT0_Format &b, unsigned row);
 
-// The steps (ruleset/update.cpp). `to`: the tables that are wanted; on the way back, those before. False: a
-// transfer timed out. On the way back they go on and return true.
+// The steps (ruleset/update.cpp). `to`: the wanted tables; in an undo, the old ones. False: a transfer timed
+// out. In an undo the steps continue after a time-out and return true.
 bool retire(Update &u, const Tables &to);
 bool fill(Update &u, const Tables &to);
 bool moveEntries(Update &u, const UpdateRequest &request);
-void restoreEntries(Update &u); // in its place on the way back
+void restoreEntries(Update &u); // the undo of moveEntries()
 bool enliven(Update &u, const Tables &to);
 
 } // namespace ruleset

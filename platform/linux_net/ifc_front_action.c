@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// What a flower filter does with a frame, as an intermediate rule. docs/linux.md has the table of actions.
+// Decodes the actions of a flower filter into an intermediate rule. docs/linux.md has the table of actions.
 #include "ifc_front_rule.h"
 
 #include <linux/if_vlan.h>
@@ -8,8 +8,8 @@
 #include "ifc_records.h"
 
 /*
- * The edits of tags so far: `pushed` ones in front (the last one outermost) of the frame's own, of which
- * `popped` are gone.
+ * The tag edits so far: `pushed` new tags, the last one outermost, before the frame's own tags. `popped` of
+ * its own tags are removed.
  */
 struct tags {
     unsigned int popped;
@@ -17,9 +17,9 @@ struct tags {
     struct {
         u16 tpid, tci;
     } push[2];
-    bool modified; /* the outermost of the frame's own that is left */
+    bool modified; /* the outermost remaining tag of the frame */
     bool new_priority;
-    u16 tpid, tci; /* of that one */
+    u16 tpid, tci; /* of that tag */
 };
 
 static int edit_tags(struct tags *tags, const struct flow_action_entry *entry, struct ifc_front_refusal *why)
@@ -54,7 +54,7 @@ static int edit_tags(struct tags *tags, const struct flow_action_entry *entry, s
             tags->push[tags->pushed - 1].tci = tci;
             return 0;
         }
-        /* Known: the kernel does not tell `priority 0` from no priority. It is taken as none: it stays. */
+        /* Known: the kernel does not distinguish `priority 0` from none. Both keep the priority. */
         tags->new_priority = entry->vlan.prio || (tags->modified && tags->new_priority);
         if (!entry->vlan.prio && tags->modified)
             tci |= tags->tci & VLAN_PRIO_MASK;
@@ -72,7 +72,7 @@ static void outer(struct ifc_front_action *action, enum ifc_front_tag_code code,
     action->tci[0] = tci;
 }
 
-/* The codes of the chip speak of the tags with which the frame came. */
+/* The chip's codes refer to the tags of the received frame. */
 static int encode_tags(const struct tags *tags, struct ifc_front_rule *rule, struct ifc_front_refusal *why)
 {
     struct ifc_front_action *action = &rule->action;
@@ -99,10 +99,10 @@ static int encode_tags(const struct tags *tags, struct ifc_front_rule *rule, str
     switch (tags->popped * 3 + tags->pushed) {
     case 0:
         return 0;
-    case 1: /* in front of all */
+    case 1: /* before all others */
         outer(action, IFC_FRONT_INSERT, tags->push[0].tpid, tags->push[0].tci);
         return 0;
-    case 2: /* the second place is behind the frame's outer tag */
+    case 2: /* the chip inserts the second tag after the frame's outer tag */
         if (!untagged)
             return ifc_front_refuse(why, -EOPNOTSUPP,
                                     "vlan push: two tags need a protocol of untagged frames");
@@ -113,7 +113,7 @@ static int encode_tags(const struct tags *tags, struct ifc_front_rule *rule, str
     case 3:
         outer(action, IFC_FRONT_REMOVE, 0, 0);
         return 0;
-    case 4: /* a frame without tag would get none */
+    case 4: /* an untagged frame would get no tag */
     case 5:
         if (least < 1)
             return ifc_front_refuse(why, -EOPNOTSUPP, "vlan pop, push: need a protocol of tagged frames");
@@ -138,7 +138,7 @@ static int encode_tags(const struct tags *tags, struct ifc_front_rule *rule, str
     }
 }
 
-/* Of the first four bytes of an IP header, which pedit names in wire order, with ones for what stays. */
+/* pedit gives the first four bytes of the IP header in wire order; ones in the mask mean: keep. */
 static int decode_pedit(const struct flow_action_entry *entry, struct ifc_front_action *action,
                         struct ifc_front_refusal *why)
 {
@@ -203,7 +203,7 @@ static int decode_edit(struct ifc_front_port *port, const struct flow_action_ent
     case FLOW_ACTION_MANGLE:
         return decode_pedit(entry, action, why);
     case FLOW_ACTION_CSUM:
-        /* The chip repairs the header checksum with the DS octet. */
+        /* The chip corrects the header checksum when it changes the DS octet. */
         if (entry->csum_flags == TCA_CSUM_UPDATE_FLAG_IPV4HDR && action->dscp_set)
             return 0;
         return ifc_front_refuse(why, -EOPNOTSUPP, "csum: accepted: iph after pedit ip dsfield");
@@ -276,7 +276,7 @@ int ifc_front_decode_flow_action(struct ifc_front_port *port, struct flow_action
                 return result;
             continue;
         }
-        break; /* as in software, nothing behind it runs */
+        break; /* as in software, no later action runs */
     }
     return encode_tags(&tags, rule, why);
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Filters of both front ends as one ordered set of rules, and its ownership of the tables.
+// The filters of both front ends as one ordered set of rules; ownership of the tables.
 #include "ifc_front_filters.h"
 
 #include <linux/module.h>
@@ -69,7 +69,7 @@ static int own(struct ifc_front *front, enum ifc_front_kind kind, struct ifc_fro
     if (ifc_owner_name())
         return ifc_front_refuse(why, -EBUSY, "the tables belong to %s", ifc_owner_name());
     snprintf(front->owner, sizeof(front->owner), "%s of %s", names[kind], front->platform->name);
-    /* What a chip that did not answer kept of our rules leaves with this change. */
+    /* Rules that stayed in the tables because the chip did not answer leave with this change. */
     if (!front->behind && ifc_ruleset_read(front->set, NULL) != IFC_RULESET_OK)
         return ifc_front_refuse(why, -EIO, "the classifier did not answer");
     if (ifc_ruleset_count(front->set))
@@ -82,7 +82,7 @@ static int own(struct ifc_front *front, enum ifc_front_kind kind, struct ifc_fro
     return 0;
 }
 
-/* After the last filter, or after a first one that failed. */
+/* Call it after the last filter, or if the first one failed. */
 static void disown(struct ifc_front *front)
 {
     unsigned int n;
@@ -144,7 +144,7 @@ static void take_out(struct ifc_front *front, struct ifc_front_filter *filter)
     }
 }
 
-/* The rules of a filter into the set, in front of all that come later in the list. */
+/* Inserts the filter's rules into the set, before those of all later filters of the list. */
 static int put_in(struct ifc_front *front, struct ifc_front_filter *filter, const struct ifc_front_rule *rule,
                   struct ifc_front_refusal *why)
 {
@@ -238,9 +238,12 @@ int ifc_front_filter_add(struct ifc_front *front, struct ifc_front_filter *filte
 
         if (applied != IFC_RULESET_OK) {
             result = refuse_result(why, applied, front->report);
-            /* An undo that failed is remembered by the set and ended by the next change. */
+            /*
+             * If the undo failed, the next change finishes it. The undo is in the working memory of the set,
+             * so only the list is copied back.
+             */
             front->backup->undo_pending = front->set->undo_pending;
-            memcpy(front->set, front->backup, sizeof(*front->set));
+            memcpy(front->set, front->backup, offsetof(struct ifc_ruleset, work));
         } else {
             front->behind = false;
         }
@@ -262,7 +265,7 @@ int ifc_front_filter_add(struct ifc_front *front, struct ifc_front_filter *filte
     return 0;
 }
 
-/* A rule that the chip did not let go leaves with the next change. */
+/* If the chip does not answer, the next change deletes the rule from the tables. */
 void ifc_front_filter_remove(struct ifc_front *front, struct ifc_front_filter *filter)
 {
     bool placed = filter->variants;
@@ -279,7 +282,7 @@ void ifc_front_filter_remove(struct ifc_front *front, struct ifc_front_filter *f
     disown(front);
 }
 
-/* What a counter row has counted since the last look. Bytes wrap at 64 bits, packets at 56. */
+/* The counts of a row since the last read. Bytes wrap at 64 bits, packets at 56. */
 static int read_rule(struct ifc_front *front, struct ifc_front_filter *filter, unsigned int n)
 {
     int position = ifc_ruleset_find_cookie(front->set, filter->rule[n].cookie);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// From the intermediate rule to a rule of the classifier.
+// Turns an intermediate rule into a rule of the classifier.
 #include "ifc_front_rule.h"
 
 #include <linux/if_ether.h>
@@ -22,7 +22,7 @@ static bool has_words(const struct ifc_front_rule *rule)
     return false;
 }
 
-/* A field that only a sound header of this EtherType gives, among the conditions. */
+/* A condition needs a valid header of this EtherType. */
 static bool tells_type(const struct ifc_front_rule *rule)
 {
     unsigned int n;
@@ -45,13 +45,13 @@ void ifc_front_want_tpid(struct ifc_front_rule *rule, unsigned int field, u16 tp
     if (tpid)
         ifc_front_want(rule, field, 3, ifc_vpm_code(tpid));
     else
-        /* Known: the user-defined TPID, code 3, is no VLAN tag to Linux. */
+        /* Known: Linux does not take the user-defined TPID, code 3, for a VLAN tag. */
         ifc_front_want_range(rule, field, ifc_vpm_code(ETH_P_8021Q), ifc_vpm_code(ETH_P_8021AD));
 }
 
 /*
- * What stands in front of the network header. Rules with words stand in LUT1 whatever else they ask for;
- * there the type word of the frame saves an entry or two.
+ * The headers before the network header. Only LUT1 holds rules with words; there the frame's type word saves
+ * an entry or two.
  */
 static void want_ethernet(struct ifc_front_rule *rule)
 {
@@ -79,7 +79,7 @@ static void want_ethernet(struct ifc_front_rule *rule)
         ifc_front_want(rule, ETYPE, 0xFFFF, rule->type);
 }
 
-/* The word's field: one that is placed there already, or a free one. 0: all sixteen are in use elsewhere. */
+/* The field of the word: the one that already has this offset, or a free one. 0: all sixteen are in use. */
 static unsigned int word_field(struct ifc_front_words *words, const struct ifc_front_condition *condition)
 {
     unsigned int n;
@@ -111,7 +111,7 @@ void ifc_front_release_words(struct ifc_front_words *words, const struct ifc_rul
     }
 }
 
-/* Bits of one field that are asked for twice become one condition, unless they contradict each other. */
+/* Merges two conditions on one field, unless they contradict each other. */
 static bool join(struct ifc_front_rule *rule, unsigned int n)
 {
     struct ifc_front_condition *a;

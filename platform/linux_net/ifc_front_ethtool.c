@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// What a rule of `ethtool -N` matches and does, as an intermediate rule. ethtool carries no message: a
-// refusal is an error number, and its text goes to the kernel log as a debug message.
+// Decodes a rule of `ethtool -N` into an intermediate rule. ethtool cannot pass on a message: a refusal is an
+// error number, and its text goes to the kernel log as a debug message.
 #include "ifc_front_rule.h"
 
 #include <linux/ethtool.h>
@@ -130,9 +130,9 @@ static int decode_flow(const struct ethtool_rx_flow_spec *flow, struct ifc_front
 }
 
 /*
- * The outer tag, and a 16-bit word of the frame by user-def: bits 63..44 its base (0 frame, 1 network header,
- * 2 transport header), bits 43..16 its offset in bytes (up to 255), bits 15..0 its value. Bits of the value
- * can be masked, base and offset cannot.
+ * The outer tag, and user-def, a 16-bit word of the frame: bits 63..44 its base (0 frame, 1 network header,
+ * 2 transport header), bits 43..16 its offset in bytes (up to 255), bits 15..0 its value. Only the value may
+ * be masked.
  */
 static int decode_extension(const struct ethtool_rx_flow_spec *flow, struct ifc_front_rule *rule,
                             struct ifc_front_refusal *why)

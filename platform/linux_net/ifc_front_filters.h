@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: MIT OR GPL-2.0 */
-/* The filters of a front, between its core and its two front ends. All calls under ifc_callers_lock(). */
+/* The filters: what the core offers to the two front ends. Call all of it under ifc_callers_lock(). */
 #ifndef IFC_FRONT_FILTERS_H
 #define IFC_FRONT_FILTERS_H
 
@@ -22,20 +22,20 @@ struct ifc_front_filter {
     unsigned int variants;
     struct {
         u64 cookie;         /* in the set */
-        u64 bytes, packets; /* as last read */
+        u64 bytes, packets; /* at the last read */
     } rule[IFC_FRONT_VARIANTS];
-    u64 bytes, packets; /* read and not yet told */
+    u64 bytes, packets; /* read, not yet reported */
     unsigned long last_used;
 };
 
 struct ifc_front {
     const struct ifc_front_platform *platform;
     struct list_head ports;
-    struct list_head filters; /* in deciding order, as their rules in the set */
+    struct list_head filters; /* in the order in which they decide, like their rules in the set */
     enum ifc_front_kind kind;
     char owner[48];
-    bool was_on; /* the classifier, before we owned it */
-    bool behind; /* the tables hold rules that have left the set: the chip did not answer */
+    bool was_on; /* the classifier's switch before we took ownership */
+    bool behind; /* the chip did not answer: the tables still hold rules that the set does not have */
     u64 arrivals;
     u64 last_cookie;
     struct ifc_front_words words;
@@ -46,21 +46,21 @@ struct ifc_front {
     struct ifc_ruleset_report *report;
 };
 
-/* NULL without memory. All zero, not in the list. */
+/* A filter that is all zero and not in the list. NULL: out of memory. */
 struct ifc_front_filter *ifc_front_filter_make(struct ifc_front_port *port);
 
 /*
- * Into list and tables, in place of `old` unless that is NULL. `old` is freed on success; after a failure the
- * filter is the caller's again and everything is as before.
+ * Adds the filter to list and tables, in place of `old` unless that is NULL. On success `old` is freed. After
+ * a failure everything is as before, and the caller still owns the filter.
  */
 int ifc_front_filter_add(struct ifc_front *front, struct ifc_front_filter *filter,
                          struct ifc_front_filter *old, enum ifc_front_kind kind,
                          const struct ifc_front_rule *rule, struct ifc_front_refusal *why);
 
-/* Out of list and tables, and freed. */
+/* Removes the filter from list and tables, and frees it. */
 void ifc_front_filter_remove(struct ifc_front *front, struct ifc_front_filter *filter);
 
-/* Adds what was counted since the last read to bytes and packets. */
+/* Adds the counts since the last read to bytes and packets. */
 int ifc_front_filter_read(struct ifc_front *front, struct ifc_front_filter *filter);
 
 #endif

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// What a flower filter matches, as an intermediate rule. docs/linux.md has the table of keys.
+// Decodes the keys of a flower filter into an intermediate rule. docs/linux.md has the table of keys.
 #include "ifc_front_rule.h"
 
 #include <linux/icmp.h>
@@ -11,7 +11,7 @@
 #include <linux/tcp.h>
 #include <net/flow_dissector.h>
 
-/* Of the keys that cannot be said, and of those that other keys bring along. */
+/* Names, for messages, of keys that the chip cannot match. */
 static const char *const key_names[] = {
     [FLOW_DISSECTOR_KEY_TIPC] = "TIPC key",
     [FLOW_DISSECTOR_KEY_FLOW_LABEL] = "flow label",
@@ -74,13 +74,13 @@ static int decode_tag(struct ifc_front_rule *rule, const struct flow_match_vlan 
     }
     rule->least_tags = max_t(u8, rule->least_tags, inner + 1);
     ifc_front_want(rule, inner ? VID1 : VID0, match->mask->vlan_id, match->key->vlan_id);
-    /* The field has the drop bit below the priority. */
+    /* In the field the drop eligible bit is below the priority. */
     ifc_front_want(rule, inner ? PBIT1 : PBIT0, match->mask->vlan_priority << 1,
                    match->key->vlan_priority << 1);
     return 0;
 }
 
-/* EtherType and tags. What remains in `basic` is the protocol of the packet. */
+/* EtherType and tags. Only the packet's protocol then remains in `basic`. */
 static int decode_ethernet(const struct flow_rule *flow, __be16 protocol, struct ifc_front_rule *rule,
                            struct ifc_front_refusal *why)
 {
@@ -148,7 +148,7 @@ static int decode_ethernet(const struct flow_rule *flow, __be16 protocol, struct
     if (type == ETH_P_8021Q || type == ETH_P_8021AD)
         return ifc_front_refuse(why, -EOPNOTSUPP, "cvlan_ethtype: a third tag cannot be matched");
 #ifdef IFC_COMPAT_VLAN_ETH_TYPE
-    /* The next type of each tag is part of its key, so the tags in front of the type are known. */
+    /* The next type of each tag is part of its key, so the tags before the type are known. */
     if (cvlan.key && cvlan.mask->vlan_eth_type) {
         type = ntohs(cvlan.key->vlan_eth_type);
         rule->tags = 2;
@@ -159,7 +159,7 @@ static int decode_ethernet(const struct flow_rule *flow, __be16 protocol, struct
         return ifc_front_refuse(why, -EOPNOTSUPP, "cvlan: a key of the inner tag without its TPID");
     }
     if (type == ETH_P_8021Q || type == ETH_P_8021AD) {
-        /* vlan_ethtype names the inner tag, of which nothing more is asked. */
+        /* vlan_ethtype names the inner tag, and no other key asks about it. */
         rule->tpid[rule->tags] = type;
         if (rule->tags == 2)
             return ifc_front_refuse(why, -EOPNOTSUPP, "cvlan_ethtype: a third tag cannot be matched");
@@ -187,7 +187,7 @@ static int decode_addresses(const struct flow_rule *flow, struct ifc_front_rule 
     if (!asks(flow, FLOW_DISSECTOR_KEY_CONTROL))
         return 0;
     flow_rule_match_control(flow, &control);
-    /* An IPv4 filter brings the key of IPv6 addresses along: the type of address decides. */
+    /* An IPv4 filter also has the key of IPv6 addresses: the address type decides. */
     if (control.mask->addr_type) {
         if (control.key->addr_type == FLOW_DISSECTOR_KEY_IPV4_ADDRS) {
             if (rule->version != 4)
@@ -207,7 +207,7 @@ static int decode_addresses(const struct flow_rule *flow, struct ifc_front_rule 
             return ifc_front_refuse(why, -EOPNOTSUPP, "addresses of type %u", control.key->addr_type);
         }
     }
-    /* ip_flags stand in the control key and in no key of their own. */
+    /* ip_flags are in the control key; they have no key of their own. */
     asked = control.mask->flags;
     set = control.key->flags & asked;
     if (!asked)
@@ -216,7 +216,7 @@ static int decode_addresses(const struct flow_rule *flow, struct ifc_front_rule 
         return ifc_front_refuse(why, -EOPNOTSUPP, "ip_flags: accepted: frag, nofrag, firstfrag, nofirstfrag");
     if (rule->version != 4)
         return ifc_front_refuse(why, -EOPNOTSUPP, "ip_flags: the classifier sees fragments of IPv4 only");
-    /* In a header that is not sound software sees no fragment. */
+    /* In an invalid header software sees no fragment. */
     if (set)
         ifc_front_want_there(rule, IPv4_PROTOCOL);
     if (asked & FLOW_DIS_FIRST_FRAG && set & FLOW_DIS_FIRST_FRAG) {
@@ -225,7 +225,7 @@ static int decode_addresses(const struct flow_rule *flow, struct ifc_front_rule 
         /* More fragments, offset 0. */
         ifc_front_want_word(rule, IFC_FRONT_NETWORK, 6, IFC_COMPARE_EQUAL, 0x3FFF, 0x2000);
     } else if (asked & FLOW_DIS_IS_FRAGMENT && set & FLOW_DIS_IS_FRAGMENT) {
-        /* A fragment; with nofirstfrag one with an offset. */
+        /* A fragment; with nofirstfrag, one whose offset is not 0. */
         ifc_front_want_word(rule, IFC_FRONT_NETWORK, 6, IFC_COMPARE_NOT_EQUAL,
                             asked & FLOW_DIS_FIRST_FRAG ? 0x1FFF : 0x3FFF, 0);
     } else if (asked & FLOW_DIS_IS_FRAGMENT) {
@@ -258,7 +258,7 @@ static int decode_ports(const struct flow_rule *flow, struct ifc_front_rule *rul
         ifc_front_want(rule, DPORT, ntohs(ports.mask->dst), ntohs(ports.key->dst));
     }
     if (asks(flow, FLOW_DISSECTOR_KEY_PORTS_RANGE)) {
-        /* Two of them: the lowest ports and the highest ones. */
+        /* The key has two elements: the lowest and the highest ports. */
         key =
             skb_flow_dissector_target(flow->match.dissector, FLOW_DISSECTOR_KEY_PORTS_RANGE, flow->match.key);
         mask = skb_flow_dissector_target(flow->match.dissector, FLOW_DISSECTOR_KEY_PORTS_RANGE,
@@ -272,7 +272,7 @@ static int decode_ports(const struct flow_rule *flow, struct ifc_front_rule *rul
         flow_rule_match_tcp(flow, &tcp);
         if (ntohs(tcp.mask->flags) & ~0x0FFF)
             return ifc_front_refuse(why, -EOPNOTSUPP, "tcp_flags: accepted: twelve bits");
-        /* Software looks at whole headers of a sound length. */
+        /* Software reads only complete headers of valid length. */
         ifc_front_want_word_there(rule, IFC_FRONT_TRANSPORT, sizeof(struct tcphdr) - 2);
         ifc_front_want_word(rule, IFC_FRONT_TRANSPORT, 12, IFC_COMPARE_AT_LEAST, 0xF000, 0x5000);
         ifc_front_want_word(rule, IFC_FRONT_TRANSPORT, 12, IFC_COMPARE_EQUAL, ntohs(tcp.mask->flags),
@@ -318,7 +318,7 @@ static int decode_ip(const struct flow_rule *flow, struct ifc_front_rule *rule, 
     return decode_ports(flow, rule, protocol, why);
 }
 
-/* RFC 826, Ethernet and IPv4: software looks at no other, and at requests and replies only. */
+/* RFC 826. Software reads only requests and replies for Ethernet and IPv4. */
 static int decode_arp(const struct flow_rule *flow, struct ifc_front_rule *rule,
                       struct ifc_front_refusal *why)
 {
@@ -406,7 +406,7 @@ static int decode_pppoe(const struct flow_rule *flow, struct ifc_front_rule *rul
         else if (protocol == PPP_IPV6)
             rule->version = 6;
     } else {
-        /* Software takes a number that RFC 1661 allows. */
+        /* Software accepts only numbers that RFC 1661 allows. */
         ifc_front_want_word(rule, IFC_FRONT_FRAME, header + 6, IFC_COMPARE_EQUAL, 0x0101, 0x0001);
     }
     return 0;
@@ -436,7 +436,7 @@ int ifc_front_decode_flower(struct ifc_front_port *port, struct flow_cls_offload
             if (!from)
                 return ifc_front_refuse(why, -EOPNOTSUPP, "indev: interface %d is no port of %s",
                                         meta.key->ingress_ifindex, ifc_front_platform_of(port->front)->name);
-            /* In a block that ports share: the rule stands at the port that it names. */
+            /* In a shared block the rule belongs to the port that it names. */
             rule->never = from != port;
         }
     }

@@ -114,7 +114,7 @@ void ifc_front_want_protocol(struct ifc_front_rule *rule, u8 protocol)
         return;
     }
     ifc_front_want(rule, IPv6_NEXT_HEADER, 0xFF, protocol);
-    /* The engine walks an authentication header, software stops at it. */
+    /* The engine skips an authentication header; software stops at it. */
     if (protocol != IPPROTO_AH)
         ifc_front_want_word(rule, IFC_FRONT_NETWORK, offsetof(struct ipv6hdr, nexthdr), IFC_COMPARE_NOT_EQUAL,
                             0xFF00, IPPROTO_AH << 8);
@@ -139,8 +139,8 @@ void ifc_front_want_ttl(struct ifc_front_rule *rule, u8 mask, u8 key)
 }
 
 /*
- * Software looks for a transport header in unfragmented packets only. The engine looks for it in first
- * fragments as well, so those are excluded here. (Of IPv6: where the fragment header is the first one.)
+ * Software parses a transport header in unfragmented packets only. The engine parses it in first fragments
+ * too, so these are excluded here. (For IPv6: if the fragment header is the first extension header.)
  */
 void ifc_front_want_unfragmented(struct ifc_front_rule *rule)
 {

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT OR GPL-2.0 */
 /*
- * The intermediate rule: what a filter of either front end asks for, in terms of frames. The decoders
- * (flower, ethtool) fill it, the encoder makes rules of the classifier of it.
+ * The intermediate rule: a filter of either front end, in terms of frames. The decoders (flower, ethtool)
+ * fill it; the encoder turns it into rules of the classifier.
  */
 #ifndef IFC_FRONT_RULE_H
 #define IFC_FRONT_RULE_H
@@ -13,7 +13,7 @@
 #define IFC_FRONT_CONDITIONS 28u
 #define IFC_FRONT_TEXT       160u
 
-/* One condition on a field, or on a 16-bit word of the frame: field 0. */
+/* One condition on a field. field 0: on a 16-bit word of the frame. */
 struct ifc_front_condition {
     u8 field;
     u8 compare; /* enum ifc_compare */
@@ -44,21 +44,21 @@ struct ifc_front_action {
     u8 vpm;
     u16 tci[2];
     bool keep_priority; /* of the replaced tag */
-    bool keep_dei;      /* of the replaced tag, with a new priority: takes two rules */
+    bool keep_dei;      /* of the replaced tag, with a new priority: needs two rules */
 };
 
 struct ifc_front_rule {
     unsigned int count;
     struct ifc_front_condition condition[IFC_FRONT_CONDITIONS];
     bool overflow; /* more conditions than any table holds */
-    bool never;    /* fits no frame of this port: accepted, without a rule in the tables */
-    bool ethernet; /* Ethernet II, with `type` behind the tags if that is not 0 */
+    bool never;    /* matches no frame of this port: accepted, without a rule in the tables */
+    bool ethernet; /* Ethernet II; `type`, if not 0, is the EtherType after the tags */
     u16 type;
-    u8 tags;         /* tags in front of it: 0 to 2, or IFC_FRONT_ANY_TAGS */
+    u8 tags;         /* tags before it: 0 to 2, or IFC_FRONT_ANY_TAGS */
     u16 tpid[2];     /* of those tags; 0: 0x8100 or 0x88A8 */
-    u8 least_tags;   /* every frame that fits has so many, whatever `tags` says */
-    u8 version;      /* of IP: 4, 6, or 0 when it is not known */
-    bool first_only; /* no fragment: asked for already */
+    u8 least_tags;   /* every matching frame has at least so many, whatever `tags` says */
+    u8 version;      /* of IP: 4, 6, or 0 if it is not known */
+    bool first_only; /* the condition "no fragment" is already there */
     struct ifc_front_action action;
 };
 
@@ -68,24 +68,24 @@ struct ifc_front_refusal {
     char text[IFC_FRONT_TEXT];
 };
 
-/* Says why and returns the error, so that it can stand behind `return`. */
+/* Stores the reason and returns the error: return ifc_front_refuse(...). */
 __printf(3, 4) int ifc_front_refuse(struct ifc_front_refusal *why, int error, const char *format, ...);
 
-/* Conditions. Bits of key outside mask are dropped; a mask of 0 asks for nothing. */
+/* These add conditions. Bits of key outside mask are dropped; a mask of 0 adds nothing. */
 void ifc_front_want(struct ifc_front_rule *rule, unsigned int field, u64 mask, u64 key);
 void ifc_front_want_there(struct ifc_front_rule *rule, unsigned int field);
 void ifc_front_want_range(struct ifc_front_rule *rule, unsigned int field, u16 first, u16 last);
 void ifc_front_want_word(struct ifc_front_rule *rule, enum ifc_front_base base, unsigned int offset,
                          enum ifc_compare compare, u16 mask, u16 key);
-/* The frame goes so far. */
+/* The frame is long enough to have this word. */
 void ifc_front_want_word_there(struct ifc_front_rule *rule, enum ifc_front_base base, unsigned int offset);
 void ifc_front_want_word_range(struct ifc_front_rule *rule, enum ifc_front_base base, unsigned int offset,
                                u16 first, u16 last);
 void ifc_front_want_mac(struct ifc_front_rule *rule, unsigned int field, const u8 *key, const u8 *mask);
-/* An address of so many bytes (a multiple of 2) as words of the frame. */
+/* `bytes` bytes (a multiple of 2) as words of the frame. */
 void ifc_front_want_bytes(struct ifc_front_rule *rule, enum ifc_front_base base, unsigned int offset,
                           const u8 *key, const u8 *mask, unsigned int bytes);
-/* field: that of the word with the lowest bits. */
+/* field: the one of the lowest 32 bits. */
 void ifc_front_want_ipv6(struct ifc_front_rule *rule, unsigned int field, const __be32 *key,
                          const __be32 *mask);
 /* The packet's protocol, its DS octet and its hop limit, by the rule's IP version. */
@@ -94,15 +94,13 @@ void ifc_front_want_tos(struct ifc_front_rule *rule, u8 mask, u8 key);
 void ifc_front_want_ttl(struct ifc_front_rule *rule, u8 mask, u8 key);
 /* The tag of VPM0 or VPM1 is there, with this TPID; 0: 0x8100 or 0x88A8. */
 void ifc_front_want_tpid(struct ifc_front_rule *rule, unsigned int field, u16 tpid);
-/* What only unfragmented packets have. */
+/* The packet is not fragmented. */
 void ifc_front_want_unfragmented(struct ifc_front_rule *rule);
 
-/* How many rules of the classifier it takes: 0 to 2. */
+/* How many rules of the classifier it needs: 0 to 2. */
 unsigned int ifc_front_variants(const struct ifc_front_rule *rule);
 
-/*
- * The words of frames that rules compare, and how many rules use each.
- */
+/* The user-defined words that rules compare, and how many rules use each. */
 struct ifc_front_words {
     struct {
         u8 base, offset;
@@ -111,13 +109,13 @@ struct ifc_front_words {
 };
 
 /*
- * Makes variant n of the rule for a port: conditions and action, everything else 0. Words that no rule uses
- * yet are taken from `words`, where each use is counted; `words` is left half changed after a refusal.
+ * Makes rule number `variant` for a port: conditions and action, everything else 0. Words come from `words`,
+ * which counts their users. After a refusal `words` is partly changed: restore it.
  */
 int ifc_front_encode(const struct ifc_front_platform *platform, const struct ifc_front_rule *rule,
                      unsigned int variant, u8 source, struct ifc_front_words *words, struct ifc_rule *out,
                      struct ifc_front_refusal *why);
-/* Gives back the words that an encoded rule uses. */
+/* Releases the words that an encoded rule uses. */
 void ifc_front_release_words(struct ifc_front_words *words, const struct ifc_rule *rule);
 
 /* The decoders. Both take a rule that is all zero. */
@@ -128,9 +126,9 @@ int ifc_front_decode_flow_action(struct ifc_front_port *port, struct flow_action
 int ifc_front_decode_ethtool(struct ifc_front_port *port, const struct ethtool_rx_flow_spec *flow,
                              struct ifc_front_rule *rule, struct ifc_front_refusal *why);
 
-/* Of the core: platform and ports. */
+/* Of the core. */
 const struct ifc_front_platform *ifc_front_platform_of(const struct ifc_front *front);
-/* The front's port on this netdev, on the netdev with this number beside `port`; NULL: none. */
+/* The port of this netdev; the port of the same front with this interface index. NULL: none. */
 struct ifc_front_port *ifc_front_port_of(struct ifc_front *front, const struct net_device *dev);
 struct ifc_front_port *ifc_front_port_by_index(const struct ifc_front_port *port, int ifindex);
 

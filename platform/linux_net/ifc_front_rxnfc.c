@@ -26,7 +26,7 @@ static unsigned int rules_of(struct ifc_front_port *port)
     return port->front->kind == IFC_FRONT_ETHTOOL ? port->filters : 0;
 }
 
-/* First: the lowest free one. Last and any: behind all that there are, or else the highest free one. */
+/* First: the lowest free location. Last and any: after all used ones, or else the highest free one. */
 static int choose(struct ifc_front_port *port, u32 *location)
 {
     u32 n;

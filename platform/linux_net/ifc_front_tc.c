@@ -10,8 +10,8 @@
 static LIST_HEAD(blocks);
 
 /*
- * The message outlives the call: netlink sends it after the locks are gone. Texts are kept for some refusals
- * to come, each a string at all times.
+ * The message must outlive the call: netlink sends it after the locks are released. The last few texts are
+ * kept, and each buffer holds a terminated string at all times.
  */
 static void tell(struct netlink_ext_ack *extack, const struct ifc_front_refusal *why)
 {
@@ -39,7 +39,7 @@ static struct ifc_front_filter *find(struct ifc_front_port *port, unsigned long 
     return NULL;
 }
 
-/* Software looks at filters of one priority by their masks, in the order in which each mask came first. */
+/* Software groups filters of one priority by mask, in the order in which each mask first arrived. */
 static u64 group_of(struct ifc_front_port *port, u32 priority, const void *mask)
 {
     struct ifc_front_filter *filter;
@@ -81,7 +81,7 @@ static int replace(struct ifc_front_port *port, struct flow_cls_offload *flower)
     return result;
 }
 
-/* Known: the kernel destroys a filter once more whose addition failed. */
+/* Known: the kernel also destroys a filter whose addition failed. */
 static int destroy(struct ifc_front_port *port, struct flow_cls_offload *flower)
 {
     struct ifc_front_filter *filter = find(port, flower->cookie);

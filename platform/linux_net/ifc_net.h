@@ -1,8 +1,7 @@
 /* SPDX-License-Identifier: MIT OR GPL-2.0 */
 /*
- * ifc_net.ko: Ethernet ports in front of the simulated frame engine. Port ifcN has a wire partner ifcNw. What
- * the partner sends arrives at the port through the engine's tables; what the port sends leaves by the
- * partner.
+ * ifc_net.ko: Ethernet ports on the simulated frame engine. Port ifcN has a wire partner ifcNw. Frames of the
+ * partner go through the engine's tables to the port. Frames that the port sends arrive at the partner.
  */
 #ifndef IFC_NET_H
 #define IFC_NET_H
@@ -19,7 +18,7 @@
 #define IFC_NET_RX_QUEUES 8u
 #define IFC_NET_MAX_MTU   9000u
 
-/* Numbers of the chip: the host and the discard port are no netdev. */
+/* Numbers of the chip. The host and the discard port have no netdev. */
 #define IFC_NET_FPORT_HOST    0u
 #define IFC_NET_FPORT_FIRST   1u /* port 0 */
 #define IFC_NET_FPORT_DISCARD 15u
@@ -40,7 +39,7 @@ enum ifc_net_counter {
     IFC_NET_RX_DISCARDED, /* by a rule */
     IFC_NET_RX_NO_PORT,   /* to an fport without netdev, or to one that is down */
     IFC_NET_RX_TOO_SHORT, /* less than an Ethernet header */
-    IFC_NET_RX_TOO_LONG,  /* for the MTU of where it was to go */
+    IFC_NET_RX_TOO_LONG,  /* for the MTU of its destination */
     IFC_NET_RX_NO_MEMORY,
     IFC_NET_COUNTERS
 };

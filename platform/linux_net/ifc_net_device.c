@@ -13,9 +13,9 @@ static uint ports = 2;
 module_param(ports, uint, 0400);
 MODULE_PARM_DESC(ports, "number of ports ifc0, ifc1, ..., each with a wire partner ifc0w, ..., 1 to 4");
 
-static struct ifc_net_half *halves[IFC_NET_PORTS][2]; /* of each port: itself, its wire partner */
+static struct ifc_net_half *halves[IFC_NET_PORTS][2]; /* of each port: the port, its wire partner */
 
-/* Hands a frame to a netdev as received from its medium. The buffer is gone afterwards. */
+/* Delivers a frame to a netdev as received from its medium. Consumes the buffer. */
 static bool receive(struct ifc_net_half *half, struct sk_buff *skb)
 {
     unsigned int length = skb->len;
@@ -65,7 +65,7 @@ static void to_host(struct ifc_net_half *half, struct sk_buff *skb, const struct
     ifc_net_count(half, outcome->cpu ? IFC_NET_RX_TRAPPED : IFC_NET_RX_HOST, 1);
 }
 
-/* A frame from the wire meets the engine. `frame` is linear and stays as it is. */
+/* Sends a frame from the wire through the engine. `frame` is linear and does not change. */
 static void arrive(struct ifc_net_half *half, const struct sk_buff *frame)
 {
     struct ifc_sim_outcome outcome;
@@ -84,7 +84,7 @@ static void arrive(struct ifc_net_half *half, const struct sk_buff *frame)
                     skb->data, &outcome);
     skb_put(skb, outcome.length);
     ifc_net_count(half, outcome.entry < 0 ? IFC_NET_RX_MISS : IFC_NET_RX_HIT, 1);
-    /* The flag for the CPU wins over a port. */
+    /* The CPU flag has precedence over a port. */
     if (outcome.cpu || !outcome.forward || outcome.fport == IFC_NET_FPORT_HOST) {
         to_host(half, skb, &outcome);
     } else if (outcome.fport == IFC_NET_FPORT_DISCARD) {
@@ -135,7 +135,7 @@ no_memory:
     return NETDEV_TX_OK;
 }
 
-/* There is a carrier when both ends are up. */
+/* The carrier is on while both ends are up. */
 static int open(struct net_device *dev)
 {
     struct ifc_net_half *half = netdev_priv(dev);
@@ -227,9 +227,9 @@ static void setup(struct net_device *dev)
     dev->priv_flags |= IFF_NO_QUEUE | IFF_LIVE_ADDR_CHANGE;
     dev->min_mtu = ETH_MIN_MTU;
     dev->max_mtu = IFC_NET_MAX_MTU;
-    /* Frames arrive at the engine whole and with their checksums: neither is offered. */
+    /* The engine needs whole frames with checksums: no scatter-gather, no checksum offload. */
     dev->features = NETIF_F_HW_TC;
-    /* Of a wire partner it means nothing; the kernel's tests want to see it on both ends. */
+    /* NETIF_F_HW_TC has no effect on a wire partner, but the kernel's tests expect it on both ends. */
     dev->hw_features = NETIF_F_HW_TC;
     eth_hw_addr_random(dev);
 }
@@ -263,9 +263,7 @@ static void remove_all(void)
     ifc_front_destroy(front);
 }
 
-/*
- * The netdev of one end, registered. Under the rtnl lock, so that nobody opens it before its peer is there.
- */
+/* Makes and registers the netdev of one end. Under the rtnl lock: nobody opens it before its peer exists. */
 static int make(unsigned int port, bool wire)
 {
     struct net_device *dev;

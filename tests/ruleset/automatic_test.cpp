@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Rules that do not overlap land where automatic placement puts them.
+// Rules that do not overlap get the places of automatic placement.
 #include "random_sets.h"
 #include "tests/support/host/layer_fixture.h"
 
@@ -19,7 +19,7 @@ constexpr unsigned kStates = 100; // under emulation
 class AutomaticTest : public LayerTest
 {
 protected:
-    // Rules that stand already, as valid bits alone, and as rules of the set that stay.
+    // Rules that already have places: as valid bits only, and as rules of the set that stay.
     void occupy(Random &random)
     {
         uint64_t used = 0;

@@ -9,7 +9,7 @@ _Static_assert(sizeof(struct ifc_rule) < 1024, "a rule fits on a kernel stack");
 _Static_assert(sizeof(struct ifc_ruleset_report) < 300, "a report too");
 _Static_assert(sizeof(struct ifc_ruleset) < 64 * 1024, "a set is one allocation");
 
-/* Puts "frames from this address first" in front of all rules, and takes it back when it finds no place. */
+/* Inserts "frames from this address first" before all rules, and removes it if there is no place. */
 int c_user_put_first(struct ifc_ruleset *set, struct ifc_ruleset *before, uint64_t source, uint32_t queue)
 {
     struct ifc_ruleset_report report;

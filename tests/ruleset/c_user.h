@@ -8,7 +8,7 @@
 extern "C" {
 #endif
 
-/* The number of the rule, or the result of what failed. */
+/* The number of the rule, or the result of the call that failed. */
 int c_user_put_first(struct ifc_ruleset *set, struct ifc_ruleset *before, uint64_t source, uint32_t queue);
 
 #ifdef __cplusplus

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Lists of edits: the same set as the same calls one by one, and what is said of the one at fault.
+// Lists of edits: they give the same set as single calls, and the report names the edit that failed.
 #include "ruleset/edits.h"
 
 #include "tests/engine/classifier_fixture.h"

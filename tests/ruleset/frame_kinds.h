@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Frames of every kind that the engine's parser tells apart, by the values that their fields shall have, and
+// Makes frames of every kind that the engine's parser distinguishes, from the values of their fields, and
 // rules on such values.
 #pragma once
 
@@ -30,7 +30,7 @@ inline constexpr Framing kFramings[] = {Framing::EthernetII,     Framing::Llc,  
                                         Framing::PppoeDiscovery, Framing::PppoeSession, Framing::SnapPppoe,
                                         Framing::SnapDiscovery,  Framing::Undefined};
 
-// A frame by the values that its fields shall have. A value that the kind of frame fixes is not looked at.
+// Makes a frame with these field values. A value that the kind of frame fixes is ignored.
 struct Wanted {
     Framing framing = Framing::EthernetII;
     unsigned tags = 0;
@@ -127,7 +127,7 @@ inline void parse(const Bytes &frame, const engine::SideData &side, engine::Pars
     engine::parseFrame(frame.data(), frame.size(), side, frames::settings(kUserTpid), parsed);
 }
 
-// Values that mean something to frames of some kind.
+// Values with a meaning for some kind of frame.
 inline uint64_t structuralValue(Random &random, unsigned field)
 {
     static const unsigned types[] = {0x0800, 0x86DD, 0x8863, 0x8864, 0x0806, 0x8100, 0x05DC, 0x0600, 0x0101};
@@ -157,7 +157,7 @@ inline uint64_t structuralValue(Random &random, unsigned field)
 
 inline ifc_rule structuralRule(Random &random)
 {
-    // Of most kinds of fields one.
+    // One field of most kinds.
     static const unsigned fields[] = {
         DMAC,       DMAC_TYPE, FRAME_TYPE, ETYPE,         VPM0,       VPM1,          VID0,
         VID1,       PBIT0,     PBIT1,      DIPv4,         SIPv6_31_0, IPv4_PROTOCOL, IPv6_NEXT_HEADER,

@@ -33,7 +33,7 @@ def cells(place):
 
 
 def places(case, rule):
-    """All places that the rule fits."""
+    """All places that can hold the rule."""
     taken = {n for n in range(8) if case["reserved_wide"] >> n & 1}
     taken |= {8 + n for n in range(32) if case["reserved_narrow"] >> n & 1}
     found = []
@@ -46,7 +46,7 @@ def places(case, rule):
 
 
 def fault(case):
-    """What is wrong with the layout as printed."""
+    """The faults of the printed layout."""
     rules = case["rules"]
     used = set()
     for n, rule in enumerate(rules):
@@ -85,7 +85,7 @@ def bins_of(case):
 
 
 def has_layout(case, members, ordered):
-    """True if these rules have places, wherever they stand now: a bin for each, as a linear program."""
+    """True if these rules have places, whatever their current ones: a bin for each, as a linear program."""
     solver = z3.SimpleSolver()
     solver.set("timeout", TIMEOUT)
     bins = bins_of(case)

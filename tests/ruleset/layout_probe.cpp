@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Prints random sets and their layouts for layout_oracle.py, one JSON object a line; or the processor
-// time that layouts take.
+// Prints random sets and their layouts for layout_oracle.py, one JSON object on each line, or the processor
+// time of the layouts.
 #include "random_sets.h"
 
 #include <cstdio>
@@ -46,7 +46,7 @@ void printSet(uint64_t seed, const ruleset::LayoutInput &input, const ruleset::L
     std::printf("]}\n");
 }
 
-// Microseconds that this thread has run.
+// The processor time of this thread in microseconds.
 double processorTime()
 {
     timespec now;

@@ -92,7 +92,7 @@ TEST_F(LayoutTest, AnEarlierRuleStandsLower)
     add(wideRule());
     overlap(0, 1);
     EXPECT_EQ(find(), LayoutResult::MovedFewest);
-    EXPECT_EQ(answer.place[0], widePlace(0)); // LUT1 would be automatic placement's choice
+    EXPECT_EQ(answer.place[0], widePlace(0)); // automatic placement would choose LUT1
     EXPECT_EQ(answer.place[1], widePlace(1));
 }
 
@@ -242,7 +242,7 @@ TEST_F(LayoutTest, RulesThatFitButNotInOrderAreNamed)
 {
     add(narrowRule(1));
     add(narrowRule(5));
-    add(eitherRule(2)); // between the two it has to be narrow
+    add(eitherRule(2)); // between the two it must be narrow
     add(wideRule());
     overlap(1, 2);
     overlap(2, 3);
@@ -259,7 +259,7 @@ TEST_F(LayoutTest, SpaceIsCountedByTable)
     EXPECT_EQ(find(), LayoutResult::NoLayout);
     EXPECT_EQ(answer.reason, NoLayoutReason::Space);
     EXPECT_EQ(answer.conflict, 0b111u);
-    EXPECT_EQ(answer.narrowNeeded, 27u); // and yet not three in two sub-tables
+    EXPECT_EQ(answer.narrowNeeded, 27u); // but three such chains do not fit two sub-tables
     EXPECT_EQ(answer.narrowFree, 32u);
     EXPECT_EQ(answer.wideNeeded, 2u);
     EXPECT_EQ(answer.eitherRules, 1u);
@@ -301,7 +301,7 @@ TEST_F(LayoutTest, RandomSetsStandInOrderAndConflictsHaveNoLayout)
             for (unsigned rule = 0; rule < set.count; ++rule)
                 moves += placed(set.rule[rule].now) && set.rule[rule].now != answer.place[rule];
             ASSERT_EQ(answer.moves, moves) << seed;
-            // A layout is its own layout.
+            // The layout of a finished layout is the same.
             for (unsigned rule = 0; rule < set.count; ++rule)
                 set.rule[rule].now = answer.place[rule];
             ASSERT_EQ(find(set), LayoutResult::MovedFewest) << seed;
@@ -312,7 +312,7 @@ TEST_F(LayoutTest, RandomSetsStandInOrderAndConflictsHaveNoLayout)
         const uint64_t conflict = answer.conflict;
         const LayoutAnswer all = answer;
         ASSERT_NE(conflict, 0u) << seed;
-        // The conflict alone; without order where only the space is short.
+        // Only the rules of the conflict; without their order if only space is missing.
         LayoutInput rest = set;
         rest.count = 0;
         for (unsigned rule = 0; rule < set.count; ++rule) {

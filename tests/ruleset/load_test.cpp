@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// A whole list of rules over another, as large as a gateway's. Whatever stops it, at any register access: the
-// hardware holds whole rules, and who comes next reads them and gets to the wanted list.
+// Replaces a list of rules by another one of a gateway's size. Whatever stops the update, at any register
+// access: the hardware holds complete rules, and the next user can read them and load the wanted list.
 #include <gtest/gtest.h>
 
 #include "bench/gateway_rules.h"
@@ -31,7 +31,7 @@ Rules gatewayRules()
     return list;
 }
 
-// Rules of the gateway in other places and with other actions, among rules that it does not have.
+// The gateway's rules at other places and with other actions, mixed with other rules.
 Rules oldRules()
 {
     Rules list;
@@ -69,7 +69,7 @@ protected:
         ASSERT_EQ(old.size(), oldRules().size());
     }
 
-    // What stands becomes the wanted list: what is wanted again keeps its place if it can.
+    // Turns the current list into the wanted one: a rule in both keeps its place if possible.
     void want(ifc_ruleset &of, const Rules &list)
     {
         for (unsigned n = ifc_ruleset_count(&of); n-- != 0;) {
@@ -131,7 +131,7 @@ protected:
         ASSERT_EQ(memcmp(IFC_LUT1_Rule, window.tables().lut1, sizeof IFC_LUT1_Rule), 0);
     }
 
-    // Someone new finds the chip like this, and loads the gateway's rules.
+    // A new user finds the chip in this state and loads the gateway's rules.
     void resume(const engine::Tables &found)
     {
         window.tables() = found;
@@ -148,7 +148,7 @@ protected:
         ++resumed;
     }
 
-    // Applies, and keeps what the tables held at each register access, where it differs from the one before.
+    // Applies, and records the tables after each register access that changed them.
     int applyWatched(std::vector<engine::Tables> &states)
     {
         struct Watch {
@@ -170,7 +170,7 @@ protected:
         return result;
     }
 
-    // Each living rule is a whole old one or a whole new one with its action, and what stays is there.
+    // Each living rule is a complete old or new one with its action, and rules that stay are there.
     void expectWhole(const engine::Tables &state)
     {
         const Living now = livingRules(state);
@@ -191,7 +191,7 @@ protected:
         }
     }
 
-    // The tables as a load without faults leaves them.
+    // The tables after a load without faults.
     void expectAfter(const engine::Tables &tables)
     {
         after = tables;
@@ -263,7 +263,7 @@ TEST_F(LoadTest, TimeOutAtAnyTransfer)
         ASSERT_EQ(report.undo, IFC_RULESET_UNDONE) << failed;
         ASSERT_EQ(memcmp(&before, &window.tables(), sizeof before), 0) << failed;
         ASSERT_NO_FATAL_FAILURE(expectShadow());
-        // Killed on the way back.
+        // Killed during the undo.
         const unsigned stopped = failed * 7 % static_cast<unsigned>(states.size());
         ASSERT_NO_FATAL_FAILURE(resume(states[stopped])) << failed;
         *set = kept;
@@ -274,7 +274,7 @@ TEST_F(LoadTest, TimeOutAtAnyTransfer)
     ASSERT_NO_FATAL_FAILURE(expectGateway(*set));
 }
 
-// The chip falls silent for good, the process ends, and the chip answers the next one.
+// The chip stops answering, the process ends, and the chip answers the next process.
 TEST_F(LoadTest, DeadFromAnyTransferOn)
 {
     ASSERT_NO_FATAL_FAILURE(want(*set, gatewayRules()));

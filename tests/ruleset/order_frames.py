@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT OR GPL-2.0
-"""Frames with the fields that the engine takes from them."""
+"""Frames, with the fields that the engine extracts."""
 
 import struct
 
@@ -7,7 +7,7 @@ from order_model import *  # the numbers of fields, and what rules mean
 
 
 class FrameMaker:
-    """Frames that fit given rules, otherwise of values that other rules look at."""
+    """Frames that match given rules; their other values are those that other rules compare."""
 
     def __init__(self, random, rules):
         self.random = random

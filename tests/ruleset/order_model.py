@@ -47,7 +47,7 @@ def holds(condition, value):
 
 
 def decides(rules, fields):
-    """The first rule that fits the fields of a frame, or None."""
+    """The first rule that matches the fields of a frame, or None."""
     for n, rule in enumerate(rules):
         if all(c[0] in fields and holds(c, fields[c[0]]) for c in rule):
             return n
@@ -58,7 +58,7 @@ def decides(rules, fields):
 
 
 def one_comparison(condition):
-    """A range that one comparison under one mask says."""
+    """True if a single comparison with a mask is equivalent to the range."""
     field, _, _, first, last = condition
     size = last - first + 1
     return first == 0 or last == ones(field) or (size & (size - 1) == 0 and first % size == 0)
@@ -234,5 +234,5 @@ def choices(asked):
 
 @lru_cache(maxsize=400000)
 def meets(a, b):
-    """Is there a frame that fits both? Exact, with any user TPID and places of user-defined fields."""
+    """True if some frame matches both. Exact, with any user TPID and places of user-defined fields."""
     return next(choices(by_field((a, b))), None) is not None

@@ -32,7 +32,7 @@ CHUNK = 10
 
 
 class Case:
-    """A set, what is done with it, and what must come of it."""
+    """A set, its edits, and the expected results."""
 
     def __init__(self, seed, frames):
         self.seed = seed
@@ -133,7 +133,7 @@ class Case:
             if choose.random() < 0.5:
                 self.insert(choose.randint(0, len(self.rules)), wanted.good_rule())
 
-    # ---- what came of it ----
+    # ---- the results ----
 
     def judge_apply(self, rules, answer):
         words = [int(word) for word in answer.split()]
@@ -182,7 +182,7 @@ class Case:
         if stands is False:
             self.hopeless = named
             return None
-        # The conflict that is named is none. Is the set one?
+        # The named conflict has a layout. Has the whole set one?
         whole = can_stand(rules, lambda i, j: model.meets(rules[i], rules[j]), lut0)
         if stands is None or whole is None:
             self.counts["undecided"] += 1
@@ -224,7 +224,7 @@ class Case:
 
 
 def contains(rules, part):
-    """Are they a part of the list, in its order?"""
+    """True if they are a part of the list, in its order."""
     rest = iter(rules)
     return all(any(rule == other for other in rest) for rule in part)
 

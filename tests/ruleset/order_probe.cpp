@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Sets of rules on the simulated chip for order_oracle.py: a command a line on standard input, an answer a
-// line on standard output.
+// Runs sets of rules on the simulated chip for order_oracle.py. Each line of standard input is a command,
+// each line of standard output an answer.
 //
 //   new REVISION                        a chip as after power-on, an empty set
 //   insert AT N {FIELD COMPARE MASK KEY LAST}...     RESULT
 //   remove AT                           RESULT
 //   move FROM TO                        RESULT
 //   apply                               RESULT REASON CONFLICT N {TABLE FIRST ENTRIES}...
-//   overlaps                            per position a word in hex: bit j: it and position j overlap
-//   read                                a set is read from the tables and applied: RESULT ACCESSES
+//   overlaps                            for each position a word in hex; bit j: it overlaps position j
+//   read                                reads a set from the tables and applies it: RESULT ACCESSES
 //   frame SINF GEMPORT HEX              the number that decides, -1: none (HEX of an empty frame: -)
 //
 // User-defined field n is the word at byte kUserDefined + 2 n of the frame.

@@ -24,7 +24,7 @@ def decided(solver):
 
 
 def sizes(rule, lut0):
-    """What a rule takes in each table; 0: it does not fit there."""
+    """The entries of a rule in each table; 0: the table does not hold it."""
     wide, entries = shape(rule)
     return int(wide and lut0), entries, entries
 
@@ -74,7 +74,7 @@ def stand_as_numbers(needs, pairs):
 
 
 def can_stand(rules, overlaps, lut0):
-    """Have these rules places? overlaps: a function of two positions; None: any order will do."""
+    """True if these rules have places. overlaps: a function of two positions; None: any order will do."""
     needs = [sizes(rule, lut0) for rule in rules]
     if not all(map(any, needs)):
         return False

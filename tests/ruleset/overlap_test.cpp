@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Overlap, coverage and contradiction: against all values of a field, and against frames as the engine takes
-// them apart.
+// Overlap, coverage and contradiction, compared with all values of a field and with the engine's parsing of
+// frames.
 #include <gtest/gtest.h>
 
 #include "frame_kinds.h"
@@ -47,7 +47,7 @@ bool passesAll(const ifc_rule &rule, uint64_t value)
     return true;
 }
 
-// The value whose bits are those of `number` at the places of `bits`.
+// Puts the bits of `number` at the positions of the ones of `bits`.
 uint64_t spread(unsigned number, uint64_t bits)
 {
     uint64_t value = 0;
@@ -66,9 +66,9 @@ unsigned countBits(uint64_t bits)
 }
 
 struct Truth {
-    bool first = false; // some value fits a
-    bool both = false;  // fits a and b
-    bool covers = true; // all that fit b fit a
+    bool first = false; // some value fulfils a
+    bool both = false;  // some value fulfils a and b
+    bool covers = true; // all values that fulfil b fulfil a
 };
 
 Truth truthOf(const ifc_rule &a, const ifc_rule &b, uint64_t bits)
@@ -85,7 +85,7 @@ Truth truthOf(const ifc_rule &a, const ifc_rule &b, uint64_t bits)
     return truth;
 }
 
-// Compares what the library says with all values of the field.
+// Compares the library's answers with all values of the field.
 void checkField(Random &random, unsigned field, uint64_t bits, unsigned most, unsigned rounds)
 {
     unsigned overlaps = 0;
@@ -122,7 +122,7 @@ bool passesField(const ifc_rule &rule, unsigned field, uint64_t value)
     return true;
 }
 
-// A value of the field that its conditions let pass, if a few tries or a look at all small ones find it.
+// A value that fulfils the field's conditions, if a few tries or a search of all small values finds one.
 uint64_t findValue(Random &random, const ifc_rule &rule, unsigned field, uint64_t least)
 {
     const uint64_t ones = ifc::fieldOnes(field);
@@ -150,7 +150,7 @@ uint64_t findValue(Random &random, const ifc_rule &rule, unsigned field, uint64_
     return value;
 }
 
-// A frame that fits the rule. Goes through all kinds of frames.
+// A frame that matches the rule. Tries all kinds of frames.
 bool findFrame(Random &random, const ifc_rule &rule)
 {
     const ifc_rule_condition broadcast = equal(DMAC, 0xFFFFFFFFFFFF);
@@ -160,7 +160,7 @@ bool findFrame(Random &random, const ifc_rule &rule)
                                   compared(DMAC, IFC_COMPARE_NOT_EQUAL, broadcast.key)}));
     const uint64_t destinations[] = {findValue(random, unicast, DMAC, 0),
                                      findValue(random, multicast, DMAC, 0), broadcast.key};
-    // Of Ethernet II: with one tag or none, a TPID would be another tag.
+    // In Ethernet II, with one tag or none, a TPID would be another tag.
     const ifc_rule typed =
         joined(rule, rules::rule({range(ETYPE, 0x600, 0xFFFF), compared(ETYPE, IFC_COMPARE_NOT_EQUAL, 0x8863),
                                   compared(ETYPE, IFC_COMPARE_NOT_EQUAL, 0x8864)}));
@@ -264,7 +264,7 @@ TEST(Overlap, FieldsThatNoFrameHasTogether)
     };
     for (const ifc_rule &each : never) {
         EXPECT_TRUE(ifc_rule_contradicts_itself(&each)) << &each - never;
-        // Said by two rules, they do not overlap.
+        // As two rules, they do not overlap.
         const ifc_rule a = rule({each.condition[0]});
         const ifc_rule b = ruleOf({each.condition + 1, each.condition + each.count});
         EXPECT_FALSE(ifc_rule_overlap(&a, &b)) << &each - never;
@@ -304,8 +304,8 @@ TEST(Overlap, CoverageLooksAtFieldsThatComeTogether)
     EXPECT_TRUE(ifc_rule_repeats(&low, &masked));
 }
 
-// Whatever the engine makes of a frame: two rules that hit it overlap, and a covered rule hits with its
-// cover.
+// For any parsing of a frame: two rules that hit it overlap, and if a covered rule hits, the covering rule
+// hits too.
 TEST(Overlap, HoldsForEveryFrameOfTheEngine)
 {
     Random random(24);
@@ -348,7 +348,7 @@ TEST(Overlap, HoldsForEveryFrameOfTheEngine)
     EXPECT_GT(covered, 300u);
 }
 
-// Where it says yes a frame can be built, unless user-defined fields are looked at.
+// If the answer is yes, a frame can be built, except with user-defined fields.
 TEST(Overlap, AFrameFitsRulesThatOverlap)
 {
     Random random(25);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Random sets of rules for the layout, of several kinds, and a check of a layout that shares nothing with it.
+// Random sets of rules of several kinds for the layout, and an independent check of a layout.
 #pragma once
 
 #include "ruleset/layout.h"
@@ -16,7 +16,7 @@ using ruleset::LayoutInput;
 using ruleset::Place;
 using ruleset::Shape;
 
-// The numbers that a place takes: a bit for each action entry.
+// The cells of a place: a bit for each action entry.
 inline uint64_t cells(Place place)
 {
     uint64_t bits = 0;
@@ -44,7 +44,7 @@ inline unsigned narrowLength(Random &random, unsigned kind)
     }
 }
 
-// Rules until the tables are about full, by what LUT0 can take away from LUT1.
+// Adds rules until the tables are about full, with LUT0 relieving LUT1.
 inline void addRules(Random &random, LayoutInput &input)
 {
     const unsigned lengths = random.below(6);
@@ -117,7 +117,7 @@ inline bool tryPlace(Random &random, const LayoutInput &input, Shape &shape, uin
     return false;
 }
 
-// Some rules stand already: anywhere, or as a layout of all would have them, with gaps where others were.
+// Some rules already have places: random ones, or those of a layout of all rules, with gaps.
 inline void addPlaces(Random &random, LayoutInput &input)
 {
     static ruleset::LayoutWorkspace work;
@@ -134,7 +134,7 @@ inline void addPlaces(Random &random, LayoutInput &input)
         return;
     }
     LayoutInput before = input;
-    if (kind == 2) { // the same rules in no order, then in order
+    if (kind == 2) { // the same rules first without an order, then in order
         for (uint64_t &overlaps : before.overlaps)
             overlaps &= random.oneIn(2) ? ~uint64_t{0} : 0;
     } else {
@@ -167,7 +167,7 @@ inline LayoutInput randomSet(uint64_t seed)
     return input;
 }
 
-// What is wrong with a layout; empty: nothing.
+// The fault of a layout; empty: none.
 inline std::string faultOf(const LayoutInput &input, const Place *place)
 {
     uint64_t used = uint64_t{input.reservedNarrow} << 8 | input.reservedWide;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Rules for tests: short ways to say them, random ones, and what they mean, stated apart from the library.
+// Rules for tests: short ways to write them, random ones, and their meaning, independent of the library.
 #pragma once
 
 #include "ifc/records/fields.h"

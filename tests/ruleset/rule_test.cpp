@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Rules and their images: an image hits exactly the frames that the rule says, and reads back as the same
+// Rules and their images: an image hits exactly the frames that the rule matches, and reads back as the same
 // rule.
 #include <gtest/gtest.h>
 
@@ -57,7 +57,7 @@ struct Refusal {
     unsigned other;
 };
 
-// Field images on which a rule is decided one way or the other by a single field.
+// Field images in which a single field decides whether the rule matches.
 void nearFields(Random &random, const ifc_rule &rule, engine::FieldImage &fields)
 {
     randomFields(random, fields);
@@ -189,7 +189,7 @@ TEST(Rule, ImagesHitExactlyWhatTheRuleSays)
             }
         }
     }
-    EXPECT_GT(hits, 20000u); // the sample says something: of 120,000
+    EXPECT_GT(hits, 20000u); // enough of the 120,000 samples hit
     EXPECT_GT(wide, 2000u);
     EXPECT_GT(narrow, 2000u);
 }
@@ -336,7 +336,7 @@ TEST_F(RuleOnChip, EntriesAreThoseOfAutomaticPlacement)
     EXPECT_GT(wide, 500u);
 }
 
-// Masks that automatic placement puts into LUT1 as they are count as it does; all others count as for LUT0.
+// Masks that automatic placement stores in LUT1 unchanged have its count; all others count as for LUT0.
 TEST(Rule, CountsAsAutomaticPlacementWhereThatKeepsTheMask)
 {
     Random random(15);

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Sets on the simulated chip: whatever was done to a set, the first rule of the list that fits decides a
-// frame.
+// Sets on the simulated chip: after any edits, the first matching rule of the list decides a frame.
 #include <gtest/gtest.h>
 
 #include "c_user.h"
@@ -42,7 +41,7 @@ protected:
         return ifc_ruleset_number(ifc_ruleset_place_of(of != nullptr ? of : set.get(), position));
     }
 
-    // The shadow is what the hardware holds, on chips that have LUT0.
+    // The shadow equals the hardware, on chips that use LUT0.
     void expectShadowEqualsHardware()
     {
         for (unsigned n = 0; n < IFC_LUT0_RULES; ++n)
@@ -68,7 +67,7 @@ protected:
             side.sourceInterface = random.oneIn(3) ? -1 : static_cast<int>(random.below(4));
             engine::ParsedFrame parsed;
             const int entry = classifier->classify(frame.data(), frame.size(), side, parsed).entry;
-            // classify() takes out only the user-defined fields that rules look at.
+            // classify() extracts only the user-defined fields that rules use.
             engine::ParsedFrame whole;
             classifier->parse(frame.data(), frame.size(), side, whole);
             int expected = engine::kNoEntry;
@@ -243,7 +242,7 @@ TEST_F(RulesetTest, TablesOfOthersAreReadAsRules)
     EXPECT_EQ(at(1).condition[0].key, 0x021122334455u);
     EXPECT_EQ(at(1).action.bits.sp_tag, 0x1234u);
 
-    // The reserved entries 3 to 5 stay as they are, however many rules come.
+    // The reserved entries 3 to 5 do not change, however many rules are added.
     for (unsigned n = 0; n < 35; ++n)
         ASSERT_EQ(append(rules::rule({equal(DPORT, n)})), IFC_RULESET_OK);
     ASSERT_EQ(apply(), IFC_RULESET_OK);
@@ -293,7 +292,7 @@ TEST_F(RulesetTest, ClaimedEntriesAreFreeForRules)
 
 TEST_F(RulesetTest, RulesThatWereReadKeepTheirEntries)
 {
-    // "At least" and "at most the highest", which one entry says.
+    // "At least" and "at most the highest": one entry is enough.
     for (unsigned n = 0; n < 32; n += 2) {
         ASSERT_EQ(ifc_set_lut1_rules(n, IFC_ENABLE, 0, DPORT, 2, 0xFFFF, 0, 1000 + n),
                   static_cast<int>(n + 1));
@@ -350,7 +349,7 @@ TEST_F(RulesetTest, MasksThatPlacementDoesNotTakePreferLut0)
 
 TEST_F(RulesetTest, RulesThatCannotStandInOrderAreNamed)
 {
-    // Only LUT1 holds the first, only LUT0 the second, and a frame can fit both.
+    // Only LUT1 holds the first, only LUT0 the second, and a frame can match both.
     ASSERT_EQ(append(rules::rule({equal(SINF, 3)})), IFC_RULESET_OK);
     ASSERT_EQ(append(rules::rule({equal(UDF0, 1)})), IFC_RULESET_OK);
     ASSERT_EQ(append(rules::rule({equal(DIPv4, 0, 0xFF00FF00)})), IFC_RULESET_OK);
@@ -359,7 +358,7 @@ TEST_F(RulesetTest, RulesThatCannotStandInOrderAreNamed)
     EXPECT_EQ(report.position, 1u);
     EXPECT_EQ(report.later, 2u);
     EXPECT_EQ(report.conflict, 6u);
-    // The other way round they can.
+    // In the opposite order they have places.
     ASSERT_EQ(ifc_ruleset_move(set.get(), 2, 1), IFC_RULESET_OK);
     EXPECT_EQ(apply(), IFC_RULESET_OK);
 }
@@ -436,8 +435,8 @@ TEST_F(RulesetTest, IsUsedFromC)
     EXPECT_EQ(ifc_ruleset_count(set.get()), 2u);
 }
 
-// Random edits, applied one by one and in groups; what is refused leaves everything as it was. After each
-// apply the chip decides as the list does, and so does the list that is read from the tables.
+// Random edits, applied one by one and in groups. A refused edit changes nothing. After each apply the chip
+// decides like the list, and so does a list that is read from the tables.
 TEST_F(RulesetTest, TheListDecidesAfterAnyEdits)
 {
     Random random(31);
@@ -483,7 +482,7 @@ TEST_F(RulesetTest, TheListDecidesAfterAnyEdits)
                 read.push_back(*ifc_ruleset_rule(other.get(), n));
             ASSERT_EQ(read.size(), list.size());
             ASSERT_NO_FATAL_FAILURE(expectListDecides(random, read, *other, 5));
-            // A set that was read wants nothing changed.
+            // A set that was just read needs no changes.
             ASSERT_EQ(ifc_ruleset_apply(other.get(), 0, &report), IFC_RULESET_OK);
             ASSERT_EQ(report.accesses, 0u);
             ASSERT_EQ(report.kept, list.size());

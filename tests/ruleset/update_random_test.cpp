@@ -12,7 +12,7 @@ using ruleset::Outcome;
 namespace
 {
 
-// IFC_UPDATE_FACTOR: so many times as much.
+// IFC_UPDATE_FACTOR multiplies the number of cases.
 unsigned scaled(unsigned count)
 {
     const char *factor = std::getenv("IFC_UPDATE_FACTOR");
@@ -136,7 +136,7 @@ TEST(RandomUpdate, AChipThatStaysSilentIsReportedAndMendedLater)
             ASSERT_NO_FATAL_FAILURE(failEverywhere(seed, {Fault::NotDone, 0, count}, true));
 }
 
-// A dead row may be the last of a new rule, which then goes on living, or any row of an old one.
+// A dead row may be the last row of a new rule, which then stays valid, or any row of an old one.
 TEST(RandomUpdate, ARowThatCannotBeWrittenIsReportedAndMendedLater)
 {
     for (uint64_t seed = 1; seed <= scaled(8); ++seed)

@@ -108,7 +108,7 @@ void changeNarrow(Random &random, IFC_LUT1_Format *table)
     IFC_LUT1_Format before[32];
     std::memcpy(before, table, sizeof before);
     switch (random.below(8)) {
-    case 0: // a shift within a sub-table, as when a rule before the others goes or comes
+    case 0: // a shift within a sub-table, as after adding or deleting a rule before the others
     case 1: {
         const unsigned base = at & 16;
         const unsigned by = 1 + random.below(4);

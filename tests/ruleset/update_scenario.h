@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// A set of rules in the hardware and one that is wanted, with what must come of each rule. The reading of the
-// tables here is the tests' own: nothing of it comes from the code under test.
+// A set of rules in the hardware, a wanted set, and the expected result for each rule. The tables are decoded
+// here independently of the code under test.
 #pragma once
 
 #include "ruleset/update.h"
@@ -36,7 +36,7 @@ struct Scenario {
     uint8_t bindings[IFC_ACTIONS] = {}; // before
 
     std::vector<ruleset::WantedRule> rules;
-    std::vector<IFC_Action_Format> given; // what the rules' action pointers point to
+    std::vector<IFC_Action_Format> given; // the targets of the rules' action pointers
 
     // Derived by settle().
     std::map<unsigned, Living> oldRules;
@@ -55,10 +55,10 @@ struct Scenario {
     }
 };
 
-// Helpers for scenarios by hand. Each entry of a chain gets a word 1 of its own.
+// Helpers for handwritten scenarios. Each entry of a chain gets a different word 1.
 void putChain(ruleset::Tables &tables, unsigned first, unsigned entries, uint32_t key);
 void putWide(ruleset::Tables &tables, unsigned place, uint32_t key);
 IFC_Action_Format actionOf(uint32_t value);
 
-// Any tables with any leftovers, and another image that comes of it by replacing, shifting or swapping.
+// Random tables with leftovers, and a second image made from them by replacing, shifting or swapping.
 Scenario randomScenario(uint64_t seed);

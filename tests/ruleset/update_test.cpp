@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Updates by hand: what each one costs, in which order it writes, and what is refused.
+// Handwritten updates: their accesses, the order of their writes, and refusals.
 #include "update_watch.h"
 
 #include "ifc/ifc_regs.h"
@@ -27,7 +27,7 @@ void runsClean(const Scenario &scenario)
     EXPECT_EQ(watch.complaint(), "");
 }
 
-// Every transfer, or every `step`-th, fails once in its turn.
+// Each transfer, or every `step`-th, fails once in a separate run.
 void survivesFaults(const Scenario &scenario, unsigned step = 1)
 {
     UpdateWatch undisturbed(scenario);
@@ -152,7 +152,7 @@ TEST(Update, ANewRuleOfThreeEntriesTakesFewAccesses)
 TEST(Update, TheEndGoesFirstAndComesLast)
 {
     Scenario s = someRules();
-    putChain(s.wanted, 0, 3, 0x700); // every row another one
+    putChain(s.wanted, 0, 3, 0x700); // every row differs
     putWide(s.wanted, 2, 0x400);
     s.wanted.lut0[2].word[40] ^= 1;
     s.wanted.lut0[2].word[1] ^= 1;
@@ -248,7 +248,7 @@ TEST(Update, FullTablesTurnRound)
     survivesFaults(s, 13);
 }
 
-// The same rows, but another rule: it begins at zero, and so the place must be dead in between.
+// The same rows but another rule: it counts from zero, so the place must be invalid in between.
 TEST(Update, AnEqualRuleInThePlaceOfAnotherIsANewOne)
 {
     Scenario s = someRules();
@@ -263,7 +263,7 @@ TEST(Update, AnEqualRuleInThePlaceOfAnotherIsANewOne)
     survivesFaults(s);
 }
 
-// Entries that are valid but belong to no rule would become the beginning of the next chain.
+// Valid entries that belong to no rule would become the start of the next chain.
 TEST(Update, LeftoversNeverJoinARule)
 {
     Scenario s = someRules();
@@ -315,7 +315,7 @@ TEST(Update, OneRowThatCannotBeWrittenKeepsNoOtherRuleAway)
     Scenario s = someRules();
     s.wanted = {};
     s.settle();
-    // Transfers: head of 2, ends 2, 4 and 8, then the body rows and the entries 0, 1 and 3.
+    // Transfers: the head of 2, the ends 2, 4 and 8, then the body rows and entries 0, 1 and 3.
     UpdateWatch watch(s);
     EXPECT_EQ(watch.run({Fault::DeadRow, 14, 1}), Outcome::Incomplete);
     EXPECT_EQ(watch.complaint(), "");

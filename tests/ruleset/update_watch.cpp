@@ -16,7 +16,7 @@ namespace
 
 constexpr unsigned kStretchBound = 64;
 constexpr unsigned kPolls = 3;
-constexpr uint32_t kGlobalConfig = 0x00000031; // on, and bits that are none of ours
+constexpr uint32_t kGlobalConfig = 0x00000031; // on, and bits that the update does not own
 
 bool isWrite(uint32_t command)
 {
@@ -38,7 +38,7 @@ unsigned indexOf(uint32_t command)
     return command >> 16 & 0xFF;
 }
 
-// The word of the table that a data register stands for in a row, or nullptr.
+// The table's word for a data register of a row, or nullptr.
 uint32_t *rowWord(engine::Tables &tables, uint32_t command, unsigned n)
 {
     const unsigned index = indexOf(command);
@@ -138,7 +138,7 @@ void UpdateWatch::onAccess(const Access &access)
 {
     if (!watching_)
         return;
-    look(); // at what the access before this one left
+    look(); // at the state after the previous access
     frame();
     const bool isCommand = access.kind == AccessKind::Write && access.reg == IFC_RULE_CFG;
     if (pending_ && (isCommand || pendingFor_-- == 0))
@@ -215,7 +215,7 @@ void UpdateWatch::happenLate()
     look();
 }
 
-// Every living rule is a whole old or a whole new one, with its action.
+// Every living rule is a complete old or new one, with its action.
 void UpdateWatch::look()
 {
     if (chip_.generation() == lastGeneration_)
@@ -321,7 +321,7 @@ void UpdateWatch::checkEntries(bool old, const RowSet &except)
         } else if (isOld) {
             exact = !isNew || !s_.fromZero.at(number) || !s_.stays(number);
             expected[2] += oldHits_[number];
-            // What changed in its place keeps its counter all the time.
+            // A rule that changed in its place keeps its counter throughout.
             if (isNew && s_.origin.at(number) == static_cast<int>(number) && !s_.fromZero.at(number))
                 expected[2] += newHits_[number];
         }
@@ -330,7 +330,7 @@ void UpdateWatch::checkEntries(bool old, const RowSet &except)
     }
 }
 
-// Only rows that differ, and the heads and ends of what goes and comes; each at most twice.
+// Only rows that differ, and heads and ends of deleted and new rules, are written; each at most twice.
 void UpdateWatch::checkWrites()
 {
     std::set<Key> heads;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Runs an update on a simulated chip on which frames hit the living rules all the time, makes transfers fail,
-// and checks after every single register access what the chip sees.
+// Runs an update on a simulated chip while frames hit the living rules. Makes transfers fail, and checks the
+// chip's tables after every single register access.
 #pragma once
 
 #include "update_scenario.h"
@@ -17,8 +17,8 @@ struct Fault {
     enum Kind {
         None,
         NotDone,      // `count` transfers in a row do not happen
-        NotDoneTwice, // it does not happen, nor does the one `count` + 1 transfers later, on the way back
-        DoneUnseen,   // the transfer happens, its done bit shows too late
+        NotDoneTwice, // it does not happen, nor does the one `count` + 1 transfers later, in the undo
+        DoneUnseen,   // the transfer happens, its done bit is set too late
         LateTransfer, // the transfer happens `count` accesses later, or just before the next command
         DeadRow,      // no transfer to the row of this transfer happens any more
         StuckRow,     // the same, but the transfer itself happens; its done bit is not seen
@@ -99,5 +99,5 @@ private:
     Life life_[40] = {};
     uint32_t oldHits_[40] = {};
     uint32_t newHits_[40] = {};
-    uint64_t countersLost_ = 0; // went on from a wrong value while the way back was incomplete
+    uint64_t countersLost_ = 0; // continued from a wrong value while the undo was incomplete
 };

@@ -16,7 +16,7 @@ namespace
 using state::ChipState;
 using state::Damage;
 
-// Every word different, so that two swapped words show.
+// Every word is different, so the test detects swapped words.
 ChipState noise(uint32_t seed)
 {
     ChipState chip;

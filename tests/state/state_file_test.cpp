@@ -114,7 +114,7 @@ TEST_F(StateFileTest, a_full_disk_leaves_the_old_content)
     const pid_t child = ::fork();
     ASSERT_GE(child, 0);
     if (child == 0) {
-        // A file size limit stands in for a full disk.
+        // A file size limit simulates a full disk.
         std::signal(SIGXFSZ, SIG_IGN);
         const rlimit limit{1000, 1000};
         ::setrlimit(RLIMIT_FSIZE, &limit);
@@ -151,13 +151,13 @@ TEST_F(StateFileTest, a_kill_at_any_moment_leaves_the_old_or_the_new)
         std::this_thread::sleep_for(std::chrono::microseconds(random() % 3000));
         ::kill(child, SIGKILL);
         ::waitpid(child, nullptr, 0);
-        const StateFile file(path, 60000); // the lock of the dead is free
+        const StateFile file(path, 60000); // a killed process holds no lock
         const std::string found = file.load().value_or("");
         ASSERT_TRUE(found == contents[0] || found == contents[1]) << found.size();
         ++seen[found == contents[1]];
     }
     EXPECT_GT(seen[0], 0);
-    EXPECT_GT(seen[1], 0); // else no kill came late enough to prove anything
+    EXPECT_GT(seen[1], 0); // else every kill came too early to test anything
 }
 
 TEST(DefaultPath, follows_the_environment)

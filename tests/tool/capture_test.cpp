@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// The library of captures: what the writer wrote, both readers read; faults are told apart.
+// The capture library: both readers read the writer's files; faults are distinguished.
 #include "tools/capture/capture_writer.h"
 #include "tools/capture/error.h"
 #include "tools/capture/frame_capture.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// What the tool foretells of its rules as a set against what it then does, over random tables and rules on a
+// Compares the tool's predictions for ordered rules with their results, over random tables and rules on a
 // simulated chip. IFC_FORETELL_SETS in the environment sets the number of cases of each test (default 200).
 #include "tools/ifcctl/core/errors.h"
 #include "tools/ifcctl/device/rule_set.h"
@@ -46,7 +46,7 @@ struct State {
 class ForetellSet : public testing::Test
 {
 protected:
-    // Tables from empty to full, by the set and now and then by automatic placement.
+    // Tables from empty to full, filled by the set and sometimes by automatic placement.
     void randomTables()
     {
         (void)clear_all_ifc_rules();
@@ -60,7 +60,7 @@ protected:
             }
         }
         if (random_.oneIn(4)) {
-            // A remain without an end flag.
+            // A leftover without an end flag.
             IFC_LUT1_Format &entry = IFC_LUT1_Rule[random_.below(IFC_LUT1_RULES)];
             if (entry.type0.valid == 0) {
                 entry.type0.field = DPORT;
@@ -107,7 +107,7 @@ TEST_F(ForetellSet, PlanSaysWhatApplyDoes)
         ASSERT_EQ(done.moved, plan.moved);
         for (unsigned position = 0; position < set.count(); ++position)
             ASSERT_EQ(std::memcmp(&plan.place[position], &done.place[position], sizeof *plan.place), 0);
-        // What stands is what was told.
+        // The tables are as predicted.
         const RuleSet again(session_);
         ASSERT_EQ(again.count(), set.count());
         for (unsigned position = 0; position < set.count(); ++position)

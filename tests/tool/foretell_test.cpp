@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// What the tool foretells against what the rule layer then does, over random tables and requests.
+// Compares the tool's predictions with the rule layer's results, over random tables and requests.
 // IFC_FORETELL in the environment sets the number of cases of each test (default 100,000).
 #include "tools/ifcctl/core/errors.h"
 #include "tools/ifcctl/core/placement_plan.h"
@@ -73,7 +73,7 @@ protected:
 
     unsigned below(unsigned bound) { return random_.below(bound); }
 
-    // Tables from empty to full, with chains and with remains that have no end flag.
+    // Tables from empty to full, with chains and with leftovers that have no end flag.
     void randomTables()
     {
         (void)clear_all_ifc_rules();
@@ -90,7 +90,7 @@ protected:
         }
     }
 
-    // Masks that LUT1 holds, holds wider, and does not hold.
+    // Masks that LUT1 holds, widens, and does not hold.
     uint64_t randomMask(unsigned width)
     {
         const uint64_t ones = (uint64_t{1} << width) - 1;
@@ -169,7 +169,7 @@ std::string describe(const Match &match)
     return text;
 }
 
-// The number that validate foretells, or why it refuses.
+// The number that `validate` predicts, or the reason of its refusal.
 struct Verdict {
     int id = -1;
     Plan plan{};
@@ -188,7 +188,7 @@ Verdict foretell(const Match &match, bool force)
     return verdict;
 }
 
-// What an add of the tool does: plan, then the rule layer.
+// An add of the tool: plan, then the rule layer.
 TEST_F(Foretell, ValidateSaysThePlaceOrTheRefusal)
 {
     const unsigned cases = caseCount();
@@ -206,7 +206,7 @@ TEST_F(Foretell, ValidateSaysThePlaceOrTheRefusal)
         if (verdict.id >= 0) {
             ++seen[verdict.plan.lut0 ? "LUT0" : "LUT1"];
             ASSERT_EQ(id, verdict.id) << describe(match);
-            // Exactly the foretold entries are new.
+            // Exactly the predicted entries are new.
             for (unsigned entry = 0; entry < IFC_LUT1_RULES; ++entry) {
                 const bool planned =
                     !verdict.plan.lut0 && entry >= verdict.plan.first && entry <= verdict.plan.last;

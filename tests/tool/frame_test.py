@@ -157,7 +157,7 @@ class Frames(unittest.TestCase):
     def test_a_damaged_packed_capture(self):
         with open(STACK, "rb") as file:
             packed = gzip.compress(file.read())
-        # Its last eight bytes are a sum and a length: what is unpacked is complete, and wrong.
+        # Its last eight bytes are a checksum and a length: the unpacked data is complete, but wrong.
         for name, data in (("sum", packed[:-8] + bytes(4) + packed[-4:]), ("cut", packed[:-4]), ("short", packed[:-90])):
             with open(self.path(name), "wb") as file:
                 file.write(data)
@@ -207,7 +207,7 @@ class Frames(unittest.TestCase):
         self.assertEqual(code, 2)
         self.assertIn("it is a folder", err)
         self.assertEqual(os.listdir(folder), [])
-        # What has the name of an unfinished file is somebody else's.
+        # A file with the name of an unfinished file belongs to somebody else.
         beside = self.path("out.pcap.part")
         with open(beside, "w") as file:
             file.write("mine")

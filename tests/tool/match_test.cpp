@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// What automatic placement and deletion make of conditions.
+// Conditions in automatic placement and deletion.
 #include "tools/ifcctl/core/deletion.h"
 #include "tools/ifcctl/core/match.h"
 #include "tools/ifcctl/core/rule_words.h"

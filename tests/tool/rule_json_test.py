@@ -86,7 +86,7 @@ def main():
             assert len(rules) == len(lines), lines
             checked += len(rules)
         again = documents(batch("ppe on", *map(wordsof, rules), "rule list", args=("-j",)))[-1]
-        # Rules that overlap nowhere may swap their places.
+        # Rules that do not overlap may exchange their places.
         pick = lambda all_: sorted(json.dumps((sorted(map(str, r["conditions"])), r["actions"])) for r in all_)
         assert pick(again) == pick(rules), lines
     wrong = 0

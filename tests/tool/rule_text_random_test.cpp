@@ -36,8 +36,8 @@ uint64_t onesOf(unsigned field)
     return (uint64_t{1} << ifc::fieldWidth(field)) - 1;
 }
 
-// What the conditions say, apart from how they are cut: each bit that must have a value by itself, a range as
-// its two sides.
+// The meaning of the conditions, however they are divided: each required bit separately, a range as its two
+// bounds.
 using Statement = std::tuple<unsigned, unsigned, uint64_t, uint64_t>; // field, comparison, mask, key
 std::multiset<Statement> meaningOf(const ifc_rule &rule)
 {
@@ -196,12 +196,12 @@ TEST_F(RuleTexts, RulesReadBack)
 {
     for (unsigned n = 0; n < caseCount() && !HasFatalFailure(); ++n)
         expectReadsBack(randomRule());
-    // Not those whose address words stand the other way round.
+    // Except those whose address words are in reverse order.
     std::printf("%u of %u rules with the same records\n", exact_, compared_);
     EXPECT_GT(exact_, compared_ * 9 / 10);
 }
 
-// Whatever stands in the tables.
+// Any table contents.
 TEST_F(RuleTexts, RecordsOfAnyContentReadBack)
 {
     unsigned rules = 0;
@@ -251,7 +251,7 @@ TEST_F(RuleTexts, ActionEntriesOfAnyContentReadBack)
     }
 }
 
-// Words against the operation that they stand for.
+// Compares words with their operation.
 TEST_F(RuleTexts, ActionWordsProgramWhatTheLayerPrograms)
 {
     struct SubAction {

@@ -25,7 +25,7 @@ ifc_rule matchOf(const std::string &line)
     return rule;
 }
 
-// What it prints of what it read.
+// Reads words and prints them again.
 std::string again(const std::string &line)
 {
     return matchText(matchOf(line));
@@ -180,7 +180,7 @@ TEST(RuleWords, AnyFrameAndAnyValue)
         EXPECT_EQ(again(line), line);
 }
 
-// What is printed elsewhere: names of the record as they stand, addresses and numbers of JSON.
+// Forms that other outputs print: the fields' own names, addresses and numbers of JSON.
 TEST(RuleWords, TakeTheNamesOfTheRecord)
 {
     EXPECT_EQ(again("DPORT 53"), "dst_port 53");

@@ -120,6 +120,27 @@ class SetTest(unittest.TestCase):
         self.assertEqual(self.json("resource", "show")["lut1_free"], 31)
         self.good("table", "verify")
 
+    def test_rules_that_never_hit_are_not_all_the_same(self):
+        self.good("set", "load", self.file("rule add eth_type arp dst_port 53 action cpu\n"))
+        done = self.json("set", "load", self.file("rule add eth_type arp dst_port 80 action cpu\n"))
+        self.assertEqual((done["kept"], done["added"], done["deleted"]), (0, 1, 1))
+        self.assertEqual(self.words(), ["eth_type arp dst_port 80 action cpu"])
+
+    def test_long_chains_make_room_for_the_file(self):
+        long = "".join(f"rule add udf0 {n} udf0 any action cpu\n" for n in range(16))  # two entries each
+        short = "".join(f"rule add udf0 {n} action cpu\n" for n in range(32))
+        self.good("set", "load", self.file(long))
+        self.assertEqual(self.json("set", "load", self.file(short))["added"], 32)
+        self.good("table", "verify")
+
+    def test_tables_that_differ_from_the_shadow_are_refused(self):
+        self.tool("--done-after", "0", "op", "ifc_set_lut1_rules 0 1 1 28 0 0xffff 0 9")
+        name = self.file("rule add vlan_id 5 action cpu\n")
+        self.bad(3, "set", "load", name, parts=["hardware and shadow differ", "write_all_ifc_rule_to_hw"])
+        self.good("op", "write_all_ifc_rule_to_hw")
+        self.good("set", "load", name)
+        self.good("table", "verify")
+
     def test_the_order_of_the_file_decides(self):
         one, other = "rule add dst_port 5065 action cpu nbq 1\n", "rule add ip_proto udp action cpu nbq 2\n"
         for text, queue in ((one + other, 1), (other + one, 2), (one + other, 1)):

@@ -46,7 +46,7 @@ class Verbs(unittest.TestCase):
         return self.documents(*lines, "frame send " + frame)[-1].get("action", {}).get("queue", 0)
 
     def test_add_appends(self):
-        # By size, automatic placement would put the second rule, which is wide, in front of the first.
+        # By size, automatic placement would put the second rule, which is wide, before the first.
         first = "rule add dst_port 53 action queue 1"
         second = "rule add dst_ip 10.0.0.2 src_ip 10.0.0.1 vlan_id 7 dst_port 53 src_port 1024 ip_proto udp eth_type ipv4 " \
                  "dst_mac 02:00:00:00:00:02 action queue 2"

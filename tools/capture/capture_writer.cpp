@@ -98,7 +98,7 @@ void CaptureWriter::write(const CapturedFrame &frame, const uint8_t *data, uint3
         throw Error(Fault::FrameLength, path_,
                     "a frame of " + std::to_string(length) + " bytes; accepted: up to " +
                         std::to_string(kMaxFrame));
-    // The number of bytes that the capture cut off stays the same.
+    // The capture may have cut the frame: the number of missing bytes stays the same.
     const uint64_t whole = uint64_t{std::max(frame.wireLength, frame.length)} - frame.length + length;
     const auto wireLength = static_cast<uint32_t>(std::min<uint64_t>(whole, UINT32_MAX));
     const uint32_t header[4] = {frame.seconds, frame.fraction, length, wireLength};

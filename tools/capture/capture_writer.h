@@ -10,8 +10,8 @@
 namespace capture
 {
 
-// The frames go to an unfinished file beside the target, which finish() renames. Until then, and after an
-// error, the target stays as it was. A device or a pipe is written directly. Throws Error.
+// The frames go to an unfinished file in the target's folder, which finish() renames. Until then, and after
+// an error, the target stays as it was. A device or a pipe is written directly. Throws Error.
 class CaptureWriter
 {
 public:
@@ -30,7 +30,7 @@ private:
 
     std::string path_;
     std::string target_;     // the path with its symbolic links resolved
-    std::string unfinished_; // beside the target; empty: written directly
+    std::string unfinished_; // in the same folder; empty: written directly
     std::FILE *file_ = nullptr;
 };
 

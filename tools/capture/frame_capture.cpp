@@ -86,7 +86,7 @@ void FrameCapture::checkLinkType() const
         bad("its frames end with an FCS; accepted: frames without");
 }
 
-// A damaged compressed file looks like a shorter capture. Only the unpacker's exit code tells.
+// A damaged compressed file looks like a shorter capture. Only the unpacker's exit code shows the difference.
 void FrameCapture::checkUnpacked()
 {
     const int status = pcap_->unpacker.wait();
@@ -94,7 +94,7 @@ void FrameCapture::checkUnpacked()
         bad("the compressed file is damaged");
 }
 
-// The file as libpcap is to read it, unpacked if necessary.
+// The file for libpcap, unpacked if necessary.
 std::FILE *FrameCapture::openFile()
 {
     int source = -1;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Reads any capture file: plain pcap by its own reader, all other formats by libpcap, compressed files
-// through the program that unpacks them.
+// Reads any capture file: plain pcap by our own reader, other formats by libpcap. The program of the
+// compression unpacks compressed files.
 #pragma once
 
 #include "captured_frame.h"
@@ -24,7 +24,7 @@ public:
 
     bool next(CapturedFrame &frame); // false at the end
     bool nanoseconds() const;
-    uint64_t size() const { return size_; }         // of the file, in bytes; 0 when unknown
+    uint64_t size() const { return size_; }         // of the file, in bytes; 0 if unknown
     uint64_t consumed() const { return consumed_; } // of the file, approximately
 
 private:

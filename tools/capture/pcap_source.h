@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Reads every capture format that libpcap knows. Without libpcap the same class reads none.
+// Reads every capture format that libpcap supports. In a build without libpcap this class reads none.
 #pragma once
 
 #include "captured_frame.h"
@@ -14,7 +14,7 @@ namespace capture
 class PcapSource
 {
 public:
-    // Takes over the file, also when it throws. Throws std::runtime_error with the reason.
+    // Takes ownership of the file, even if it throws. Throws std::runtime_error with the reason.
     explicit PcapSource(std::FILE *file);
     ~PcapSource();
     PcapSource(const PcapSource &) = delete;
@@ -22,7 +22,7 @@ public:
 
     uint32_t linkType() const;
     std::string linkTypeName() const;
-    // As the file's header states it. 0: the frames have no FCS, or the header does not say.
+    // From the file's header. 0: the frames have no FCS, or the header does not say.
     uint32_t fcsLength() const;
     // False at the end. Fractions are nanoseconds. Throws std::runtime_error.
     bool next(CapturedFrame &frame);

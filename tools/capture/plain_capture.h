@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Reads the plain pcap format in large pieces: either byte order, microseconds or nanoseconds, Ethernet
-// without FCS only.
+// Reads the plain pcap format in large pieces: either byte order, microseconds or nanoseconds. Only Ethernet
+// without FCS.
 #pragma once
 
 #include "captured_frame.h"

@@ -35,7 +35,7 @@ std::string listOfCommands()
                   "failed, 6 output failed.";
 }
 
-// Prints the option parser's message, which quotes the words that it did not understand.
+// Prints the option parser's message, which quotes the words that it does not accept.
 int explainOptions(const CLI::App &app, const CLI::ParseError &error)
 {
     std::ostringstream out;
@@ -48,8 +48,8 @@ int explainOptions(const CLI::App &app, const CLI::ParseError &error)
     return code == 0 ? kExitDone : kExitUsage;
 }
 
-// The state file that the chip lives in, "" for a fresh one: --state, else IFC_STATE, else the user's; a
-// batch begins with a fresh chip unless one of the first two names a file.
+// The chip's state file, "" for a fresh chip: --state, else IFC_STATE, else the user's default. A batch
+// starts with a fresh chip unless --state or IFC_STATE names a file.
 std::string statePath(const std::string &option, bool batch)
 {
     const char *variable = std::getenv("IFC_STATE");
@@ -86,7 +86,7 @@ ExitCode runAll(Session &session, std::optional<Batch> &batch, const std::vector
     }
 }
 
-// After a failure too: what took effect is kept.
+// After a failure too: commands that took effect are saved.
 ExitCode keepAll(Session &session, ExitCode code)
 {
     try {

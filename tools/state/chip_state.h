@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Everything that a simulated chip and its driver remember, as a value and as bytes.
+// The whole state of a simulated chip and its driver, as a value and as bytes.
 //
-// The format, all numbers little-endian, 4 bytes each unless said otherwise:
+// The format. Numbers are little-endian:
 //
 //   offset  size  content
 //        0     8  "IFCSTATE"
@@ -43,13 +43,13 @@ struct ChipState {
     IFC_LUT1_Format shadowLut1[IFC_LUT1_RULES] = {};
 };
 
-// Why bytes are no state that this program can use.
+// Why these bytes cannot be used as a state.
 enum class Damage {
     None,
     Foreign,   // does not begin like a state file
-    Newer,     // a format version that this program does not know
-    Truncated, // shorter than its header says, or than a header
-    Longer,    // bytes follow the end
+    Newer,     // a newer format version
+    Truncated, // shorter than a header, or than the header says
+    Longer,    // longer than the header says
     Checksum,
 };
 
@@ -63,7 +63,7 @@ Damage decode(std::string_view bytes, ChipState &chip);
 // A clause for messages: "is no ifcctl state file".
 const char *describe(Damage damage);
 
-// The chip and this process's driver, between two commands.
+// Reads the state of the chip and of this process's driver, between two commands.
 ChipState capture(engine::RegisterWindow &window, int revision);
 // Writes registers and tables of a chip that was just powered on, and the driver's shadow.
 void restore(const ChipState &chip, engine::RegisterWindow &window);

@@ -38,7 +38,7 @@ public:
     Descriptor(const Descriptor &) = delete;
     Descriptor &operator=(const Descriptor &) = delete;
     int number() const { return number_; }
-    // Closes now and tells whether that worked: some file systems report a failed write only here.
+    // Closes now and returns whether that worked: some file systems report a failed write only here.
     bool close()
     {
         const int number = number_;
@@ -64,7 +64,7 @@ bool writeAll(int descriptor, const std::string &bytes)
     return true;
 }
 
-// The file that a chain of symbolic links ends at, which need not exist.
+// The file at the end of a chain of symbolic links. It may be missing.
 std::string followLinks(const std::string &path)
 {
     constexpr int kMostLinks = 40;
@@ -145,7 +145,7 @@ std::optional<std::string> readUnlocked(const std::string &path)
         if (count == 0)
             return bytes;
         bytes.append(buffer, static_cast<size_t>(count));
-        constexpr size_t kMost = 1 << 20; // no state is near this; a device file would never end
+        constexpr size_t kMost = 1 << 20; // far above any state; a device file would never end
         if (bytes.size() > kMost)
             return bytes;
     }
@@ -177,7 +177,7 @@ void replaceFile(const std::string &name, const std::string &fresh, const std::s
         ::unlink(fresh.c_str());
         throw systemError(path, error);
     }
-    // The name reaches the disk with its folder.
+    // Flushing the folder puts the new name on the disk.
     const Descriptor folder(::open(folderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (folder.number() >= 0)
         (void)::fsync(folder.number());

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// A file that keeps bytes across programs: one writer at a time, and a kill at any moment leaves the old
-// content or the new.
+// A file that keeps bytes between runs, with one writer at a time. If a program is killed at any moment, the
+// file has either the old content or the new.
 //
-// The lock is a file of its own beside it, FILE.lock, which is never removed. New content is written to
+// The lock is a separate file, FILE.lock, which is never removed. New content is written to
 // FILE.new, flushed to the disk and renamed over FILE.
 #pragma once
 
@@ -18,7 +18,7 @@ class FileError : public std::runtime_error
 {
 public:
     enum class Reason {
-        Busy,   // another program holds the lock, and still did after the wait
+        Busy,   // another program still held the lock after the wait
         System, // a system call failed
     };
     FileError(Reason reason, const std::string &text) : std::runtime_error(text), reason_(reason) {}
@@ -31,8 +31,9 @@ private:
 class StateFile
 {
 public:
-    // Makes the folder if it is missing and takes the lock. Waits up to `waitMilliseconds` for another
-    // program to let go. A symbolic link is followed: the file that it names is replaced. Throws FileError.
+    // Makes the folder if it is missing and takes the lock. Waits up to `waitMilliseconds` until
+    // another program releases it. A symbolic link is followed: the file that it names is replaced. Throws
+    // FileError.
     StateFile(const std::string &path, unsigned waitMilliseconds);
     ~StateFile();
     StateFile(const StateFile &) = delete;
@@ -41,7 +42,7 @@ public:
     // The content, or nothing if there is no such file. Throws FileError.
     std::optional<std::string> load() const;
 
-    // Replaces the content. Throws FileError; the old content then still stands.
+    // Replaces the content. Throws FileError; the old content is then unchanged.
     void save(const std::string &bytes) const;
 
     const std::string &path() const { return path_; }
@@ -51,15 +52,15 @@ private:
     int lock_ = -1;
 };
 
-// The content of a file that is not locked: what some writer left, whole. Nothing if there is no such file.
+// Reads a file without a lock: the complete content of the last writer. Nothing if there is no such file.
 // Throws FileError.
 std::optional<std::string> readUnlocked(const std::string &path);
 
-// Replaces the content of a file, or makes it: a kill at any moment leaves the old content or the new. The
-// bytes go to `unfinished` first, in the same folder. A symbolic link is followed. Throws FileError.
+// Replaces the content of a file, or makes the file. A kill leaves the old content or the new. The bytes go
+// to `unfinished` first, in the same folder. A symbolic link is followed. Throws FileError.
 void replaceFile(const std::string &path, const std::string &unfinished, const std::string &bytes);
 
-// Where a user's state lives unless another place is named: $XDG_STATE_HOME/ifcctl/chip.state, or
+// The default place of a user's state: $XDG_STATE_HOME/ifcctl/chip.state, or
 // ~/.local/state/ifcctl/chip.state (the folders of the XDG base directories). Empty if neither is known.
 std::string defaultPath();
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Random flower filters with priorities come and go at two ports: at one the classifier decides (skip_sw), at
-// its twin, a veth pair, software does (skip_hw). The same random frames are sent to both. Each filter pushes
-// a tag with its own number, or edits tags otherwise, and redirects. So what arrives behind tells which
-// filter decided, and what it made of the frame.
-// Usage: churn SEED CHANGES EVERY FRAMES [CAPTURE...]: so many frames after EVERY changes, some of the
-// captures. Prints what it did, exit 1 if a fate differs. The filters stay.
+// Adds and deletes random flower filters with priorities at two ports. At one the classifier decides
+// (skip_sw), at its twin, a veth pair, software does (skip_hw). The same random frames are sent to both. Each
+// filter pushes a tag with its own number, or makes another tag edit, and redirects. So the received frame
+// shows which filter decided, and how it changed the frame.
+// Usage: churn SEED CHANGES EVERY FRAMES [CAPTURE...]: sends FRAMES frames after every EVERY changes, some
+// from the captures. Prints a summary; exits with 1 if a result differs. The filters stay.
 #define _GNU_SOURCE // sched_setaffinity
 #include <arpa/inet.h>
 #include <errno.h>
@@ -103,7 +103,7 @@ static void begin(int type, int flags, int device, uint32_t handle, uint32_t pri
     message.tc.tcm_info = TC_H_MAKE(priority << 16, htons(protocol));
 }
 
-static char reason[256]; // of the last refusal, as the kernel tells it
+static char reason[256]; // of the last refusal, the kernel's message
 
 static int transact(void)
 {
@@ -120,7 +120,7 @@ static int transact(void)
         const struct nlmsgerr *error = NLMSG_DATA(header);
         reason[0] = '\0';
         if (error->error != 0 && (header->nlmsg_flags & NLM_F_ACK_TLVS) != 0) {
-            // The request stands in front of the attributes unless it was left out.
+            // The request comes before the attributes unless it was left out.
             size_t skip = NLMSG_ALIGN(sizeof *error) +
                           (header->nlmsg_flags & NLM_F_CAPPED ? 0 : error->msg.nlmsg_len - sizeof error->msg);
             const struct rtattr *attribute = (const struct rtattr *)((const char *)error + NLMSG_ALIGN(skip));
@@ -134,7 +134,7 @@ static int transact(void)
 }
 
 // ------------------------------------------------------------------------------------------------------
-// Filters: few values of each key, so that they overlap with each other and fit many frames
+// Filters: few values of each key, so that they overlap and match many frames
 // ------------------------------------------------------------------------------------------------------
 
 static const uint8_t macs[3][6] = {{2, 0, 0, 0, 0, 1}, {2, 0, 0, 0, 1, 1}, {1, 0, 94, 0, 0, 1}};
@@ -452,7 +452,7 @@ static uint8_t *transport(uint8_t *at, uint8_t protocol)
 
 static uint8_t *ipv4(uint8_t *at, uint16_t payload)
 {
-    // Known: of MPLS in IPv4, 137, software takes the inner protocol for the EtherType (docs/linux.md).
+    // Known: for MPLS in IPv4, 137, software uses the inner protocol as the EtherType (docs/linux.md).
     uint8_t protocol = draw(6) ? protocols[draw(4)] : draw(137);
     unsigned options = draw(8) ? 0 : 4 * draw(11);
     uint8_t *start = at;
@@ -552,7 +552,7 @@ static void load_examples(const char *name)
     }
     while (fread(record, sizeof record, 1, file) == 1 && record[2] <= sizeof bytes &&
            fread(bytes, 1, record[2], file) == record[2]) {
-        // Room for what names it and for two tags, within the MTU.
+        // Leaves room for its identifier and for two tags within the MTU.
         if (record[2] < 14 || record[2] > 1490 || example_count == EXAMPLES)
             continue;
         examples[example_count].length = record[2];
@@ -561,7 +561,7 @@ static void load_examples(const char *name)
     fclose(file);
 }
 
-// Ends with eight bytes that name it. Every fourth is one of the examples.
+// Ends with an identifier of eight bytes. Every fourth frame is one of the examples.
 static size_t make_frame(uint8_t *frame, uint32_t number)
 {
     uint8_t *at = frame;
@@ -612,7 +612,7 @@ static int open_socket(const char *device)
     return fd;
 }
 
-// The frame with its outer tag put back, which the kernel hands over beside it. 0: it was one that left.
+// The frame with its outer tag restored, which the kernel delivers separately. 0: an outgoing frame.
 static size_t take(int fd, uint8_t *bytes)
 {
     uint8_t raw[FRAME];
@@ -648,7 +648,7 @@ static uint32_t number_of(const uint8_t *bytes, size_t length)
     return words[0] == htonl(0x1FC7E57A) ? ntohl(words[1]) : ~0u;
 }
 
-// Until the last frame of the batch, which always arrives, is there.
+// Receives until the last frame of the batch, which always arrives.
 static bool collect(struct way *way, uint32_t first, unsigned count)
 {
     memset(way->seen, 0, sizeof way->seen);
@@ -680,7 +680,7 @@ static void show(const char *name, const uint8_t *bytes, size_t length)
     printf("%s\n", length == 0 ? "not redirected" : "");
 }
 
-// Seconds since then, and now becomes then.
+// The seconds since the given time, which is then set to now.
 static double lap(struct timespec *then)
 {
     struct timespec now;

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT OR GPL-2.0
-# The ports themselves: where frames go by the tables of the registers, counters, carrier, MTU, unloading.
+# The ports: the path of frames by the tables, counters, carrier, MTU, unloading.
 check "ifc.ko loads" insmod ifc.ko
 [ ! -e ifc_front.ko ] || check "ifc_front.ko loads" insmod ifc_front.ko
 check "ports=0 is refused" sh -c "! insmod ifc_net.ko ports=0 2>/dev/null && dmesg | tail -1 | grep -q 'ports 0: accepted: 1 to 4'"
@@ -32,7 +32,7 @@ frames ifc0w 7 sp=1,dp=80
 check "without rules the host gets the frames" [ $(($(count ifc0 rx_host) - before)) = 7 ]
 check "rtnl statistics say so too" [ "$(cat /sys/class/net/ifc0/statistics/rx_packets)" -ge 7 ]
 
-# Rules by the operator's file: destination port 5001 to 5004, one for each way.
+# Rules by the operator's file: destination ports 5001 to 5004, one for each path.
 echo 1 >$dir/send_to_ppe
 rule() { # ENTRY PORT: one condition and the end
     op "ifc_set_lut1_rules $1 1 1 28 0 0xffff 0 $2"

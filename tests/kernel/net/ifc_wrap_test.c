@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Loading it writes one counter row, behind the back of whoever owns the tables. It never stays loaded.
+// Loading it writes one counter row, without the knowledge of the tables' owner. It never stays loaded.
 #include <linux/module.h>
 #include <linux/spinlock.h>
 

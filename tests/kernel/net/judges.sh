@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT OR GPL-2.0
-# The kernel's own tests, their files unmodified, on our ports. Each verdict that they print becomes one of ours.
+# Runs the kernel's own tests, unmodified, on our ports. Each verdict that they print becomes one of ours.
 load 2
 for dev in ifc0 ifc0w ifc1 ifc1w; do ip link set $dev up; done
 cd /tools/testing/selftests/net/forwarding
@@ -41,8 +41,8 @@ judge tc_chains.sh "unreachable_chain_test create_destroy_chain template_filter_
 ours='skip_sw'
 judge tc_shblocks.sh "" 2 $four
 
-# These have no flag for it: a `tc` in front of the real one puts skip_sw into each flower filter that they add at the
-# ingress of our ports, and changes nothing else. Their filters at an egress stay software.
+# These have no flag for it. A wrapper of `tc` adds skip_sw to each flower filter at the ingress of our ports, and
+# changes nothing else. Filters at an egress stay in software.
 mkdir -p /tmp/front
 cat >/tmp/front/tc <<'FRONT'
 #!/bin/bash

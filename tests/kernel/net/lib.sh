@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT OR GPL-2.0
-# Runs inside the emulated machine. Each check prints PASS or FAIL with what it is about.
+# Runs inside the emulated machine. Each check prints PASS or FAIL and its subject.
 checks=0
 check() { # WHAT COMMAND...
     what=$1

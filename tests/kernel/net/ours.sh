@@ -48,7 +48,7 @@ echo x >&5 2>/dev/null
 check "the file of ordered rules refuses a change as well" grep -q '^ruleset: the tables belong to tc of ifc_net' <&5
 exec 5<&-
 check "send_to_ppe is refused" sh -c "! echo 1 >$dir/send_to_ppe 2>/dev/null"
-# ethtool's exit code does not tell.
+# ethtool's exit code does not show it.
 refused() { # RULES FLOW...: nothing comes beside the rules that are there
     there=$1
     shift

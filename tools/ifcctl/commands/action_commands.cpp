@@ -72,7 +72,7 @@ void counterShow(Session &session, WordReader &words)
 void counterBind(Session &session, WordReader &words)
 {
     const unsigned entry = entryNumber(words, "counter bind");
-    // The rule layer accepts 16 as well, which changes the id of the next entry. The tool does not.
+    // The rule layer also accepts 16, which would change the id of the next entry. The tool refuses it.
     const unsigned id = words.takeNumber("counter bind", 15);
     words.expectEnd("counter bind");
     session.perform("ifc_set_acnt", entry, id);

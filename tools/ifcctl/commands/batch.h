@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Runs a file of commands, one a line.
+// Runs a file of commands, one on each line.
 #pragma once
 
 #include "tools/ifcctl/core/errors.h"
@@ -20,7 +20,7 @@ public:
     Batch(const Batch &) = delete;
     Batch &operator=(const Batch &) = delete;
 
-    // Stops at the first line that fails, after a message on standard error.
+    // At the first line that fails it prints a message on standard error and stops.
     ExitCode run(Session &session);
 
 private:

@@ -50,7 +50,7 @@ void classifierStatus(Session &session, WordReader &words)
 {
     words.expectEnd("classifier");
     const std::string text = session.textOf("ifc_get_ifc_staus");
-    // As ifc_get_ifc_staus() judges it: the whole register as a signed number.
+    // Like ifc_get_ifc_staus(): the whole register as a signed number.
     const bool on = static_cast<int32_t>(session.device().globalConfig()) > 0;
     session.print(text, {{"classifier", on}});
 }
@@ -66,7 +66,7 @@ void resultCheck(Session &session, WordReader &words)
     session.print(as ? "exactly this was hit\n" : "something else was hit\n", {{"result", as}});
 }
 
-// Hands the line to the driver's command handler. What the operation prints comes before its result.
+// Passes the line to the driver's command handler. The operation's output comes before its result.
 void op(Session &session, WordReader &words)
 {
     std::string line;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// The commands: OBJECT VERB and what follows them.
+// The commands: OBJECT VERB ARGUMENT...
 #pragma once
 
 #include "tools/ifcctl/core/rule_words.h"
@@ -14,14 +14,14 @@ namespace ifcctl
 
 struct Command {
     const char *object;
-    const char *verb; // "" for an object that stands alone
+    const char *verb; // "" for an object without verbs
     const char *arguments;
     const char *help;
-    // `words` begins after the verb.
+    // `words` starts after the verb.
     void (*run)(Session &session, WordReader &words);
 };
 
-// Each source of commands offers a table of its own; these are all of them.
+// Each source of commands has a table; this is the list of them.
 std::vector<Command> allCommands();
 
 std::vector<Command> ruleCommands();
@@ -43,7 +43,7 @@ struct Counter {
 };
 Counter readCounter(Session &session, unsigned entry);
 
-// Programs each sub-action of an entry and returns what the rule layer printed. Throws Error when one is
+// Programs each sub-action of an entry and returns what the rule layer printed. Throws Error if one is
 // refused.
 std::string programAction(Session &session, unsigned entry, const std::vector<SubAction> &action);
 

@@ -31,7 +31,7 @@ IFC_Action_Format actionOf(Session &session, int entry)
     return action;
 }
 
-// The frame as it leaves the engine: a frame that no rule decides leaves as it came.
+// The frame as it leaves the engine. A frame that no rule decides leaves unchanged.
 FrameBytes acted(engine::Classifier &classifier, Session &session, int entry,
                  const engine::ParsedFrame &parsed, const uint8_t *data, size_t length)
 {
@@ -157,7 +157,7 @@ std::string namesOf(const std::vector<Replayed> &captures)
     return names;
 }
 
-// Each rule in deciding order: what it hit and decided, its match and action in words.
+// The rules in the order in which they decide: frames hit and decided, match and action in words.
 std::string rulesText(Session &session, const Totals &totals)
 {
     constexpr unsigned kIndent = 38;
@@ -239,7 +239,7 @@ void frameReplay(Session &session, WordReader &words)
     const auto classifier = std::make_unique<engine::Classifier>(session.device().window());
     Totals totals;
     std::vector<Replayed> captures;
-    // All are opened before the first is replayed: the counters count every capture or none.
+    // All captures are opened before the first is replayed, so the counters count all of them or none.
     std::vector<std::unique_ptr<capture::FrameCapture>> sources;
     sources.reserve(paths.size());
     for (const std::string &path : paths)
@@ -273,7 +273,7 @@ void frameReplay(Session &session, WordReader &words)
     printTotals(session, captures, totals);
 }
 
-// One JSON object a frame, also without --json.
+// One JSON object for each frame, even without --json.
 void frameFields(Session &session, WordReader &words)
 {
     capture::FrameCapture source(words.take("frame fields", "a capture file, or - for standard input"));

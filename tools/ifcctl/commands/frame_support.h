@@ -9,7 +9,7 @@
 namespace ifcctl
 {
 
-// The last line of a text that follows a choice of the model.
+// The last line of an output that depends on the model.
 inline constexpr const char *kModelNote = "model: docs/hardware-model.md\n";
 
 inline bool classifierOn(Session &session)

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// rule add auto, validate auto, del auto: the rule layer's own automatic placement and deletion. The size of
-// a rule alone chooses its place, so these commands say when the place breaks the order.
+// rule add auto, validate auto, del auto: the rule layer's own automatic placement and deletion. Placement
+// looks at the size only, so these commands warn if the place breaks the order.
 #include "rule_auto.h"
 #include "rule_commands.h"
 
@@ -20,7 +20,7 @@ namespace ifcctl
 namespace
 {
 
-// What stands in the way of the automatic deletion, as a note; "" if nothing does.
+// A note why the automatic deletion cannot find the rule; "" if it can.
 std::string deletionNote(const Match &match, bool lut0)
 {
     return describe(deletability(match, lut0));
@@ -70,7 +70,7 @@ std::vector<PlacedRule> takenByDeletion(Session &session, const Match &match)
 std::vector<std::string> orderWarnings(const RuleSet &set, unsigned id)
 {
     const auto position = set.find(id);
-    // Known: the layer fills the shadow of LUT0 also where the chip's LUT0 must not be written.
+    // Known: the layer fills the shadow of LUT0 even if the chip's LUT0 must not be written.
     if (!position)
         return {"on this revision of the chip LUT0 is not written: the rule does not decide"};
     std::vector<std::string> warnings;
@@ -147,8 +147,8 @@ void ruleValidateAuto(Session &session, WordReader &words)
 void ruleDeleteAuto(Session &session, WordReader &words)
 {
     const Match match = automaticRequest(ruleFrom(session, words));
-    // The automatic deletion may compare only the upper 16 bits of a MAC in LUT1, and so delete other rules
-    // as well.
+    // The automatic deletion may compare only the upper 16 bits of a MAC in LUT1, and then deletes other
+    // rules too.
     if (!session.options().force)
         for (const PlacedRule &rule : takenByDeletion(session, match))
             if (!sameConditions(rule.conditions, match))

@@ -11,11 +11,11 @@ namespace ifcctl
 // Every rule that the automatic deletion of these conditions would delete.
 std::vector<PlacedRule> takenByDeletion(Session &session, const Match &match);
 
-// What is to say about the order once automatic placement has put a rule there as the latest one.
+// The warnings about the order after automatic placement has put the newest rule there.
 std::vector<std::string> orderWarnings(const RuleSet &set, unsigned id);
 
-// The conditions as automatic placement takes them: one comparison a field, each with mask bits. Throws
-// Error.
+// The conditions in the form that automatic placement accepts: one comparison for each field, with mask bits.
+// Throws Error.
 Match automaticRequest(const ifc_rule &rule);
 
 bool sameConditions(const Match &one, const Match &other);

@@ -23,7 +23,7 @@ std::string rulesText(unsigned count)
     return std::to_string(count) + (count == 1 ? " rule" : " rules");
 }
 
-// Where the rule would stand after `rule add`, and what that would take.
+// The place of the rule after `rule add`, and the changes that this needs.
 void ruleValidate(Session &session, WordReader &words)
 {
     if (words.skip("auto")) {

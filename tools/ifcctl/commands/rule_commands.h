@@ -9,17 +9,17 @@
 namespace ifcctl
 {
 
-// MATCH... [action WORD...] up to the end of the line. A single MAC goes last unless --keep-order: only there
-// the automatic deletion finds it. Throws Error, also for an action that needs the PPE while it is off.
+// MATCH... [action WORD...] up to the end of the line. Unless --keep-order is given, a single MAC goes last:
+// the automatic deletion finds it only there. Throws Error, also if the action needs the PPE and it is off.
 ifc_rule ruleFrom(Session &session, WordReader &words);
 
-// The position of the rule whose number follows. Throws Error.
+// Reads a rule's number and returns the rule's position. Throws Error.
 unsigned takeRuleNumber(const RuleSet &set, WordReader &words, const std::string &field);
 
-// The positions of the rules that hold exactly these conditions, in any order.
+// The positions of the rules with exactly these conditions, in any order.
 std::vector<unsigned> positionsOf(const RuleSet &set, const ifc_rule &rule);
 
-// A rule that stands in the tables: number, place, action entry, conditions.
+// A rule in the tables: number, place, action entry, conditions.
 nlohmann::ordered_json standingJson(const RuleSet &set, unsigned position, int revision);
 
 // Handlers of the table in rule_commands.cpp, by source.

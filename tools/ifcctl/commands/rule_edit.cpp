@@ -22,7 +22,7 @@ bool stands(const ifc_ruleset_place &place)
     return place.table != IFC_RULESET_NOWHERE;
 }
 
-// Applies the edits and tells what other rules moved, in text and JSON.
+// Applies the edits and reports the other rules that moved, in text and JSON.
 class Applied
 {
 public:

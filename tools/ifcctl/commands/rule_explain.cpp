@@ -54,7 +54,7 @@ void ruleExplain(Session &session, WordReader &words)
     if (!second.empty() && second != "iface" && second != "gem_port")
         id = words.takeNumber("rule explain", IFC_ACTIONS - 1);
     const std::string text = words.take("rule explain", kAccepted);
-    // Two digits are taken for a rule's number without a frame, not for a frame of one byte.
+    // Two digits are a rule's number without a frame, not a frame of one byte.
     if (!id && text.size() <= 2 && text.find_first_not_of("0123456789") == std::string::npos)
         words.reject(kAccepted);
     const FrameBytes frame = frameFrom(text);

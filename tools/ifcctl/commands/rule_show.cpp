@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// rule show: the rules in deciding order, as lines of a batch.
+// rule show: the rules in the order in which they decide, as lines of a batch.
 #include "rule_commands.h"
 #include "wrap.h"
 
@@ -13,7 +13,7 @@ namespace ifcctl
 namespace
 {
 
-// A comment would not reach over a line's end, so it stands on the last line, alone if it must.
+// A comment cannot continue in the next line, so it goes on the last one, alone if necessary.
 std::string withComment(const std::string &text, const std::string &comment, unsigned width)
 {
     constexpr unsigned kIndent = 4;

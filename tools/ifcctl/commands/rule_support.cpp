@@ -36,7 +36,7 @@ bool sameConditions(const ifc_rule &a, const ifc_rule &b)
            std::is_permutation(a.condition, a.condition + a.count, b.condition, sameCondition);
 }
 
-// The conditions as they are read back from a table; false: it does not hold the rule.
+// The conditions as read back from a table. False: the table does not hold the rule.
 bool asStored(const ifc_rule &rule, bool wide, ifc_rule &stored)
 {
     ifc_rule_shape shape{};

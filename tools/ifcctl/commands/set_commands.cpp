@@ -5,11 +5,14 @@
 #include "frame_support.h"
 
 #include "tools/ifcctl/core/rule_words.h"
+#include "tools/ifcctl/device/hardware.h"
 #include "tools/ifcctl/device/set_plan.h"
 #include "tools/state/state_file.h"
 
+#include "ifc/records/chip.h"
 #include "ruleset/edits.h"
 
+#include <algorithm>
 #include <filesystem>
 
 #include <unistd.h>
@@ -68,12 +71,12 @@ nlohmann::ordered_json stepJson(const SetStep &step, int revision)
 
 struct Switch {
     const char *name;
-    const char *word; // that sets it as the file says
+    const char *word; // that sets it to the file's value
     bool wanted;
     const char *operation;
 };
 
-// Those that the file changes.
+// The switches that the file changes.
 std::vector<Switch> switchesOf(Session &session, const SetFile &file)
 {
     std::vector<Switch> list;
@@ -97,6 +100,23 @@ std::string fileOf(WordReader &words, const char *command)
     return words.take(command, "a file of 'rule add' lines, or -");
 }
 
+// An update knows the hardware by the shadow. Where they differ it would leave wrong entries.
+void refuseIfTablesDiffer(Session &session, const std::string &path)
+{
+    bool same = true;
+    if (ifc::hasWritableLut0(session.device().revision()))
+        for (unsigned n = 0; n < IFC_LUT0_RULES; ++n)
+            same = same && std::ranges::equal(readLut0(session, n).word, IFC_LUT0_Rule[n].word);
+    for (unsigned n = 0; n < IFC_LUT1_RULES; ++n)
+        same = same && std::ranges::equal(readLut1(session, n).word, IFC_LUT1_Rule[n].word);
+    session.checkTransfers();
+    if (!same)
+        throw refused(
+            Reason::TablesDiffer, "set load", path,
+            "hardware and shadow differ, see 'table verify'; 'op write_all_ifc_rule_to_hw' brings the "
+            "shadow to the hardware");
+}
+
 void setLoad(Session &session, WordReader &words)
 {
     const bool dry = words.skip("-n");
@@ -106,6 +126,7 @@ void setLoad(Session &session, WordReader &words)
     const bool only = dry || alsoDry;
     const int revision = session.device().revision();
     const SetFile file = readSetFile(path, revision);
+    refuseIfTablesDiffer(session, path);
     SetPlan plan(session, file);
     plan.apply(only ? IFC_RULESET_PLAN_ONLY : 0);
     const std::vector<Switch> switches = switchesOf(session, file);

@@ -9,7 +9,7 @@
 namespace ifcctl
 {
 
-// Between the rules and switches of the device and those of a file: a line each.
+// The differences between the rules and switches of the device and those of a file, one on each line.
 struct Difference {
     std::string text; // "": none
     nlohmann::ordered_json json = nlohmann::ordered_json::array();

@@ -11,7 +11,7 @@
 namespace ifcctl
 {
 
-// Known: where LUT0 is not written, its shadow may hold anything; it is not compared.
+// Known: on chips whose LUT0 is not written, its shadow may hold anything. It is not compared.
 void setVerify(Session &session, WordReader &words)
 {
     std::string path;

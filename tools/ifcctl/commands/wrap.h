@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Text for a terminal of some width.
+// Wraps text at the width of a terminal.
 #pragma once
 
 #include <string>
@@ -10,9 +10,9 @@ namespace ifcctl
 // Columns of standard output: COLUMNS in the environment, else those of the terminal, else 100.
 unsigned outputWidth();
 
-// The text in lines of at most `width` columns where its words allow it. Lines break at spaces; those after
-// the first begin with `indent` spaces, and `more` stands at the end of those before the last, which has room
-// for it. Each line ends with a line end.
+// Breaks the text at spaces into lines of at most `width` columns, if its words are short enough. Every line
+// but the first starts with `indent` spaces. Every line but the last ends with `more`, which counts as part
+// of its width. Each line ends with a line end.
 std::string wrapped(const std::string &text, unsigned width, unsigned indent, const std::string &more = "");
 
 } // namespace ifcctl

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Actions as operators write them. The entry is what ifc_set_action() makes of it, sub-action by sub-action.
+// Actions as operators write them. The entry equals the result of ifc_set_action() for each sub-action.
 #include "errors.h"
 #include "match_words.h"
 #include "nearest_word.h"
@@ -58,7 +58,7 @@ constexpr ActionWord kActionWords[] = {
     {"dpi", IFC_ACT_DPI, 0, 0},
 };
 
-// The enable bits as they stand: the other words then set their fields and nothing else.
+// The raw enable bits: the other words then set only their fields.
 const std::string kEnableWord = "enable";
 const std::string kOffWord = "off";
 
@@ -117,7 +117,7 @@ public:
         const bool toCpu = isNamed("cpu");
         if (toPort && toCpu && !enable_)
             throw usage("action", "cpu fport", "one of them: fport clears the cpu flag");
-        // Two sub-actions share the field nbq: it belongs to the one that is named, or that is on.
+        // Two sub-actions share the field nbq. It belongs to the one that is named or on.
         nbqOfCpu_ = toCpu || (!toPort && ifc::getActionField(entry_.word, ifc::kCpu) != 0);
         for (const Given &given : given_)
             apply(given);
@@ -253,7 +253,7 @@ bool ownsNbq(unsigned actIdx, const uint32_t *words)
     return (actIdx == IFC_ACT_CPU_NBQ) == (ifc::getActionField(words, ifc::kCpu) != 0);
 }
 
-// The words whose values are not 0, and for each enable bit that they leave out one word with the value 0.
+// The words whose values are not 0. For each enable bit without such a word, one word with the value 0.
 std::string naturalText(const IFC_Action_Format &entry, int revision)
 {
     std::string text;

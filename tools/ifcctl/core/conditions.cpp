@@ -41,7 +41,7 @@ unsigned ipVersionOf(const ifc_rule_condition &c)
     if (ifc::isIpv4Address(c.field) || c.field == IPv4_PROTOCOL || c.field == IPv4_DSCP)
         return 4;
     if (ifc::isWord(c.field) || c.field == IPv6_NEXT_HEADER || c.field == IPv6_TRAFFIC_CLASS)
-        return 6; // the words left are those of IPv6 addresses and the flow label
+        return 6; // only IPv6 addresses and the flow label remain
     if (c.field != ETYPE || c.compare != IFC_COMPARE_EQUAL || c.mask != ifc::fieldOnes(ETYPE))
         return 0;
     return c.key == kEthertypeIpv4 ? 4 : c.key == kEthertypeIpv6 ? 6 : 0;

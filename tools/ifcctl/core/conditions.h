@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Conditions of a rule: how to make them, and what they say about each other.
+// Conditions of a rule: makes them, and finds those that exclude each other.
 #pragma once
 
 #include "ruleset/ruleset.h"
@@ -15,8 +15,8 @@ ifc_rule_condition makeRange(unsigned field, uint64_t first, uint64_t last); // 
 // The IP version that a frame must have to fulfil the condition: 4, 6, or 0 for any.
 unsigned ipVersionOf(const ifc_rule_condition &condition);
 
-// Does no frame fulfil both, because they compare the same field or belong to different IP versions? False if
-// one of them never holds by itself.
+// True: no frame fulfils both, because they contradict each other on one field or need different IP versions.
+// False if one of them never holds by itself.
 bool excludeEachOther(const ifc_rule_condition &one, const ifc_rule_condition &other);
 
 } // namespace ifcctl

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// What the automatic deletion of the rule layer cannot find.
+// Rules that the rule layer's automatic deletion cannot find.
 #pragma once
 
 #include "match.h"
@@ -11,7 +11,7 @@ namespace ifcctl
 
 enum class DeletionGap {
     None,
-    UnknownField,  // it does not know an IPv6 word or the flow label
+    UnknownField,  // it does not support IPv6 words and the flow label
     TwoMacs,       // LUT1: two MAC conditions
     AfterMac,      // LUT1: a condition follows the MAC
     OneEntryMac,   // LUT1: a MAC mask that takes one entry
@@ -20,7 +20,7 @@ enum class DeletionGap {
 
 struct Deletability {
     DeletionGap gap = DeletionGap::None;
-    Condition condition; // that is in the way
+    Condition condition; // the cause
 };
 
 // Why the automatic deletion cannot find this rule in the given table.

@@ -21,7 +21,7 @@ enum ExitCode {
 };
 
 enum class Reason {
-    Usage,         // the words or a file to be read are wrong
+    Usage,         // wrong words, or a wrong file
     Contradiction, // two conditions of a rule exclude each other
 
     PpeOff,            // the action needs the packet engine, which is off
@@ -29,14 +29,14 @@ enum class Reason {
     MaskNotContiguous, // LUT1 cannot hold this mask
     MaskStoredWider,   // LUT1 would compare more bits than asked
     NoSpace,           // no free place is large enough
-    NeedsLut0,         // only LUT0 holds the rule, and this chip does not offer it
-    OrderConflict,     // no places keep the order of the rules
-    NeverDecides,      // under --strict: an earlier rule decides all its frames, or it fits none
-    NotForAutomatic,   // automatic placement does not take such a rule
+    NeedsLut0,         // only LUT0 holds the rule, and this chip does not use LUT0
+    OrderConflict,     // no layout keeps the order of the rules
+    NeverDecides,      // with --strict: an earlier rule decides all its frames, or it matches none
+    NotForAutomatic,   // automatic placement does not support such a rule
     NoTableHolds,      // neither table holds such a rule
     NoSetOperations,   // the device cannot update its rules as a set
-    LayerRefused,      // the rule layer refused for a reason of its own
-    NoSuchRule,        // no rule is there, or none has these conditions
+    LayerRefused,      // the rule layer refused for another reason
+    NoSuchRule,        // no rule has this number or these conditions
     TakesOthersAlong,  // the automatic deletion would delete other rules as well
     TablesDiffer,      // hardware and shadow differ
     FrameTooLong,      // the frame does not fit into a capture file
@@ -68,7 +68,7 @@ class Error : public std::exception
 public:
     Error(Reason reason, std::string text) : reason_(reason), text_(std::move(text)) {}
     Reason reason() const { return reason_; }
-    // As it was put together: it may hold any byte of the input, see printable().
+    // The raw text. It may contain any byte of the input, see printable().
     const std::string &text() const { return text_; }
     const char *what() const noexcept override { return text_.c_str(); }
 
@@ -77,20 +77,20 @@ private:
     std::string text_;
 };
 
-// The words are wrong: names the field, its value and what is accepted.
+// For wrong words. The message names the field, its value and what is accepted.
 inline Error usage(const std::string &field, const std::string &value, const std::string &accepted)
 {
     return {Reason::Usage, field + " '" + value + "': accepted: " + accepted};
 }
 
-// The words are right, but the rule layer or its tables do not accept them.
+// For correct words that the rule layer or its tables do not accept.
 inline Error refused(Reason reason, const std::string &field, const std::string &value,
                      const std::string &why)
 {
     return {reason, field + " '" + value + "': refused: " + why};
 }
 
-// An output could not be written, for the reason in errno.
+// For an output that could not be written; errno has the reason.
 inline Error outputFailed(const std::string &where)
 {
     return {Reason::OutputFailed, where + ": " + std::strerror(errno)};

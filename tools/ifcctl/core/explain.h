@@ -17,7 +17,7 @@ namespace ifcctl
 struct ConditionVerdict {
     int entry; // LUT1 entry, -1 in a LUT0 rule
     engine::Condition condition;
-    std::optional<uint64_t> value; // the compared part of the frame's field; none: the frame lacks it
+    std::optional<uint64_t> value; // the compared part of the frame's field; none: the field is missing
     bool holds;
 };
 
@@ -29,12 +29,12 @@ struct RuleVerdict {
     std::vector<ConditionVerdict> conditions;
 };
 
-// The rule that an action index belongs to; each entry of a chain counts. Nothing: no rule is there that
-// could hit.
+// The rule with this action index; the index may be that of any entry of its chain. Nothing: there is no rule
+// that could hit.
 std::optional<RuleVerdict> explainRule(const engine::Tables &tables, unsigned id,
                                        const engine::FieldImage &fields);
 
-// Every rule that could hit: those that do hit first, then those that miss by the fewest conditions.
+// Every rule that could hit: first those that hit, then the others, fewest missed conditions first.
 std::vector<RuleVerdict> explainAll(const engine::Tables &tables, const engine::FieldImage &fields);
 
 // The rule that decides: of all that hit, the one with the lowest number. Nothing: none hits.

@@ -18,7 +18,7 @@ using FrameBytes = std::vector<uint8_t>;
 FrameBytes parseFrameHex(const std::string &field, const std::string &text);
 std::string formatFrameHex(const uint8_t *data, size_t length);
 
-// Reads "iface N" or "gem_port N": what came with the frame. False: the next word is neither.
+// Reads "iface N" or "gem_port N", the side data of a frame. False: the next word is neither.
 bool parseSideData(WordReader &words, engine::SideData &side);
 
 // {"DMAC":"01:00:5e:00:00:01","VID0":100,...}: the fields that the frame has, in the enumeration's order.

@@ -21,18 +21,18 @@ struct Condition {
     std::string value;
 };
 
-// Do both compare the same field in the same way? How they were written does not matter.
+// True: both compare the same field in the same way, however they were written.
 bool sameComparison(const Condition &one, const Condition &other);
 
 using Match = std::vector<Condition>;
 
-// The conditions as automatic placement takes them: a range as two.
+// The conditions in the form that automatic placement accepts: a range becomes two.
 Match requestOf(const ifc_rule &rule);
 
 // Moves a MAC condition to the end if it is the only one: the automatic deletion finds it only there.
 void putMacLast(Match &match);
 
-// The request as the command handler reads it.
+// The request in the command handler's syntax.
 std::string requestText(const Match &match);
 
 unsigned entryCount(const Match &match); // LUT1 entries that the placement reserves
@@ -41,8 +41,8 @@ unsigned entryCount(const Match &match); // LUT1 entries that the placement rese
 struct StoredMask {
     enum class Fit { Exact, Wider, Impossible };
     Fit fit;
-    uint64_t mask;    // that its entries really compare
-    unsigned entries; // that it takes, 1 or 2
+    uint64_t mask;    // that its entries compare
+    unsigned entries; // its number of entries, 1 or 2
 };
 StoredMask storedMask(const Condition &condition);
 

@@ -99,7 +99,7 @@ private:
         }
         text_ = words_.key() + ' ' + (compare ? compareWord + ' ' : "") + words_.value();
 
-        // Fields of 16 bits at most know all comparisons.
+        // Fields of up to 16 bits support all comparisons.
         if (!ifc::isHalf(word_.field) && compare_ > IFC_COMPARE_NOT_EQUAL)
             throw usage(words_.key(), compareWord, "eq or ne for addresses and the flow label");
         if (value_ == kAnyWord)

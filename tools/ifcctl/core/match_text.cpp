@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Writes the conditions of a rule in words that readMatch() takes, and as JSON.
+// Writes the conditions of a rule in words that readMatch() accepts, and as JSON.
 #include "conditions.h"
 #include "match_words.h"
 #include "rule_words.h"
@@ -52,7 +52,7 @@ std::string maskText(unsigned field, uint64_t mask, unsigned width)
     return '/' + formatFieldValue(field, mask);
 }
 
-// Does the word name all bits that the condition compares?
+// True: the word covers all bits that the condition compares.
 bool holdsAll(const MatchWord &word, const ifc_rule_condition &c)
 {
     const uint64_t bits = ifc::lowBits(word.width) << word.lsb;
@@ -205,7 +205,7 @@ private:
         return count;
     }
 
-    // Would the words of a part of the field become one with those of a condition before?
+    // True: readMatch() would merge these words with those of an earlier condition.
     bool wouldMerge(unsigned at) const
     {
         const ifc_rule_condition &c = rule_.condition[at];

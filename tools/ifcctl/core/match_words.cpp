@@ -80,7 +80,7 @@ const WordTable &wordTable()
     return words;
 }
 
-// Words that are read but not listed: the names of the record, and those under which frames are printed.
+// Words that are accepted but not listed: the fields' own names, and the names used to print frames.
 const WordTable &otherNames()
 {
     static const WordTable names = [] {

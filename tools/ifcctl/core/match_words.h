@@ -13,7 +13,7 @@ namespace ifcctl
 struct MatchWord {
     enum class Kind {
         Field,     // a field, or some bits of it
-        Versioned, // the same; the field depends on the IP version of the rule
+        Versioned, // the same, but the field depends on the rule's IP version
         Address,   // an IPv4 address, or the four words of an IPv6 address
     };
     Kind kind;
@@ -21,19 +21,19 @@ struct MatchWord {
     unsigned field6; // Versioned: the version 6 field. Address: the word with bits 31..0
     unsigned lsb;    // the bits of the field that the word names
     unsigned width;
-    // The field's own name as in the record, such as VID0: its conditions are taken as they stand.
+    // The field's own name, such as VID0. Its conditions are not checked against each other.
     bool asItStands;
 
     bool isWholeField() const;
 };
 
-// Nothing: the word is not known.
+// Nothing: unknown word.
 std::optional<MatchWord> findMatchWord(const std::string &word);
 
-// Every word in lower case, in the order of the alphabet.
+// Every word in lower case, in alphabetical order.
 const std::vector<std::string> &matchWords();
 
-// What may follow the word, for messages.
+// The values that the word accepts, for messages.
 std::string acceptedValues(const MatchWord &word);
 
 // A value that has a name under this word, such as `udp`.

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Where the rule layer would place a request. The layer does not undo what it wrote before a refusal, so all
-// that it would refuse is refused here, before the first write.
+// Finds where the rule layer would place a request. The layer does not undo what it wrote before a refusal.
+// So everything that it would refuse is refused here, before the first write.
 #pragma once
 
 #include "match.h"
@@ -20,7 +20,7 @@ struct Plan {
     std::string place() const { return describePlace(lut0, first, last); }
 };
 
-// `force` accepts a MAC mask that LUT1 stores wider than asked. Throws Error if the match cannot be placed.
+// `force` accepts a MAC mask that LUT1 widens. Throws Error if the match cannot be placed.
 Plan planPlacement(const Match &match, bool force);
 
 // How many times planPlacement() and the rule layer would accept this match, one after the other.

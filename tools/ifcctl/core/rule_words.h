@@ -26,8 +26,8 @@ inline const std::string kAnyWord = "any";
 // only. Throws Error: Reason::Usage, or Reason::Contradiction with both words.
 void readMatch(WordReader &words, ifc_rule &rule);
 
-// In words that readMatch() takes. A rule that contradicts itself is said by the names of the record
-// (VID0 0x1 VID0 0x2), whose conditions are not checked against each other.
+// In words that readMatch() accepts. If the rule contradicts itself, the fields' own names are used (VID0 0x1
+// VID0 0x2), because their conditions are not checked against each other.
 std::string matchText(const ifc_rule &rule);
 
 // One condition by itself, for messages.
@@ -38,32 +38,32 @@ std::string conditionText(const ifc_rule_condition &condition);
 nlohmann::ordered_json matchJson(const ifc_rule &rule);
 
 // --- Actions: WORD VALUE..., flags with or without a value, `WORD off`. ---
-// `revision` of the chip decides the places of the enable bits. Nothing here asks the chip.
+// `revision` of the chip decides the places of the enable bits. These functions do not access the chip.
 
 bool isActionWord(const std::string &word);
 
-// Reads up to the end of the line into a zeroed entry: what ifc_set_action() would make of it. At least one
-// word must be there. Throws Error.
+// Reads up to the end of the line and returns the entry that ifc_set_action() would make, starting from zero.
+// At least one word is required. Throws Error.
 IFC_Action_Format readAction(WordReader &words, int revision);
 
-// The same onto an entry that has something already: what is not named stays.
+// The same on an existing entry: values that are not named stay.
 void mergeAction(IFC_Action_Format &entry, WordReader &words, int revision);
 
-// A sub-action as ifc_set_action() takes it.
+// The arguments of ifc_set_action() for one sub-action.
 struct SubAction {
     unsigned actIdx;
     uint32_t values[4];
 };
 
-// The same words as the sub-actions that they name, and as an entry. Throws Error also for words that no
-// sub-action stands for: `enable` and `off`.
+// The same words as sub-actions and as an entry. Also throws Error for `enable` and `off`, which no
+// sub-action can express.
 std::vector<SubAction> readSubActions(WordReader &words, IFC_Action_Format &entry);
 
-// In words that readAction() takes; "" for an entry of zeros.
+// In words that readAction() accepts; "" for an entry of zeros.
 std::string actionText(const IFC_Action_Format &entry, int revision);
 
-// {"enable":1,"channel":3,"queue":5,"cpu":0,"owf":0}: the sub-actions that are on with all their values, and
-// the flags without an enable bit. What else is not 0 follows.
+// {"enable":1,"channel":3,"queue":5,"cpu":0,"owf":0}: the sub-actions that are on, with all their values, and
+// the flags without an enable bit. Other values that are not 0 follow.
 nlohmann::ordered_json actionJson(const IFC_Action_Format &entry, int revision);
 
 // While the PPE is off, the rule layer accepts only `cpu`; any other sub-action makes it delete the rule of
@@ -78,7 +78,7 @@ ifc_rule readRule(WordReader &words, int revision);
 // "dst_port 53 action queue 3": what `rule add` takes.
 std::string ruleText(const ifc_rule &rule, int revision);
 
-// Every word with its values, for `rule add help`; the two parts of it, a word a line.
+// Every word with its values, one on each line, for `rule add help`; then the two parts of that text.
 std::string ruleWordsHelp();
 std::string matchWordsHelp();
 std::string actionWordsHelp();

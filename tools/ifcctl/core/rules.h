@@ -17,12 +17,12 @@ struct PlacedRule {
     unsigned first;   // LUT0: the rule; LUT1: first entry
     unsigned last;    // LUT1: entry with the end flag, or the last of a chain that has none
     bool complete;    // a LUT1 chain without end flag never hits
-    ifc_rule rule;    // its conditions; none if an entry names no field, which never hits
-    Match conditions; // the same as a request of automatic placement
+    ifc_rule rule;    // its conditions; none if an entry names no field: it never hits
+    Match conditions; // the same conditions as a request to automatic placement
 };
 
 std::vector<PlacedRule> placedRules();
-// The rule that an action index belongs to, from any entry of its chain.
+// The rule with this action index; the index may be that of any entry of its chain.
 std::optional<PlacedRule> ruleOf(unsigned id);
 
 std::string describePlace(bool lut0, unsigned first, unsigned last); // "LUT1 entries 0-2"

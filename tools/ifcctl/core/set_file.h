@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// A file of rules, the whole wanted state: lines of `rule add`, and of switches.
+// A file with the whole wanted state: lines of `rule add`, and switches.
 #pragma once
 
 #include "ruleset/ruleset.h"
@@ -13,7 +13,7 @@ namespace ifcctl
 
 struct SetFile {
     std::string name;            // for messages
-    std::vector<ifc_rule> rules; // in deciding order
+    std::vector<ifc_rule> rules; // in the order in which they decide
     std::vector<unsigned> lines; // of each rule, from 1
     // A switch that the file does not name stays as it is.
     std::optional<bool> ppe;
@@ -25,8 +25,8 @@ struct SetFile {
 
 // Reads the whole file; "-" is standard input. Throws Error, which names file, line and reason.
 //
-//   rule add MATCH... [action WORD...]    each rule, the one that decides first before the others
-//   ppe on|off, classifier enable|disable once each, anywhere
+//   rule add MATCH... [action WORD...]    the rules, in the order in which they decide
+//   ppe on|off, classifier enable|disable at most once each, on any line
 //   udf N network OFFSET                  where UDFn is taken from. The device has no register for it: only
 //                                         the model's place is accepted, which is 2 * N
 SetFile readSetFile(const std::string &path, int revision);

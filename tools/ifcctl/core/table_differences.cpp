@@ -55,7 +55,7 @@ void compareWide(unsigned n, const IFC_LUT0_Format &hardware, const IFC_LUT0_For
     Comparison compare(ifc::wideValid(soft) ? std::optional<unsigned>(n) : std::nullopt,
                        "LUT0-" + std::to_string(n), differences);
     compare.part("valid", ifc::wideValid(hard), ifc::wideValid(soft));
-    // What has a meaning is made equal here; what then still differs has none.
+    // All bits with a meaning are made equal here. Bits that still differ have none.
     IFC_LUT0_Format rest = shadow;
     rest.word[0] = hard[0];
     for (unsigned field = 1; field <= IFC_LUT0_FIELDS; ++field) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Two images of a table entry compared bit by bit, said by rule and field.
+// Compares two images of a table entry bit by bit, and reports by rule and field.
 #pragma once
 
 #include "ifc/ifc_glb.h"
@@ -12,7 +12,7 @@ namespace ifcctl
 {
 
 struct TableDifference {
-    std::optional<unsigned> rule; // number of the rule that the shadow has there
+    std::optional<unsigned> rule; // number of the rule of the shadow
     std::string entry;            // LUT0-3, LUT1-12
     std::string part;             // "DPORT key", "valid", "word 0 bits without a meaning"
     uint64_t hardware;

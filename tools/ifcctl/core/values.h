@@ -31,7 +31,7 @@ std::string formatMac(uint64_t mac);
 std::string formatIpv4(uint32_t address);
 std::string formatIpv6(const Ipv6 &address);
 std::string formatHex(uint64_t value);
-// As the field is printed on its own: MAC and IPv4 addresses as such, others in hexadecimal.
+// The field as it is printed alone: MAC and IPv4 addresses in their notation, others in hexadecimal.
 std::string formatFieldValue(unsigned field, uint64_t value);
 
 // The same in JSON: addresses as text, others as numbers.
@@ -49,7 +49,7 @@ constexpr uint64_t highBits(unsigned width, unsigned count)
     return ifc::lowBits(width) & ~ifc::lowBits(width - count);
 }
 
-// The text with each control character as \xNN: a terminal would act on it.
+// The text with each control character as \xNN, so that a terminal does not execute it.
 std::string printable(const std::string &text);
 
 } // namespace ifcctl

@@ -12,46 +12,46 @@ namespace ifcctl
 
 using Words = std::vector<std::string>;
 
-// The words of a line; '#' begins a comment. Throws Error for a NUL byte: the system's names and the command
-// handler's lines end there.
+// The words of a line; '#' begins a comment. Throws Error for a NUL byte: file names and the command
+// handler's lines would end there.
 Words splitLine(const std::string &line);
 
-// A line ends with a backslash when it goes on in the next one. A comment ends with its line.
+// True: the line ends with a backslash and continues in the next one. A comment ends with its line.
 bool goesOn(const std::string &line);
-// Puts what follows in place of the backslash.
+// Replaces the backslash by the next line.
 void joinLines(std::string &line, const std::string &more);
 
 class WordReader
 {
 public:
-    // Begins at word `at`.
+    // Starts at word `at`.
     explicit WordReader(Words words, size_t at = 0);
 
     bool atEnd() const { return at_ == words_.size(); }
     bool nextIs(std::string_view word) const { return !atEnd() && words_[at_] == word; }
-    // The next word, or the one that many words further on; "" after the last word.
+    // The next word, or one that many words later; "" after the last word.
     const std::string &peek(size_t further = 0) const;
-    // Is this word one of those that are still to be read?
+    // True: this word is among the unread ones.
     bool holds(std::string_view word) const;
-    // The word at which this reader began, "" if there was none.
+    // The word at which this reader started, "" if there was none.
     const std::string &first() const;
 
     // The next word becomes the key. There must be one.
     const std::string &takeKey();
     // The next word becomes the value of the key. Throws Error when there is none.
     const std::string &takeValue(const std::string &accepted);
-    // The same for a value that stands alone; `field` becomes the key.
+    // The same for a value without a key word; `field` becomes the key.
     const std::string &take(const std::string &field, const std::string &accepted);
-    // Steps over the next word if it is this one.
+    // Skips the next word if it is this one.
     bool skip(std::string_view word);
 
     // A number, decimal or hexadecimal, from `least` to `most`: the next word, as value of the key or of
     // `field`. Throws Error.
     uint64_t takeNumber(uint64_t least, uint64_t most);
     unsigned takeNumber(const std::string &field, unsigned most);
-    // The next word must be one of `choices`; returns which.
+    // The next word must be one of `choices`; returns its index.
     size_t takeChoice(const std::string &field, const Words &choices);
-    // Nothing may follow. Throws Error.
+    // Throws Error if words are left.
     void expectEnd(const std::string &command) const;
 
     const std::string &key() const { return key_; }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// The state file that a simulated chip lives in between two programs. It is locked for the life of a store.
+// The state file that keeps a simulated chip between two runs. It is locked while the store exists.
 #pragma once
 
 #include "tools/state/chip_state.h"
@@ -15,18 +15,18 @@ namespace ifcctl
 class ChipStore
 {
 public:
-    // Waits some seconds for another program that uses the file. "": keeps nothing. A file that cannot be
-    // locked or whose folder cannot be made, because it may not be written, is only read. Throws Error for a
-    // file that is in use, cannot be read, or is no state.
+    // Waits some seconds while another program uses the file. "": keeps nothing. Without write permission for
+    // the lock or the folder, the file is only read. Throws Error for a file that is in use, cannot be read,
+    // or is no state file.
     explicit ChipStore(const std::string &path);
 
     bool keeps() const { return !path_.empty(); }
-    // The chip as it was kept. Nothing: there is no file yet.
+    // The stored chip. Nothing: there is no file yet.
     const std::optional<state::ChipState> &stored() const { return stored_; }
 
-    // The fresh chip that was begun with, where nothing was stored.
+    // Tells the store which fresh chip it starts with, if none was stored.
     void begin(const state::ChipState &chip) { before_ = state::encode(chip); }
-    // Writes the chip, if it is not as it was. Throws Error (Reason::OutputFailed).
+    // Writes the chip if it has changed. Throws Error (Reason::OutputFailed).
     void keep(const state::ChipState &chip);
 
 private:

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// ifc.ko through its files under debugfs. One ifcctl works at a time: the others wait for the lock on the
+// ifc.ko through its files under debugfs. Only one ifcctl runs at a time: the others wait for the lock on the
 // file `command`.
 #include "device.h"
 #include "rule_batch.h"
@@ -142,7 +142,7 @@ public:
     engine::Result classify(engine::Classifier &classifier, const uint8_t *data, size_t length,
                             const engine::SideData &side, engine::ParsedFrame &parsed) override
     {
-        // The device does not hand out the fields.
+        // The device does not report the fields.
         engine::Result result = classifier.classify(data, length, side, parsed);
         if (!frame_.there())
             return result;
@@ -182,7 +182,7 @@ public:
                         "device: " + file.path() + ": " + text.substr(0, text.find('\n')));
         if (report.result != IFC_RULESET_OK || (flags & IFC_RULESET_PLAN_ONLY) != 0)
             return report.result;
-        // The same on the copy, so that the set knows its places.
+        // The same on the copy, so that the set has its places.
         host::attach(&window());
         ifc_ruleset_report own{};
         (void)ifc_ruleset_apply(&set, flags, &own);
@@ -209,7 +209,7 @@ public:
     unsigned long timeouts() override { return statusValue("timeouts"); }
 
 private:
-    // A number from the file `status`, where it stands as NAME=NUMBER.
+    // A number from the file `status`, which has it as NAME=NUMBER.
     unsigned long statusValue(const std::string &name) const
     {
         const File status(folder_, "status", O_RDONLY);
@@ -249,7 +249,7 @@ private:
         return reply;
     }
 
-    // Copies what listings and plans of this process read.
+    // Copies everything that listings and plans in this process read.
     void mirror()
     {
         lut0_.image(IFC_LUT0_Rule, sizeof IFC_LUT0_Rule);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// What a session talks to: a driver of its own on a simulated chip, or ifc.ko through its files. Both take
-// lines of the command handler.
+// The device of a session: its own driver on a simulated chip, or ifc.ko through its files. Both accept lines
+// of the command handler.
 //
 // The rule layer's shadow tables of this process always equal those of the device, so listings and plans need
 // no device.
@@ -27,7 +27,7 @@ struct Options {
     unsigned doneAfter = 1;
     unsigned debug = 0;
     std::string traceFile;
-    std::string state;          // sim: the file that the chip lives in; "": a fresh chip that nobody keeps
+    std::string state;          // sim: the file that keeps the chip; "": a fresh chip, kept nowhere
     std::string device = "sim"; // or "debugfs[:FOLDER]"
 };
 
@@ -47,7 +47,7 @@ public:
 
     virtual Reply run(const std::string &line) = 0;
 
-    // The registers and tables as the hardware holds them now: the simulated chip itself, or a copy.
+    // The current registers and tables of the hardware: the simulated chip itself, or a copy.
     virtual engine::RegisterWindow &window() = 0;
 
     // Sends one frame through the device. A device without an engine for frames uses the model over
@@ -55,12 +55,12 @@ public:
     virtual engine::Result classify(engine::Classifier &classifier, const uint8_t *data, size_t length,
                                     const engine::SideData &side, engine::ParsedFrame &parsed) = 0;
 
-    // Reads the rules that stand in the device's tables. Throws Error when a transfer does not complete.
+    // Reads the rules in the device's tables. Throws Error if a transfer does not complete.
     virtual void readRules(ifc_ruleset &set) = 0;
 
-    // Brings the tables from the rules that were read to those of the set, all or nothing. `edits` are what
-    // was done to the set since, `flags` those of ifc_ruleset_run(). Returns an ifc_ruleset_result and fills
-    // the report as ifc_ruleset_apply() does.
+    // Updates the tables to the rules of the set, all or nothing. `edits` are all changes to the set since it
+    // was read, `flags` those of ifc_ruleset_run(). Returns an ifc_ruleset_result and fills the report as
+    // ifc_ruleset_apply() does.
     virtual int applyRules(ifc_ruleset &set, const RuleEdits &edits, unsigned flags,
                            ifc_ruleset_report &report) = 0;
 
@@ -72,17 +72,17 @@ public:
     // How many transfers did not report completion since the device was opened.
     virtual unsigned long timeouts() = 0;
 
-    // Keeps what has changed for the next program, also after a command that failed. Throws Error; what was
-    // kept before still stands then.
+    // Saves changes for the next run, also after a command that failed. Throws Error; what was saved before
+    // is then unchanged.
     virtual void keep() {}
 
-    // The last call. Throws Error when an output of the device could not be written.
+    // Call it last. Throws Error if an output of the device could not be written.
     virtual void finish() {}
 };
 
 std::unique_ptr<Device> openSimulation(const Options &options);
 std::unique_ptr<Device> openDebugfs(const std::string &folder, const Options &options);
-// The one that the options name. Throws Error.
+// Opens the device that the options name. Throws Error.
 std::unique_ptr<Device> openDevice(const Options &options);
 
 } // namespace ifcctl

@@ -14,7 +14,7 @@ class Printer
 public:
     explicit Printer(bool json) : json_(json) {}
 
-    // On standard output: the text, or the document in one line. Throws Error when it cannot be written.
+    // On standard output: the text, or the document in one line. Throws Error if it cannot be written.
     void print(const std::string &text, const nlohmann::ordered_json &json) const;
 
 private:

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Edits of rules as the module's file `ruleset` takes them in one write, and the report that it gives back.
+// Edits of rules as one write to the module's file `ruleset`, and the report that can be read from it.
 #pragma once
 
 #include "rule_edit.h"
@@ -9,7 +9,7 @@
 namespace ifcctl
 {
 
-// For the tables that this process has a copy of. Throws Error for more edits than a write takes.
+// The edits are for the tables of which this process has a copy. Throws Error if one write cannot hold them.
 std::string ruleBatch(const RuleEdits &edits, unsigned flags);
 
 // False: the text is no report.

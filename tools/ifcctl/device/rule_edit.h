@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// One change to a list of rules, as a device takes it. Positions are those after the edits before this one.
+// One change to a list of rules, in the form that a device accepts. Positions count after all preceding
+// edits.
 #pragma once
 
 #include "ruleset/edits.h"

@@ -32,7 +32,7 @@ std::string entriesText(unsigned count)
 
 constexpr unsigned kLongestChain = 16;
 
-// A rule of so many LUT1 entries that LUT0 does not hold and that overlaps every other.
+// A rule of this many LUT1 entries that LUT0 does not hold and that overlaps every other rule.
 ifc_rule narrowProbe(unsigned entries)
 {
     ifc_rule rule{};
@@ -42,13 +42,13 @@ ifc_rule narrowProbe(unsigned entries)
     return rule;
 }
 
-// A rule that only LUT0 holds: it fits every frame.
+// A rule that only LUT0 holds: it matches every frame.
 ifc_rule wideProbe()
 {
     return {};
 }
 
-// What is wrong with a rule that ifc_rule_check() does not accept.
+// Why ifc_rule_check() refuses a rule.
 Error badRule(const ifc_rule &rule, const ifc_ruleset_report &report)
 {
     const auto name = [&](unsigned condition) {
@@ -81,7 +81,13 @@ Error badRule(const ifc_rule &rule, const ifc_ruleset_report &report)
 
 RuleSet::RuleSet(Session &session) : session_(session), set_(std::make_unique<ifc_ruleset>())
 {
+    reread();
+}
+
+void RuleSet::reread()
+{
     session_.device().readRules(*set_);
+    edits_.clear();
 }
 
 unsigned RuleSet::number(unsigned position) const
@@ -188,7 +194,7 @@ unsigned RuleSet::countFits(const ifc_rule &rule) const
 
 ifc_ruleset_report RuleSet::apply(unsigned flags)
 {
-    // The layer looks for places first: whatever it refuses, the device has not been asked.
+    // Places are found first. If this is refused, the device has not been accessed.
     (void)plan();
     ifc_ruleset_report report{};
     switch (session_.device().applyRules(*set_, edits_, flags, report)) {
@@ -204,7 +210,7 @@ ifc_ruleset_report RuleSet::apply(unsigned flags)
         throw timedOut(
             report.undo == IFC_RULESET_UNDO_FAILED
                 ? " (the chip did not answer while the update was taken back: its tables may differ "
-                  "from the shadow, which is as it was)"
+                  "from the shadow, which is as it was; 'op write_all_ifc_rule_to_hw' brings them there)"
                 : " (the rules, their actions and counters are as they were)");
     }
 }

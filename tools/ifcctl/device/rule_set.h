@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// The rules that stand in a device's tables, as an ordered list: read, edited, planned, applied. The tables
-// are the state: each command reads a set, edits it and applies it.
+// The rules in a device's tables as an ordered list: read, edited, planned, applied. The tables are the only
+// state: each command reads a set, edits it and applies it.
 #pragma once
 
 #include "rule_edit.h"
@@ -18,43 +18,45 @@ class RuleSet
 public:
     // Reads the tables of the session's device. Throws Error when a transfer does not complete.
     explicit RuleSet(Session &session);
+    // Drops all edits.
+    void reread();
 
     unsigned count() const { return ifc_ruleset_count(set_.get()); }
     const ifc_rule &rule(unsigned position) const { return *ifc_ruleset_rule(set_.get(), position); }
-    // Where it stands in the tables; nowhere before its first apply.
+    // Its place in the tables; nowhere before its first apply.
     ifc_ruleset_place place(unsigned position) const { return ifc_ruleset_place_of(set_.get(), position); }
-    // The number of a rule that stands in the tables.
+    // The number of a rule that is in the tables.
     unsigned number(unsigned position) const;
-    // The position of the rule with this number; any entry of its chain counts.
+    // The position of the rule with this number, which may be that of any entry of its chain.
     std::optional<unsigned> find(unsigned number) const;
 
-    // In messages: "rule 9 (dst_port 53)"; a rule that does not stand yet: "the new rule (dst_port 53)".
+    // In messages: "rule 9 (dst_port 53)"; a rule that is not in the tables yet: "the new rule (dst_port
+    // 53)".
     std::string nameOf(unsigned position) const;
-    // The conditions in words, cut to a length that a message bears.
+    // The conditions in words, shortened for a message.
     std::string wordsOf(unsigned position) const;
 
-    // Edits. They change the list in memory until apply(). Throw Error, and then nothing has changed.
+    // Edits change the list in memory; apply() writes them. They throw Error, and then nothing has changed.
     void insert(unsigned position, const ifc_rule &rule);
     void append(const ifc_rule &rule) { insert(count(), rule); }
     void remove(unsigned position);
     void clear();
-    // For a whole list: entries of LUT1 that belong to no rule (an update that was killed leaves some) may be
-    // cleared or used.
+    // For callers that replace the whole list: LUT1 entries that belong to no rule (a killed update leaves
+    // some) may be cleared or used.
     void claim();
     // what: IFC_RULESET_CONDITIONS, IFC_RULESET_ACTION, or both.
     void replace(unsigned position, const ifc_rule &rule, unsigned what);
     void move(unsigned from, unsigned to);
     const RuleEdits &edits() const { return edits_; }
 
-    // Finds the places and touches nothing. Throws Error (Reason::NoSpace, NeedsLut0, OrderConflict) when the
-    // rules cannot stand together.
+    // Finds the places and writes nothing. Throws Error (Reason::NoSpace, NeedsLut0, OrderConflict) if no
+    // layout holds all rules.
     ifc_ruleset_report plan();
-    // The same; what is wrong stands in the report.
+    // The same; the report has the reason of a refusal.
     ifc_ruleset_report tryPlan();
     // How many such rules could be appended, one after the other. The list stays as it is.
     unsigned countFits(const ifc_rule &rule) const;
-    // Brings the tables there, all or nothing. Throws Error as plan() does, or when a transfer does not
-    // complete.
+    // Updates the tables, all or nothing. Throws Error as plan() does, or if a transfer does not complete.
     ifc_ruleset_report apply(unsigned flags = 0);
 
 private:

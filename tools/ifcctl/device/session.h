@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// A device for the life of a batch, and what its operations printed.
+// A device during a batch, and the output of its operations.
 #pragma once
 
 #include "device.h"
@@ -31,7 +31,7 @@ public:
         ((line += ' ' + word(arguments)), ...);
         return callLine(line);
     }
-    // The same for an operation that must succeed: throws Error when the result is negative.
+    // The same for an operation that must succeed: throws Error if the result is negative.
     template <typename... Arguments>
     void perform(const char *operation, const Arguments &...arguments)
     {
@@ -52,17 +52,16 @@ public:
     // The handler's answer to the last line.
     const std::string &lastAnswer() const { return last_.answer; }
 
-    // Any line of the command handler.
+    // Runs any line of the command handler.
     const Reply &run(const std::string &line);
 
-    // One row of a table as the hardware holds it: IFC_DATA0 to IFC_DATA3; zeros when the transfer does not
-    // complete.
+    // One row of a table of the hardware: IFC_DATA0 to IFC_DATA3; zeros if the transfer does not complete.
     std::array<uint32_t, 4> row(unsigned sel, unsigned index, unsigned offset);
 
-    // Throws Error when a transfer did not complete since the last call.
+    // Throws Error if a transfer did not complete since the last call.
     void checkTransfers();
 
-    // Text for people, or one JSON document in a line. `text` ends with a line end.
+    // Prints text, or one JSON document in a line. `text` ends with a line end.
     void print(const std::string &text, const nlohmann::ordered_json &json) { printer_.print(text, json); }
 
 private:

@@ -19,13 +19,31 @@ bool sameAction(const ifc_rule &one, const ifc_rule &other)
     return std::memcmp(one.action.word, other.action.word, sizeof one.action.word) == 0;
 }
 
+// Rules that can never hit repeat each other whatever they say: those are the same only word for word.
+bool sameRule(const ifc_rule &one, const ifc_rule &other)
+{
+    if (ifc_rule_contradicts_itself(&one) == 0)
+        return ifc_rule_repeats(&one, &other) != 0;
+    return one.count == other.count &&
+           std::memcmp(one.condition, other.condition, one.count * sizeof one.condition[0]) == 0;
+}
+
 } // namespace
 
 SetPlan::SetPlan(Session &session, const SetFile &file) : set_(session)
 {
     findSame(file);
+    makeSteps(file);
     edit(file);
     report_ = set_.tryPlan();
+    if (report_.result == IFC_RULESET_NO_PLACE && set_.edits().size() < 2 * IFC_RULESET_RULES) {
+        // A rule that stays keeps its entries, which may be more than it needs. As new rules all may fit.
+        set_.reread();
+        same_.assign(file.rules.size(), std::nullopt);
+        makeSteps(file);
+        edit(file);
+        report_ = set_.tryPlan();
+    }
     if (report_.result != IFC_RULESET_OK)
         throwNoPlace(file);
     for (unsigned n = 0; n < file.rules.size(); ++n) {
@@ -42,12 +60,22 @@ void SetPlan::findSame(const SetFile &file)
     for (const ifc_rule &wanted : file.rules) {
         std::optional<unsigned> found;
         for (unsigned n = 0; n < set_.count() && !found; ++n)
-            if (!taken[n] && ifc_rule_repeats(&set_.rule(n), &wanted) != 0)
+            if (!taken[n] && sameRule(set_.rule(n), wanted))
                 found = n;
         if (found)
             taken[*found] = true;
         same_.push_back(found);
     }
+}
+
+void SetPlan::makeSteps(const SetFile &file)
+{
+    steps_.clear();
+    orderFaults_.clear();
+    std::vector<bool> taken(set_.count());
+    for (const std::optional<unsigned> &position : same_)
+        if (position)
+            taken[*position] = true;
     for (unsigned n = 0; n < file.rules.size(); ++n) {
         SetStep step{
             same_[n] ? SetStep::Kind::Keep : SetStep::Kind::Add, false, {}, {}, file.lines[n], file.rules[n]};
@@ -66,7 +94,7 @@ void SetPlan::findSame(const SetFile &file)
             steps_.push_back({SetStep::Kind::Delete, false, set_.number(n), {}, 0, set_.rule(n)});
 }
 
-// Brings the list into the file's order.
+// Puts the list into the file's order.
 void SetPlan::edit(const SetFile &file)
 {
     set_.claim();

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// From the rules that stand in a device's tables to those of a file: what stays, moves, comes and goes.
+// Plans the change from the rules in a device's tables to those of a file: which rules stay, move, are added
+// or deleted.
 #pragma once
 
 #include "rule_set.h"
@@ -12,18 +13,18 @@
 namespace ifcctl
 {
 
-// One rule of the file, in its order; then each rule that goes.
+// One step for each rule of the file, in its order; then one for each deleted rule.
 struct SetStep {
     enum class Kind { Keep, Move, Add, Delete };
     Kind kind;
-    bool newAction;          // of a rule that is kept or moves: its action changes
-    std::optional<int> from; // its number now
-    std::optional<int> to;   // its number then
+    bool newAction;          // of a rule that stays or moves: its action changes
+    std::optional<int> from; // its number before
+    std::optional<int> to;   // its number after
     unsigned line;           // of the file; 0: none
-    ifc_rule rule;           // of the file; one that goes: as it stands
+    ifc_rule rule;           // of the file; if deleted: of the tables
 };
 
-// Two rules that stand, whose order in the tables is not that of the file although some frame fits both.
+// Two rules in the tables whose order differs from the file, although a frame may match both.
 struct OrderFault {
     unsigned first; // indices of the file's rules
     unsigned second;
@@ -32,9 +33,9 @@ struct OrderFault {
 class SetPlan
 {
 public:
-    // Rules with the same conditions are the same rule, in their order. A rule that the file repeats keeps
-    // its place, if order and space allow, and its counters; a changed action is put in its place. Throws
-    // Error with file and line when the rules of the file cannot stand together; nothing was touched then.
+    // Pairs rules with the same conditions, in their order. A paired rule keeps its counters and, if order
+    // and space allow, its place; a changed action is written there. Throws Error with file and line if no
+    // layout holds the rules of the file; nothing was written then.
     SetPlan(Session &session, const SetFile &file);
 
     const std::vector<SetStep> &steps() const { return steps_; }
@@ -43,16 +44,17 @@ public:
     unsigned changedActions() const;
     bool changesRules() const;
 
-    // All or nothing. With IFC_RULESET_PLAN_ONLY the device is asked, but nothing is touched. Throws Error.
+    // All or nothing. With IFC_RULESET_PLAN_ONLY the device only plans. Throws Error.
     void apply(unsigned flags);
 
 private:
     void findSame(const SetFile &file);
+    void makeSteps(const SetFile &file); // from same_
     void edit(const SetFile &file);
     [[noreturn]] void throwNoPlace(const SetFile &file) const;
 
     RuleSet set_;
-    std::vector<std::optional<unsigned>> same_; // of each rule of the file: its position now
+    std::vector<std::optional<unsigned>> same_; // of each rule of the file: its position in the tables
     std::vector<SetStep> steps_;
     std::vector<OrderFault> orderFaults_;
     ifc_ruleset_report report_{};

@@ -110,7 +110,7 @@ public:
     unsigned long timeouts() override { return timeouts_; }
 
 private:
-    static constexpr unsigned kPolls = 3; // that a transfer gets, see ifcChecConfigDone()
+    static constexpr unsigned kPolls = 3; // of a transfer, see ifcChecConfigDone()
 
     void watch(const engine::Access &access)
     {
@@ -123,7 +123,7 @@ private:
             std::fprintf(trace_.get(), "%c 0x%08x 0x%08x\n", read ? 'R' : 'W', access.reg, access.value);
     }
 
-    // A stored chip has its revision.
+    // A stored chip keeps its revision.
     static int revisionOf(const ChipStore &store, const Options &options)
     {
         if (!store.stored())
