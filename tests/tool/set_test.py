@@ -120,6 +120,15 @@ class SetTest(unittest.TestCase):
         self.assertEqual(self.json("resource", "show")["lut1_free"], 31)
         self.good("table", "verify")
 
+    def test_rules_that_never_decide_are_named(self):
+        name = self.file("rule add dst_port 53 action cpu\nrule add dst_port 53 ip_proto udp action cpu\n")
+        self.bad(3, "--strict", "set", "load", name, parts=["rules.set:2", "never decides", "--strict"])
+        done = self.json("set", "load", name)
+        self.assertEqual(done["added"], 2)
+        self.assertEqual(len(done["warnings"]), 1)
+        self.assertIn("never decides", done["warnings"][0])
+        self.assertIn("warning: ", self.good("set", "load", name))
+
     def test_rules_that_never_hit_are_not_all_the_same(self):
         self.good("set", "load", self.file("rule add eth_type arp dst_port 53 action cpu\n"))
         done = self.json("set", "load", self.file("rule add eth_type arp dst_port 80 action cpu\n"))

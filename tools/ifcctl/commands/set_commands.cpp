@@ -3,6 +3,7 @@
 #include "set_commands.h"
 
 #include "frame_support.h"
+#include "rule_notes.h"
 
 #include "tools/ifcctl/core/rule_words.h"
 #include "tools/ifcctl/device/hardware.h"
@@ -128,6 +129,14 @@ void setLoad(Session &session, WordReader &words)
     const SetFile file = readSetFile(path, revision);
     refuseIfTablesDiffer(session, path);
     SetPlan plan(session, file);
+    std::vector<RuleNote> notes;
+    for (unsigned n = 0; n < file.rules.size(); ++n)
+        for (const RuleNote &note : deadNotes(plan.rules(), n))
+            notes.push_back(note);
+    if (session.options().strict && !notes.empty())
+        throw refused(Reason::NeverDecides, file.placeOf(notes.front().position) + ": rule",
+                      plan.rules().wordsOf(notes.front().position),
+                      describe(plan.rules(), notes.front()) + " (--strict)");
     plan.apply(only ? IFC_RULESET_PLAN_ONLY : 0);
     const std::vector<Switch> switches = switchesOf(session, file);
     if (!only)
@@ -146,6 +155,11 @@ void setLoad(Session &session, WordReader &words)
         text += std::string(change.name) + ' ' + change.word + '\n';
         changes[change.name] = change.wanted;
     }
+    auto warnings = nlohmann::ordered_json::array();
+    for (const RuleNote &note : notes) {
+        warnings.push_back(describe(plan.rules(), note));
+        text += "  warning: " + file.placeOf(note.position) + ": " + describe(plan.rules(), note) + '\n';
+    }
     const unsigned changed = plan.changedActions();
     text += std::string(only ? "would be loaded: " : "loaded: ") + counted(report.kept, "kept, ") +
             counted(report.moved, report.fewest != 0 ? "moved, " : "moved (perhaps fewer could), ") +
@@ -156,6 +170,7 @@ void setLoad(Session &session, WordReader &words)
                          {"applied", !only},
                          {"rules", steps},
                          {"switches", changes},
+                         {"warnings", warnings},
                          {"kept", report.kept},
                          {"moved", report.moved},
                          {"added", report.added},

@@ -41,6 +41,7 @@ public:
     const std::vector<SetStep> &steps() const { return steps_; }
     const std::vector<OrderFault> &orderFaults() const { return orderFaults_; }
     const ifc_ruleset_report &report() const { return report_; }
+    const RuleSet &rules() const { return set_; } // in the order of the file
     unsigned changedActions() const;
     bool changesRules() const;
 
