@@ -254,10 +254,11 @@ TEST(FrameParser, TunnelsShowTheirOuterHeadersOnly)
     const Fields four = join({kAddresses, kNoTags, kind(FrameType::EthernetII), kIpv4});
     const Fields six = join({kAddresses, kNoTags, kind(FrameType::EthernetII), kIpv6Addresses});
     for (const auto &[protocol, inner] : {std::pair{4u, innerFour}, {41u, innerSix}}) {
+        const unsigned number = protocol; // clang 14: a lambda does not capture a structured binding
         const auto expectOuter = [&](int version, const Bytes &headers, Fields outer, uint32_t transport) {
-            outer[version == 4 ? IPv4_PROTOCOL : IPv6_NEXT_HEADER] = protocol;
+            outer[version == 4 ? IPv4_PROTOCOL : IPv6_NEXT_HEADER] = number;
             const ParsedFrame parsed = parse(macs() + headers);
-            EXPECT_EQ(fieldsOf(parsed), outer) << protocol;
+            EXPECT_EQ(fieldsOf(parsed), outer) << number;
             EXPECT_EQ(parsed.transport, transport);
             EXPECT_EQ(parsed.network, 14u);
             EXPECT_EQ(parsed.ipVersion, version);
