@@ -70,7 +70,7 @@ static int own(struct ifc_front *front, enum ifc_front_kind kind, struct ifc_fro
         return ifc_front_refuse(why, -EBUSY, "the tables belong to %s", ifc_owner_name());
     snprintf(front->owner, sizeof(front->owner), "%s of %s", names[kind], front->platform->name);
     /* Rules that stayed in the tables because the chip did not answer leave with this change. */
-    if (!front->behind && ifc_ruleset_read(front->set, NULL) != IFC_RULESET_OK)
+    if (!front->leftover && ifc_ruleset_read(front->set, NULL) != IFC_RULESET_OK)
         return ifc_front_refuse(why, -EIO, "the classifier did not answer");
     if (ifc_ruleset_count(front->set))
         return ifc_front_refuse(why, -EBUSY, "the tables hold %u rules of somebody else",
@@ -245,7 +245,7 @@ int ifc_front_filter_add(struct ifc_front *front, struct ifc_front_filter *filte
             front->backup->undo_pending = front->set->undo_pending;
             memcpy(front->set, front->backup, offsetof(struct ifc_ruleset, work));
         } else {
-            front->behind = false;
+            front->leftover = false;
         }
     }
     if (result) {
@@ -275,8 +275,8 @@ void ifc_front_filter_remove(struct ifc_front *front, struct ifc_front_filter *f
     filter->port->filters--;
     kfree(filter);
     if (placed)
-        front->behind = ifc_ruleset_apply(front->set, 0, front->report) != IFC_RULESET_OK;
-    if (front->behind)
+        front->leftover = ifc_ruleset_apply(front->set, 0, front->report) != IFC_RULESET_OK;
+    if (front->leftover)
         pr_warn("ifc_front: %s: a rule was not removed: the classifier did not answer\n",
                 front->platform->name);
     disown(front);

@@ -34,8 +34,8 @@ struct ifc_front {
     struct list_head filters; /* in the order in which they decide, like their rules in the set */
     enum ifc_front_kind kind;
     char owner[48];
-    bool was_on; /* the classifier's switch before we took ownership */
-    bool behind; /* the chip did not answer: the tables still hold rules that the set does not have */
+    bool was_on;   /* the classifier's switch before we took ownership */
+    bool leftover; /* the chip did not answer: the tables still hold rules that the set does not have */
     u64 arrivals;
     u64 last_cookie;
     struct ifc_front_words words;

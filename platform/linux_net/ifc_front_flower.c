@@ -391,7 +391,7 @@ static int decode_pppoe(const struct flow_rule *flow, struct ifc_front_rule *rul
         return 0;
     if (rule->tags == IFC_FRONT_ANY_TAGS || rule->type != ETH_P_PPP_SES)
         return ifc_front_refuse(why, -EOPNOTSUPP,
-                                "pppoe_sid, ppp_proto: need `ppp_ses` as protocol behind known tags");
+                                "pppoe_sid, ppp_proto: need `ppp_ses` as protocol after known tags");
     flow_rule_match_pppoe(flow, &pppoe);
     protocol = ntohs(pppoe.key->ppp_proto);
     ifc_front_want_word(rule, IFC_FRONT_FRAME, header, IFC_COMPARE_EQUAL, 0xFFFF, 0x1100);
