@@ -17,8 +17,9 @@
  *   Edits      ifc_ruleset_insert(), _remove(), _replace() and _move() change only the list in memory.
  *              ifc_ruleset_apply() writes all edits since the last apply or read, all or nothing.
  *   Undo       a set holds no pointers. To drop edits, copy the struct before them and copy it back. After a
- *              successful apply the copy is out of date, and apply refuses it with IFC_RULESET_STALE. After an
- *              apply whose undo failed, keep `undo_pending` and `work` of the set: the next apply needs them.
+ *              successful apply the copy is out of date, and apply refuses it with IFC_RULESET_STALE. After
+ *              an apply whose undo failed, keep `undo_pending` and `work` of the set: the next apply needs
+ *              them.
  *   Replacing  read, claim, move each rule that stays to its position (ifc_rule_repeats() finds it; it keeps
  *   the list   place and counters), remove the others, insert the new ones, apply once.
  *   Results    enum ifc_ruleset_result: 0 or a negative number. After any result but IFC_RULESET_OK the set
