@@ -2,18 +2,12 @@
 #include "rule_notes.h"
 
 #include <algorithm>
-#include <iterator>
 
 namespace ifcctl
 {
 
 namespace
 {
-
-bool sameAction(const ifc_rule &a, const ifc_rule &b)
-{
-    return std::equal(std::begin(a.action.word), std::end(a.action.word), std::begin(b.action.word));
-}
 
 bool neverHits(const RuleSet &set, unsigned position)
 {

@@ -8,6 +8,7 @@
 #include "ifc/records/fields.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace ifcctl
 {
@@ -78,6 +79,11 @@ Error badRule(const ifc_rule &rule, const ifc_ruleset_report &report)
 }
 
 } // namespace
+
+bool sameAction(const ifc_rule &one, const ifc_rule &other)
+{
+    return std::equal(std::begin(one.action.word), std::end(one.action.word), std::begin(other.action.word));
+}
 
 RuleSet::RuleSet(Session &session) : session_(session), set_(std::make_unique<ifc_ruleset>())
 {

@@ -69,6 +69,8 @@ private:
     RuleEdits edits_;
 };
 
+bool sameAction(const ifc_rule &one, const ifc_rule &other);
+
 // "LUT0 rule 3", "LUT1 entries 0-2"
 std::string describePlace(const ifc_ruleset_place &place);
 

@@ -14,11 +14,6 @@ namespace ifcctl
 namespace
 {
 
-bool sameAction(const ifc_rule &one, const ifc_rule &other)
-{
-    return std::memcmp(one.action.word, other.action.word, sizeof one.action.word) == 0;
-}
-
 // Rules that can never hit repeat each other whatever they say: those are the same only word for word.
 bool sameRule(const ifc_rule &one, const ifc_rule &other)
 {
