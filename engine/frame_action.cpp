@@ -122,16 +122,19 @@ size_t applyAction(const Action &action, const ParsedFrame &parsed, uint16_t use
     if (length > at)
         __builtin_memcpy(out + put, data + at, length - at);
 
-    uint8_t *network = out + (parsed.network - at + put);
-    if (parsed.ipVersion == 4 && isOn(action, IFC_ACT_IPV4_DSCP)) {
-        const uint32_t before = be16(network);
-        // Model: the upper six bits are the code point (RFC 2474). The two ECN bits below them stay.
-        network[1] = static_cast<uint8_t>((action.ipv4Dscp & 0xFC) | (network[1] & 3));
-        repairChecksum(network + 10, before, be16(network));
-    }
-    if (parsed.ipVersion == 6 && isOn(action, IFC_ACT_IPV6_TRAFFIC_CLASS)) {
-        network[0] = static_cast<uint8_t>((network[0] & 0xF0) | action.ipv6TrafficClass >> 4);
-        network[1] = static_cast<uint8_t>(action.ipv6TrafficClass << 4 | (network[1] & 0x0F));
+    if (parsed.ipVersion != 0) {
+        // The parser finds an IP header only after all tags, so the header lies after what was read.
+        uint8_t *network = out + put + (parsed.network - at);
+        if (parsed.ipVersion == 4 && isOn(action, IFC_ACT_IPV4_DSCP)) {
+            const uint32_t before = be16(network);
+            // Model: the upper six bits are the code point (RFC 2474). The two ECN bits below them stay.
+            network[1] = static_cast<uint8_t>((action.ipv4Dscp & 0xFC) | (network[1] & 3));
+            repairChecksum(network + 10, before, be16(network));
+        }
+        if (parsed.ipVersion == 6 && isOn(action, IFC_ACT_IPV6_TRAFFIC_CLASS)) {
+            network[0] = static_cast<uint8_t>((network[0] & 0xF0) | action.ipv6TrafficClass >> 4);
+            network[1] = static_cast<uint8_t>(action.ipv6TrafficClass << 4 | (network[1] & 0x0F));
+        }
     }
     return length - at + put;
 }

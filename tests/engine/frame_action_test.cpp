@@ -356,7 +356,7 @@ TEST(FrameAction, ReplacedTagKeepsItsTpidWhenTheActionHasNone)
               macs() + tag(0x8100, 0x1007) + tag(0x88A8, 0x3008) + kRest);
 }
 
-TEST(FrameAction, EditsBehindChangedTagsHitTheRightBytes)
+TEST(FrameAction, EditsAfterChangedTagsHitTheRightBytes)
 {
     Action action = tagAction(TagCode::Insert, 1, 100);
     action.on |= 1u << IFC_ACT_IPV4_DSCP;
@@ -368,6 +368,18 @@ TEST(FrameAction, EditsBehindChangedTagsHitTheRightBytes)
     const Bytes bare = applied(action, kOne);
     EXPECT_EQ(fieldValue(parse(bare).fields, IPv4_DSCP), 0x29u);
     EXPECT_EQ(checksum(bare.data() + 14, 20), 0);
+}
+
+TEST(FrameAction, TagsOfAFrameWithoutIpChange)
+{
+    // Such a frame has no network header, and the edited frame can be shorter than the tags that it lost.
+    const Bytes arp = macs() + word16(0x0806);
+    Action action = tagAction(TagCode::Remove, 0, 0, TagCode::Remove);
+    action.on |= 1u << IFC_ACT_IPV4_DSCP | 1u << IFC_ACT_IPV6_TRAFFIC_CLASS;
+    EXPECT_EQ(applied(action, macs() + tag(0x8100, 5) + tag(0x8100, 6) + word16(0x0806)), arp);
+    EXPECT_EQ(applied(action, macs() + tag(0x8100, 5) + tag(0x8100, 6) + word16(0x05FF)),
+              macs() + word16(0x05FF));
+    EXPECT_EQ(applied(action, macs() + tag(0x8100, 5) + word16(0x0800)), macs() + word16(0x0800));
 }
 
 TEST(FrameAction, EveryTruncationStaysInside)
