@@ -123,6 +123,8 @@ int main()
     }
     for (int repetition = 0; repetition < 20; ++repetition) {
         for (Point &point : points) {
+            // The first run is not timed: it is slow while the processor learns the branches.
+            benchmark::DoNotOptimize(point.run());
             const double begin = now();
             benchmark::DoNotOptimize(point.run());
             point.times.push_back((now() - begin) / point.operations);

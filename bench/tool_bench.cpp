@@ -49,9 +49,9 @@ int main()
     if (mkdtemp(folder) == nullptr)
         return 1;
     const std::string state = std::string(folder) + "/chip.state";
-    bool good = true;
+    bool good = run({"--state", state, "ppe", "on"}) >= 0;
     for (unsigned n = 0; n < kRules; ++n)
-        good = good && run({"--state", state, "rule", "add", "vlan", std::to_string(100 + n), "action",
+        good = good && run({"--state", state, "rule", "add", "dst_port", std::to_string(5000 + n), "action",
                             "queue", std::to_string(n % 8), "channel", "1"}) >= 0;
     std::vector<double> times;
     for (int n = 0; good && n < paired::kRepetitions; ++n) {
