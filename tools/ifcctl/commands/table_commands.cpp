@@ -2,6 +2,7 @@
 // table dump, table verify, resource show.
 #include "rule_auto.h"
 #include "rule_commands.h"
+#include "table_map.h"
 #include "tools/ifcctl/core/placement_plan.h"
 #include "tools/ifcctl/core/rules.h"
 #include "tools/ifcctl/core/values.h"
@@ -130,6 +131,8 @@ std::vector<Command> tableCommands()
 {
     return {
         {"table", "dump", "", "both tables and their actions, as the driver prints them", tableDump},
+        {"table", "map", "[--color auto|always|never]", "a picture of both tables: who owns which entry",
+         tableMapCommand},
         {"table", "verify", "", "compare the hardware's tables with the shadow", tableVerify},
         {"resource", "show", "[fits [auto] MATCH...]", "free space, and how many such rules still fit",
          resourceShow},
