@@ -197,7 +197,8 @@ class Batch(unittest.TestCase):
                                      "  Action: enable:0, OWF:0\n"), out)
 
     def test_resources(self):
-        self.assertEqual(self.good("resource show"), "LUT0 8 of 8 rules free\nLUT1 32 of 32 entries free, in runs of 16 16\n")
+        out = self.good("resource show")
+        self.assertTrue(out.startswith("LUT0 8 of 8 rules free\nLUT1 32 of 32 entries free, in runs of 16 16\n"), out)
         three = "dst_port 1 src_port 2 vlan_id 3"
         out = self.good(*[f"rule add {three}"] * 3, f"resource show fits {three}", args=("-j",)).splitlines()
         fits = json.loads(out[-1])["fits"]
