@@ -86,7 +86,7 @@ class Batch(unittest.TestCase):
             self.assertEqual((old.returncode, old.stdout), (5, ""))
             self.assertIn("status: no 'revision=': the module is of another version", old.stderr)
             write("status", b"IFC :Enable .\nbackend sim revision 12\nrevision=12 timeouts=3\n")
-            shown = run(*device, "resource", "show")
+            shown = run(*device, "resource", "show", "fits", "auto", "vlan_id", "7")
             self.assertEqual((shown.returncode, shown.stderr), (0, ""))
             self.assertIn("LUT1 31 of 32 entries free, in runs of 15 16\n", shown.stdout)
 
