@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// table dump, table verify, resource show.
-#include "rule_auto.h"
-#include "rule_commands.h"
-#include "tools/ifcctl/core/placement_plan.h"
+// table dump, table verify; the table of these commands.
+#include "resource_show.h"
+#include "table_map.h"
+
 #include "tools/ifcctl/core/rules.h"
 #include "tools/ifcctl/core/values.h"
 #include "tools/ifcctl/device/hardware.h"
@@ -86,53 +86,17 @@ void tableVerify(Session &session, WordReader &words)
                       "words differ between hardware and shadow");
 }
 
-void resourceShow(Session &session, WordReader &words)
-{
-    const FreeSpace space = freeSpace();
-    unsigned free = 0;
-    std::string runs;
-    for (const unsigned run : space.runs) {
-        free += run;
-        runs += (runs.empty() ? "" : " ") + std::to_string(run);
-    }
-    std::string text = "LUT0 " + std::to_string(space.lut0) + " of " + std::to_string(IFC_LUT0_RULES) +
-                       " rules free\nLUT1 " + std::to_string(free) + " of " + std::to_string(IFC_LUT1_RULES) +
-                       " entries free, in runs of " + (runs.empty() ? "0" : runs) + '\n';
-    nlohmann::ordered_json json = {{"lut0_free", space.lut0}, {"lut1_free", free}, {"lut1_runs", space.runs}};
-    if (!words.atEnd()) {
-        (void)words.takeChoice("resource show", {"fits"});
-        const bool automatic = words.skip("auto");
-        const ifc_rule rule = ruleFrom(session, words);
-        unsigned fits = 0;
-        std::string each;
-        if (automatic) {
-            const Match match = automaticRequest(rule);
-            fits = countFits(match, session.options().force);
-            each = std::to_string(entryCount(match)) + " entries each";
-        } else {
-            ifc_rule_shape shape{};
-            ifc_rule_shape_of(&rule, &shape);
-            fits = RuleSet(session).countFits(rule);
-            each = shape.narrow_entries == 0 ? "LUT0 only"
-                                             : std::to_string(shape.narrow_entries) + " LUT1 entries each";
-            if (shape.narrow_entries != 0 && shape.wide != 0)
-                each += ", or a LUT0 rule";
-        }
-        text += std::to_string(fits) + " more rules of this shape fit (" + each + ")\n";
-        json["fits"] = fits;
-    }
-    session.print(text, json);
-}
-
 } // namespace
 
 std::vector<Command> tableCommands()
 {
     return {
         {"table", "dump", "", "both tables and their actions, as the driver prints them", tableDump},
+        {"table", "map", "[--color auto|always|never]", "a picture of both tables: who owns which entry",
+         tableMapCommand},
         {"table", "verify", "", "compare the hardware's tables with the shadow", tableVerify},
-        {"resource", "show", "[fits [auto] MATCH...]", "free space, and how many such rules still fit",
-         resourceShow},
+        {"resource", "show", "[fits [auto] MATCH...]",
+         "free space, and how many more rules fit, by their shape", resourceShow},
     };
 }
 
