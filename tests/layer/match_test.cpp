@@ -10,6 +10,7 @@ TEST(WideMatch, ComparesEverythingExactly)
     (void)ifc_set_lut0_rules(0, IFC_ENABLE, DMAC, 1, 0xFFFF, 0xFFFFFFFF, 0x0011, 0x22334455);
     (void)ifc_set_lut0_rules(0, IFC_ENABLE, SMAC, 0, 0xFF00, 0x0000FFFF, 0x6600, 0xAABB);
     (void)ifc_set_lut0_rules(0, IFC_ENABLE, DPORT, 3, 0, 0xFFFF, 0, 80);
+    forget();
     constexpr auto rule = list<RequestCondition>(
         {{DMAC, 1, kAll, kMac}, {SMAC, 0, 0xFF000000FFFF, 0x66000000AABB}, {DPORT, 3, 0xFFFF, 80}});
     EXPECT_EQ(matchWide(rule.values, 3), 1);
@@ -47,6 +48,8 @@ TEST(WideMatch, ComparesEverythingExactly)
     EXPECT_EQ(matchWide(wide.values, 3), 0);
     IFC_LUT0_Rule[0].bits.valid = 0;
     EXPECT_EQ(matchWide(rule.values, 3), 0);
+    EXPECT_NO_TRAFFIC();
+    EXPECT_NOTHING_PRINTED();
 }
 
 TEST(WideMatch, StopsAfter31Conditions)
@@ -117,6 +120,7 @@ TEST(NarrowMatch, ComparesARange)
     auto same = rule;
     same.values[0].mask = 0x0000FFFF; // 16 bits, from the other end
     EXPECT_EQ(matchNarrow(same.values, 2, 0), 0);
+    EXPECT_NO_TRAFFIC();
 }
 
 TEST(NarrowMatch, AFieldInTheIpv6ClassIsComparedLikeAHalfword)
