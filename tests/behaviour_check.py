@@ -99,7 +99,7 @@ def check(build, layer_tests):
     operations = functions_of(HEADERS[0])
     if len(operations) < 46:
         faults.append(f"{HEADERS[0]}: only {len(operations)} operations found")
-    faults += [f"{PAGE}: no promise of {name}" for name in operations if name not in sections]
+    faults += [f"{PAGE}: no section, or no row, for the operation {name}" for name in operations if name not in sections]
     declared = {name for header in HEADERS for name in functions_of(header)}
     headings = re.findall(r"^###? (.*)$", (ROOT / PAGE).read_text(), re.M)
     faults += [f"{PAGE}: no header declares {name}" for name in headings
