@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT OR GPL-2.0
-"""docs/behaviour.md names the tests that hold the driver's promises. They must exist, and none may be left out.
+"""docs/behaviour.md names the tests that hold the driver's promises. They must exist, and none may be missing.
 
 Usage: behaviour_check.py --build DIR --layer-tests PROGRAM    checks the page against a build
        behaviour_check.py --list                               prints operation, promise, test; tabs between
 
---list prints the rows of docs/hardware-model.md too, as the choices of the engine. A test with parameters is named
-without them.
+--list prints the rows of docs/hardware-model.md too, as the choices of the engine. A test with parameters is
+named without them.
 """
 import argparse
 import json
@@ -90,46 +90,61 @@ def functions_of(header):
     return re.findall(r"^(?:\w+ )+\**(\w+)\(", (ROOT / header).read_text(), re.M)
 
 
-def check(build, layer_tests):
-    faults = []
-    rows = rows_of(PAGE, faults)
+def faults_of_sections(rows):
+    """Each operation has a section with rows, and each section named like a function has its declaration."""
     sections = {row.section for row in rows}
-    registered, not_built = registered_tests(build)
-
     operations = functions_of(HEADERS[0])
     if len(operations) < 46:
-        faults.append(f"{HEADERS[0]}: only {len(operations)} operations found")
-    faults += [f"{PAGE}: no section, or no row, for the operation {name}" for name in operations if name not in sections]
+        yield f"{HEADERS[0]}: only {len(operations)} operations found"
+    for name in operations:
+        if name not in sections:
+            yield f"{PAGE}: no section, or no row, for the operation {name}"
     declared = {name for header in HEADERS for name in functions_of(header)}
     headings = re.findall(r"^###? (.*)$", (ROOT / PAGE).read_text(), re.M)
-    faults += [f"{PAGE}: no header declares {name}" for name in headings
-               if re.fullmatch(r"\w*_\w+", name) and name not in declared]
-    faults += [f"{PAGE}: two sections {name}" for name in sorted(set(headings)) if headings.count(name) > 1]
+    for name in headings:
+        if re.fullmatch(r"\w*_\w+", name) and name not in declared:
+            yield f"{PAGE}: no header declares {name}"
+        if headings.count(name) > 1:
+            yield f"{PAGE}: more than one section {name}"
 
-    named = set()
+
+def faults_of_rows(rows, registered):
     promises = set()
     for row in rows:
         if (row.section, row.promise) in promises:
-            faults.append(f"{row.place}: {row.section} has this row twice")
+            yield f"{row.place}: {row.section} has this row twice"
         promises.add((row.section, row.promise))
         for test in row.tests:
-            named.add(test)
             if row.tests.count(test) > 1:
-                faults.append(f"{row.place}: {test} twice")
+                yield f"{row.place}: {test} twice"
             if test not in registered:
-                faults.append(f"{row.place}: no such test: {test}")
+                yield f"{row.place}: no such test: {test}"
 
-    layer = tests_of_program(layer_tests)
+
+def faults_of_layer(layer, named, registered):
+    """No test of tests/layer is left out."""
     if len(layer) < 200:
-        faults.append(f"{layer_tests}: only {len(layer)} tests found")
-    faults += [f"{PAGE}: no row names {test}" for test in sorted(layer - named)]
-    faults += [f"CTest does not know {test} of {layer_tests}" for test in sorted(layer - registered)]
+        yield f"only {len(layer)} tests of the layer found"
+    for test in sorted(layer - named):
+        yield f"{PAGE}: no row names {test}"
+    for test in sorted(layer - registered):
+        yield f"CTest does not know {test}"
 
+
+def check(build, layer_tests):
+    faults = []
+    rows = rows_of(PAGE, faults)
+    named = {test for row in rows for test in row.tests}
+    registered, not_built = registered_tests(build)
+    layer = tests_of_program(layer_tests)
+    faults += faults_of_sections(rows)
+    faults += faults_of_rows(rows, registered)
+    faults += faults_of_layer(layer, named, registered)
+    if faults and not_built:
+        faults.append(f"not built, so that their tests are not known: {', '.join(not_built)}")
     if faults:
-        if not_built:
-            faults.append(f"not built, so that their tests are not known: {', '.join(not_built)}")
         sys.exit("\n".join(dict.fromkeys(faults)))
-    print(f"{len(rows)} rows name {len(named)} tests; {len(operations)} operations, {len(layer)} tests of the layer")
+    print(f"{len(rows)} rows name {len(named)} tests, all {len(layer)} of the layer among them")
 
 
 parser = argparse.ArgumentParser(usage=__doc__.split("Usage: ")[1])

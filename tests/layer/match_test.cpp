@@ -18,6 +18,8 @@ TEST(WideMatch, ComparesEverythingExactly)
     EXPECT_EQ(matchWide({rule.values[2], rule.values[0], rule.values[1]}, 3), 1) << "any order";
     EXPECT_EQ(matchWide({rule.values[0], rule.values[0], rule.values[0]}, 3), 1)
         << "repetition is not noticed";
+    EXPECT_EQ(matchWide({rule.values[0], rule.values[1], rule.values[2], rule.values[0]}, 3), 1)
+        << "more than enough passed";
     EXPECT_EQ(matchWide({rule.values[0], rule.values[1]}, 3), 0) << "one condition short";
     EXPECT_EQ(matchWide({rule.values[0], rule.values[1], rule.values[2], {SPORT, 0, 1, 1}}, 3), 1)
         << "enough passed before the failure";
@@ -208,6 +210,14 @@ TEST(NarrowMatch, ALowPartAtTheEndLooksPastTheRange)
     EXPECT_EQ(matchNarrow(rule, 1, 31), 1) << "after the last entry everything is zero";
     EXPECT_EQ(matchNarrow({{DMAC, 0, kAll, kMac}, {DMAC, 0, kAll, kMac}}, 2, 31), 0)
         << "then the search goes on in the rest of the range";
+}
+
+TEST(NarrowMatch, TheEntriesAfterTheLastAreAllZero)
+{
+    for (auto &entry : IFC_LUT1_Rule)
+        entry.word[0] = entry.word[1] = 0xFFFFFFFF;
+    EXPECT_EQ(ifc_match_rule_lut1(&requestOf(nullptr, 0), 1, 31), 0);
+    EXPECT_EQ(ifc_match_rule_lut1(&requestOf(nullptr, 0), 2, 31), 1) << "the one after it holds field 0";
 }
 
 TEST(NarrowMatch, RequestsEndWithTheirArrays)

@@ -42,7 +42,10 @@ TEST(WideRule, DisablingThroughOneFieldSwitchesTheWholeRuleOff)
         (void)ifc_set_lut0_rules(4, IFC_ENABLE, field, 1, 0xFFFF, 0xFFFFFFFF, 0x12, 0x3456);
     const IFC_LUT0_Format before = IFC_LUT0_Rule[4];
     EXPECT_EQ(before.word[0], 0x80000015u);
+    forget();
     EXPECT_EQ(ifc_set_lut0_rules(4, IFC_DISABLE, 5, 1, 0, 0, 0, 0), 0);
+    EXPECT_TRAFFIC(Traffic().rewrite());
+    EXPECT_NOTHING_PRINTED();
     EXPECT_EQ(IFC_LUT0_Rule[4].word[0], 0u);
     EXPECT_EQ(__builtin_memcmp(before.word + 1, IFC_LUT0_Rule[4].word + 1, 160), 0);
     (void)ifc_set_lut0_rules(4, IFC_ENABLE, 3, 1, 0, 1, 0, 1);
