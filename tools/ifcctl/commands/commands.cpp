@@ -14,7 +14,7 @@ std::vector<Command> allCommands()
 {
     std::vector<Command> all;
     for (const auto &table : {ruleCommands(), switchCommands(), actionCommands(), operationCommands(),
-                              setCommands(), tableCommands(), frameCommands()})
+                              setCommands(), tableCommands(), frameCommands(), reportCommands()})
         all.insert(all.end(), table.begin(), table.end());
     return all;
 }

@@ -31,6 +31,7 @@ std::vector<Command> operationCommands();
 std::vector<Command> setCommands();
 std::vector<Command> tableCommands();
 std::vector<Command> frameCommands();
+std::vector<Command> reportCommands();
 
 // Runs one line. Throws Error.
 void runLine(Session &session, const std::string &line);
