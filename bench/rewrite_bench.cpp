@@ -47,14 +47,35 @@ void rewrite(benchmark::State &state)
         benchmark::DoNotOptimize(write_all_ifc_rule_to_hw());
 }
 
+void command(uint32_t word)
+{
+    set_frame_engine_data(IFC_RULE_CFG, word);
+    benchmark::DoNotOptimize(get_frame_engine_data(IFC_RULE_CFG));
+}
+
+// The same 528 writes of the same words, and the same 128 reads, in the same order. Command words cost nothing.
 void floorOfIt(benchmark::State &state)
 {
     for (auto _ : state) {
-        for (unsigned n = 0; n < 400; ++n) // 528 writes: 400 of data, 128 of commands
-            set_frame_engine_data(IFC_DATA0 + 4 * (n % 4), n);
-        for (unsigned n = 0; n < 128; ++n) {
-            set_frame_engine_data(IFC_RULE_CFG, n);
-            benchmark::DoNotOptimize(get_frame_engine_data(IFC_RULE_CFG));
+        for (uint32_t rule = 0; rule < IFC_LUT0_RULES; ++rule) {
+            set_frame_engine_data(IFC_DATA0, 0);
+            command(rule);
+            const uint32_t *word = IFC_LUT0_Rule[rule].word + IFC_LUT0_WORDS;
+            for (uint32_t row = 0; row < IFC_LUT0_BODY_ROWS; ++row) {
+                word -= IFC_ROW_WORDS;
+                set_frame_engine_data(IFC_DATA0, word[3]);
+                set_frame_engine_data(IFC_DATA0 + 4, word[2]);
+                set_frame_engine_data(IFC_DATA0 + 8, word[1]);
+                set_frame_engine_data(IFC_DATA0 + 12, word[0]);
+                command(row);
+            }
+            set_frame_engine_data(IFC_DATA0, IFC_LUT0_Rule[rule].word[0]);
+            command(rule);
+        }
+        for (uint32_t entry = 0; entry < IFC_LUT1_RULES; ++entry) {
+            set_frame_engine_data(IFC_DATA0, IFC_LUT1_Rule[entry].word[1]);
+            set_frame_engine_data(IFC_DATA1, IFC_LUT1_Rule[entry].word[0]);
+            command(entry);
         }
     }
 }

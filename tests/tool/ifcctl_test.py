@@ -59,7 +59,7 @@ class Batch(unittest.TestCase):
         self.assertIn("--batch '-': accepted: a file that can be read, or - (Bad file descriptor)", closed.stderr)
 
     def test_control_characters_in_messages(self):
-        for line, message in (("rule ad\x1b[31m\x7f\u009b dst_port 1", r"rule 'ad\x1b[31m\x7f\x9b': accepted: add insert"),
+        for line, message in (("rule ax\x1b[31m\x7f\u009b dst_port 1", r"rule 'ax\x1b[31m\x7f\x9b': accepted: add insert"),
                               ("rule add dst_ip 10.0.0.1\0junk", r"word '10.0.0.1\x00junk': accepted: text without NUL bytes; stopped")):
             result = batch(line)
             self.assertEqual(result.returncode, 2)

@@ -74,11 +74,13 @@ void frameFields(Session &session, WordReader &words)
 std::vector<Command> frameCommands()
 {
     return {
-        {"frame", "send", "HEX [iface N] [gem_port N]", "one frame through the engine", frameSend},
-        {"frame", "replay", "FILE... [-o OUT] [--only-hits | --misses | --rule N] [iface N] [gem_port N]",
-         "captures through the engine; OUT gets the frames as acted upon", frameReplay},
-        {"frame", "fields", "FILE [iface N] [gem_port N]", "the fields of each frame, one JSON object a line",
-         frameFields},
+        {"frame", "send", "HEX [iface VALUE] [gem_port VALUE]", "send one frame through the engine",
+         frameSend},
+        {"frame", "replay",
+         "FILE... [-o OUT] [--only-hits | --misses | --rule N] [iface VALUE] [gem_port VALUE]",
+         "send captures through the engine; OUT gets the frames as they leave", frameReplay},
+        {"frame", "fields", "FILE [iface VALUE] [gem_port VALUE]",
+         "the fields of each frame, one JSON object a line", frameFields},
     };
 }
 

@@ -35,6 +35,12 @@ struct Request {
     std::string sideWords;
 };
 
+bool nextIsFile(const WordReader &words)
+{
+    const std::string &word = words.peek();
+    return !words.atEnd() && (word == "-" || word[0] != '-') && word != "iface" && word != "gem_port";
+}
+
 Request readRequest(WordReader &words)
 {
     Request request;
@@ -49,7 +55,10 @@ Request readRequest(WordReader &words)
             request.out = words.take("-o", "the file to write");
             break;
         case 1:
-            request.captures.push_back(words.take("--capture", "a capture file, or - for standard input"));
+            do
+                request.captures.push_back(
+                    words.take("--capture", "a capture file, or - for standard input"));
+            while (nextIsFile(words));
             break;
         case 2:
             request.set = words.take("--set", "a file of 'rule add' lines, or -");
@@ -251,8 +260,9 @@ void makeReport(Session &session, WordReader &words)
 std::vector<Command> reportCommands()
 {
     return {
-        {"report", "", "-o FILE [--capture FILE]... [--set FILE] [--title TEXT] [iface N] [gem_port N]",
-         "one page about tables, rules, traffic, findings and free space", makeReport},
+        {"report", "",
+         "-o OUT [--capture FILE...] [--set FILE] [--title TEXT] [iface VALUE] [gem_port VALUE]",
+         "write one page: tables, rules, traffic, findings and free space", makeReport},
     };
 }
 

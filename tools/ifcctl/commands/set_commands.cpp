@@ -245,10 +245,10 @@ Difference differenceOf(Session &session, const SetFile &file, const SetPlan &pl
 std::vector<Command> setCommands()
 {
     return {
-        {"set", "load", "[-n] FILE", "make the rules those of a file, all or nothing; -n only shows the plan",
-         setLoad},
-        {"set", "diff", "FILE", "what a load would change", setDiff},
-        {"set", "save", "[FILE]", "all rules and switches as a file for 'set load'", setSave},
+        {"set", "load", "[-n] FILE",
+         "replace the rules by those of a file, all or nothing; -n: only show the plan", setLoad},
+        {"set", "diff", "FILE", "what 'set load' would change", setDiff},
+        {"set", "save", "[FILE]", "write all rules and switches as a file for 'set load'", setSave},
         {"set", "verify", "[FILE]", "compare hardware with shadow by rule and field, and both with a file",
          setVerify},
     };

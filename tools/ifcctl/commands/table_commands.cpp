@@ -96,8 +96,7 @@ std::vector<Command> tableCommands()
 {
     return {
         {"table", "dump", "", "both tables and their actions, as the driver prints them", tableDump},
-        {"table", "map", "[--color auto|always|never]", "a picture of both tables: who owns which entry",
-         tableMapCommand},
+        {"table", "map", "[--color WHEN]", "draw both tables: which rule owns which entry", tableMapCommand},
         {"table", "verify", "", "compare the hardware's tables with the shadow", tableVerify},
         {"resource", "show", "[fits [auto] MATCH...]",
          "free space, and how many more rules fit, by their shape", resourceShow},
