@@ -27,6 +27,13 @@ std::string shellWord(const std::string &word)
 
 } // namespace
 
+std::string explainCommand(const std::string &path, uint64_t number, const std::string &sideWords)
+{
+    // Standard input cannot be read twice.
+    return "rule explain " + shellWord((path == "-" ? "FILE" : path) + ':' + std::to_string(number)) +
+           sideWords;
+}
+
 std::string framesText(uint64_t frames)
 {
     return std::to_string(frames) + (frames == 1 ? " frame" : " frames");
@@ -64,9 +71,7 @@ void addShapes(std::string &text, nlohmann::ordered_json &json, const std::vecto
     for (size_t n = 0; n < groups.size(); ++n) {
         const ShapeGroup &group = groups[n];
         const std::string &path = captures[group.capture].path;
-        // Standard input cannot be read twice.
-        const std::string place = (path == "-" ? "FILE" : path) + ':' + std::to_string(group.firstNumber);
-        const std::string command = "rule explain " + shellWord(place) + sideWords;
+        const std::string command = explainCommand(path, group.firstNumber, sideWords);
         list.push_back({{"shape", group.shape},
                         {"frames", group.frames},
                         {"bytes", group.bytes},

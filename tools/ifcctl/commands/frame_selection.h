@@ -47,6 +47,10 @@ struct Replayed {
 
 std::string framesText(uint64_t frames); // "1 frame"
 
+// The command that explains a frame of a capture. `sideWords` are the words of the side data, each after a
+// space.
+std::string explainCommand(const std::string &path, uint64_t number, const std::string &sideWords);
+
 // Appends the chosen frames by shape, each with the command that explains its first frame. `sideWords` are
 // the words of the side data, each after a space.
 void addShapes(std::string &text, nlohmann::ordered_json &json, const std::vector<Replayed> &captures,

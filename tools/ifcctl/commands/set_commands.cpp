@@ -7,16 +7,13 @@
 
 #include "tools/ifcctl/core/rule_words.h"
 #include "tools/ifcctl/device/hardware.h"
+#include "tools/ifcctl/device/output_file.h"
 #include "tools/ifcctl/device/set_plan.h"
-#include "tools/state/state_file.h"
 
 #include "ifc/records/chip.h"
 #include "ruleset/edits.h"
 
 #include <algorithm>
-#include <filesystem>
-
-#include <unistd.h>
 
 namespace ifcctl
 {
@@ -191,19 +188,6 @@ void setDiff(Session &session, WordReader &words)
                   {{"file", file.name}, {"same", difference.text.empty()}, {"differences", difference.json}});
 }
 
-void writeSet(const std::string &path, const std::string &text)
-{
-    std::error_code error;
-    const bool exists = std::filesystem::exists(path, error);
-    if (exists && !std::filesystem::is_regular_file(path, error))
-        throw usage("set save", path, "a new name or a regular file; without a name: standard output");
-    try {
-        state::replaceFile(path, path + '.' + std::to_string(getpid()) + ".new", text);
-    } catch (const state::FileError &failure) {
-        throw Error(Reason::OutputFailed, std::string("set save: ") + failure.what());
-    }
-}
-
 void setSave(Session &session, WordReader &words)
 {
     std::string path;
@@ -220,7 +204,7 @@ void setSave(Session &session, WordReader &words)
         session.print(text, {{"text", text}, {"rules", rules.size()}});
         return;
     }
-    writeSet(path, text);
+    writeTextFile("set save", path, text);
     session.print("saved: " + counted(set.count(), "rules in ") + path + '\n',
                   {{"file", path}, {"rules", rules.size()}});
 }

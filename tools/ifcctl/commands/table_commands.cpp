@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // table dump, table verify; the table of these commands.
+#include "findings.h"
 #include "resource_show.h"
 #include "table_map.h"
 
@@ -52,34 +53,27 @@ void tableDump(Session &session, WordReader &words)
 
 template <size_t N>
 void compare(const std::string &name, const uint32_t (&hardware)[N], const uint32_t (&shadow)[N],
-             nlohmann::ordered_json &differences, std::string &text)
+             Findings &found)
 {
     for (size_t n = 0; n < N; ++n) {
         if (hardware[n] == shadow[n])
             continue;
-        text += name + " word " + std::to_string(n) + ": hardware " + formatHex(hardware[n]) + ", shadow " +
-                formatHex(shadow[n]) + '\n';
-        differences.push_back({{"entry", name},
-                               {"word", n},
-                               {"hardware", formatHex(hardware[n])},
-                               {"shadow", formatHex(shadow[n])}});
+        found.add(name + " word " + std::to_string(n) + ": hardware " + formatHex(hardware[n]) + ", shadow " +
+                      formatHex(shadow[n]),
+                  {{"entry", name},
+                   {"word", n},
+                   {"hardware", formatHex(hardware[n])},
+                   {"shadow", formatHex(shadow[n])}});
     }
 }
 
 void tableVerify(Session &session, WordReader &words)
 {
     words.expectEnd("table verify");
-    auto differences = nlohmann::ordered_json::array();
-    std::string text;
-    for (unsigned n = 0; n < IFC_LUT0_RULES; ++n)
-        compare("LUT0-" + std::to_string(n), readLut0(session, n).word, IFC_LUT0_Rule[n].word, differences,
-                text);
-    for (unsigned n = 0; n < IFC_LUT1_RULES; ++n)
-        compare("LUT1-" + std::to_string(n), readLut1(session, n).word, IFC_LUT1_Rule[n].word, differences,
-                text);
-    const size_t count = differences.size();
-    session.print(text + (count == 0 ? "hardware and shadow agree\n" : ""),
-                  {{"same", count == 0}, {"differences", differences}});
+    const Findings found = tableFindings(session);
+    const size_t count = found.lines.size();
+    session.print(count == 0 ? "hardware and shadow agree\n" : found.text(),
+                  {{"same", count == 0}, {"differences", found.json}});
     session.checkTransfers();
     if (count != 0)
         throw refused(Reason::TablesDiffer, "table verify", std::to_string(count),
@@ -88,12 +82,21 @@ void tableVerify(Session &session, WordReader &words)
 
 } // namespace
 
+Findings tableFindings(Session &session)
+{
+    Findings found;
+    for (unsigned n = 0; n < IFC_LUT0_RULES; ++n)
+        compare("LUT0-" + std::to_string(n), readLut0(session, n).word, IFC_LUT0_Rule[n].word, found);
+    for (unsigned n = 0; n < IFC_LUT1_RULES; ++n)
+        compare("LUT1-" + std::to_string(n), readLut1(session, n).word, IFC_LUT1_Rule[n].word, found);
+    return found;
+}
+
 std::vector<Command> tableCommands()
 {
     return {
         {"table", "dump", "", "both tables and their actions, as the driver prints them", tableDump},
-        {"table", "map", "[--color auto|always|never]", "a picture of both tables: who owns which entry",
-         tableMapCommand},
+        {"table", "map", "[--color WHEN]", "draw both tables: which rule owns which entry", tableMapCommand},
         {"table", "verify", "", "compare the hardware's tables with the shadow", tableVerify},
         {"resource", "show", "[fits [auto] MATCH...]",
          "free space, and how many more rules fit, by their shape", resourceShow},
