@@ -158,12 +158,10 @@ bool hasValue(Together &all, unsigned field)
     uint64_t value = 0;
     unsigned at = 0;
     while (const RuleCondition *c = nextOn(all, field, at)) {
-        if (c->compare != IFC_COMPARE_EQUAL)
-            continue;
-        if (((value ^ c->key) & fixed & c->mask) != 0)
-            return false;
-        fixed |= c->mask;
-        value |= c->key;
+        if (c->compare == IFC_COMPARE_EQUAL) {
+            fixed |= c->mask;
+            value |= c->key; // if two differ, the first step sees that one does not hold
+        }
     }
     constexpr uint8_t kSecond = 0x80; // of a choice: the second value is tried
     uint8_t choice[kWidestField];

@@ -310,8 +310,6 @@ bool takeRead(Set &set, RowPort &port, unsigned slot, Place place)
     if (!readRow(port, {IFC_SEL_ACTION, number, 0}, row))
         return false;
     Rule &rule = set.rule[slot];
-    rule.cookie = 0;
-    rule.priority = 0;
     for (unsigned n = 0; n < IFC_ROW_WORDS; ++n)
         rule.action.word[n] = row[IFC_ROW_WORDS - 1 - n];
     takeIn(set, slot, set.count, place);
@@ -515,8 +513,6 @@ int ifc_ruleset_apply(struct ifc_ruleset *set, uint32_t flags, struct ifc_rulese
     case Outcome::Done:
         settle(*set);
         return finish(told, IFC_RULESET_OK);
-    case Outcome::Refused:
-        return finish(told, IFC_RULESET_STALE);
     case Outcome::Undone:
         told.undo = IFC_RULESET_UNDONE;
         break;
