@@ -150,8 +150,8 @@ bool canBe(const Together &all, unsigned field, uint32_t value)
     return allDecided(all, field, ~uint64_t{0}, value, none) == Verdict::Yes;
 }
 
-// True: some value fulfils the conditions on this field, or the steps ran out. Each step chooses a free bit of
-// the tightest condition, or gives the last bit that has another value left this value.
+// True: some value fulfils the conditions on this field, or the steps ran out. Each step chooses a free bit
+// of the tightest condition, or gives the last bit that has another value left this value.
 bool hasValue(Together &all, unsigned field)
 {
     uint64_t fixed = 0;

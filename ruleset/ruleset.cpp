@@ -47,8 +47,8 @@ const Tables &tablesOf(const Set &set)
     return *reinterpret_cast<const Tables *>(set.tables);
 }
 
-// The update whose undo the chip did not answer. It belongs to the chip, not to a set: any set may be the next
-// to meet the chip.
+// The update whose undo the chip did not answer. It belongs to the chip, not to a set: any set may be the
+// next to meet the chip.
 Update unfinished;
 bool undoPending;
 

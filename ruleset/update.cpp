@@ -75,8 +75,8 @@ Outcome goBack(Update &u)
     return isBack(u, to) ? Outcome::Undone : Outcome::Incomplete;
 }
 
-// Others have changed the shadow after a failed undo, and perhaps written rows. So all rows are written again. A
-// rule that changed keeps its new action and counter.
+// Others have changed the shadow after a failed undo, and perhaps written rows. So all rows are written
+// again. A rule that changed keeps its new action and counter.
 void takeNewShadow(Update &u)
 {
     copyShadow(u.held);

@@ -29,8 +29,8 @@
 namespace ruleset
 {
 
-// One rule of the wanted tables. Its counter and the counter id of its slot in the binding registers move along
-// from the old place; a new rule counts from zero and has the id 0.
+// One rule of the wanted tables. Its counter and the counter id of its slot in the binding registers move
+// along from the old place; a new rule counts from zero and has the id 0.
 struct WantedRule {
     Place place;    // in the wanted tables
     Place oldPlace; // in the shadow tables; nowhere: a new rule
@@ -42,9 +42,9 @@ struct WantedRule {
 struct UpdateRequest {
     // Wanted; must stay valid until the update returns. LUT0 is as in the shadow if the chip does not use it.
     const Tables *tables = nullptr;
-    // Each rule of the wanted tables once, in any order, at places that these and the shadow hold. A rule may be
-    // left out if the shadow holds it at the same place with the same rows: it stays, with action, counter and
-    // binding. The caller sees to all that; it is not checked.
+    // Each rule of the wanted tables once, in any order, at places that these and the shadow hold. A rule may
+    // be left out if the shadow holds it at the same place with the same rows: it stays, with action, counter
+    // and binding. The caller sees to all that; it is not checked.
     const WantedRule *rules = nullptr;
     unsigned count = 0;   // 0..kMaxRules
     bool quiesce = false; // the classifier is off during the update, then as before
@@ -82,8 +82,8 @@ struct Update {
 
 Outcome apply(Update &update, const UpdateRequest &request);
 
-// After Outcome::Incomplete, with the same state: tries the undo once more. The goal is the current shadow: if
-// it has changed in between, every row is written, and rules that changed keep their actions and counters.
+// After Outcome::Incomplete, with the same state: tries the undo once more. The goal is the current shadow:
+// if it has changed in between, every row is written, and rules that changed keep their actions and counters.
 // Returns Undone or Incomplete.
 Outcome finishUndo(Update &update);
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// A batch goes on after the chip has fallen silent in an update: the next command takes the update back first.
+// A batch goes on after the chip has fallen silent in an update: the next command takes the update back
+// first.
 #include "tools/ifcctl/core/errors.h"
 #include "tools/ifcctl/device/hardware.h"
 #include "tools/ifcctl/device/rule_set.h"
