@@ -18,22 +18,6 @@ constexpr uint32_t kCounterTopWord = 0x00FFFFFF; // the bits of a counter entry 
     return put(u, {kSelectors[kind], static_cast<uint8_t>(number), 0}, data, IFC_ROW_WORDS);
 }
 
-// The source of a rule's entries: the number of another rule, or one of these.
-enum Source : int { kStays = -1, kZero = -2 };
-
-int sourceOf(const Update &u, const UpdateRequest &request, unsigned number)
-{
-    if (!ruleLives(*request.tables, number))
-        return ruleLives(u.before, number) ? kZero : kStays;
-    if (u.ruleAt[number] == kUnlisted)
-        return kStays;
-    const Place old = request.rules[u.ruleAt[number]].oldPlace;
-    if (!placed(old))
-        return kZero;
-    const unsigned from = placeNumber(old);
-    return from == number ? kStays : static_cast<int>(from);
-}
-
 // The action that a rule gets; nullptr: that of the source.
 const IFC_Action_Format *givenAction(const Update &u, const UpdateRequest &request, unsigned number)
 {
@@ -147,8 +131,6 @@ void takeCountsBack(Update &u)
 
 bool moveEntries(Update &u, const UpdateRequest &request)
 {
-    for (unsigned number = 0; number < kMaxRules; ++number)
-        u.source[number] = static_cast<int8_t>(sourceOf(u, request, number));
     for (const Kind kind : kRowKinds)
         if (!readEntries(u, request, kind))
             return false;

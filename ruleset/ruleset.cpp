@@ -47,8 +47,8 @@ const Tables &tablesOf(const Set &set)
     return *reinterpret_cast<const Tables *>(set.tables);
 }
 
-// The update whose undo the chip did not answer. It belongs to the chip, not to a set: any set may be the next
-// to meet the chip.
+// The update whose undo the chip did not answer. It belongs to the chip, not to a set: any set may be the
+// next to meet the chip.
 Update unfinished;
 bool undoPending;
 
@@ -310,8 +310,6 @@ bool takeRead(Set &set, RowPort &port, unsigned slot, Place place)
     if (!readRow(port, {IFC_SEL_ACTION, number, 0}, row))
         return false;
     Rule &rule = set.rule[slot];
-    rule.cookie = 0;
-    rule.priority = 0;
     for (unsigned n = 0; n < IFC_ROW_WORDS; ++n)
         rule.action.word[n] = row[IFC_ROW_WORDS - 1 - n];
     takeIn(set, slot, set.count, place);
@@ -515,8 +513,6 @@ int ifc_ruleset_apply(struct ifc_ruleset *set, uint32_t flags, struct ifc_rulese
     case Outcome::Done:
         settle(*set);
         return finish(told, IFC_RULESET_OK);
-    case Outcome::Refused:
-        return finish(told, IFC_RULESET_STALE);
     case Outcome::Undone:
         told.undo = IFC_RULESET_UNDONE;
         break;

@@ -223,7 +223,8 @@ enum ifc_ruleset_undo {
     /* After a time-out: hardware, shadow, actions and counters are as before. With another result: an earlier
      * undo had failed, and this call has completed it first. */
     IFC_RULESET_UNDONE = 1,
-    /* The shadow is as it was; the chip did not answer during the undo. The next read or apply completes it. */
+    /* The shadow is as it was; the chip did not answer during the undo. The next read or apply completes
+     * it. */
     IFC_RULESET_UNDO_FAILED = 2
 };
 
@@ -333,8 +334,8 @@ int ifc_ruleset_remove(struct ifc_ruleset *set, uint32_t position);
 void ifc_ruleset_clear(struct ifc_ruleset *set);
 
 /*
- * The parts that ifc_ruleset_replace() takes from the given rule, in any combination. With new conditions a rule
- * counts from zero and may get any place, unless they match the same frames as the old ones
+ * The parts that ifc_ruleset_replace() takes from the given rule, in any combination. With new conditions a
+ * rule counts from zero and may get any place, unless they match the same frames as the old ones
  * (ifc_rule_repeats()): then place, table entries and counters stay if they can.
  */
 #define IFC_RULESET_CONDITIONS 1u
@@ -355,10 +356,10 @@ int ifc_ruleset_move(struct ifc_ruleset *set, uint32_t from, uint32_t to);
  * The search is complete: if any layout keeps the order of the list, one is found. It prefers a layout that
  * moves the fewest placed rules (report: fewest), and among those the places of automatic placement.
  *
- * A rule that was read from LUT1 keeps its entries there. Its encoding may need fewer (ifc_rule_shape_of()). If
- * there is no layout with all entries kept, all such rules are written anew, with their counters; `fewest` is 0
- * then. Conditions are written as they are: a rule of fewer conditions that matches the same frames is not
- * looked for, but ifc_ruleset_replace() takes one.
+ * A rule that was read from LUT1 keeps its entries there. Its encoding may need fewer (ifc_rule_shape_of()).
+ * If there is no layout with all entries kept, all such rules are written anew, with their counters; `fewest`
+ * is 0 then. Conditions are written as they are: a rule of fewer conditions that matches the same frames is
+ * not looked for, but ifc_ruleset_replace() takes one.
  */
 int ifc_ruleset_plan(struct ifc_ruleset *set, struct ifc_ruleset_report *report);
 

@@ -75,8 +75,8 @@ Outcome goBack(Update &u)
     return isBack(u, to) ? Outcome::Undone : Outcome::Incomplete;
 }
 
-// Others have changed the shadow after a failed undo, and perhaps written rows. So all rows are written again. A
-// rule that changed keeps its new action and counter.
+// Others have changed the shadow after a failed undo, and perhaps written rows. So all rows are written
+// again. A rule that changed keeps its new action and counter.
 void takeNewShadow(Update &u)
 {
     copyShadow(u.held);
@@ -91,48 +91,24 @@ void takeNewShadow(Update &u)
             rows = (1u << (IFC_LUT0_HEAD_ROW + 1)) - 1;
 }
 
-bool standsAt(const Tables &tables, Place place)
+// Finds the listed rule of each number and the source of its entries.
+void prepare(Update &u, const UpdateRequest &request)
 {
-    return placeExists(place) && livingPlace(tables, placeNumber(place)) == place;
-}
-
-bool acceptRule(Update &u, const UpdateRequest &request, unsigned listed)
-{
-    const WantedRule &rule = request.rules[listed];
-    if (!standsAt(*request.tables, rule.place))
-        return false;
-    const unsigned number = placeNumber(rule.place);
-    if (u.ruleAt[number] != kUnlisted)
-        return false;
-    u.ruleAt[number] = static_cast<uint8_t>(listed);
-    unsigned old = kNoRule;
-    if (placed(rule.oldPlace)) {
-        if (!standsAt(u.before, rule.oldPlace))
-            return false;
-        old = placeNumber(rule.oldPlace);
-        if (has(u, old, kOldPlace))
-            return false;
-        mark(u, old, kOldPlace);
+    for (unsigned number = 0; number < kMaxRules; ++number) {
+        const bool goes = ruleLives(u.before, number) && !ruleLives(*request.tables, number);
+        u.source[number] = goes ? kZero : kStays;
+        u.ruleAt[number] = kUnlisted;
     }
-    if (old != number)
+    for (unsigned n = 0; n < request.count; ++n) {
+        const WantedRule &rule = request.rules[n];
+        const unsigned number = placeNumber(rule.place);
+        u.ruleAt[number] = static_cast<uint8_t>(n);
+        const unsigned old = placed(rule.oldPlace) ? placeNumber(rule.oldPlace) : kNoRule;
+        if (old == number)
+            continue;
+        u.source[number] = old == kNoRule ? kZero : static_cast<int8_t>(old);
         mark(u, number, kReborn);
-    return true;
-}
-
-// Checks the request, and prepares the state that the steps use.
-bool accept(Update &u, const UpdateRequest &request)
-{
-    const Tables &wanted = *request.tables;
-    __builtin_memset(u.ruleAt, kUnlisted, sizeof u.ruleAt);
-    for (unsigned n = 0; n < request.count; ++n)
-        if (!acceptRule(u, request, n))
-            return false;
-    for (unsigned number = 0; number < kMaxRules; ++number)
-        if (u.ruleAt[number] == kUnlisted && ruleLives(wanted, number) &&
-            (has(u, number, kOldPlace) || !sameRule(u.before, wanted, number)))
-            return false;
-    return ifc::hasWritableLut0(GET_HIR()) ||
-           __builtin_memcmp(wanted.lut0, u.before.lut0, sizeof wanted.lut0) == 0;
+    }
 }
 
 } // namespace
@@ -141,8 +117,7 @@ Outcome apply(Update &update, const UpdateRequest &request)
 {
     __builtin_memset(&update, 0, sizeof update);
     copyShadow(update.before);
-    if (!accept(update, request))
-        return Outcome::Refused;
+    prepare(update, request);
     update.held = update.before;
     update.port.dry = request.dryRun;
 

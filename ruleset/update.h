@@ -29,8 +29,8 @@
 namespace ruleset
 {
 
-// One rule of the wanted tables. Its counter and the counter id of its slot in the binding registers move along
-// from the old place; a new rule counts from zero and has the id 0.
+// One rule of the wanted tables. Its counter and the counter id of its slot in the binding registers move
+// along from the old place; a new rule counts from zero and has the id 0.
 struct WantedRule {
     Place place;    // in the wanted tables
     Place oldPlace; // in the shadow tables; nowhere: a new rule
@@ -40,9 +40,11 @@ struct WantedRule {
 };
 
 struct UpdateRequest {
-    const Tables *tables = nullptr; // wanted; must stay valid until the update returns
-    // Each rule of the wanted tables once, in any order. A rule may be left out if the shadow holds it at the
-    // same place with the same rows: it stays, with action, counter and binding.
+    // Wanted; must stay valid until the update returns. LUT0 is as in the shadow if the chip does not use it.
+    const Tables *tables = nullptr;
+    // Each rule of the wanted tables once, in any order, at places that these and the shadow hold. A rule may
+    // be left out if the shadow holds it at the same place with the same rows: it stays, with action, counter
+    // and binding. The caller sees to all that; it is not checked.
     const WantedRule *rules = nullptr;
     unsigned count = 0;   // 0..kMaxRules
     bool quiesce = false; // the classifier is off during the update, then as before
@@ -53,10 +55,6 @@ enum class Outcome : uint8_t {
     Done,       // hardware and shadow hold what is wanted
     Undone,     // a transfer timed out; everything is as before
     Incomplete, // a transfer timed out, and so did the undo
-    // Nothing was touched: a listed rule is not exactly at its place in the wanted tables, or not at its old
-    // place in the shadow; a place is listed twice; a rule that is not listed is new or changed; or LUT0 would
-    // change on a chip revision that takes no writes to it.
-    Refused,
 };
 
 // Working state and results of one update, about 5 KiB: not for a kernel's stack. It needs no initialisation.
@@ -84,8 +82,8 @@ struct Update {
 
 Outcome apply(Update &update, const UpdateRequest &request);
 
-// After Outcome::Incomplete, with the same state: tries the undo once more. The goal is the current shadow: if
-// it has changed in between, every row is written, and rules that changed keep their actions and counters.
+// After Outcome::Incomplete, with the same state: tries the undo once more. The goal is the current shadow:
+// if it has changed in between, every row is written, and rules that changed keep their actions and counters.
 // Returns Undone or Incomplete.
 Outcome finishUndo(Update &update);
 

@@ -13,11 +13,14 @@ enum Kind : unsigned { kAction, kCounter };
 constexpr uint8_t kUnlisted = 0xFF;                          // in Update::ruleAt
 constexpr uint32_t kSlotMask = (1u << IFC_ACNT_ID_BITS) - 1; // of a binding register
 
+// In Update::source besides the numbers of other rules.
+constexpr int8_t kStays = -1; // the entries do not change
+constexpr int8_t kZero = -2;  // a new rule, or none
+
 // Flags of a number. The counter's flag is the action's flag shifted left by one.
 enum Flag : unsigned {
-    kReborn = 1,   // the rule is a different one afterwards, even if its rows are equal
-    kOldPlace = 2, // a listed rule comes from here
-    kChanged = 4,  // the undo must restore its action; 8: its counter
+    kReborn = 1,  // the rule is a different one afterwards, even if its rows are equal
+    kChanged = 4, // the undo must restore its action; 8: its counter
 };
 
 inline bool has(const Update &u, unsigned number, unsigned flag)

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// The chip falls silent during an update and stays silent during the undo. The next user of the chip, with any
-// set, brings it back first.
+// The chip falls silent during an update and stays silent during the undo. The next user of the chip, with
+// any set, brings it back first.
 #include "rule_support.h"
 #include "ruleset/edits.h"
 #include "tests/engine/classifier_fixture.h"
