@@ -163,7 +163,7 @@ class Batch(unittest.TestCase):
         lines = ("rule add dst_mac 01:02:03:04:05:06", "rule add dst_mac 01:02:ff:ff:ff:ff", "rule del auto dst_mac 01:02:03:04:05:06")
         self.assertIn("the automatic deletion of rule 9 would also take rule 11\n", self.good(*lines[:2], "rule check"))
         self.assertEqual(self.good(*lines, args=("--force",)).count("deleted:"), 2)
-        self.assertEqual(self.good(*lines[:2], "rule del id 8").count("deleted: rule 9"), 1)
+        self.assertEqual(self.good(*lines[:2], "rule del id LUT1-0").count("deleted: rule 9"), 1)
         self.assertEqual(self.good(*lines[:2], "rule del dst_mac 01:02:03:04:05:06").count("deleted:"), 1)
 
     def test_a_mac_mask_that_lut1_holds_wider(self):

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // Rules as operators write and read them: words in, words out, and why a line is refused.
 #include "tools/ifcctl/core/errors.h"
+#include "tools/ifcctl/core/match_words.h"
 #include "tools/ifcctl/core/nearest_word.h"
 #include "tools/ifcctl/core/rule_words.h"
 #include "tools/ifcctl/core/values.h"
@@ -166,7 +167,7 @@ TEST(RuleWords, RangesAndInequality)
     EXPECT_NE(refusalOf("dst_port 70-60"), "accepted");
     EXPECT_NE(refusalOf("dst_port range 5"), "accepted");
     EXPECT_EQ(refusalOf("dst_port ne 60-70"),
-              "dst_port '60-70': accepted: a range without ne: what is outside it takes two rules");
+              "dst_port 'ne 60-70': accepted: one value after ne; what is outside a range takes two rules");
 }
 
 TEST(RuleWords, AnyFrameAndAnyValue)
@@ -227,7 +228,6 @@ TEST(RuleWords, RefusalNamesFieldValueAndWhatIsAccepted)
     EXPECT_NE(refusalOf("dst_ip ::/0").find("a mask of 0 compares nothing"), std::string::npos);
     EXPECT_NE(refusalOf("dst_port 0/0").find("a mask of 0 compares nothing"), std::string::npos);
     EXPECT_NE(refusalOf("dst_ip 2001::1/64").find("bits outside its mask"), std::string::npos);
-    EXPECT_NE(refusalOf("dst_ip any"), "accepted");
     std::string many;
     for (unsigned n = 0; n <= IFC_RULE_CONDITIONS; ++n)
         many += "dst_port ne " + std::to_string(n) + ' ';
@@ -249,6 +249,55 @@ TEST(RuleWords, AWrongWordSuggestsTheNearest)
     EXPECT_EQ(nearestWord("x", {"ab", "y"}), "");
     EXPECT_EQ(nearestWord("", {"ab"}), "");
     EXPECT_EQ(nearestWord(std::string(1000, 'a'), {"aaa"}), "");
+}
+
+TEST(RuleWords, WordsOfOtherToolsAndValuesSuggestTheirOwn)
+{
+    const auto suggestion = [](const std::string &word) {
+        const std::string text = refusalOf(word + " 5");
+        const size_t at = text.find("did you mean ");
+        return at == std::string::npos ? "" : text.substr(at + 13, text.size() - at - 14);
+    };
+    const std::pair<const char *, const char *> words[] = {{"vlan", "vlan_id"},
+                                                           {"proto", "ip_proto"},
+                                                           {"tcp", "ip_proto tcp"},
+                                                           {"DST_PORT", "dst_port"},
+                                                           {"arp", "eth_type arp"},
+                                                           {"ef", "dscp ef"},
+                                                           {"Vlan", "vlan_id"},
+                                                           {"DstPort", "dst_port"},
+                                                           {"ethertype", "eth_type"},
+                                                           {"saddr", "src_ip"},
+                                                           {"tos", "ip_tos"},
+                                                           {"UDP", "ip_proto udp"},
+                                                           {"dst_mac_addr", "dst_mac_type"},
+                                                           {"zzzzzz", ""}};
+    for (const auto &[word, meant] : words)
+        EXPECT_EQ(suggestion(word), meant) << word;
+}
+
+TEST(RuleWords, AnyOfEveryFieldIsReadBack)
+{
+    for (const std::string &word : matchWords()) {
+        const ifc_rule rule = matchOf(word + " any");
+        ASSERT_EQ(rule.count, 1u) << word;
+        EXPECT_EQ(rule.condition[0].mask, 0u) << word;
+        const ifc_rule text = matchOf(matchText(rule));
+        EXPECT_EQ(text.condition[0].field, rule.condition[0].field) << word << ": " << matchText(rule);
+        EXPECT_EQ(text.condition[0].mask, 0u) << word;
+        const nlohmann::ordered_json json = matchJson(rule)[0];
+        const auto plain = [](const nlohmann::ordered_json &value) {
+            return value.is_string() ? value.get<std::string>() : value.dump();
+        };
+        const ifc_rule again = matchOf(plain(json["field"]) + ' ' + plain(json["command"]) + ' ' +
+                                       plain(json["key"]) + '/' + plain(json["mask"]));
+        EXPECT_EQ(again.condition[0].field, rule.condition[0].field) << word;
+        EXPECT_EQ(again.condition[0].mask, 0u) << word;
+    }
+    expectCondition(matchOf("dst_ip any"), 0, DIPv4, IFC_COMPARE_EQUAL, 0, 0);
+    expectCondition(matchOf("src_ip any eth_type ipv6"), 0, SIPv6_31_0, IFC_COMPARE_EQUAL, 0, 0);
+    EXPECT_NE(refusalOf("dst_port 0/0").find("a mask of 0"), std::string::npos)
+        << "only under the field's own name";
 }
 
 TEST(RuleWords, JsonHasNumbersAsNumbersAndAddressesAsText)
@@ -330,9 +379,39 @@ TEST(ActionWords, MergeLeavesWhatIsNotNamed)
     EXPECT_EQ(merged("channel 3", "fast"), "channel 3 fast");
     EXPECT_EQ(merged("cpu nbq 3", "nbq 4"), "nbq 4 cpu");
     EXPECT_EQ(merged("cpu nbq 3", "fport 2"), "fport 2 nbq 3");
-    EXPECT_EQ(merged("channel 3 queue 2 dscp ef", "channel off"), "dscp ef");
+    EXPECT_EQ(merged("channel 3 queue 2 dscp ef", "channel off queue off"), "dscp ef");
+    EXPECT_EQ(merged("channel 3 dscp ef", "channel off"), "dscp ef");
     EXPECT_EQ(merged("fast dscp ef", "fast off"), "dscp ef");
-    EXPECT_EQ(merged("cpu nbq 3 dscp ef", "cpu off"), "dscp ef");
+    EXPECT_EQ(merged("cpu nbq 3 dscp ef", "cpu off nbq off"), "dscp ef");
+    EXPECT_EQ(merged("cpu dscp ef", "cpu off"), "dscp ef");
+    EXPECT_EQ(merged("queue 5", "queue off"), "");
+}
+
+TEST(ActionWords, OffDropsNoOtherValueSilently)
+{
+    const auto refusal = [](const std::string &before, const std::string &line) -> std::string {
+        IFC_Action_Format entry = actionOf(before);
+        const IFC_Action_Format old = entry;
+        WordReader words = readerOf(line);
+        try {
+            mergeAction(entry, words, 0);
+        } catch (const Error &error) {
+            EXPECT_TRUE(std::equal(std::begin(old.word), std::end(old.word), entry.word))
+                << "nothing is written";
+            return error.text();
+        }
+        return "accepted: " + actionText(entry, 0);
+    };
+    EXPECT_EQ(refusal("channel 3 queue 2", "channel off"),
+              "channel 'off': accepted: together with 'queue off': they are one sub-action");
+    EXPECT_EQ(refusal("cpu nbq 3", "cpu off"),
+              "cpu 'off': accepted: together with 'nbq off': they are one sub-action");
+    EXPECT_EQ(refusal("vpm0 1 vo0 2 vid0 3", "vid0 off"),
+              "vid0 'off': accepted: together with 'vpm0 off' 'vo0 off': they are one sub-action");
+    // dpi and keep_pcp share an enable bit, which stays for the other one.
+    EXPECT_EQ(refusal("keep_pcp dpi", "dpi off"), "accepted: keep_pcp");
+    EXPECT_EQ(refusal("keep_pcp dpi", "keep_pcp off"), "accepted: dpi");
+    EXPECT_EQ(refusal("keep_pcp dpi", "keep_pcp off dpi off"), "accepted: ");
 }
 
 TEST(ActionWords, WithoutThePpeOnlyTheCpuIsAccepted)

@@ -184,6 +184,17 @@ class StateTest(unittest.TestCase):
         self.assertEqual([program.wait(timeout=60) for program in programs], [0] * 12)
         self.assertEqual(self.rules(), 12)
 
+    def test_no_folders_are_made_for_a_named_file(self):
+        name = os.path.join(self.folder.name, "a", "b", "chip")
+        for run in (lambda: self.tool("--state", name, "rule", "show"), lambda: self.run_tool("rule", "show", IFC_STATE=name)):
+            result = run()
+            self.assertEqual((result.returncode, result.stdout), (2, ""))
+            self.assertIn("a file in a folder that exists; there is no ", result.stderr)
+            self.assertEqual(os.listdir(self.folder.name), [])
+        home = os.path.join(self.folder.name, "home")
+        self.assertEqual(self.run_tool("rule", "add", "dst_port", "1", HOME=home).returncode, 0)
+        self.assertTrue(os.path.exists(os.path.join(home, ".local/state/ifcctl/chip.state")))
+
     def test_a_place_that_cannot_be_written(self):
         # Below a file there is no folder, for root too.
         self.write(b"")

@@ -86,7 +86,7 @@ void op(Session &session, WordReader &words)
             text += "warning: " + warning + '\n';
             json["warnings"].push_back(warning);
         }
-    session.print(text, json);
+    session.printAlways(text, json);
 }
 
 } // namespace

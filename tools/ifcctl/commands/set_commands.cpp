@@ -14,7 +14,9 @@
 #include "ruleset/edits.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <filesystem>
+#include <memory>
 
 #include <unistd.h>
 
@@ -189,19 +191,32 @@ void setDiff(Session &session, WordReader &words)
     const Difference difference = differenceOf(session, file, plan);
     session.print(difference.text.empty() ? "no difference\n" : difference.text,
                   {{"file", file.name}, {"same", difference.text.empty()}, {"differences", difference.json}});
+    if (!difference.text.empty())
+        session.setCode(kExitDiffers);
 }
 
-void writeSet(const std::string &path, const std::string &text)
+// A regular file is replaced as a whole. A device or a pipe is written as it is; then returns false, because it
+// may be the standard output.
+bool writeSet(const std::string &path, const std::string &text)
 {
     std::error_code error;
-    const bool exists = std::filesystem::exists(path, error);
-    if (exists && !std::filesystem::is_regular_file(path, error))
-        throw usage("set save", path, "a new name or a regular file; without a name: standard output");
+    if (std::filesystem::is_directory(path, error))
+        throw usage("set save", path, "a file; this is a folder");
+    const bool inPlace =
+        std::filesystem::exists(path, error) && !std::filesystem::is_regular_file(path, error);
+    if (inPlace) {
+        const std::unique_ptr<std::FILE, int (*)(std::FILE *)> file(std::fopen(path.c_str(), "we"),
+                                                                    std::fclose);
+        if (!file || std::fputs(text.c_str(), file.get()) < 0 || std::fflush(file.get()) != 0)
+            throw outputFailed("set save '" + path + '\'');
+        return false;
+    }
     try {
         state::replaceFile(path, path + '.' + std::to_string(getpid()) + ".new", text);
     } catch (const state::FileError &failure) {
         throw Error(Reason::OutputFailed, std::string("set save: ") + failure.what());
     }
+    return true;
 }
 
 void setSave(Session &session, WordReader &words)
@@ -216,13 +231,15 @@ void setSave(Session &session, WordReader &words)
         rules.push_back(set.rule(n));
     const std::string text =
         setFileText(rules, ifcSendToPpe != 0, classifierOn(session), session.device().revision());
-    if (path.empty()) {
+    if (path.empty() || path == "-") {
         session.print(text, {{"text", text}, {"rules", rules.size()}});
         return;
     }
-    writeSet(path, text);
-    session.print("saved: " + counted(set.count(), "rules in ") + path + '\n',
-                  {{"file", path}, {"rules", rules.size()}});
+    const bool isFile = writeSet(path, text);
+    const unsigned count = set.count();
+    session.print(isFile ? "saved: " + counted(count, count == 1 ? "rule in " : "rules in ") + path + '\n'
+                         : "",
+                  {{"file", path}, {"rules", count}});
 }
 
 } // namespace

@@ -64,6 +64,14 @@ unsigned entriesWritten(const Match &match)
     return count;
 }
 
+std::string textOf(const Match &match)
+{
+    std::string text;
+    for (const Condition &c : match)
+        text += (text.empty() ? "" : " ") + c.word + ' ' + c.value;
+    return text;
+}
+
 } // namespace
 
 FreeSpace freeSpace()
@@ -97,7 +105,7 @@ Plan planPlacement(const Match &match, bool force)
         const FreeSpace space = freeSpace();
         const unsigned longest =
             space.runs.empty() ? 0 : *std::max_element(space.runs.begin(), space.runs.end());
-        throw refused(Reason::NoSpace, "rule", match.front().word + " ...",
+        throw refused(Reason::NoSpace, "rule", textOf(match),
                       "no space: it needs " + std::to_string(count) +
                           " free LUT1 entries in a row (a MAC counts 2), the longest free run is " +
                           std::to_string(longest) +

@@ -164,7 +164,7 @@ public:
         const int result = ifc_ruleset_read(&set, nullptr);
         host::attach(nullptr);
         if (result != IFC_RULESET_OK)
-            throw timedOut();
+            throw timedOut(" (the hardware could not be read; nothing was changed)");
     }
 
     int applyRules(ifc_ruleset &set, const RuleEdits &edits, unsigned flags,
@@ -287,7 +287,7 @@ private:
                                        .answer;
         unsigned data[IFC_ROW_WORDS];
         if (std::sscanf(answer.c_str(), "= %x %x %x %x", &data[0], &data[1], &data[2], &data[3]) != 4)
-            throw timedOut();
+            throw timedOut(" (the hardware could not be read; nothing was changed)");
         for (unsigned n = 0; n < IFC_ROW_WORDS; ++n)
             copy_.write(IFC_DATA0 + 4 * n, data[n]);
         copy_.write(IFC_RULE_CFG, ifc_rule_cfg_word(index, offset, sel, IFC_TYPE_WRITE));

@@ -77,6 +77,8 @@ void SetPlan::makeSteps(const SetFile &file)
         if (same_[n]) {
             step.from = set_.number(*same_[n]);
             step.newAction = !sameAction(set_.rule(*same_[n]), file.rules[n]);
+            step.rule = set_.rule(*same_[n]);
+            step.rule.action = file.rules[n].action;
         }
         steps_.push_back(step);
         for (unsigned before = 0; before < n && same_[n]; ++before)
