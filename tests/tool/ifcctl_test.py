@@ -188,7 +188,7 @@ class Batch(unittest.TestCase):
         out = self.good("classifier status", "classifier enable", "classifier status", "classifier disable", "classifier status",
                         "counter bind 3 5", "counter show 3", "counter reset", "result check none")
         self.assertEqual(out, "IFC :Disable .\nIFC :Enable .\nIFC :Disable .\nentry    packets              bytes\n"
-                         "    3          0                  0\nexactly this was hit\n")
+                         "    3          0                  0\nthe last frame hit exactly this\n")
 
     def test_actions(self):
         out = self.good("ppe on", "action set 9 channel 3 queue 2 vpm0 1 vo0 2 vprio0 3 vid0 100 cpu nbq 4", "action show 9",

@@ -195,16 +195,16 @@ TEST(RuleWords, ContradictionsNameBothWords)
 {
     const auto contradiction = [](const std::string &line) { return refusalOf(line, Reason::Contradiction); };
     EXPECT_EQ(contradiction("eth_type ipv4 dst_ip 2001:db8::1"),
-              "match 'dst_ip 2001:db8::1': contradicts 'eth_type ipv4': no frame fits both");
+              "match 'dst_ip 2001:db8::1': contradicts 'eth_type ipv4': no frame matches both");
     EXPECT_EQ(contradiction("src_ip 10.0.0.1 src_ip 10.0.0.2"),
-              "match 'src_ip 10.0.0.2': contradicts 'src_ip 10.0.0.1': no frame fits both");
+              "match 'src_ip 10.0.0.2': contradicts 'src_ip 10.0.0.1': no frame matches both");
     EXPECT_EQ(contradiction("vlan_id 1 vlan_id 2"),
-              "match 'vlan_id 2': contradicts 'vlan_id 1': no frame fits both");
+              "match 'vlan_id 2': contradicts 'vlan_id 1': no frame matches both");
     for (const char *line :
          {"dst_ip 10.0.0.1 src_ip 2001:db8::1", "ip_proto icmpv6 eth_type ipv4", "vlan_prio 5 pbit0 3",
           "dst_port 10-20 dst_port ge 21", "dst_port 1 dport 2", "dst_port ne 5 dst_port 5",
           "src_ip 10.0.0.0/8 src_ip 11.0.0.0/16", "dscp ef ip_tos 0", "VID0 1 vlan_id 2"})
-        EXPECT_NE(contradiction(line).find("no frame fits both"), std::string::npos) << line;
+        EXPECT_NE(contradiction(line).find("no frame matches both"), std::string::npos) << line;
     for (const char *line :
          {"dst_port ge 10 dst_port le 20", "src_ip 10.0.0.0/8 src_ip ne 10.0.0.1", "eth_type arp dst_port 53",
           "vlan_id 1 cvlan_id 2", "eth_type pppoe dst_ip 2001:db8::1", "VID0 1 VID0 2"})
@@ -361,7 +361,7 @@ TEST(ActionWords, ArePrintedAsTheyAreRead)
     EXPECT_EQ(actionText({}, 0), "");
     EXPECT_EQ(actionAgain("gem 5"), "sp_tag 0x5");
     EXPECT_EQ(refusalOf("any action cpu fport 3"),
-              "action 'cpu fport': accepted: one of them: fport clears the cpu flag");
+              "action 'cpu fport': accepted: cpu or fport: fport clears the cpu flag");
     EXPECT_EQ(actionAgain("enable 2 cpu fport 3"), "fport 3 cpu enable 0x2");
     EXPECT_EQ(refusalOf("any action fast fast"), "action 'fast': accepted: each word once");
     EXPECT_EQ(refusalOf("any action"), "action '': accepted: a word of actions that 'rule add help' lists");

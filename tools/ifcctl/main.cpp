@@ -33,8 +33,8 @@ std::string statePath(const std::string &option, bool batch)
     }
     std::string path = state::defaultPath();
     if (path.empty())
-        std::cerr
-            << "ifcctl: neither XDG_STATE_HOME nor HOME names a folder: a fresh chip that is not kept\n";
+        std::cerr << "ifcctl: neither XDG_STATE_HOME nor HOME names a folder; this runs on a fresh chip that "
+                     "is not kept\n";
     return path;
 }
 

@@ -84,7 +84,7 @@ const std::vector<NamedHelp> &objectTable()
 {
     static const std::vector<NamedHelp> known = {
         {"rule", "the ordered rules"},
-        {"ppe", "may frames that hit go to the packet engine"},
+        {"ppe", "whether frames that hit may go to the packet engine"},
         {"classifier", "the switch of the classifier"},
         {"action", "one action entry"},
         {"counter", "the counters"},
@@ -112,7 +112,7 @@ const std::vector<NamedHelp> &objectTable()
 const std::vector<NamedHelp> &placeholders()
 {
     static const std::vector<NamedHelp> table = {
-        {"N", "a rule's number, or LUT0-3, LUT1-7; of `action` and `counter` an entry, 0 to 39"},
+        {"N", "a rule's number, or LUT0-3, LUT1-7; of 'action' and 'counter': an entry, 0 to 39"},
         {"M", "another rule, written like N"},
         {"MATCH", "KEY [eq|ne|!|ge|le] VALUE[/MASK], KEY FIRST-LAST, KEY any, or any alone"},
         {"WORD", "a word of an action with its value; WORD off switches its sub-action off"},
@@ -122,7 +122,7 @@ const std::vector<NamedHelp> &placeholders()
         {"OUT", "a file that is written"},
         {"HEX", "a frame in hex digits, without FCS"},
         {"NUMBER", "the number of a frame in a capture, from 1"},
-        {"OPERATION", "an operation that `op help` lists"},
+        {"OPERATION", "an operation that 'op help' lists"},
         {"ARGUMENT", "an argument of the operation"},
     };
     return table;

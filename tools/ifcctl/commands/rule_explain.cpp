@@ -71,7 +71,8 @@ std::string deciderText(std::optional<unsigned> decides)
 // If a frame follows, the first word is a rule's number.
 void ruleExplain(Session &session, WordReader &words)
 {
-    constexpr const char *kAccepted = "[rule number] and a frame in hex or as FILE:NUMBER";
+    constexpr const char *kAccepted =
+        "a frame in hex digits or as FILE:NUMBER, after the number of a rule or alone";
     const engine::Tables &tables = session.device().window().tables();
     std::optional<unsigned> id;
     const std::string &second = words.peek(1);

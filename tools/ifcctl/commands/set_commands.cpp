@@ -116,7 +116,7 @@ void refuseIfTablesDiffer(Session &session, const std::string &path)
     if (!same)
         throw refused(
             Reason::TablesDiffer, "set load", path,
-            "hardware and shadow differ, see 'table verify'; 'op write_all_ifc_rule_to_hw' brings the "
+            "hardware and shadow differ, see 'table verify'; 'op write_all_ifc_rule_to_hw' writes the "
             "shadow to the hardware");
 }
 
@@ -164,7 +164,7 @@ void setLoad(Session &session, WordReader &words)
     }
     const unsigned changed = plan.changedActions();
     text += std::string(only ? "would be loaded: " : "loaded: ") + counted(report.kept, "kept, ") +
-            counted(report.moved, report.fewest != 0 ? "moved, " : "moved (perhaps fewer could), ") +
+            counted(report.moved, report.fewest != 0 ? "moved, " : "moved (fewer may suffice), ") +
             counted(report.added, "added, ") + counted(report.deleted, "deleted, ") +
             counted(changed, "with a new action; ") + (only ? "at most " : "") +
             counted(report.accesses, "register accesses\n");
@@ -266,11 +266,12 @@ Difference differenceOf(Session &session, const SetFile &file, const SetPlan &pl
     for (const OrderFault &fault : plan.orderFaults()) {
         const SetStep &first = plan.steps()[fault.first];
         const SetStep &second = plan.steps()[fault.second];
-        add("> " + nameOf(second.from) + " decides before " + nameOf(first.from) + ", in the file after it",
+        add("> " + nameOf(second.from) + " decides before " + nameOf(first.from) +
+                "; the file has them the other way round",
             {{"kind", "order"}, {"first", *first.from}, {"second", *second.from}});
     }
     for (const Switch &change : switchesOf(session, file))
-        add(std::string("! ") + change.name + " is not: " + change.word,
+        add(std::string("! ") + change.name + ": the file says " + change.word,
             {{"kind", "switch"}, {"switch", change.name}, {"wanted", change.wanted}});
     return difference;
 }

@@ -82,8 +82,9 @@ void tableVerify(Session &session, WordReader &words)
                   {{"same", count == 0}, {"differences", differences}});
     session.checkTransfers();
     if (count != 0)
-        throw refused(Reason::TablesDiffer, "table verify", std::to_string(count),
-                      "words differ between hardware and shadow");
+        throw refused(Reason::TablesDiffer, "table verify",
+                      std::to_string(count) + (count == 1 ? " word" : " words"),
+                      "hardware and shadow differ");
 }
 
 void resourceShow(Session &session, WordReader &words)

@@ -141,7 +141,7 @@ public:
         const bool toPort = isNamed("fport");
         const bool toCpu = isNamed("cpu");
         if (toPort && toCpu && !enable_)
-            throw usage("action", "cpu fport", "one of them: fport clears the cpu flag");
+            throw usage("action", "cpu fport", "cpu or fport: fport clears the cpu flag");
         // Two sub-actions share the field nbq. It belongs to the one that is named or on.
         nbqOfCpu_ = toCpu || (!toPort && ifc::getActionField(entry_.word, ifc::kCpu) != 0);
         for (const Given &given : given_)
@@ -158,7 +158,7 @@ public:
         std::vector<SubAction> all;
         for (const Given &given : given_) {
             if (given.off)
-                throw usage("action", kOffWord, "values: this programs what the words name");
+                throw usage("action", kOffWord, "a value; 'action clear' switches an entry off");
             const unsigned actIdx = subActionOf(*given.entry);
             if (std::any_of(all.begin(), all.end(),
                             [&](const SubAction &sub) { return sub.actIdx == actIdx; }))
@@ -168,7 +168,7 @@ public:
                 sub.values[n] = ifc::getActionField(entry_.word, ifc::kSetFields[actIdx][n]);
         }
         if (enable_)
-            throw usage("action", kEnableWord, "the other words: this programs what they name");
+            throw usage("action", kEnableWord, "words other than enable; 'rule change' takes it");
         return all;
     }
 
@@ -363,11 +363,11 @@ std::string actionWordsHelp()
         if (entry.lsb != 0)
             meaning += ", " + namesOfCodePoints() + " (the code point of IPv4)";
         else if (entry.actIdx == IFC_ACT_IPV4_DSCP)
-            meaning += " (the octet of IPv4 as the entry holds it)";
+            meaning += " (the whole octet of IPv4)";
         line(entry.word, meaning);
     }
     line(kEnableWord, "0 to " + std::to_string(ifc::actionFieldMost(ifc::kEnable)) +
-                          " (the enable bits as they stand, for entries that no other words make)");
+                          " (the raw enable bits, for entries that no other words can express)");
     return text;
 }
 

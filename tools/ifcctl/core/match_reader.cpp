@@ -284,7 +284,7 @@ private:
                 if (!(read_[i].word.asItStands && read_[k].word.asItStands) &&
                     excludeEachOther(read_[k].condition, read_[i].condition))
                     throw Error(Reason::Contradiction, "match '" + read_[i].text + "': contradicts '" +
-                                                           read_[k].text + "': no frame fits both");
+                                                           read_[k].text + "': no frame matches both");
     }
 
     // `vlan_prio 5 vlan_dei 1` is one condition of the field.

@@ -47,9 +47,9 @@ void checkLut1Mask(const Condition &c, bool force)
     const std::string asked = formatFieldValue(c.field, c.mask);
     if (stored.fit == StoredMask::Fit::Impossible)
         throw refused(Reason::MaskNotContiguous, c.word, c.value,
-                      "LUT1 holds masks of ones that begin at the first or the last bit of " +
-                          std::string(ifc::fieldName(c.field)) + " (or of the address word), and " + asked +
-                          " is none");
+                      "LUT1 only holds masks of ones that begin at the first or the last bit of " +
+                          std::string(ifc::fieldName(c.field)) + " (or of an address word), and " + asked +
+                          " is not such a mask");
     throw refused(Reason::MaskStoredWider, c.word, c.value,
                   "LUT1 would compare the bits " + formatFieldValue(c.field, stored.mask) + " instead of " +
                       asked + " (--force places it so)");

@@ -59,7 +59,7 @@ void checkUdf(WordReader &words)
     if (offset != place)
         throw usage("udf offset", std::to_string(offset),
                     std::to_string(place) + ", where udf" + std::to_string(udf) +
-                        " is taken from; no register of the chip moves it");
+                        " is taken from; no register of the chip sets this");
 }
 
 void readLine(Reader &reader, unsigned number, const Words &line, int revision)
@@ -155,7 +155,7 @@ SwitchLines switchLines(const std::vector<ifc_rule> &rules, bool ppe, bool class
 
 std::string setFileText(const std::vector<ifc_rule> &rules, bool ppe, bool classifier, int revision)
 {
-    std::string text = "# A set of rules for 'ifcctl set load': the first that fits a frame decides.\n";
+    std::string text = "# A set of rules for 'ifcctl set load': the first that matches a frame decides.\n";
     const SwitchLines switches = switchLines(rules, ppe, classifier);
     text += switches.before;
     for (const ifc_rule &rule : rules)

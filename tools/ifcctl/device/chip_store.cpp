@@ -44,9 +44,9 @@ std::optional<std::string> ChipStore::content()
         file_ = std::make_unique<state::StateFile>(path_, kWaitMilliseconds, isDefault);
     } catch (const FileError &error) {
         if (error.reason() == FileError::Reason::Busy)
-            throw Error(Reason::DeviceFailed, "state file '" + path_ + "': another ifcctl has used it for " +
-                                                  std::to_string(kWaitMilliseconds / 1000) +
-                                                  " seconds and still does; nothing was done");
+            throw Error(Reason::DeviceFailed,
+                        "state file '" + path_ + "': another ifcctl still uses it after " +
+                            std::to_string(kWaitMilliseconds / 1000) + " seconds; nothing was changed");
         whyReadOnly_ = error.what();
     }
     try {
@@ -63,7 +63,7 @@ void ChipStore::keep(const state::ChipState &chip)
         return;
     const auto failed = [this](const std::string &why) {
         return Error(Reason::OutputFailed, "state file '" + path_ +
-                                               "': what changed is not kept, the old state stands (" + why +
+                                               "': the change is not saved, the old state stays (" + why +
                                                ')');
     };
     if (!file_)

@@ -100,7 +100,7 @@ public:
                             "the folder of a loaded ifc.ko (" + file->path() + ": " + std::strerror(errno) +
                                 ")");
         if (flock(command_.descriptor(), LOCK_EX | LOCK_NB) != 0) {
-            std::fputs("ifcctl: another one is at work on this device, waiting\n", stderr);
+            std::fputs("ifcctl: another ifcctl uses this device; waiting\n", stderr);
             if (flock(command_.descriptor(), LOCK_EX) != 0)
                 throw command_.failed();
         }
@@ -174,7 +174,7 @@ public:
         if (!file.there())
             throw refused(
                 Reason::NoSetOperations, "device", folder_,
-                "this module takes no sets of rules; 'rule add auto' and 'op' place them one by one");
+                "this module does not take sets of rules; 'rule add auto' and 'op' place them one by one");
         const bool taken = file.take(ruleBatch(edits, flags));
         const std::string text = file.content();
         if (!taken || !readReport(text, report))
