@@ -73,7 +73,7 @@ const std::vector<Command> &allCommands()
     static const std::vector<Command> table = [] {
         std::vector<Command> all;
         for (const auto &part : {ruleCommands(), switchCommands(), actionCommands(), operationCommands(),
-                                 setCommands(), tableCommands(), frameCommands()})
+                                 setCommands(), tableCommands(), frameCommands(), reportCommands()})
             all.insert(all.end(), part.begin(), part.end());
         return all;
     }();
@@ -94,6 +94,8 @@ const std::vector<NamedHelp> &objectTable()
         {"table", "the tables of the hardware and their shadow"},
         {"resource", "free space of the tables"},
         {"frame", "frames through the engine"},
+        {"report", "one page with everything"},
+        {"report", "one page about all of it, for a browser"},
     };
     static const std::vector<NamedHelp> table = [] {
         std::vector<NamedHelp> objects;
@@ -120,9 +122,13 @@ const std::vector<NamedHelp> &placeholders()
         {"ID", "a counter's number, 0 to 15"},
         {"FILE", "a file; - for standard input"},
         {"OUT", "a file that is written"},
+        {"TEXT", "any text, one word in a batch"},
+        {"WHEN", "auto, always or never"},
         {"HEX", "a frame in hex digits, without FCS"},
         {"NUMBER", "the number of a frame in a capture, from 1"},
         {"OPERATION", "an operation that 'op help' lists"},
+        {"TEXT", "any text"},
+        {"WHEN", "auto, always or never"},
         {"ARGUMENT", "an argument of the operation"},
     };
     return table;

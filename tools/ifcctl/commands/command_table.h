@@ -59,5 +59,6 @@ std::vector<Command> operationCommands();
 std::vector<Command> setCommands();
 std::vector<Command> tableCommands();
 std::vector<Command> frameCommands();
+std::vector<Command> reportCommands();
 
 } // namespace ifcctl

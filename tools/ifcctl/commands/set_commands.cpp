@@ -7,18 +7,13 @@
 
 #include "tools/ifcctl/core/rule_words.h"
 #include "tools/ifcctl/device/hardware.h"
+#include "tools/ifcctl/device/output_file.h"
 #include "tools/ifcctl/device/set_plan.h"
-#include "tools/state/state_file.h"
 
 #include "ifc/records/chip.h"
 #include "ruleset/edits.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <filesystem>
-#include <memory>
-
-#include <unistd.h>
 
 namespace ifcctl
 {
@@ -195,30 +190,6 @@ void setDiff(Session &session, WordReader &words)
         session.setCode(kExitDiffers);
 }
 
-// A regular file is replaced as a whole. A device or a pipe is written as it is; then returns false, because it
-// may be the standard output.
-bool writeSet(const std::string &path, const std::string &text)
-{
-    std::error_code error;
-    if (std::filesystem::is_directory(path, error))
-        throw usage("set save", path, "a file; this is a folder");
-    const bool inPlace =
-        std::filesystem::exists(path, error) && !std::filesystem::is_regular_file(path, error);
-    if (inPlace) {
-        const std::unique_ptr<std::FILE, int (*)(std::FILE *)> file(std::fopen(path.c_str(), "we"),
-                                                                    std::fclose);
-        if (!file || std::fputs(text.c_str(), file.get()) < 0 || std::fflush(file.get()) != 0)
-            throw outputFailed("set save '" + path + '\'');
-        return false;
-    }
-    try {
-        state::replaceFile(path, path + '.' + std::to_string(getpid()) + ".new", text);
-    } catch (const state::FileError &failure) {
-        throw Error(Reason::OutputFailed, std::string("set save: ") + failure.what());
-    }
-    return true;
-}
-
 void setSave(Session &session, WordReader &words)
 {
     std::string path;
@@ -235,7 +206,7 @@ void setSave(Session &session, WordReader &words)
         session.print(text, {{"text", text}, {"rules", rules.size()}});
         return;
     }
-    const bool isFile = writeSet(path, text);
+    const bool isFile = writeTextFile("set save", path, text);
     const unsigned count = set.count();
     session.print(isFile ? "saved: " + counted(count, count == 1 ? "rule in " : "rules in ") + path + '\n'
                          : "",
