@@ -45,9 +45,12 @@ protected:
     fs::path path;
 };
 
-TEST_F(StateFileTest, a_missing_file_is_no_content_and_its_folder_is_made)
+TEST_F(StateFileTest, a_missing_file_is_no_content_and_its_folder_is_made_on_request)
 {
-    const StateFile file(folder / "a" / "b" / "chip.state", 0);
+    const fs::path below = folder / "a" / "b" / "chip.state";
+    EXPECT_THROW(StateFile(below, 0), FileError);
+    EXPECT_FALSE(fs::exists(folder / "a")) << "made only on request";
+    const StateFile file(below, 0, true);
     EXPECT_FALSE(file.load().has_value());
     file.save("hello");
     EXPECT_EQ(file.load(), "hello");

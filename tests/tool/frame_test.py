@@ -52,7 +52,7 @@ class Frames(unittest.TestCase):
         code, out, err = batch(*RULE, "frame send " + DNS, "result check lut1 1", "counter show 9")
         self.assertEqual((code, err), (0, ""))
         self.assertIn("hits: LUT1-1\n", out)
-        self.assertIn("exactly this was hit\n", out)
+        self.assertIn("the last frame hit exactly this\n", out)
         self.assertIn("    9          1                 42\n", out)
         code, out, _ = batch(*RULE, "frame send " + DNS, args=("-j",))
         sent = json.loads(out.splitlines()[-1])
@@ -71,7 +71,7 @@ class Frames(unittest.TestCase):
     def test_a_miss(self):
         _, out, _ = batch(*RULE, "frame send " + DNS.replace("0035", "0036"), "result check none")
         self.assertIn("hits: none\n", out)
-        self.assertIn("exactly this was hit\n", out)
+        self.assertIn("the last frame hit exactly this\n", out)
 
     def test_explain(self):
         code, out, _ = batch(*RULE, "rule add dst_port 54", "rule explain 9 " + DNS, "rule explain " + DNS, args=("-j",))

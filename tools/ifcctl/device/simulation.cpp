@@ -94,7 +94,7 @@ public:
     void readRules(ifc_ruleset &set) override
     {
         if (ifc_ruleset_read(&set, nullptr) != IFC_RULESET_OK)
-            throw timedOut();
+            throw timedOut(" (the hardware could not be read; nothing was changed)");
     }
 
     int applyRules(ifc_ruleset &set, const RuleEdits & /*edits*/, unsigned flags,
