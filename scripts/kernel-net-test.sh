@@ -5,7 +5,7 @@
 # Usage: kernel-net-test.sh [KERNEL] [shell | PARTS]
 #   KERNEL  5.10, 6.1 or 6.12 of Debian's packages (6.1 unless named), or debug: 6.1 built here with all debug checks
 #   PARTS   of tests/kernel/net/ to run, all unless named
-# IFC_NET_SEED, IFC_NET_CHANGES: of the random filters
+# IFC_NET_SEED, IFC_NET_CHANGES: of the random filters; IFC_NET_LIMIT: seconds after which the machine is stopped
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
@@ -20,6 +20,7 @@ debug)
     shift
     ;;
 esac
+limit=${IFC_NET_LIMIT:-$limit}
 parts=${*:-"device judges ours silent"}
 build=$root/build/kernel-net-test/$kernel
 mkdir -p "$build"
