@@ -71,8 +71,12 @@ void readLine(SetFile &set, unsigned number, const Words &line, int revision)
     }
 }
 
-void readLines(SetFile &set, std::istream &file, int revision)
+} // namespace
+
+SetFile readSet(std::istream &file, const std::string &name, int revision)
 {
+    SetFile set;
+    set.name = name;
     unsigned number = 0; // of the line that an error is about
     unsigned read = 0;
     try {
@@ -89,21 +93,19 @@ void readLines(SetFile &set, std::istream &file, int revision)
     } catch (const Error &error) {
         throw Error(error.reason(), set.name + ':' + std::to_string(number) + ": " + error.text());
     }
+    return set;
 }
-
-} // namespace
 
 SetFile readSetFile(const std::string &path, int revision)
 {
     SetFile set;
-    set.name = path == "-" ? "standard input" : path;
     std::ifstream file;
     if (path != "-")
         file.open(path);
     std::istream &in = path == "-" ? std::cin : file;
     errno = 0;
     if (in)
-        readLines(set, in, revision);
+        set = readSet(in, path == "-" ? "standard input" : path, revision);
     else
         errno = errno != 0 ? errno : ENOENT;
     if (!in.eof() || in.bad())

@@ -4,6 +4,7 @@
 
 #include "ruleset/ruleset.h"
 
+#include <iosfwd>
 #include <optional>
 #include <string>
 #include <vector>
@@ -30,6 +31,9 @@ struct SetFile {
 //   udf N network OFFSET                  where UDFn is taken from. The device has no register for it: only
 //                                         the model's place is accepted, which is 2 * N
 SetFile readSetFile(const std::string &path, int revision);
+
+// The same from an open file; `name` is its name in messages.
+SetFile readSet(std::istream &file, const std::string &name, int revision);
 
 // The lines of such a file.
 std::string setFileText(const std::vector<ifc_rule> &rules, bool ppe, bool classifier, int revision);
