@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Each register access of each operation goes wrong in its turn. Whatever the layer cannot see (a lost write, stale
-// data) must look to it as if it had worked; a transfer that is not done is polled three times, reported once, and
-// changes neither result nor shadow. In the hardware, only the row of the fault differs, and a comparison with the
-// shadow finds it.
+// Each register access of each operation goes wrong in its turn. Whatever the layer cannot see (a lost
+// write, stale data) must look to it as if it had worked; a transfer that is not done is polled three times,
+// reported once, and changes neither result nor shadow. In the hardware, only the row of the fault differs,
+// and a comparison with the shadow finds it.
 //
-// With IFC_FAULT_STEP=1 in the environment every access is taken; otherwise every 37th of the long operations.
+// With IFC_FAULT_STEP=1 in the environment every access is taken; otherwise every 37th of the long
+// operations.
 #include "faulty_chip.h"
 
 #include "ifc/records/fields.h"
@@ -60,7 +61,8 @@ ifc_rule ruleOn(std::initializer_list<unsigned> fields)
     return rule;
 }
 
-// What the layer saw of the transfers: all polls are as promised. Returns the number of time-outs, -1 if one is not.
+// What the layer saw of the transfers: all polls are as promised. Returns the number of time-outs, -1 if one
+// is not.
 int timeOuts(const std::vector<Event> &events)
 {
     int count = 0;
@@ -161,7 +163,8 @@ protected:
             expectFound(*got.after, got.after->rowsThatDiffer(*clean.after));
     }
 
-    // A comparison with the shadow finds the rows that differ from what the operation should have left, and no others.
+    // A comparison with the shadow finds the rows that differ from what the operation should have left, and
+    // no others.
     void expectFound(const State &state, const Rows &differ)
     {
         std::set<std::string> expected;
@@ -323,7 +326,8 @@ TEST_F(FaultTest, OfEachOperation)
                 lasting_, found_);
 }
 
-// The rules of the example, operation by operation: the switch, the rule, each part of its action, its counter.
+// The rules of the example, operation by operation: the switch, the rule, each part of its action, its
+// counter.
 TEST_F(FaultTest, OfAGatewaysSession)
 {
     const ifcctl::SetFile file = ifcctl::readSetFile(IFC_SOURCE_DIR "/examples/gateway.ifc", 0);
@@ -374,7 +378,8 @@ TEST_F(FaultTest, OfAGatewaysSession)
                 lasting_, found_);
 }
 
-// An update of a set, where transfers that fail in sight are tests of the ruleset: here go the faults that nobody sees.
+// An update of a set, where transfers that fail in sight are tests of the ruleset: here go the faults that
+// nobody sees.
 TEST_F(FaultTest, OfASetUpdate)
 {
     const ifcctl::SetFile file = ifcctl::readSetFile(IFC_SOURCE_DIR "/examples/gateway.ifc", 0);

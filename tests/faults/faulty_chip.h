@@ -70,8 +70,8 @@ Outcome run(const Operation &operation, const State &before, Fault fault = {});
 // The same chip with the rows and registers as the operation read them.
 std::unique_ptr<State> asRead(const State &before, const std::vector<Event> &events);
 
-// Reads both rule tables through the layer and compares them with the shadow, as `ifcctl set verify` does. The rows of
-// the entries that differ, without the row of a LUT0 rule.
+// Reads both rule tables through the layer and compares them with the shadow, as `ifcctl set verify` does.
+// The rows of the entries that differ, without the row of a LUT0 rule.
 std::set<std::string> verify(const State &state);
 
 constexpr const char *kTimeout = "Timeout for set IFC Rule configuration.\n";

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // Random operations against the layer on the simulated window, and against the plain model. After each one
-// the results, the register accesses, the shadow tables, the hardware's tables and the actions must say the same. A
-// failing sequence is shrunk and printed as lines for `ifcctl op`.
+// the results, the register accesses, the shadow tables, the hardware's tables and the actions must say the
+// same. A failing sequence is shrunk and printed as lines for `ifcctl op`.
 //
 // Usage: random_driver [--operations N] [--seed S]
 #include "generator.h"

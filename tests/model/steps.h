@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Operations of the layer as data: as lines for the command handler, and with the answers that the model expects.
+// Operations of the layer as data: as lines for the command handler, and with the answers that the model
+// expects.
 #pragma once
 
 #include "table_model.h"
