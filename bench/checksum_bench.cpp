@@ -10,7 +10,9 @@
 uint32_t plainWordLoop(const unsigned char *p, unsigned bytes);
 uint32_t dpdkRawChecksum(const unsigned char *p, unsigned bytes);
 extern "C" unsigned int skb_chksum_scalar(const struct sk_buff *skb, int lens);
+extern "C" unsigned int ipv4_checksum_scalar(const struct sk_buff *skb, int offset);
 extern "C" unsigned int skb_chksum_vector(const struct sk_buff *skb, int lens);
+extern "C" unsigned int ipv4_checksum_vector(const struct sk_buff *skb, int offset);
 
 namespace
 {
@@ -25,6 +27,16 @@ void ours(benchmark::State &state)
     skb.len = static_cast<unsigned>(state.range(0));
     for (auto _ : state)
         benchmark::DoNotOptimize(Sum(&skb, static_cast<int>(skb.len)));
+}
+
+template <unsigned (*Sum)(const sk_buff *, int)>
+void header(benchmark::State &state)
+{
+    sk_buff skb{};
+    skb.data = frame;
+    skb.len = sizeof frame;
+    for (auto _ : state)
+        benchmark::DoNotOptimize(Sum(&skb, 14));
 }
 
 template <uint32_t (*Sum)(const unsigned char *, unsigned)>
@@ -49,8 +61,13 @@ int main(int argc, char **argv)
         benchmark::RegisterBenchmark("dpdk", peer<dpdkRawChecksum>)->Arg(bytes);
 #endif
     }
+    benchmark::RegisterBenchmark("headerScalar", header<ipv4_checksum_scalar>);
+    benchmark::RegisterBenchmark("headerVector", header<ipv4_checksum_vector>);
     const auto collected = paired::runAll(argc, argv);
     std::printf("%-44s %12s %12s\n", "", "ours", "peer");
+    paired::printRatio(collected, "ipv4_checksum, no vectors : plain word loop", "headerScalar", "plain/20",
+                       0.8);
+    paired::printRatio(collected, "ipv4_checksum, vectors : rte_raw_cksum", "headerVector", "dpdk/20", 0);
     for (const int bytes : {20, 64, 594, 1500, 9000}) {
         const std::string size = "/" + std::to_string(bytes);
         paired::printRatio(collected, "no vectors : plain word loop, " + std::to_string(bytes) + " bytes",

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 #include "engine/frame_parser.h"
 
-#include "engine/wire.h"
+#include "engine/network_layers.h"
 #include "ifc/records/chip.h"
 
 namespace engine
@@ -13,180 +13,9 @@ namespace
 constexpr uint32_t kPppoeBytes = 6;
 constexpr uint32_t kPppProtocolBytes = 2;
 constexpr uint32_t kSnapBytes = 8;
-constexpr uint32_t kPortBytes = 4;
 
-enum : uint32_t {
-    kHopByHop = 0,
-    kTcp = 6,
-    kUdp = 17,
-    kDccp = 33,
-    kRouting = 43,
-    kFragment = 44,
-    kAuthentication = 51,
-    kDestinationOptions = 60,
-    kSctp = 132,
-    kUdpLite = 136,
-};
-
-constexpr unsigned wordOf(unsigned field)
-{
-    return fieldPlace(field).lsb / 32;
-}
-
-constexpr unsigned shiftOf(unsigned field)
-{
-    return fieldPlace(field).lsb % 32;
-}
-
-constexpr uint64_t fieldBits(unsigned first, unsigned last)
-{
-    return (fieldBit(last) << 1) - fieldBit(first);
-}
-
-// Each field is put once, into an image of zeros.
-template <unsigned Field>
-inline void put(FieldImage &image, uint32_t value)
-{
-    static_assert(shiftOf(Field) + fieldPlace(Field).width <= 32);
-    image.word[wordOf(Field)] |= value << shiftOf(Field);
-}
-
-// Two words at once, the lower one first.
-inline void putPair(FieldImage &image, unsigned word, uint64_t value)
-{
-    __builtin_memcpy(image.word + word, &value, sizeof value);
-}
-
-// What is left of a layer: `left` bytes from `at` on.
-struct Rest {
-    const uint8_t *at;
-    uint32_t left;
-
-    Rest after(uint32_t bytes) const { return {at + bytes, left - bytes}; }
-    Rest upTo(uint32_t bytes) const { return {at, bytes < left ? bytes : left}; }
-};
-
-// The layers of a frame. Fields go to the image. Everything else stays here until the end, so that compilers
-// can keep it in registers across writes to the image. Each layer notes its present fields in a variable of
-// its own: a single variable would be written too often.
-struct Parser {
-    const uint8_t *data;
-    uint32_t length;
-    FieldImage &fields;
-    uint64_t macs = 0; // fields that are present
-    uint64_t tagged = 0;
-    uint64_t types = 0;
-    uint64_t session = 0;
-    uint64_t addresses = 0;
-    uint64_t ports = 0;
-    uint64_t others = 0;
-    uint32_t network = 0;
-    uint32_t transport = 0;
-    uint8_t tags = 0;
-    uint8_t ipVersion = 0;
-
-    uint32_t offset(const Rest &rest) const { return static_cast<uint32_t>(rest.at - data); }
-
-    [[gnu::always_inline]] void transportHeader(uint32_t protocol, const Rest &rest)
-    {
-        transport = offset(rest);
-        switch (protocol) {
-        case kTcp:
-        case kUdp:
-        case kDccp:
-        case kSctp:
-        case kUdpLite:
-            break;
-        default:
-            return;
-        }
-        if (rest.left < kPortBytes)
-            return;
-        static_assert(wordOf(SPORT) == wordOf(DPORT) && shiftOf(SPORT) == 16 && shiftOf(DPORT) == 0);
-        fields.word[wordOf(SPORT)] = be32(rest.at);
-        ports = fieldBit(SPORT) | fieldBit(DPORT);
-    }
-
-    [[gnu::always_inline]] void ipv4(Rest rest)
-    {
-        if (rest.left < kIpv4Bytes)
-            return;
-        const uint8_t *header = rest.at;
-        const uint32_t headerBytes = (header[0] & 0xFu) * 4;
-        if (header[0] >> 4 != 4 || headerBytes < kIpv4Bytes)
-            return;
-        const uint32_t protocol = header[9];
-        const uint32_t octet = header[1]; // Model: the whole octet, code point and ECN (RFC 2474, RFC 3168)
-        fields.word[wordOf(IPv4_DSCP)] = octet << shiftOf(IPv4_DSCP) | protocol << shiftOf(IPv4_PROTOCOL);
-        static_assert(wordOf(SIPv4) == wordOf(DIPv4) + 1);
-        putPair(fields, wordOf(DIPv4), be64(header + 12));
-        addresses = fieldBit(IPv4_DSCP) | fieldBit(IPv4_PROTOCOL) | fieldBit(SIPv4) | fieldBit(DIPv4);
-        ipVersion = 4;
-        rest = rest.upTo(be16(header + 2));
-        const uint32_t fragmentOffset = be16(header + 6) & 0x1FFF;
-        if (fragmentOffset == 0 && rest.left >= headerBytes)
-            transportHeader(
-                protocol,
-                rest.after(headerBytes)); // Model: no header is skipped here, not even authentication
-    }
-
-    [[gnu::always_inline]] void ipv6(Rest rest)
-    {
-        if (rest.left < kIpv6Bytes)
-            return;
-        const uint8_t *header = rest.at;
-        if (header[0] >> 4 != 6)
-            return;
-        const uint32_t first = be32(header);
-        put<FLOW_LABEL>(fields, first & 0xFFFFF);
-        putPair(fields, wordOf(SIPv6_95_64), be64(header + 8));
-        putPair(fields, wordOf(SIPv6_31_0), be64(header + 16));
-        putPair(fields, wordOf(DIPv6_95_64), be64(header + 24));
-        putPair(fields, wordOf(DIPv6_31_0), be64(header + 32));
-        ipVersion = 6;
-        rest = rest.after(kIpv6Bytes).upTo(be16(header + 4));
-
-        uint32_t upper = header[6];
-        const bool firstFragment = !isExtension(upper) || extensions(upper, rest);
-        fields.word[wordOf(IPv6_TRAFFIC_CLASS)] =
-            (first >> 20 & 0xFF) << shiftOf(IPv6_TRAFFIC_CLASS) | upper << shiftOf(IPv6_NEXT_HEADER);
-        addresses =
-            fieldBits(DIPv6_31_0, FLOW_LABEL) | fieldBit(IPv6_TRAFFIC_CLASS) | fieldBit(IPv6_NEXT_HEADER);
-        if (firstFragment)
-            transportHeader(upper, rest);
-    }
-
-    static bool isExtension(uint32_t next)
-    {
-        return next == kHopByHop || next == kRouting || next == kFragment || next == kDestinationOptions ||
-               next == kAuthentication;
-    }
-
-    // Walks the extension headers after the base header. False: no transport header starts here, because a
-    // header is cut off or the packet is a later fragment.
-    static bool extensions(uint32_t &next, Rest &rest)
-    {
-        while (isExtension(next)) {
-            if (rest.left < 8)
-                return false;
-            const uint8_t *header = rest.at;
-            uint32_t bytes = 8;
-            if (next == kAuthentication)
-                bytes = (header[1] + 2u) * 4;
-            else if (next != kFragment)
-                bytes = (header[1] + 1u) * 8;
-            if (rest.left < bytes)
-                return false;
-            const bool later = next == kFragment && (be16(header + 2) & 0xFFF8) != 0;
-            next = header[0];
-            rest = rest.after(bytes);
-            // Model: no header follows the header of a later fragment, so its number is not followed.
-            if (later)
-                return false;
-        }
-        return true;
-    }
-
+// The layers of a frame from its front.
+struct Parser : NetworkLayers {
     [[gnu::always_inline]] void pppoe(Rest rest, bool isSession)
     {
         if (rest.left < kPppoeBytes || rest.at[0] != 0x11)
@@ -412,7 +241,7 @@ void parseFrame(const uint8_t *data, size_t length, const SideData &side, const 
     // Offsets have 32 bits. Only the first 16 MB are looked at, so no offset overflows.
     constexpr size_t kFar = 1u << 24;
     clearFields(parsed.fields);
-    Parser parser{data, static_cast<uint32_t>(length < kFar ? length : kFar), parsed.fields};
+    Parser parser{{{data, static_cast<uint32_t>(length < kFar ? length : kFar), parsed.fields}}};
     parser.macAddresses();
     parser.typeAndPayload(settings.userTpid);
     parser.sideData(side);

@@ -6,6 +6,7 @@
 #include "engine/condition.h"
 #include "engine/hits.h"
 #include "engine/register_window.h"
+#include "ifc/records/narrow_runs.h"
 
 namespace engine
 {
@@ -13,7 +14,7 @@ namespace engine
 using ifc::Chain;
 
 // The next chain from entry `from` on; false: there is none. Model: a chain is a run of valid entries up to
-// the first end flag, inside a sub-table (nextRun() in ifc/records/narrow_record.h). A run without an end
+// the first end flag, inside a sub-table (nextRun() in ifc/records/narrow_runs.h). A run without an end
 // flag is no chain and never hits.
 bool nextChain(const Tables &tables, unsigned from, Chain &chain);
 

@@ -29,7 +29,7 @@ struct Bin {
     uint8_t room;
 };
 
-enum class Verdict : uint8_t { No, Yes, Unknown };
+
 
 struct Packing {
     BinSet open[kMaxRules]; // of the search: bins still possible for a rule

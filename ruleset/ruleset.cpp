@@ -3,7 +3,7 @@
 #include "ruleset/ruleset.h"
 
 #include "ifc/records/chip.h"
-#include "ifc/records/narrow_record.h"
+#include "ifc/records/narrow_runs.h"
 #include "ifc/records/wide_record.h"
 #include "ruleset/layout.h"
 #include "ruleset/rule.h"

@@ -4,8 +4,7 @@
 
 #include "report.h"
 
-// Unaligned words of any type, in vectors as wide as the build allows. A kernel build has no vector
-// registers.
+// Vectors as wide as the build allows. A kernel build has no vector registers.
 #if defined(__AVX2__)
 #define IFC_SUM_VECTOR_BYTES 32
 #elif defined(__SSE2__) || defined(__ARM_NEON)
@@ -15,9 +14,15 @@
 namespace
 {
 
+// Unaligned words of any type.
 struct [[gnu::packed, gnu::may_alias]] LooseWord
 {
     uint32_t value;
+};
+
+struct [[gnu::packed, gnu::may_alias]] LooseHalf
+{
+    uint16_t value;
 };
 
 // Ranges above this length could overflow the plain 32-bit sum, whose result then differs from the wide one.
@@ -50,29 +55,117 @@ uint32_t foldOnce(uint32_t sum)
 }
 
 // A one's complement sum may swap bytes at the end instead of in each word (RFC 1071, 2B). So native words
-// are added into a sum too wide to overflow. The result is the plain sum folded: congruent to it modulo
-// 0xFFFF, and zero only if the plain sum is zero.
-uint32_t addWide(const unsigned char *p, uint bytes)
+// are added into a sum too wide to overflow. It is congruent to the plain sum modulo 0xFFFF, and zero only if
+// that is zero, so both give the same checksum. A rotation multiplies by a power of two modulo 0xFFFF: adding
+// a number to itself with its halves exchanged folds it, and a rotation by 8 bits exchanges the bytes.
+unsigned int checksumOf(uint64_t sum)
+{
+    sum += sum << 32 | sum >> 32;
+    auto word = static_cast<uint32_t>(sum >> 32);
+    word = word << 8 | word >> 24;
+    word += word << 16 | word >> 16;
+    return word >> 16 ^ 0xFFFF;
+}
+
+// The words of `bytes` less than 32. The loops of a longer range leave so many.
+uint64_t addRest(const unsigned char *p, uint bytes)
 {
     uint64_t sum = 0;
-#ifdef IFC_SUM_VECTOR_BYTES
-    typedef uint32_t Vector __attribute__((vector_size(IFC_SUM_VECTOR_BYTES)));
-    typedef uint32_t LooseVector __attribute__((vector_size(IFC_SUM_VECTOR_BYTES), aligned(1), may_alias));
-    Vector low[2] = {};
-    Vector high[2] = {};
-    constexpr uint kStep = 2 * sizeof(Vector);
-    for (; bytes >= kStep; p += kStep, bytes -= kStep) {
-        for (uint n = 0; n < 2; ++n) {
-            const Vector words = reinterpret_cast<const LooseVector *>(p)[n];
-            low[n] += words & 0xFFFF; // 16-bit halves in 32-bit lanes: kWideLimit keeps them from overflowing
-            high[n] += words >> 16;
-        }
-    }
-    const Vector lanes = low[0] + low[1] + high[0] + high[1];
-    for (uint n = 0; n < sizeof(Vector) / sizeof(uint32_t); ++n)
-        sum += lanes[n];
     const LooseWord *words = reinterpret_cast<const LooseWord *>(p);
+    if ((bytes & 16) != 0) {
+        sum += words[0].value;
+        sum += words[1].value;
+        sum += words[2].value;
+        sum += words[3].value;
+        words += 4;
+    }
+    for (; (bytes & 12) != 0; ++words, bytes -= 4)
+        sum += words->value;
+    p = reinterpret_cast<const unsigned char *>(words);
+    if ((bytes & 2) != 0) {
+        sum += reinterpret_cast<const LooseHalf *>(p)->value;
+        p += 2;
+    }
+    return (bytes & 1) != 0 ? sum + *p : sum;
+}
+
+#ifdef IFC_SUM_VECTOR_BYTES
+
+typedef uint32_t Vector __attribute__((vector_size(IFC_SUM_VECTOR_BYTES)));
+
+Vector vectorAt(const unsigned char *p)
+{
+    Vector words;
+    __builtin_memcpy(&words, p, sizeof words);
+    return words;
+}
+
+// The sum of the two 16-bit halves of each lane. The x86 instruction multiplies signed numbers, so there the
+// halves are taken less 0x8000: the sum of all lanes is too low by kBias for each byte of the vector.
+#ifdef __SSE2__
+constexpr uint32_t kBias = 0x8000 / 2;
+Vector sumHalves(Vector words)
+{
+    typedef short Shorts __attribute__((vector_size(IFC_SUM_VECTOR_BYTES)));
+    const auto halves = reinterpret_cast<Shorts>(words ^ 0x80008000);
+    const auto ones = reinterpret_cast<Shorts>(Vector{} + 0x00010001);
+#ifdef __AVX2__
+    return reinterpret_cast<Vector>(__builtin_ia32_pmaddwd256(halves, ones));
 #else
+    return reinterpret_cast<Vector>(__builtin_ia32_pmaddwd128(halves, ones));
+#endif
+}
+#else
+constexpr uint32_t kBias = 0;
+Vector sumHalves(Vector words)
+{
+    return (words & 0xFFFF) + (words >> 16);
+}
+#endif
+
+uint32_t sumLanes(Vector lanes)
+{
+    typedef uint32_t Quarter __attribute__((vector_size(16)));
+#if IFC_SUM_VECTOR_BYTES == 32
+    Quarter halves[2];
+    __builtin_memcpy(halves, &lanes, sizeof halves);
+    Quarter sums = halves[0] + halves[1];
+#else
+    Quarter sums = lanes;
+#endif
+#if __has_builtin(__builtin_shufflevector)
+    sums += __builtin_shufflevector(sums, sums, 2, 3, 0, 1);
+    return sums[0] + sums[1];
+#else
+    return sums[0] + sums[1] + sums[2] + sums[3];
+#endif
+}
+
+// kWideLimit keeps even the sum of all lanes from overflowing.
+uint64_t addNative(const unsigned char *p, uint bytes)
+{
+    constexpr uint kVector = sizeof(Vector);
+    if (bytes < kVector)
+        return addRest(p, bytes);
+    const unsigned char *const rest = p + bytes / kVector * kVector;
+    uint32_t sum = bytes / kVector * (kVector * kBias);
+    Vector lanes = {};
+    if ((bytes & kVector) != 0) {
+        lanes = sumHalves(vectorAt(p));
+        p += kVector;
+    }
+    for (; p != rest; p += 2 * kVector)
+        lanes += sumHalves(vectorAt(p)) + sumHalves(vectorAt(p + kVector));
+    sum += sumLanes(lanes);
+    bytes %= kVector;
+    return bytes == 0 ? sum : sum + addRest(rest, bytes);
+}
+
+#else
+
+uint64_t addNative(const unsigned char *p, uint bytes)
+{
+    uint64_t sum = 0;
     uint64_t odd = 0;
     const LooseWord *words = reinterpret_cast<const LooseWord *>(p);
     for (; bytes >= 32; words += 8, bytes -= 32) {
@@ -85,39 +178,35 @@ uint32_t addWide(const unsigned char *p, uint bytes)
         sum += words[6].value;
         odd += words[7].value;
     }
-    sum += odd;
+    return sum + odd + addRest(reinterpret_cast<const unsigned char *>(words), bytes);
+}
+
 #endif
-    for (; bytes >= 4; ++words, bytes -= 4)
-        sum += words->value;
-    p = reinterpret_cast<const unsigned char *>(words);
-    if (bytes >= 2)
-        sum += static_cast<uint32_t>(p[1]) << 8 | p[0];
-    if ((bytes & 1) != 0)
-        sum += p[bytes - 1];
 
-    sum = (sum & 0xFFFFFFFF) + (sum >> 32);
-    sum = (sum & 0xFFFFFFFF) + (sum >> 32);
-    const uint32_t folded = foldOnce(foldOnce(static_cast<uint32_t>(sum)));
-    return (folded << 8 | folded >> 8) & 0xFFFF;
+// The checksum of a range up to kWideLimit.
+unsigned int nativeChecksum(const unsigned char *p, uint bytes)
+{
+    return checksumOf(addNative(p, bytes));
 }
 
-// What an operation traces. It reads the level once, because another context may change it meanwhile.
-struct Trace {
-    bool steps;
-    bool words;
-};
-
-Trace currentTrace()
+// The same for exactly the bytes of an IPv4 header: no loop, no branch.
+unsigned int headerChecksum(const unsigned char *p)
 {
-    const uint level = gpIfcPriv->dbgLevel;
-    return {level > DBG_ST, level > DBG_WARN};
+    static_assert(kIpv4Header == 5 * sizeof(LooseWord));
+    const LooseWord *words = reinterpret_cast<const LooseWord *>(p);
+    uint64_t sum = words[0].value;
+    sum += words[1].value;
+    sum += words[2].value;
+    sum += words[3].value;
+    sum += words[4].value;
+    return checksumOf(sum);
 }
 
-uint32_t add(const unsigned char *p, uint bytes, Trace trace)
+// Whether an operation takes the plain sum: it is traced, or too long for the wide one. The level is read once
+// in each operation, because another context may change it meanwhile.
+bool isPlain(uint level, uint bytes)
 {
-    if (trace.steps || bytes > kWideLimit)
-        return addPlain(p, bytes, trace.words);
-    return addWide(p, bytes);
+    return level > DBG_ST || bytes > kWideLimit;
 }
 
 unsigned int finish(uint32_t sum)
@@ -125,43 +214,56 @@ unsigned int finish(uint32_t sum)
     return ~foldOnce(foldOnce(sum)) & 0xFFFF;
 }
 
-} // namespace
-
-unsigned int skb_chksum(const struct sk_buff *skb, int lens)
+[[gnu::noinline, gnu::cold]] unsigned int plainChecksum(const unsigned char *p, uint bytes, uint level)
 {
-    const Trace trace = currentTrace();
-    const uint32_t sum = add(skb->data, lens > 0 ? static_cast<uint>(lens) : 0, trace);
-    if (trace.steps)
+    const uint32_t sum = addPlain(p, bytes, level > DBG_WARN);
+    if (level > DBG_ST)
         IFC_REPORT("data: %x\n", sum);
     return finish(sum);
 }
 
+} // namespace
+
+unsigned int skb_chksum(const struct sk_buff *skb, int lens)
+{
+    const uint level = gpIfcPriv->dbgLevel;
+    const uint bytes = lens > 0 ? static_cast<uint>(lens) : 0;
+    if (isPlain(level, bytes)) [[unlikely]]
+        return plainChecksum(skb->data, bytes, level);
+    return nativeChecksum(skb->data, bytes);
+}
+
 unsigned int ipv4_checksum(const struct sk_buff *skb, int offset)
 {
-    const Trace trace = currentTrace();
-    if (trace.steps)
-        IFC_REPORT("ipv4_checksum: offset:%d\n", offset);
+    const uint level = gpIfcPriv->dbgLevel;
     // Known: positions are unsigned, so for an offset from -20 to -1 the range ends before it begins.
     const uint first = static_cast<uint>(offset);
-    const uint32_t sum = first < first + kIpv4Header ? add(skb->data + offset, kIpv4Header, trace) : 0;
-    if (trace.steps)
-        IFC_REPORT("data: %x\n", sum);
-    return finish(sum);
+    const bool ends = first >= first + kIpv4Header;
+    if (level > DBG_ST || ends) [[unlikely]] {
+        if (level > DBG_ST)
+            IFC_REPORT("ipv4_checksum: offset:%d\n", offset);
+        return ends ? plainChecksum(skb->data, 0, level)
+                    : plainChecksum(skb->data + offset, kIpv4Header, level);
+    }
+    return headerChecksum(skb->data + offset);
 }
 
 unsigned int tcp_udp_checksum(const struct sk_buff *skb, int offset, uint16_t tcp_udp_length,
                               uint8_t tcp_udp_protocol)
 {
-    const Trace trace = currentTrace();
-    if (trace.steps)
+    const uint level = gpIfcPriv->dbgLevel;
+    if (level > DBG_ST)
         IFC_REPORT("tcp_udp_checksum: offset:%d\n", offset);
     const uint first = static_cast<uint>(offset);
-    uint32_t sum = first < skb->len ? add(skb->data + first, skb->len - first, trace) : 0;
-    if (trace.words)
+    const uint bytes = first < skb->len ? skb->len - first : 0;
+    const unsigned char *data = bytes != 0 ? skb->data + first : skb->data;
+    uint32_t sum = isPlain(level, bytes) ? addPlain(data, bytes, level > DBG_WARN)
+                                         : nativeChecksum(data, bytes) ^ 0xFFFF;
+    if (level > DBG_WARN)
         (void)printk("data: %x\n", sum);
     sum += tcp_udp_length;
     sum += tcp_udp_protocol;
-    if (trace.steps)
+    if (level > DBG_ST)
         IFC_REPORT("checksum1: %x\n", sum);
     return finish(sum);
 }

@@ -2,7 +2,7 @@
 // Manual programming of narrow entries.
 #include "ifc/ifc_util.h"
 
-#include "ifc/records/narrow_record.h"
+#include "ifc/records/narrow_runs.h"
 
 #include "report.h"
 

@@ -3,7 +3,7 @@
 // refused.
 #include "ifc/ifc_util.h"
 
-#include "ifc/records/narrow_record.h"
+#include "ifc/records/reduced_mask.h"
 
 uint change_mask_from_48_to_32(uint mask_high, uint mask_low, int mask_bit)
 {

@@ -27,21 +27,36 @@ bool lut0IsWritable()
     return true;
 }
 
+// Sends a command word and waits until it is done.
+int transfer(uint32_t command)
+{
+    if (ifc::traces(DBG_MSG)) [[unlikely]]
+        IFC_REPORT("ifcSetRuleConfig is 0x%08x.\n", command);
+    set_frame_engine_data(IFC_RULE_CFG, command);
+    const int result = ifcChecConfigDone(IFC_RULE_CFG, IFC_RULE_CFG_DONE);
+    if (result < 0) [[unlikely]]
+        IFC_REPORT("Timeout for set IFC Rule configuration.\n");
+    return result;
+}
+
 void writeLut0Head(uint rule, uint32_t word)
 {
     set_frame_engine_data(IFC_DATA0, word);
-    (void)ifcSetRuleConfig(static_cast<uint8_t>(rule), IFC_LUT0_HEAD_ROW, IFC_SEL_LUT0, IFC_TYPE_WRITE);
+    (void)transfer(ifc_rule_cfg_word(rule, IFC_LUT0_HEAD_ROW, IFC_SEL_LUT0, IFC_TYPE_WRITE));
 }
 
 // The rule is invalid in the hardware while its body changes.
 void writeLut0Rule(uint rule, const IFC_LUT0_Format &record)
 {
     writeLut0Head(rule, 0);
-    for (int row = 0; row < IFC_LUT0_BODY_ROWS; ++row) {
-        for (int n = 0; n < IFC_ROW_WORDS; ++n)
-            set_frame_engine_data(ifc::dataRegister(n), record.word[ifc_lut0_row_word(row, n)]);
-        (void)ifcSetRuleConfig(static_cast<uint8_t>(rule), static_cast<uint8_t>(row), IFC_SEL_LUT0,
-                               IFC_TYPE_WRITE);
+    uint32_t command = ifc_rule_cfg_word(rule, 0, IFC_SEL_LUT0, IFC_TYPE_WRITE);
+    for (int row = 0; row < IFC_LUT0_BODY_ROWS; ++row, command += 1u << IFC_RULE_CFG_OFFSET_LSB) {
+        // Written out: as a loop it takes twice the instructions, and this is most of a full rewrite.
+        set_frame_engine_data(ifc::dataRegister(0), record.word[ifc_lut0_row_word(row, 0)]);
+        set_frame_engine_data(ifc::dataRegister(1), record.word[ifc_lut0_row_word(row, 1)]);
+        set_frame_engine_data(ifc::dataRegister(2), record.word[ifc_lut0_row_word(row, 2)]);
+        set_frame_engine_data(ifc::dataRegister(3), record.word[ifc_lut0_row_word(row, 3)]);
+        (void)transfer(command);
     }
     writeLut0Head(rule, record.word[0]);
 }
@@ -50,7 +65,7 @@ void writeLut1Entry(uint entry, const IFC_LUT1_Format &record)
 {
     set_frame_engine_data(IFC_DATA0, record.word[1]);
     set_frame_engine_data(IFC_DATA1, record.word[0]);
-    (void)ifcSetRuleConfig(static_cast<uint8_t>(entry), 0, IFC_SEL_LUT1, IFC_TYPE_WRITE);
+    (void)transfer(ifc_rule_cfg_word(entry, 0, IFC_SEL_LUT1, IFC_TYPE_WRITE));
 }
 
 } // namespace
@@ -58,7 +73,7 @@ void writeLut1Entry(uint entry, const IFC_LUT1_Format &record)
 int ifcChecConfigDone(uint32_t reg, uint32_t doneBit)
 {
     for (int read = 0; read < RETRY; ++read) {
-        if ((get_frame_engine_data(reg) & doneBit) != 0)
+        if ((get_frame_engine_data(reg) & doneBit) != 0) [[likely]]
             return 0;
         mdelay(1); // Known: also after the last read
     }
@@ -67,15 +82,8 @@ int ifcChecConfigDone(uint32_t reg, uint32_t doneBit)
 
 int ifcSetRuleConfig(uint8_t index, uint8_t offset, int sel, int type)
 {
-    const uint32_t command =
-        ifc_rule_cfg_word(index, offset, static_cast<uint32_t>(sel), static_cast<uint32_t>(type));
-    if (ifc::traces(DBG_MSG))
-        IFC_REPORT("ifcSetRuleConfig is 0x%08x.\n", command);
-    set_frame_engine_data(IFC_RULE_CFG, command);
-    const int result = ifcChecConfigDone(IFC_RULE_CFG, IFC_RULE_CFG_DONE);
-    if (result < 0)
-        IFC_REPORT("Timeout for set IFC Rule configuration.\n");
-    return result;
+    return transfer(
+        ifc_rule_cfg_word(index, offset, static_cast<uint32_t>(sel), static_cast<uint32_t>(type)));
 }
 
 int write_all_ifc_rule_to_hw(void)

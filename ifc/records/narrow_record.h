@@ -1,40 +1,18 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// LUT1 entries: one condition in one or two entries, reduced masks, chains.
+// LUT1 entries: one condition in one or two entries.
 //
-// An entry is read from its two words in record order (`word` of IFC_LUT1_Format; a row of the engine's
-// table). A table is anything that yields an entry by its index: IFC_LUT1_Rule, or the engine's words.
+// An entry is read from its two words in record order: `word` of IFC_LUT1_Format, a row of the engine's
+// table.
 #pragma once
 
-#include "ifc/records/condition.h"
+#include "ifc/records/reduced_mask.h"
 
 namespace ifc
 {
-
-// Why a mask cannot be reduced.
-enum class MaskFault : uint8_t {
-    None,
-    NoEnd,     // no end of the low word is covered: a 32-bit mask of 0, or ones inside the low word only
-    NotOneRun, // not one run of ones from one end of the mask's width (also: a 48-bit mask of 0)
-};
-
-// A run of ones from one end, as LUT1 stores it: bit 31 the direction, bits 5..0 the number of ones.
-struct ReducedMask {
-    uint word; // kReduceFailed unless fault is None
-    MaskFault fault;
-};
-
-// Entries first to end, all in one sub-table. A chain's `end` has the end flag and numbers its action.
-struct Chain {
-    uint first;
-    uint end;
-    bool complete; // false: no end flag before a free entry or the end of the sub-table; never hits
-};
-
 namespace
 {
 
 constexpr uint kEntryWords = 2;
-constexpr uint kMacBits = 48;
 
 // Word 0 of an entry.
 constexpr uint32_t kNarrowField = 0x3Fu;
@@ -47,11 +25,6 @@ constexpr uint32_t kNarrowEnd = 1u << 14;
 constexpr uint32_t kNarrowValid = 1u << 15;
 constexpr uint32_t kNarrowUnused = 0xFFFF0000u;   // of both types: no operation sets or tests them
 constexpr uint32_t kNarrowUnusedType0 = 7u << 10; // as well
-
-// Reduced masks.
-constexpr uint kReduceFailed = 0xFFFFFFFFu;
-constexpr uint kReducedFromBottom = 0x80000000u; // else the ones start at the most significant bit
-constexpr uint kReducedCount = 0x3Fu;
 
 constexpr bool narrowValid(const uint32_t *entry)
 {
@@ -79,14 +52,6 @@ constexpr uint narrowCommand(const uint32_t *entry)
     return entry[0] >> kNarrowCommandLsb & (isWordEntry(entry) ? 1 : 3);
 }
 
-// The 32-bit mask of a run of `length` ones, 0 to 31; 0 means 32.
-constexpr uint wordMask(uint direction, uint length)
-{
-    if (length == 0)
-        return 0xFFFFFFFFu;
-    return direction == IFC_LUT1_FROM_TOP ? 0xFFFFFFFFu << (32 - length) : 0xFFFFFFFFu >> (32 - length);
-}
-
 // The mask of an entry: 32 bits of a type 1 entry, 16 bits of a type 0 entry.
 constexpr uint narrowMask(const uint32_t *entry)
 {
@@ -112,101 +77,6 @@ constexpr Condition decodeNarrow(const uint32_t *entry)
 {
     return {static_cast<uint8_t>(narrowField(entry)), static_cast<Command>(narrowCommand(entry)),
             static_cast<uint8_t>(narrowPart(entry)), narrowMask(entry), narrowKey(entry)};
-}
-
-// Ones from bit 0 upwards and nothing else (also no ones at all).
-constexpr bool isLowRun(uint value)
-{
-    return (value & (value + 1)) == 0;
-}
-
-// Their number, 0 to 31.
-constexpr uint lowRunLength(uint value)
-{
-    return static_cast<uint>(__builtin_ctz(value + 1));
-}
-
-// Reduces a mask of `width` bits: 48 with bits 47..32 in `high`, or 32, where `high` does not count. Other
-// widths reduce like 32, but for a low word of 0.
-constexpr ReducedMask reduceMask(uint high, uint low, int width)
-{
-    constexpr ReducedMask notOneRun = {kReduceFailed, MaskFault::NotOneRun};
-    const bool mac = width == static_cast<int>(kMacBits);
-    const bool top = (low & 0x80000000u) != 0;
-    const bool bottom = (low & 1) != 0;
-
-    if (!top && !bottom) {
-        if (width == 32 || low != 0)
-            return {kReduceFailed, MaskFault::NoEnd};
-        // Ones in the high word only. They must start at bit 47, so the zeros below them are a low run. The
-        // whole word is compared: bits above 15 become part of that run and make it too long.
-        const uint zeros = high ^ 0xFFFF;
-        if (!mac || (high & 0x8000) == 0 || !isLowRun(zeros))
-            return notOneRun;
-        return {16 - lowRunLength(zeros), MaskFault::None};
-    }
-
-    if (top && bottom) {
-        if (low != 0xFFFFFFFFu)
-            return notOneRun;
-        if (!mac || high == 0xFFFF)
-            return {mac ? 48u : 32u, MaskFault::None};
-        if (high == 0)
-            return {kReducedFromBottom + 32, MaskFault::None};
-        // Known: 1 to 15 ones above the low word reduce to 47 bits, whatever their number.
-        if ((high & 0x8000) == 0 && isLowRun(high))
-            return {kReducedFromBottom + 47, MaskFault::None};
-        return notOneRun;
-    }
-
-    if (bottom) {
-        if ((mac && high != 0) || !isLowRun(low))
-            return notOneRun;
-        return {kReducedFromBottom + lowRunLength(low), MaskFault::None};
-    }
-
-    if ((mac && high != 0xFFFF) || !isLowRun(~low))
-        return notOneRun;
-    return {(mac ? 16 : 0) + 32 - lowRunLength(~low), MaskFault::None};
-}
-
-// The same for a field from 1 to 13, with the mask in one number. The automatic placement reduces it so.
-constexpr ReducedMask reduceFieldMask(uint field, uint64_t mask)
-{
-    return isMac(field) ? reduceMask(highWord(mask), lowWord(mask), 48) : reduceMask(0, lowWord(mask), 32);
-}
-
-// A reduced MAC mask, split over the two halves of an address.
-struct MacMask {
-    uint high;      // 16-bit mask of address bits 47..32; 0: no type 0 entry
-    uint lowLength; // number of masked bits among address bits 31..0, 0 to 32; 0: no type 1 entry
-    uint direction;
-};
-
-constexpr MacMask splitMacMask(uint reduced)
-{
-    const uint direction = reduced >> 31;
-    const uint count = reduced & kReducedCount;
-    if (count == 0 || count > 47)
-        return {0xFFFF, 32, direction};
-    if (direction == IFC_LUT1_FROM_TOP) {
-        const uint high = count < 16 ? count : 16;
-        return {0xFFFFu << (16 - high) & 0xFFFF, count - high, direction};
-    }
-    const uint low = count < 32 ? count : 32;
-    return {(1u << (count - low)) - 1, low, direction};
-}
-
-// The mask that the entries of a field compare, from the mask argument of ifc_set_lut1_rules(): the
-// reduced mask of the fields 1 to 13, any word of it, or the 16-bit mask of the others.
-constexpr uint64_t expandMask(uint field, uint mask)
-{
-    if (isMac(field)) {
-        const MacMask mac = splitMacMask(mask);
-        const uint low = mac.lowLength != 0 ? wordMask(mac.direction, mac.lowLength & 0x1F) : 0;
-        return joinWords(mac.high, low);
-    }
-    return isWord(field) ? wordMask(mask >> 31, mask & 0x1F) : mask & 0xFFFF;
 }
 
 // How many entries ifc_set_lut1_rules() writes for this field and mask argument: 1 or 2.
@@ -287,77 +157,6 @@ constexpr uint encodeNarrow(const Condition &condition, bool end, IFC_LUT1_Forma
     entries[1] = {};
     return writeNarrow(entries, field, static_cast<uint>(condition.command), end, mask, highWord(key),
                        lowWord(key));
-}
-
-// The words of an entry of a table.
-constexpr const uint32_t *wordsOf(const IFC_LUT1_Format &entry)
-{
-    return entry.word;
-}
-
-constexpr const uint32_t *wordsOf(const uint32_t *entry)
-{
-    return entry;
-}
-
-constexpr bool isLastOfSubTable(uint entry)
-{
-    return entry % IFC_LUT1_SUB_TABLE == IFC_LUT1_SUB_TABLE - 1;
-}
-
-// The next run of valid entries up to the first end flag, inside a sub-table: a chain, or a run that lacks
-// its end flag. `from` is 0, or the entry after the end of the run before. False: there is none. Visits all
-// of them like this:
-//   for (uint from = 0; nextRun(table, from, run); from = run.end + 1)
-template <typename Table>
-constexpr bool nextRun(const Table &table, uint from, Chain &run)
-{
-    uint entry = from;
-    while (entry < IFC_LUT1_RULES && !narrowValid(wordsOf(table[entry])))
-        ++entry;
-    if (entry >= IFC_LUT1_RULES)
-        return false;
-    run.first = entry;
-    while (!narrowEnd(wordsOf(table[entry])) && !isLastOfSubTable(entry) &&
-           narrowValid(wordsOf(table[entry + 1])))
-        ++entry;
-    run.end = entry;
-    run.complete = narrowEnd(wordsOf(table[entry]));
-    return true;
-}
-
-// The same for chains only: runs without an end flag are left out, since no frame hits them.
-template <typename Table>
-constexpr bool nextChain(const Table &table, uint from, Chain &chain)
-{
-    while (nextRun(table, from, chain)) {
-        if (chain.complete)
-            return true;
-        from = chain.end + 1;
-    }
-    return false;
-}
-
-// A run of free entries inside a sub-table.
-struct FreeRun {
-    uint first;
-    uint length;
-};
-
-// The next free run that starts at entry `from` or later. `from` is 0, or first + length of the run before.
-template <typename Table>
-constexpr bool nextFreeRun(const Table &table, uint from, FreeRun &run)
-{
-    uint entry = from;
-    while (entry < IFC_LUT1_RULES && narrowValid(wordsOf(table[entry])))
-        ++entry;
-    if (entry >= IFC_LUT1_RULES)
-        return false;
-    run.first = entry;
-    while (!isLastOfSubTable(entry) && !narrowValid(wordsOf(table[entry + 1])))
-        ++entry;
-    run.length = entry + 1 - run.first;
-    return true;
 }
 
 // Checks the places above against the bit-field views (not with clang; wide_record.h says why).

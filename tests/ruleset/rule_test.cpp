@@ -5,7 +5,7 @@
 
 #include "engine/plain_match.h"
 #include "ifc/ifc_util.h"
-#include "ifc/records/narrow_record.h"
+#include "ifc/records/narrow_runs.h"
 #include "rule_support.h"
 #include "tests/engine/classifier_fixture.h"
 

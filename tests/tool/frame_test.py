@@ -4,7 +4,6 @@
 import gzip
 import json
 import os
-import pty
 import shutil
 import stat
 import struct
@@ -127,22 +126,6 @@ class Frames(unittest.TestCase):
                 size = 32 + len(padded)
                 file.write(struct.pack("<IIIIIII", 6, size, 0, 0, 0, len(frame), len(frame)) + padded + struct.pack("<I", size))
         self.assertEqual(run("frame", "fields", self.path("a.pcapng")).stdout, plain)
-
-    def test_progress_on_a_terminal(self):
-        frame = bytes.fromhex(DNS)
-        record = struct.pack("<IIII", 1, 2, len(frame), len(frame)) + frame
-        with open(self.path("long"), "wb") as file:
-            file.write(self.header() + 300000 * record)
-        terminal, end = pty.openpty()
-        result = subprocess.run([IFCCTL, "frame", "replay", self.path("long")], stdout=subprocess.PIPE, stderr=end, timeout=60)
-        os.close(end)
-        shown = os.read(terminal, 4096)
-        os.close(terminal)
-        self.assertEqual(result.returncode, 0)
-        self.assertRegex(shown, rb"^\r262144 frames, [0-9]+ %")
-        self.assertTrue(shown.endswith(b"\r\x1b[K"), shown)
-        self.assertIn(b"long: 300000 frames, ", result.stdout)
-        self.assertEqual(run("frame", "replay", self.path("long")).stderr, b"", "no terminal, no progress")
 
     def test_truncated_captures_do_not_crash(self):
         with open(STACK, "rb") as file:

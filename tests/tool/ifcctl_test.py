@@ -59,7 +59,7 @@ class Batch(unittest.TestCase):
         self.assertIn("--batch '-': accepted: a file that can be read, or - (Bad file descriptor)", closed.stderr)
 
     def test_control_characters_in_messages(self):
-        for line, message in (("rule ad\x1b[31m\x7f\u009b dst_port 1", r"rule 'ad\x1b[31m\x7f\x9b': accepted: add insert"),
+        for line, message in (("rule ax\x1b[31m\x7f\u009b dst_port 1", r"rule 'ax\x1b[31m\x7f\x9b': accepted: add insert"),
                               ("rule add dst_ip 10.0.0.1\0junk", r"word '10.0.0.1\x00junk': accepted: text without NUL bytes; stopped")):
             result = batch(line)
             self.assertEqual(result.returncode, 2)
@@ -86,7 +86,7 @@ class Batch(unittest.TestCase):
             self.assertEqual((old.returncode, old.stdout), (5, ""))
             self.assertIn("status: no 'revision=': the module is of another version", old.stderr)
             write("status", b"IFC :Enable .\nbackend sim revision 12\nrevision=12 timeouts=3\n")
-            shown = run(*device, "resource", "show")
+            shown = run(*device, "resource", "show", "fits", "auto", "vlan_id", "7")
             self.assertEqual((shown.returncode, shown.stderr), (0, ""))
             self.assertIn("LUT1 31 of 32 entries free, in runs of 15 16\n", shown.stdout)
 
@@ -197,7 +197,8 @@ class Batch(unittest.TestCase):
                                      "  Action: enable:0, OWF:0\n"), out)
 
     def test_resources(self):
-        self.assertEqual(self.good("resource show"), "LUT0 8 of 8 rules free\nLUT1 32 of 32 entries free, in runs of 16 16\n")
+        out = self.good("resource show")
+        self.assertTrue(out.startswith("LUT0 8 of 8 rules free\nLUT1 32 of 32 entries free, in runs of 16 16\n"), out)
         three = "dst_port 1 src_port 2 vlan_id 3"
         out = self.good(*[f"rule add {three}"] * 3, f"resource show fits {three}", args=("-j",)).splitlines()
         fits = json.loads(out[-1])["fits"]

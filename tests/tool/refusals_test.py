@@ -21,8 +21,10 @@ THREE = ("rule add vlan_id 7", "rule add dst_port 80", "rule add src_port 9")
 # (exit code, line, parts of the message, lines before it, options)
 TABLE = (
     # Words.
-    (USAGE, "rul add dst_port 1", ("command 'rul': accepted: rule ppe classifier", "did you mean rule?")),
-    (USAGE, "rule ad dst_port 1", ("rule 'ad': accepted: add insert move change del", "did you mean add?")),
+    (USAGE, "ruel add dst_port 1", ("command 'ruel': accepted: rule ppe classifier", "did you mean rule?")),
+    (USAGE, "rule adr dst_port 1", ("rule 'adr': accepted: add insert move change del", "did you mean add?")),
+    (USAGE, "rule c", ("rule 'c': accepted: one of change check clear in full",)),
+    (USAGE, "help rule nothing", ("rule 'nothing': accepted: add insert",)),
     (USAGE, "rule", ("rule '': accepted: add insert",)),
     (USAGE, "rule add", ("match '': accepted: conditions, or 'any'",)),
     (USAGE, "rule add dst_prt 1", ("match 'dst_prt'", "did you mean dst_port?")),

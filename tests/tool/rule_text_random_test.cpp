@@ -7,7 +7,6 @@
 
 #include "ifc/ifc_util.h"
 #include "ifc/records/chip.h"
-#include "ifc/records/narrow_record.h"
 #include "platform/host/host_platform.h"
 #include "tests/engine/random.h"
 

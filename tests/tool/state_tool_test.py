@@ -97,7 +97,7 @@ class StateTest(unittest.TestCase):
         self.assertEqual(self.good("--state", "none", "rule", "list"), self.run_tool("rule", "list", IFC_STATE="none").stdout)
         self.good("--state", "none", "rule", "add", "dst_port", "2")
         self.assertEqual(self.content(), before)
-        for words, part in (("--state", ""), "accepted: a file, or none"), (("--device", "debugfs", "--state", "none"), "accepted only"):
+        for words, part in (("--state", ""), "accepted: a file, or none"), (("--device", "debugfs", "--state", "none"), "only with --device sim"):
             result = self.tool(*words, "rule", "list")
             self.assertEqual(result.returncode, 2)
             self.assertIn(part, result.stderr)

@@ -4,7 +4,7 @@
 
 #include "ifc/records/action_record.h"
 #include "ifc/records/chip.h"
-#include "ifc/records/narrow_record.h"
+#include "ifc/records/narrow_runs.h"
 #include "ifc/records/wide_record.h"
 
 #include <random>

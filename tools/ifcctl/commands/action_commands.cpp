@@ -113,10 +113,11 @@ std::string programAction(Session &session, unsigned entry, const std::vector<Su
 std::vector<Command> actionCommands()
 {
     return {
-        {"action", "show", "N", "an action entry as the hardware holds it", actionShow},
-        {"action", "set", "N WORD VALUE...", "program sub-actions of an entry", actionSet},
+        {"action", "show", "N", "an action entry of the hardware", actionShow},
+        {"action", "set", "N WORD...", "program sub-actions of an entry", actionSet},
         {"action", "clear", "N", "zero an entry", actionClear},
-        {"counter", "show", "[N]", "packets and bytes of one entry, or of all that counted", counterShow},
+        {"counter", "show", "[N]", "packets and bytes of one entry, or of all entries that counted",
+         counterShow},
         {"counter", "bind", "N ID", "bind entry N to counter id 0 to 15", counterBind},
         {"counter", "reset", "", "zero all counters", counterReset},
     };

@@ -95,19 +95,21 @@ std::vector<Command> switchCommands()
 {
     return {
         {"ppe", "on", "", "frames that hit may go to the packet engine", ppeOn},
-        {"ppe", "off", "", "they may not: rules can only send to the CPU", ppeOff},
-        {"ppe", "status", "", "may they", ppeStatus},
+        {"ppe", "off", "", "they may not: rules only send to the CPU", ppeOff},
+        {"ppe", "status", "", "print whether they may", ppeStatus},
         {"classifier", "enable", "", "switch the classifier on", classifierEnable},
         {"classifier", "disable", "", "switch it off", classifierDisable},
-        {"classifier", "status", "", "is it on", classifierStatus},
+        {"classifier", "status", "", "print whether it is on", classifierStatus},
     };
 }
 
 std::vector<Command> operationCommands()
 {
     return {
-        {"result", "check", "lut0 N | lut1 N | none", "was exactly this hit by the last frame", resultCheck},
-        {"op", "", "OPERATION ARGUMENT...", "call an operation of the rule layer; 'op help' lists them", op},
+        {"result", "check", "lut0 N | lut1 N | none", "whether the last frame hit exactly this rule or entry",
+         resultCheck},
+        {"op", "", "OPERATION ARGUMENT...",
+         "call an operation of the rule layer by name; 'op help' lists them", op},
     };
 }
 

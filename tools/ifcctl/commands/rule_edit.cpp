@@ -80,21 +80,10 @@ void place(Session &session, RuleSet &set, unsigned position, const ifc_rule &ru
     session.print(text, json);
 }
 
-void printHelp(Session &session)
-{
-    const std::string help = ruleWordsHelp();
-    session.print(help, {{"help", help}});
-}
-
 } // namespace
 
 void ruleAdd(Session &session, WordReader &words)
 {
-    if (words.skip("help")) {
-        words.expectEnd("rule add help");
-        printHelp(session);
-        return;
-    }
     if (words.skip("auto")) {
         ruleAddAuto(session, words);
         return;

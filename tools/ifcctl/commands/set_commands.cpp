@@ -7,16 +7,13 @@
 
 #include "tools/ifcctl/core/rule_words.h"
 #include "tools/ifcctl/device/hardware.h"
+#include "tools/ifcctl/device/output_file.h"
 #include "tools/ifcctl/device/set_plan.h"
-#include "tools/state/state_file.h"
 
 #include "ifc/records/chip.h"
 #include "ruleset/edits.h"
 
 #include <algorithm>
-#include <filesystem>
-
-#include <unistd.h>
 
 namespace ifcctl
 {
@@ -191,19 +188,6 @@ void setDiff(Session &session, WordReader &words)
                   {{"file", file.name}, {"same", difference.text.empty()}, {"differences", difference.json}});
 }
 
-void writeSet(const std::string &path, const std::string &text)
-{
-    std::error_code error;
-    const bool exists = std::filesystem::exists(path, error);
-    if (exists && !std::filesystem::is_regular_file(path, error))
-        throw usage("set save", path, "a new name or a regular file; without a name: standard output");
-    try {
-        state::replaceFile(path, path + '.' + std::to_string(getpid()) + ".new", text);
-    } catch (const state::FileError &failure) {
-        throw Error(Reason::OutputFailed, std::string("set save: ") + failure.what());
-    }
-}
-
 void setSave(Session &session, WordReader &words)
 {
     std::string path;
@@ -220,7 +204,7 @@ void setSave(Session &session, WordReader &words)
         session.print(text, {{"text", text}, {"rules", rules.size()}});
         return;
     }
-    writeSet(path, text);
+    writeTextFile("set save", path, text);
     session.print("saved: " + counted(set.count(), "rules in ") + path + '\n',
                   {{"file", path}, {"rules", rules.size()}});
 }
@@ -261,10 +245,10 @@ Difference differenceOf(Session &session, const SetFile &file, const SetPlan &pl
 std::vector<Command> setCommands()
 {
     return {
-        {"set", "load", "[-n] FILE", "make the rules those of a file, all or nothing; -n only shows the plan",
-         setLoad},
-        {"set", "diff", "FILE", "what a load would change", setDiff},
-        {"set", "save", "[FILE]", "all rules and switches as a file for 'set load'", setSave},
+        {"set", "load", "[-n] FILE",
+         "replace the rules by those of a file, all or nothing; -n: only show the plan", setLoad},
+        {"set", "diff", "FILE", "what 'set load' would change", setDiff},
+        {"set", "save", "[FILE]", "write all rules and switches as a file for 'set load'", setSave},
         {"set", "verify", "[FILE]", "compare hardware with shadow by rule and field, and both with a file",
          setVerify},
     };

@@ -7,7 +7,7 @@
 
 #include "ifc/ifc_util.h"
 #include "ifc/records/chip.h"
-#include "ifc/records/narrow_record.h"
+#include "ifc/records/narrow_runs.h"
 #include "ifc/records/wide_record.h"
 
 #include <algorithm>

@@ -4,7 +4,7 @@
 #include "rule_words.h"
 
 #include "ifc/records/chip.h"
-#include "ifc/records/narrow_record.h"
+#include "ifc/records/narrow_runs.h"
 #include "ifc/records/wide_record.h"
 
 namespace ifcctl

@@ -2,7 +2,7 @@
 #include "table_differences.h"
 
 #include "ifc/records/chip.h"
-#include "ifc/records/narrow_record.h"
+#include "ifc/records/narrow_runs.h"
 #include "ifc/records/wide_record.h"
 
 namespace ifcctl

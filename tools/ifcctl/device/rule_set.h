@@ -48,6 +48,8 @@ public:
     void replace(unsigned position, const ifc_rule &rule, unsigned what);
     void move(unsigned from, unsigned to);
     const RuleEdits &edits() const { return edits_; }
+    // For trials on a copy.
+    const ifc_ruleset &raw() const { return *set_; }
 
     // Finds the places and writes nothing. Throws Error (Reason::NoSpace, NeedsLut0, OrderConflict) if no
     // layout holds all rules.

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-#include "engine_bench_acl.h"
+#include "acl_peer.h"
 
 #include <cstddef>
 
