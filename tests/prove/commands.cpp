@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// The command words of the register window: those that the layer makes, and what the simulated window does with each
-// word of 32 bits. The definition: a list of the transfers that there are, and the drawing of their rows.
+// The command words of the register window: those that the layer makes, and what the simulated window does
+// with each word of 32 bits. The definition: a list of the transfers that there are, and the drawing of
+// their rows.
 #include "machine.h"
 #include "prove.h"
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// A machine for the rule layer that is fast enough for billions of calls: the simulated registers, the text that
-// was printed, and a spin lock that checks its use. There is one; a process that forks has its own.
+// A machine for the rule layer that is fast enough for billions of calls: the simulated registers, the text
+// that was printed, and a spin lock that checks its use. There is one; a process that forks has its own.
 #pragma once
 
 #include "engine/register_window.h"
