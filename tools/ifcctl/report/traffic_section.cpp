@@ -11,9 +11,9 @@ namespace ifcctl::report
 namespace
 {
 
-void framesCell(Html &html, uint64_t frames, uint64_t all, uint64_t most)
+void framesCell(Html &html, uint64_t frames, uint64_t all, uint64_t most, const char *style)
 {
-    openCell(html, "frames", "Frames decided");
+    openCell(html, style, "Frames decided");
     html.element("span", {{"class", "figure"}}, thousands(frames));
     html.text(" ");
     html.element("span", {{"class", "soft"}}, share(frames, all));
@@ -24,11 +24,11 @@ void framesCell(Html &html, uint64_t frames, uint64_t all, uint64_t most)
 void restOfRow(Html &html, const Traffic &traffic, bool replayed, bool hits)
 {
     if (replayed) {
-        openCell(html, "course", "Over the capture");
+        openCell(html, hits ? "course" : "course nobody", "Over the capture");
         drawActivity(html, traffic.activity);
         html.close();
     }
-    openCell(html, "number short", "Bytes");
+    openCell(html, "number short bytes", "Bytes");
     html.text(thousands(traffic.bytes)).close();
     if (replayed) {
         openCell(html, "number short", "Hits");
@@ -92,17 +92,18 @@ void trafficSection(Html &html, const Data &data)
     for (const Rule &rule : data.rules) {
         openRow(html);
         openRowHeader(html, "name");
+        drawSwatch(html, data.map, rule.number);
         html.element("a", {{"href", "#rule-" + std::to_string(rule.number)}},
                      "Rule " + std::to_string(rule.number));
         html.close();
-        framesCell(html, rule.traffic.frames, all, most);
+        framesCell(html, rule.traffic.frames, all, most, "frames");
         restOfRow(html, rule.traffic, data.replay.has_value(), true);
     }
     if (data.replay) {
         openRow(html);
-        openRowHeader(html, "name");
+        openRowHeader(html, "name nobody");
         html.text("No rule").close();
-        framesCell(html, data.replay->misses.frames, all, most);
+        framesCell(html, data.replay->misses.frames, all, most, "frames nobody");
         restOfRow(html, data.replay->misses, true, false);
     }
     closeTable(html);
