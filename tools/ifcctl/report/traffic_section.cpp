@@ -47,7 +47,12 @@ void missTable(Html &html, const Replay &replay)
     openTable(html, "stack misses",
               "By shape, most frames first, with the command that explains the first one",
               {"Shape", ">Frames", "Command"});
-    for (const Miss &miss : replay.missShapes) {
+    constexpr size_t kMost = 20; // lines
+    uint64_t others = 0;
+    for (size_t n = kMost; n < replay.missShapes.size(); ++n)
+        others += replay.missShapes[n].frames;
+    for (size_t n = 0; n < std::min(kMost, replay.missShapes.size()); ++n) {
+        const Miss &miss = replay.missShapes[n];
         openRow(html);
         openRowHeader(html);
         html.text(miss.shape).close();
@@ -57,6 +62,10 @@ void missTable(Html &html, const Replay &replay)
         html.element("code", miss.explain).close().close();
     }
     closeTable(html);
+    if (others != 0)
+        html.element("p", {{"class", "soft"}},
+                     "And " + counted(others, "frame") + " of " +
+                         counted(replay.missShapes.size() - kMost, "other shape") + '.');
 }
 
 } // namespace
