@@ -50,6 +50,8 @@ constexpr uint areaWord(const ifc::FieldPlace &slot)
     return IFC_LUT0_AREA_WORDS - 1 - slot.lsb / 32;
 }
 
+#ifdef __OPTIMIZE_SIZE__
+
 void unpack(const uint32_t *area, uint *array)
 {
     for (const ifc::FieldPlace &slot : kLayout.slot)
@@ -64,6 +66,48 @@ void pack(uint32_t *area, const uint *array)
         word = (word & ~place) | (*array++ << slot.lsb % 32 & place);
     }
 }
+
+#else
+
+// Slot `n` and those after it. Each word of the area is read once, and written once. All slots are constants.
+template <uint n>
+[[gnu::always_inline]] inline void unpackFrom(const uint32_t *area, uint *array, uint32_t word)
+{
+    constexpr ifc::FieldPlace slot = kLayout.slot[n];
+    array[n] = word >> slot.lsb % 32 & ones(slot.width);
+    if constexpr (n + 1 < ifc::kArrayWords) {
+        constexpr uint next = areaWord(kLayout.slot[n + 1]);
+        unpackFrom<n + 1>(area, array, next == areaWord(slot) ? word : area[next]);
+    }
+}
+
+template <uint n>
+[[gnu::always_inline]] inline void packFrom(uint32_t *area, const uint *array, uint32_t word)
+{
+    constexpr ifc::FieldPlace slot = kLayout.slot[n];
+    constexpr uint32_t place = ones(slot.width) << slot.lsb % 32;
+    word = (word & ~place) | (array[n] << slot.lsb % 32 & place);
+    if constexpr (n + 1 == ifc::kArrayWords) {
+        area[areaWord(slot)] = word;
+    } else if constexpr (areaWord(kLayout.slot[n + 1]) == areaWord(slot)) {
+        packFrom<n + 1>(area, array, word);
+    } else {
+        area[areaWord(slot)] = word;
+        packFrom<n + 1>(area, array, area[areaWord(kLayout.slot[n + 1])]);
+    }
+}
+
+void unpack(const uint32_t *area, uint *array)
+{
+    unpackFrom<0>(area, array, area[areaWord(kLayout.slot[0])]);
+}
+
+void pack(uint32_t *area, const uint *array)
+{
+    packFrom<0>(area, array, area[areaWord(kLayout.slot[0])]);
+}
+
+#endif
 
 } // namespace
 

@@ -187,6 +187,11 @@ TEST(Checksum, TracesOfAnIpv4Header)
     unsigned char d[24] = {};
     d[5] = 1;
     sk_buff skb = bufferOf(d, sizeof d);
+    for (const int level : list({0, 1})) {
+        setLevel(level);
+        EXPECT_EQ(ipv4_checksum(&skb, 4), finish(1));
+        EXPECT_NOTHING_PRINTED();
+    }
     gpIfcPriv->dbgLevel = 2;
     EXPECT_EQ(ipv4_checksum(&skb, 4), finish(1));
     EXPECT_PRINTED("@ipv4_checksum: offset:4\n", "@data: 1\n");
