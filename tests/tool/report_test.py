@@ -227,6 +227,16 @@ class Report(unittest.TestCase):
         text = Page(self.report(rules=["op ifc_set_lut1_rules 20 1 0 28 0 0xffff 0 53"])[0]).text()
         self.assertIn("rule 28, LUT1 entry 20: no end flag, never hits", text)
 
+    def test_the_pictures_of_the_readme(self):
+        with open(os.path.join(ROOT, "README.md"), encoding="utf-8") as file:
+            named = set(re.findall(r"docs/images/[a-z-]+\.png", file.read()))
+        here = {"docs/images/" + name for name in os.listdir(os.path.join(ROOT, "docs/images"))}
+        self.assertEqual(named, here)
+        for name in named:
+            with open(os.path.join(ROOT, name), "rb") as file:
+                content = file.read()
+            self.assertTrue(content.startswith(b"\x89PNG") and len(content) < 150000, name)
+
     # ------------------------------------------------------------------ the file
 
     def refused(self, code, message, *words, **options):
