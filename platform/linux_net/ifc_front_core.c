@@ -238,12 +238,7 @@ int ifc_front_filter_add(struct ifc_front *front, struct ifc_front_filter *filte
 
         if (applied != IFC_RULESET_OK) {
             result = refuse_result(why, applied, front->report);
-            /*
-             * If the undo failed, the next change finishes it. The undo is in the working memory of the set,
-             * so only the list is copied back.
-             */
-            front->backup->undo_pending = front->set->undo_pending;
-            memcpy(front->set, front->backup, offsetof(struct ifc_ruleset, work));
+            memcpy(front->set, front->backup, sizeof(*front->set));
         } else {
             front->leftover = false;
         }

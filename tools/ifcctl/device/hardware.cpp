@@ -2,6 +2,9 @@
 #include "hardware.h"
 
 #include "ifc/ifc_regs.h"
+#include "ifc/records/chip.h"
+
+#include <algorithm>
 
 namespace ifcctl
 {
@@ -34,6 +37,18 @@ IFC_Action_Format readAction(Session &session, unsigned entry)
     for (unsigned n = 0; n < IFC_ROW_WORDS; ++n)
         record.word[n] = data[3 - n];
     return record;
+}
+
+bool tablesDiffer(Device &device)
+{
+    const engine::Tables &tables = device.window().tables();
+    bool same = true;
+    if (ifc::hasWritableLut0(device.revision()))
+        for (unsigned n = 0; n < IFC_LUT0_RULES; ++n)
+            same = same && std::ranges::equal(tables.lut0[n], IFC_LUT0_Rule[n].word);
+    for (unsigned n = 0; n < IFC_LUT1_RULES; ++n)
+        same = same && std::ranges::equal(tables.lut1[n], IFC_LUT1_Rule[n].word);
+    return !same;
 }
 
 } // namespace ifcctl

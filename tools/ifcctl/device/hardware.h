@@ -13,4 +13,7 @@ IFC_LUT0_Format readLut0(Session &session, unsigned rule);
 IFC_LUT1_Format readLut1(Session &session, unsigned entry);
 IFC_Action_Format readAction(Session &session, unsigned entry);
 
+// Rules in the hardware's tables are not those of the shadow. LUT0 counts only if the chip uses it.
+bool tablesDiffer(Device &device);
+
 } // namespace ifcctl

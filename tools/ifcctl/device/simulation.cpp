@@ -40,6 +40,7 @@ public:
         *gpIfcPriv = IFC_Private_T{};
         gpIfcPriv->dbgLevel = static_cast<uint8>(options.debug);
         (void)clear_all_ifc_rules();
+        ifc_ruleset_forget_undo();
         ifcSendToPpe = 0;
         if (store_.stored())
             state::restore(*store_.stored(), window_);
