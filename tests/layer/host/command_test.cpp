@@ -35,7 +35,7 @@ protected:
 
 TEST_F(CmdTest, EmptyLinesAndCommentsDoNothing)
 {
-    for (const char *line : {"", "   ", "\t\r\n", "# a comment", "  #"}) {
+    for (const char *line : {"", "   ", "\t\r\n", "# a comment", "  #", "#comment"}) {
         EXPECT_EQ(run(line), IFC_CMD_NOTHING);
         EXPECT_EQ(answer, "");
     }
