@@ -38,6 +38,12 @@ enum {
  */
 int ifc_cmd_run(const char *line, ifc_cmd_print print, void *user);
 
+/*
+ * 1: running the line leaves tables, actions, counters and settings as they are. 0: it changes something, or
+ * may do so, or names no operation. Runs nothing.
+ */
+int ifc_cmd_only_reads(const char *line);
+
 #ifdef __cplusplus
 }
 #endif

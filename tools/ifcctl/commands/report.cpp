@@ -145,7 +145,7 @@ struct SetCheck {
 
 SetCheck checkSet(Session &session, const std::string &path)
 {
-    SetCheck result{{"set verify", "Hardware and shadow, by rule and field.", "they agree", {}}, {}};
+    SetCheck result{{"set verify", "Hardware and shadow, by rule and field.", "they agree", true, {}}, {}};
     const Findings fields = fieldFindings(session);
     result.check.findings = fields.lines;
     result.json = {{"hardware_shadow", fields.json}};
@@ -229,13 +229,13 @@ void makeReport(Session &session, WordReader &words)
     data.checks.push_back({"rule check",
                            "Rules that never decide, rules whose order matters, and rules that the automatic "
                            "deletion takes together.",
-                           "nothing found", ofRules.lines});
+                           "nothing found", false, ofRules.lines});
     data.checks.push_back(
-        {"table verify", "Hardware and shadow, word by word.", "they agree", ofTables.lines});
+        {"table verify", "Hardware and shadow, word by word.", "they agree", true, ofTables.lines});
     data.checks.push_back(ofSet.check);
     data.capacity = capacities(set);
 
-    writeTextFile("report", request.out, report::page(data));
+    (void)writeTextFile("report", request.out, report::page(data));
 
     nlohmann::ordered_json json = {{"file", request.out}, {"title", data.title},
                                    {"made", data.made},   {"classifier", data.classifier},
