@@ -32,11 +32,17 @@ enum {
 };
 
 /*
- * Runs one line. Not reentrant: callers are serialised, like those of the operations themselves. Takes no lock
- * itself: an operation takes the driver's where ifc_util.h says so, `get row` never. Uses less than 1 KiB of
- * stack itself; the request and the frame are in static memory.
+ * Runs one line. Not reentrant: callers are serialised, like those of the operations themselves. Takes no
+ * lock itself: an operation takes the driver's where ifc_util.h says so, `get row` never. Uses less than
+ * 1 KiB of stack itself; the request and the frame are in static memory.
  */
 int ifc_cmd_run(const char *line, ifc_cmd_print print, void *user);
+
+/*
+ * 1: running the line leaves tables, actions, counters and settings as they are. 0: it changes something, or
+ * may do so, or names no operation. Runs nothing.
+ */
+int ifc_cmd_only_reads(const char *line);
 
 #ifdef __cplusplus
 }

@@ -174,3 +174,12 @@ int ifc_cmd_run(const char *line, ifc_cmd_print print, void *user)
         return callOperation(answer, *operation, line);
     return refuseWord(answer, "operation", name, "help, get, set, or a name that 'help' lists");
 }
+
+int ifc_cmd_only_reads(const char *line)
+{
+    const Word name = nextWord(line);
+    if (name.length == 0 || *name.text == '#' || equals(name, "help") || equals(name, "get"))
+        return 1;
+    const Operation *operation = findOperation(name);
+    return operation != nullptr && operation->onlyReads ? 1 : 0;
+}

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// The image of a wide rule: each bit of each field, in the masks and in the keys, encoded, decoded and printed. The
-// definition: a row of 1312 bits, and the list of the fields' places that the tests have.
+// The image of a wide rule: each bit of each field, in the masks and in the keys, encoded, decoded and
+// printed. The definition: a row of 1312 bits, and the list of the fields' places that the tests have.
 #include "bits.h"
 #include "machine.h"
 #include "prove.h"

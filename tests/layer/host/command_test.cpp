@@ -35,7 +35,7 @@ protected:
 
 TEST_F(CmdTest, EmptyLinesAndCommentsDoNothing)
 {
-    for (const char *line : {"", "   ", "\t\r\n", "# a comment", "  #"}) {
+    for (const char *line : {"", "   ", "\t\r\n", "# a comment", "  #", "#comment"}) {
         EXPECT_EQ(run(line), IFC_CMD_NOTHING);
         EXPECT_EQ(answer, "");
     }
@@ -314,4 +314,72 @@ TEST_F(CmdTest, HelpListsEveryOperationOfTheHeader)
     gives("help ifc_match_lut1", "ifc_match_lut1 FIELD:COMMAND:MASK:KEY\n");
     gives("help dump_skb", "dump_skb HEX\n");
     gives("help ifc_del_lut_rules_auto", "ifc_del_lut_rules_auto [FIELD:COMMAND:MASK:KEY]...\n");
+}
+
+TEST_F(CmdTest, KnowsWhichLinesOnlyRead)
+{
+    for (const char *line : {"", "  # a comment", "help", "help ifc_enable", "get dbgLevel", "get row 1 0 0"})
+        EXPECT_EQ(ifc_cmd_only_reads(line), 1) << line;
+    for (const char *line : {"set dbgLevel 1", "ifc_no_such", "ifc_get", "ifc_get_acnts 0"})
+        EXPECT_EQ(ifc_cmd_only_reads(line), 0) << line;
+    const std::set<std::string> changing = {"ifcSetRuleConfig",
+                                            "ifcChecConfigDone",
+                                            "write_all_ifc_rule_to_hw",
+                                            "clear_all_ifc_rules",
+                                            "clear_ifc_rules",
+                                            "ifc_enable",
+                                            "ifc_disable",
+                                            "set_lut0_mask_key",
+                                            "ifc_set_lut0_rules",
+                                            "ifc_delete_lut0",
+                                            "ifc_set_lut1_rules",
+                                            "ifc_delete_lut1",
+                                            "ifc_set_lut_rules_auto",
+                                            "ifc_del_lut_rules_auto",
+                                            "ifc_set_action",
+                                            "ifc_clear_action",
+                                            "clear_all_ifc_actions",
+                                            "ifc_set_acnt",
+                                            "clear_all_ifc_acnt"};
+    run("help");
+    std::istringstream lines(answer);
+    for (std::string line; std::getline(lines, line);) {
+        const std::string name = line.substr(0, line.find(' '));
+        if (name != "get" && name != "set") {
+            EXPECT_EQ(ifc_cmd_only_reads(name.c_str()), changing.count(name) == 0 ? 1 : 0) << name;
+        }
+    }
+    run("ifc_set_lut0_rules 0 1 28 0 0 0xffff 0 80");
+    run("ifc_set_lut1_rules 3 1 1 28 0 0xffff 0 81");
+    run("ifc_set_action 11 1 1 3 0 0 0");
+    for (const char *line : {"ifc_get_ifc_staus",
+                             "get_lut0_mask_key 0",
+                             "set_lut0_mask_key_to_array 0",
+                             "ifc_get_rule_from_reg 0",
+                             "ifc_parser_lut0_rule 0 5",
+                             "ifc_get_rule_from_hw 8",
+                             "change_mask_from_48_to_32 0 0xff 48",
+                             "lut1_has_free_rule 3",
+                             "ifc_match_rule_lut0 1 0 28:0:1:1",
+                             "ifc_match_rule_lut1 1 0 28:0:1:1",
+                             "ifc_match_lut1 28:0:0xffff:5060",
+                             "ifc_dump_action 11",
+                             "ifc_get_acnt 3",
+                             "checkIFCResult 0 -1",
+                             "ifc_dump_lut0_rules",
+                             "ifc_dump_lut1_rules",
+                             "ifc_dump_all_rules",
+                             "_getLowestBit 6",
+                             "getLowestBit 0",
+                             "isTPID 0x81",
+                             "transTPIDtoVPM 0x81",
+                             "transVPMtoTPID 1",
+                             "getPppoeSid 0 11001234000200210000",
+                             "skb_chksum 2 4500",
+                             "ipv4_checksum 0 450000730000400040110000C0A80001C0A800C7",
+                             "tcp_udp_checksum 0 0 0 4500",
+                             "dump_skb 0102"}) {
+        EXPECT_EQ(ifc_cmd_only_reads(line), 1) << line;
+        expectNothingChanges([&] { EXPECT_EQ(run(line), IFC_CMD_DONE) << line; });
+    }
 }

@@ -2,6 +2,7 @@
 // action, counter.
 #include "commands.h"
 
+#include "tools/ifcctl/core/rule_name.h"
 #include "tools/ifcctl/device/hardware.h"
 
 #include "ifc/ifc_glb.h"
@@ -14,14 +15,9 @@ namespace ifcctl
 namespace
 {
 
-unsigned entryNumber(WordReader &words, const std::string &field)
-{
-    return words.takeNumber(field, IFC_ACTIONS - 1);
-}
-
 void actionShow(Session &session, WordReader &words)
 {
-    const unsigned entry = entryNumber(words, "action show");
+    const unsigned entry = takeEntry(words, "action show");
     words.expectEnd("action show");
     const std::string text = session.textOf("ifc_dump_action", entry);
     auto json = actionJson(readAction(session, entry), session.device().revision());
@@ -30,7 +26,7 @@ void actionShow(Session &session, WordReader &words)
 
 void actionSet(Session &session, WordReader &words)
 {
-    const unsigned entry = entryNumber(words, "action set");
+    const unsigned entry = takeEntry(words, "action set");
     IFC_Action_Format action{};
     const auto subActions = readSubActions(words, action);
     refuseWithoutPpe(action);
@@ -41,7 +37,7 @@ void actionSet(Session &session, WordReader &words)
 
 void actionClear(Session &session, WordReader &words)
 {
-    const unsigned entry = entryNumber(words, "action clear");
+    const unsigned entry = takeEntry(words, "action clear");
     words.expectEnd("action clear");
     session.perform("ifc_clear_action", entry);
     session.print("", {{"action", entry}, {"cleared", true}});
@@ -53,7 +49,7 @@ void counterShow(Session &session, WordReader &words)
     unsigned last = IFC_COUNTERS - 1;
     const bool one = !words.atEnd();
     if (one)
-        first = last = entryNumber(words, "counter show");
+        first = last = takeEntry(words, "counter show");
     words.expectEnd("counter show");
     std::string text = "entry    packets              bytes\n";
     auto json = nlohmann::ordered_json::array();
@@ -71,7 +67,7 @@ void counterShow(Session &session, WordReader &words)
 
 void counterBind(Session &session, WordReader &words)
 {
-    const unsigned entry = entryNumber(words, "counter bind");
+    const unsigned entry = takeEntry(words, "counter bind");
     // The rule layer also accepts 16, which would change the id of the next entry. The tool refuses it.
     const unsigned id = words.takeNumber("counter bind", 15);
     words.expectEnd("counter bind");

@@ -115,10 +115,10 @@ std::string programHelp(unsigned width)
         wrapped("\nObjects and verbs may be abbreviated: 'rule sh', 'r s'. 'list' and 'ls' mean 'show'. In "
                 "a file '#' begins a comment, and '\\' at the end of a line continues it.",
                 width, 0);
-    return text +
-           wrapped("\nExit codes: 0 done, 2 usage, 3 refused by the rule layer, 4 hardware time-out, 5 "
-                   "device failed, 6 output failed.",
-                   width, 0);
+    return text + wrapped("\nExit codes: 0 done, 1 set diff found a difference, 2 usage, 3 refused by the "
+                          "rule layer, 4 hardware time-out, 5 "
+                          "device failed, 6 output failed.",
+                          width, 0);
 }
 
 std::optional<HelpSubject> helpWanted(const Words &words)

@@ -235,7 +235,7 @@ void makeReport(Session &session, WordReader &words)
     data.checks.push_back(ofSet.check);
     data.capacity = capacities(set);
 
-    writeTextFile("report", request.out, report::page(data));
+    (void)writeTextFile("report", request.out, report::page(data));
 
     nlohmann::ordered_json json = {{"file", request.out}, {"title", data.title},
                                    {"made", data.made},   {"classifier", data.classifier},

@@ -18,6 +18,7 @@ public:
     // Waits some seconds while another program uses the file. "": keeps nothing. Without write permission for
     // the lock or the folder, the file is only read. Throws Error for a file that is in use, cannot be read,
     // or is no state file.
+    // Only the default file's folder is made if it is missing.
     explicit ChipStore(const std::string &path);
 
     bool keeps() const { return !path_.empty(); }

@@ -40,6 +40,7 @@ public:
         *gpIfcPriv = IFC_Private_T{};
         gpIfcPriv->dbgLevel = static_cast<uint8>(options.debug);
         (void)clear_all_ifc_rules();
+        ifc_ruleset_forget_undo();
         ifcSendToPpe = 0;
         if (store_.stored())
             state::restore(*store_.stored(), window_);
@@ -93,7 +94,7 @@ public:
     void readRules(ifc_ruleset &set) override
     {
         if (ifc_ruleset_read(&set, nullptr) != IFC_RULESET_OK)
-            throw timedOut();
+            throw timedOut(" (the hardware could not be read; nothing was changed)");
     }
 
     int applyRules(ifc_ruleset &set, const RuleEdits & /*edits*/, unsigned flags,
