@@ -126,8 +126,9 @@ class Report(unittest.TestCase):
                 self.assertIn(attributes.get("scope"), ("col", "row"))
             if tag == "svg":
                 self.assertTrue(attributes.get("aria-hidden") == "true" or attributes.get("aria-labelledby"), attributes)
-        self.assertEqual(tags.count("title"), 1 + 4 + 2 * 9, "of the page, of four maps, of each rule in two of them")
-        self.assertEqual(tags.count("desc"), 4)
+        self.assertEqual(tags.count("title"), 1 + 4 + 2 * 9 + 1, "of the page, of four maps, of each rule in two of them, of the arcs")
+        self.assertEqual(tags.count("desc"), 5)
+        self.assertEqual(sum(attributes.get("class") == "arc" for _, attributes in page.elements), 2)
 
     def test_content(self):
         content, out = self.report("--capture", STACK, FRAMINGS)

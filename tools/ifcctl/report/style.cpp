@@ -86,6 +86,10 @@ svg { display: block; }
 .swatch { display: inline-block; width: 12px; height: 12px; border-radius: 4px; margin-right: 9px; vertical-align: -1px; }
 .swatch ~ .place { padding-left: 21px; }
 .map .bad { fill: var(--badcard); stroke: var(--bad); }
+.arcs { width: 100%; height: auto; margin: 8px 0 20px; overflow: hidden; }
+.arcs text { fill: var(--ink); font-size: 14px; font-weight: 600; }
+.arc { fill: none; stroke: var(--accent); stroke-width: 1.5; stroke-opacity: .75; }
+.head, .wins { fill: var(--accent); } .loses { fill: var(--card); stroke: var(--accent); stroke-width: 1.5; }
 .narrow { display: none; }
 .bar { width: 100%; height: 8px; border-radius: 4px; margin-top: 7px; overflow: hidden; }
 .track { fill: var(--track); } .some { fill: var(--some); } .fill { fill: var(--accent); }
@@ -108,8 +112,7 @@ th.nobody { padding-left: 21px; }
 .then { display: block; }
 @media (min-width: 781px) { .overlaps th:nth-child(1) { width: 38%; } .overlaps th:nth-child(2) { width: 20%; } }
 .fits th:first-child { width: 55%; padding-right: 32px; }
-.losers { list-style: none; margin: 0; padding: 0; }
-.losers li + li { margin-top: 12px; }
+.losers { list-style: none; margin: 0; padding: 0; display: grid; gap: 12px 24px; grid-template-columns: repeat(auto-fill, minmax(190px, 1fr)); }
 footer { color: var(--soft); font-size: .875rem; padding: 28px 0 48px; }
 @media (max-width: 780px) {
   .wide { display: none; }
