@@ -17,7 +17,7 @@
  *   Messages  go through printk. [at] marks the prefix "%s [%d]: " with base name and line of the reporting
  *             source. Errors and dumps print at every level. Where dbgLevel counts, the description says so.
  *   Locking   one spin lock, gpIfcPriv->lock, taken with interrupts disabled. An operation takes it where its
- *             description says so and nowhere else; the shadow tables are edited without it. Callers
+ *             description says so and nowhere else. The shadow tables never change while it is held. Callers
  *             serialise rule and register operations among themselves. Nothing sleeps: a transfer that does
  *             not complete costs three busy waits of 1 ms.
  *   Rollback  none. What an operation wrote before it failed stays.
@@ -53,7 +53,7 @@ int ifcSetRuleConfig(uint8_t index, uint8_t offset, int sel, int type);
 
 /*
  * Polls register reg until one of the bits doneBit is set: at most three reads, 1 ms busy wait after each
- * that does not show it. Returns 0 or -62.
+ * that does not show it. Returns 0 or -62. Takes no lock.
  * Known: the third wait takes place although no read follows it.
  */
 int ifcChecConfigDone(uint32_t reg, uint32_t doneBit);
@@ -218,7 +218,8 @@ int ifc_set_lut_rules_auto(struct orva_ifc_param *ifc_param_ptr);
 
 /*
  * First entry of the best-fitting run of at least field_num free LUT1 entries inside a sub-table: the
- * shortest, then the lowest; -1 if there is none. field_num 0 finds the shortest run. Reads the shadow only.
+ * shortest, then the lowest; -1 if there is none. field_num 0 finds the shortest run. Reads the shadow only,
+ * no lock.
  */
 int lut1_has_free_rule(uint field_num);
 

@@ -2,6 +2,7 @@
 #include "ruleset/overlap.h"
 
 #include "ifc/records/chip.h"
+#include "ruleset/rule_bits.h"
 
 namespace ruleset
 {
@@ -9,8 +10,7 @@ namespace ruleset
 namespace
 {
 
-constexpr unsigned kSteps = 512;         // of the search for an address that differs from all excluded ones
-constexpr unsigned kDifferentValues = 8; // its depth
+constexpr unsigned kWidestField = 48; // bits
 
 // All fields but the user-defined ones, which imply nothing.
 using FieldSet = uint32_t;
@@ -95,106 +95,105 @@ const RuleCondition *nextOn(const Together &all, unsigned field, unsigned &at)
     return c;
 }
 
-// True: all conditions let the field be `value`.
-bool canBe(const Together &all, unsigned field, uint32_t value)
-{
-    unsigned at = 0;
-    while (const RuleCondition *c = nextOn(all, field, at))
-        if (!holdsFor(*c, value))
-            return false;
-    return true;
-}
-
 void add(Together &all, unsigned field, unsigned compare, uint64_t mask, uint64_t key)
 {
     all.extra[all.extras++] = makeCondition(field, compare, mask, key);
 }
 
-unsigned highestBit(uint32_t value)
+// What the `fixed` bits of a field decide about a condition; the other bits are 0 in `value`.
+Verdict decided(const RuleCondition &c, uint64_t fixed, uint64_t value)
 {
-    return 0x80000000u >> __builtin_clz(value);
-}
-
-// The condition fails for `value`. Returns the smallest greater value for which it may hold; a result above
-// the field's maximum means that there is none.
-uint32_t nextCandidate(const RuleCondition &c, uint32_t value, uint32_t ones)
-{
-    const uint32_t mask = ifc::lowWord(c.mask);
-    const uint32_t key = ifc::lowWord(c.key);
-    if (c.compare == IFC_COMPARE_RANGE)
-        return value < key ? key : ones + 1;
-    const uint32_t differ = (value ^ key) & mask;
-    if (mask == 0)
-        return ones + 1;
-    if (differ == 0) // not equal: the lowest bit of the mask must change
-        return (value | ((mask & -mask) - 1)) + 1;
-    const uint32_t top = highestBit(differ);
-    if ((key & top) != 0)
-        return (value & ~(2 * top - 1)) | (key & (2 * top - 1));
-    // Too high: some higher bit must be set, and then all lower bits are free.
-    const uint32_t free = ~value & ~mask & ~(top - 1) & ones;
-    if (free == 0)
-        return ones + 1;
-    const uint32_t carry = free & -free;
-    return (value & ~(carry - 1)) | carry | (c.compare == IFC_COMPARE_EQUAL ? key & (carry - 1) : 0);
-}
-
-// True: some value of up to 16 bits fulfils all conditions on the field.
-bool hasNumber(const Together &all, unsigned field)
-{
-    const uint32_t ones = ifc::lowWord(onesOf(field));
-    for (uint32_t value = 0; value <= ones;) {
-        unsigned at = 0;
-        const RuleCondition *c = nextOn(all, field, at);
-        while (c != nullptr && holdsFor(*c, value))
-            c = nextOn(all, field, at);
-        if (c == nullptr)
-            return true;
-        value = nextCandidate(*c, value, ones);
+    const uint64_t least = value & c.mask;
+    const uint64_t most = least | (c.mask & ~fixed);
+    if (c.compare == IFC_COMPARE_NOT_EQUAL) {
+        if (((value ^ c.key) & c.mask & fixed) != 0)
+            return Verdict::Yes;
+        return least == most ? Verdict::No : Verdict::Unknown;
     }
-    return false;
+    const uint64_t first = c.compare == IFC_COMPARE_AT_MOST ? 0 : c.key;
+    const uint64_t last = c.compare == IFC_COMPARE_AT_LEAST ? c.mask
+                          : c.compare == IFC_COMPARE_RANGE  ? c.key_last
+                                                            : c.key;
+    if (least > last || most < first)
+        return Verdict::No;
+    return least >= first && most <= last ? Verdict::Yes : Verdict::Unknown;
 }
 
-// True: the bits that are not `fixed` can be chosen so that every "not equal" holds. For the first one that
-// fails, each free bit in turn is made to differ, and the free bits before it are made equal.
-bool canDiffer(Together &all, unsigned field, uint64_t fixed, uint64_t value, unsigned depth)
+// What they decide about all conditions on the field. Unknown: `tightest` is the undecided condition with the
+// fewest free bits.
+Verdict allDecided(const Together &all, unsigned field, uint64_t fixed, uint64_t value,
+                   const RuleCondition *&tightest)
 {
+    Verdict verdict = Verdict::Yes;
+    unsigned fewest = 0;
     unsigned at = 0;
-    const RuleCondition *c;
-    do
-        c = nextOn(all, field, at);
-    while (c != nullptr &&
-           (c->compare != IFC_COMPARE_NOT_EQUAL || ((value ^ c->key) & c->mask & fixed) != 0));
-    if (c == nullptr)
-        return true;
-    uint64_t left = c->mask & ~fixed;
-    if (left != 0 && (depth == kDifferentValues || all.steps-- == 0))
-        return true;
-    for (; left != 0; left &= left - 1) {
-        const uint64_t one = left & -left;
-        fixed |= one;
-        if (canDiffer(all, field, fixed, value | (~c->key & one), depth + 1))
-            return true;
-        value |= c->key & one;
+    while (const RuleCondition *c = nextOn(all, field, at)) {
+        const Verdict one = decided(*c, fixed, value);
+        if (one == Verdict::No)
+            return one;
+        if (one == Verdict::Yes)
+            continue;
+        const unsigned free = countRules(c->mask & ~fixed);
+        if (verdict == Verdict::Yes || free < fewest) {
+            fewest = free;
+            tightest = c;
+        }
+        verdict = one;
     }
-    return false;
+    return verdict;
 }
 
-// True: some value fulfils the conditions on this field.
+// True: all conditions let the field be `value`.
+bool canBe(const Together &all, unsigned field, uint32_t value)
+{
+    const RuleCondition *none;
+    return allDecided(all, field, ~uint64_t{0}, value, none) == Verdict::Yes;
+}
+
+// True: some value fulfils the conditions on this field, or the steps ran out. Each step chooses a free bit
+// of the tightest condition, or gives the last bit that has another value left this value.
 bool hasValue(Together &all, unsigned field)
 {
     uint64_t fixed = 0;
     uint64_t value = 0;
     unsigned at = 0;
     while (const RuleCondition *c = nextOn(all, field, at)) {
-        if (c->compare != IFC_COMPARE_EQUAL)
-            continue;
-        if (((value ^ c->key) & fixed & c->mask) != 0)
-            return false;
-        fixed |= c->mask;
-        value |= c->key;
+        if (c->compare == IFC_COMPARE_EQUAL) {
+            fixed |= c->mask;
+            value |= c->key; // if two differ, the first step sees that one does not hold
+        }
     }
-    return ifc::isHalf(field) ? hasNumber(all, field) : canDiffer(all, field, fixed, value, 0);
+    constexpr uint8_t kSecond = 0x80; // of a choice: the second value is tried
+    uint8_t choice[kWidestField];
+    unsigned depth = 0;
+    for (const RuleCondition *c;; --all.steps) {
+        const Verdict verdict = allDecided(all, field, fixed, value, c);
+        if (verdict == Verdict::Yes || all.steps == 0)
+            return true;
+        unsigned number;
+        uint64_t wanted;
+        if (verdict == Verdict::Unknown) {
+            number = highestRule(c->mask & ~fixed);
+            wanted = c->compare == IFC_COMPARE_NOT_EQUAL ? ~c->key : c->key;
+            choice[depth++] = static_cast<uint8_t>(number);
+            fixed |= ruleBit(number);
+            value |= wanted & ruleBit(number);
+            continue;
+        }
+        for (;; --depth) {
+            if (depth == 0)
+                return false;
+            uint8_t &last = choice[depth - 1];
+            const uint64_t bit = ruleBit(last & ~kSecond);
+            if ((last & kSecond) == 0) {
+                value ^= bit;
+                last |= kSecond;
+                break;
+            }
+            fixed ^= bit;
+            value &= ~bit;
+        }
+    }
 }
 
 // DMAC_TYPE is 0 for unicast, 1 for multicast, 2 for broadcast.
@@ -355,16 +354,18 @@ bool contrary(const RuleCondition &c, unsigned way, RuleCondition &not_c)
 
 } // namespace
 
-bool canHold(Together &all)
+bool canHold(Together &all, unsigned steps)
 {
     const FieldSet fields = fieldsOf(all);
-    all.steps = kSteps;
+    all.steps = steps;
     if ((fields & bit(DMAC_TYPE)) != 0 && !destinationPossible(all))
         return false;
     unsigned n = 0;
-    while (const RuleCondition *c = conditionAt(all, n++))
-        if (!hasValue(all, c->field))
+    while (const RuleCondition *c = conditionAt(all, n++)) {
+        unsigned at = 0;
+        if (nextOn(all, c->field, at) == c && !hasValue(all, c->field)) // once a field
             return false;
+    }
     return tagsPossible(all, fields) && packetPossible(all, fields);
 }
 

@@ -7,6 +7,10 @@
 namespace ruleset
 {
 
+// Steps that the search for values may take, over all fields. A step looks at the conditions on one field, at
+// most 66, and chooses a bit. Without a step left the answer is "yes".
+constexpr unsigned kOverlapSteps = 1024;
+
 // Conditions that must all hold: those of up to two rules, and a few extra ones.
 struct Together {
     const Rule *rule[2];
@@ -16,6 +20,6 @@ struct Together {
 };
 
 // Can a frame fulfil all of them?
-bool canHold(Together &all);
+bool canHold(Together &all, unsigned steps = kOverlapSteps);
 
 } // namespace ruleset

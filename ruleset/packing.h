@@ -29,8 +29,6 @@ struct Bin {
     uint8_t room;
 };
 
-enum class Verdict : uint8_t { No, Yes, Unknown };
-
 struct Packing {
     BinSet open[kMaxRules]; // of the search: bins still possible for a rule
 

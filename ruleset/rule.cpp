@@ -278,22 +278,6 @@ uint64_t onesOf(unsigned field)
     return shiftLeft(1, kWidths.of[field]) - 1;
 }
 
-bool holdsFor(const RuleCondition &condition, uint64_t value)
-{
-    const uint64_t masked = value & condition.mask;
-    switch (condition.compare) {
-    case IFC_COMPARE_EQUAL:
-        return masked == condition.key;
-    case IFC_COMPARE_NOT_EQUAL:
-        return masked != condition.key;
-    case IFC_COMPARE_AT_MOST:
-        return masked <= condition.key;
-    default:
-        return masked >= condition.key &&
-               (condition.compare == IFC_COMPARE_AT_LEAST || masked <= condition.key_last);
-    }
-}
-
 } // namespace ruleset
 
 using namespace ruleset;

@@ -23,7 +23,4 @@ inline RuleCondition makeCondition(unsigned field, unsigned compare, uint64_t ma
 // The mask of a whole field, 1 to 47.
 uint64_t onesOf(unsigned field);
 
-// True: the comparison holds for this value of the field.
-bool holdsFor(const RuleCondition &condition, uint64_t value);
-
 } // namespace ruleset

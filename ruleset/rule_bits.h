@@ -16,6 +16,9 @@ RuleSet ruleBit(unsigned rule);
 bool hasRule(RuleSet set, unsigned rule);
 void addRule(RuleSet &set, unsigned rule);
 
+// The answer of a search with a budget.
+enum class Verdict : uint8_t { No, Yes, Unknown };
+
 // The lowest rule of a set that is not empty.
 unsigned lowestRule(RuleSet set);
 unsigned highestRule(RuleSet set);

@@ -243,6 +243,37 @@ TEST(Action, WithoutThePpeARefusalDeletesTheRule)
     EXPECT_EQ(entry(39).word[0], 1u << 26 | 7u << 27);
 }
 
+TEST(Action, ARefusalDeletesTheRuleOfItsOwnNumber)
+{
+    for (unsigned n = 0; n < 40; ++n) {
+        const unsigned sub = n % 17 == 14 ? 16 : n % 17;
+        fillShadow();
+        EXPECT_EQ(ifc_set_action(n, sub, n % 2 == 0 ? IFC_ENABLE : IFC_DISABLE, 0, 0, 0, 0), -1);
+        for (unsigned rule = 0; rule < 40; ++rule) {
+            const uint32_t *const words = rule < 8 ? IFC_LUT0_Rule[rule].word : IFC_LUT1_Rule[rule - 8].word;
+            const unsigned length = rule < 8 ? 41 : 2;
+            unsigned zeros = 0;
+            for (unsigned w = 0; w < length; ++w)
+                zeros += words[w] == 0;
+            EXPECT_EQ(zeros, rule == n ? length : 0) << n << " rule " << rule;
+        }
+    }
+    ifcSendToPpe = 0x80000000;
+    EXPECT_EQ(ifc_set_action(0, 0, IFC_ENABLE, 1, 0, 0, 0), 0) << "any value but 0 admits it";
+}
+
+TEST(Action, NumbersAreCheckedBeforeThePpeIsAskedFor)
+{
+    fillShadow();
+    expectNothingChanges([&] {
+        EXPECT_EQ(ifc_set_action(40, 0, IFC_ENABLE, 0, 0, 0, 0), -1);
+        EXPECT_EQ(ifc_set_action(5, 17, IFC_ENABLE, 0, 0, 0, 0), -1);
+    });
+    EXPECT_PRINTED("@Error: Action Index is 40, which should less than 40\n",
+                   "@Error: Field Index is 17, which should between 1 and 47\n");
+    EXPECT_NO_TRAFFIC();
+}
+
 TEST(Action, TimeOutsDoNotChangeTheResult)
 {
     powerOn(0);

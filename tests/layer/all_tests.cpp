@@ -7,12 +7,12 @@ namespace support
 extern const Group transferTests, rewriteTests, counterTests, actionTests, actionDumpTests, ruleDumpTests,
     readBackTests, vlanPppoeTests, checksumTests, packetDumpTests, wideRuleTests, narrowEntryTests,
     maskReductionTests, placementTests, deletionTests, matchTests, recordTests, wideCodecTests,
-    untouchedTests;
-const Group *const kGroups[] = {&transferTests,      &rewriteTests,    &counterTests,  &actionTests,
-                                &actionDumpTests,    &ruleDumpTests,   &readBackTests, &vlanPppoeTests,
-                                &checksumTests,      &packetDumpTests, &wideRuleTests, &narrowEntryTests,
-                                &maskReductionTests, &placementTests,  &deletionTests, &matchTests,
-                                &recordTests,        &wideCodecTests,  &untouchedTests};
+    untouchedTests, lockTests;
+const Group *const kGroups[] = {&transferTests,      &rewriteTests,    &counterTests,   &actionTests,
+                                &actionDumpTests,    &ruleDumpTests,   &readBackTests,  &vlanPppoeTests,
+                                &checksumTests,      &packetDumpTests, &wideRuleTests,  &narrowEntryTests,
+                                &maskReductionTests, &placementTests,  &deletionTests,  &matchTests,
+                                &recordTests,        &wideCodecTests,  &untouchedTests, &lockTests};
 const unsigned kGroupCount = sizeof kGroups / sizeof *kGroups;
 
 } // namespace support

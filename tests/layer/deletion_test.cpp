@@ -66,6 +66,20 @@ TEST(Deletion, Ipv6WordsAndFlowLabelAreNotSupported)
     }
 }
 
+TEST(Deletion, RequestsAreOnlyRead)
+{
+    const RequestCondition rule[] = {{DIPv4, 0, 0xFFFFFF00, 0x0A000000}, {DMAC, 0, kAll, kMac}};
+    const orva_ifc_param &before = requestOf(rule);
+    orva_ifc_param &request = requestOf(rule);
+    const auto expectUnchanged = [&] { EXPECT_EQ(__builtin_memcmp(&request, &before, sizeof before), 0); };
+    EXPECT_EQ(ifc_set_lut_rules_auto(&request), 8 + 2);
+    expectUnchanged();
+    EXPECT_EQ(ifc_match_rule_lut1(&request, 3, 0), 1);
+    EXPECT_EQ(ifc_match_rule_lut0(&request, 2, 0), 0);
+    EXPECT_EQ(ifc_del_lut_rules_auto(&request), 0);
+    expectUnchanged();
+}
+
 TEST(Deletion, NothingFoundChangesNothing)
 {
     place({{DPORT, 0, 0xFFFF, 80}});

@@ -10,6 +10,7 @@ TEST(WideMatch, ComparesEverythingExactly)
     (void)ifc_set_lut0_rules(0, IFC_ENABLE, DMAC, 1, 0xFFFF, 0xFFFFFFFF, 0x0011, 0x22334455);
     (void)ifc_set_lut0_rules(0, IFC_ENABLE, SMAC, 0, 0xFF00, 0x0000FFFF, 0x6600, 0xAABB);
     (void)ifc_set_lut0_rules(0, IFC_ENABLE, DPORT, 3, 0, 0xFFFF, 0, 80);
+    forget();
     constexpr auto rule = list<RequestCondition>(
         {{DMAC, 1, kAll, kMac}, {SMAC, 0, 0xFF000000FFFF, 0x66000000AABB}, {DPORT, 3, 0xFFFF, 80}});
     EXPECT_EQ(matchWide(rule.values, 3), 1);
@@ -17,6 +18,8 @@ TEST(WideMatch, ComparesEverythingExactly)
     EXPECT_EQ(matchWide({rule.values[2], rule.values[0], rule.values[1]}, 3), 1) << "any order";
     EXPECT_EQ(matchWide({rule.values[0], rule.values[0], rule.values[0]}, 3), 1)
         << "repetition is not noticed";
+    EXPECT_EQ(matchWide({rule.values[0], rule.values[1], rule.values[2], rule.values[0]}, 3), 1)
+        << "more than enough passed";
     EXPECT_EQ(matchWide({rule.values[0], rule.values[1]}, 3), 0) << "one condition short";
     EXPECT_EQ(matchWide({rule.values[0], rule.values[1], rule.values[2], {SPORT, 0, 1, 1}}, 3), 1)
         << "enough passed before the failure";
@@ -47,6 +50,8 @@ TEST(WideMatch, ComparesEverythingExactly)
     EXPECT_EQ(matchWide(wide.values, 3), 0);
     IFC_LUT0_Rule[0].bits.valid = 0;
     EXPECT_EQ(matchWide(rule.values, 3), 0);
+    EXPECT_NO_TRAFFIC();
+    EXPECT_NOTHING_PRINTED();
 }
 
 TEST(WideMatch, StopsAfter31Conditions)
@@ -117,6 +122,7 @@ TEST(NarrowMatch, ComparesARange)
     auto same = rule;
     same.values[0].mask = 0x0000FFFF; // 16 bits, from the other end
     EXPECT_EQ(matchNarrow(same.values, 2, 0), 0);
+    EXPECT_NO_TRAFFIC();
 }
 
 TEST(NarrowMatch, AFieldInTheIpv6ClassIsComparedLikeAHalfword)
@@ -190,7 +196,7 @@ TEST(NarrowMatch, ALowPartInMidRangeUsesUpTheNextEntry)
         << "the high part after is found, then the list's end is not";
     IFC_LUT1_Rule[2] = {};
     IFC_LUT1_Rule[3] = high;
-    EXPECT_EQ(matchNarrow(rule, 2, 0), 0) << "nothing left after the entry that was used up";
+    EXPECT_EQ(matchNarrow({rule[0], rule[0]}, 2, 0), 0) << "nothing left after the entry that was used up";
 }
 
 TEST(NarrowMatch, ALowPartAtTheEndLooksPastTheRange)
@@ -204,6 +210,14 @@ TEST(NarrowMatch, ALowPartAtTheEndLooksPastTheRange)
     EXPECT_EQ(matchNarrow(rule, 1, 31), 1) << "after the last entry everything is zero";
     EXPECT_EQ(matchNarrow({{DMAC, 0, kAll, kMac}, {DMAC, 0, kAll, kMac}}, 2, 31), 0)
         << "then the search goes on in the rest of the range";
+}
+
+TEST(NarrowMatch, TheEntriesAfterTheLastAreAllZero)
+{
+    for (auto &entry : IFC_LUT1_Rule)
+        entry.word[0] = entry.word[1] = 0xFFFFFFFF;
+    EXPECT_EQ(ifc_match_rule_lut1(&requestOf(nullptr, 0), 1, 31), 0);
+    EXPECT_EQ(ifc_match_rule_lut1(&requestOf(nullptr, 0), 2, 31), 1) << "the one after it holds field 0";
 }
 
 TEST(NarrowMatch, RequestsEndWithTheirArrays)

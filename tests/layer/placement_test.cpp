@@ -2,6 +2,7 @@
 // Free runs of narrow entries, and automatic placement.
 #include "tests/support/check.h"
 #include "tests/support/layer.h"
+#include "tests/support/wide_places.h"
 
 using namespace support;
 
@@ -67,6 +68,7 @@ TEST(Placement, ShortestRunThenLowest)
     EXPECT_EQ(lut1_has_free_rule(4), 1);
     EXPECT_EQ(lut1_has_free_rule(6), -1);
     EXPECT_EQ(lut1_has_free_rule(0), 8);
+    EXPECT_EQ(lut1_has_free_rule(0xFFFFFFFF), -1);
     occupy(0xFFFFFFFF);
     EXPECT_EQ(lut1_has_free_rule(0), -1);
     occupy(~0x3C000u); // 14 to 17 free: two runs of 2
@@ -138,6 +140,24 @@ TEST(Placement, ALut1RuleIsWrittenConditionByCondition)
     EXPECT_EQ(IFC_LUT1_Rule[2].word[1], 0x5E000000u);
     EXPECT_EQ(IFC_LUT1_Rule[3].word[0], 0xC000u | 2u << 8 | 1);
     EXPECT_EQ(IFC_LUT1_Rule[3].word[1], 0xFFFF0000u);
+}
+
+TEST(Placement, AWideRuleHoldsEachConditionWhole)
+{
+    RequestCondition conditions[9];
+    for (unsigned n = 0; n < 7; ++n)
+        conditions[n] = {SINF + n, n % 4, 3, n % 3};
+    conditions[7] = {SMAC, 1, 0xFFFFFF0000FF, 0x112233000055};
+    conditions[8] = {SIPv4, 0, 0x00FFFF00, 0x00A80100}; // only LUT1 needs a mask in one run
+    auto &request = requestOf(conditions);
+    request.key_high[8] = request.mask_high[8] = 0xFFFF; // not a MAC: ignored
+    EXPECT_EQ(ifc_set_lut_rules_auto(&request), 0);
+    EXPECT_EQ(IFC_LUT0_Rule[0].word[0], 0x80000000u | 0x7Fu << 13 | 1u << 1 | 1u << 3);
+    for (const RequestCondition &c : conditions) {
+        EXPECT_EQ(commandAt(IFC_LUT0_Rule[0], c.field), c.command) << c.field;
+        EXPECT_EQ(valueAt(IFC_LUT0_Rule[0], kMaskArea, c.field), c.mask) << c.field;
+        EXPECT_EQ(valueAt(IFC_LUT0_Rule[0], kKeyArea, c.field), c.key) << c.field;
+    }
 }
 
 TEST(Placement, EveryUserDefinedFieldIsPlacedAndDeleted)
@@ -286,6 +306,18 @@ TEST(Placement, RefusalsAndResultsArePrintedAtEveryLevel)
                        "@lut0 configure fail!\n", "@lut1 has no space yet, set rule fail!\n");
     }
     EXPECT_NO_TRAFFIC();
+}
+
+TEST(Placement, TheActionIndexIsPrintedAtEveryLevel)
+{
+    int expected = 8;
+    for (const int level : kLevels) {
+        setLevel(level);
+        EXPECT_EQ(ifc_set_lut_rules_auto(&some(1)), expected);
+        EXPECT_EQ(pieces(), level > 2 ? 2 * 128 + 1 : 1) << "traces, and one line";
+        EXPECT_STREQ(lastPiece(), format("@action index is %d\n", expected++));
+        EXPECT_EQ(eventsBeforePiece(pieces() - 1), events()) << "after the last rewrite";
+    }
 }
 
 TEST(Placement, OnlyThirtyOneConditionsAreCountedAndPlacedInLut0)

@@ -3,6 +3,7 @@
 #include "tests/support/check.h"
 #include "tests/support/layer.h"
 #include "tests/support/surroundings.h"
+#include "tests/support/wide_places.h"
 
 using namespace support;
 
@@ -52,6 +53,22 @@ TEST(ReadBack, ReadsElevenRowsAndPrints)
     t.transfer(command(4, 10, 0, 0)).read(0xBFB50210, shadow.word[0]);
     EXPECT_TRAFFIC(t); // no lock, no query for the revision
     EXPECT_EQ(IFC_LUT0_Rule[4].word[0], 0u) << "the shadow is not filled";
+}
+
+TEST(ReadBack, WhatWasWrittenComesBackInEveryField)
+{
+    fillShadow();
+    for (auto &rule : IFC_LUT0_Rule)
+        rule.word[0] = 0xFFFFFFFF;
+    (void)write_all_ifc_rule_to_hw();
+    for (int rule = 0; rule < 8; ++rule) {
+        forget();
+        EXPECT_EQ(ifc_get_rule_from_hw(rule), 0);
+        EXPECT_EQ(ifc_get_rule_from_reg(rule), 0);
+        ASSERT_EQ(pieces(), 2 * 31 * 3);
+        for (unsigned n = 0; n < 31 * 3; ++n)
+            EXPECT_STREQ(piece(31 * 3 + n), piece(n)) << rule;
+    }
 }
 
 TEST(ReadBack, RefusesRulesOutOfRange)
@@ -125,6 +142,23 @@ TEST(ReadBack, ShadowRulesAreNamedFromHw)
     forget();
     EXPECT_EQ(ifc_get_rule_from_hw(7), 0);
     EXPECT_PRINTED("LUT0- 7 field:28 DPORT, Enable, ", "CMD:1, ", "Mask:ffff, Key:50\n");
+}
+
+TEST(ReadBack, ThePrinterShowsEveryFieldWithItsCommandMaskAndKey)
+{
+    fillShadow();
+    IFC_LUT0_Format rule = IFC_LUT0_Rule[6];
+    rule.word[0] = 0xFFFFFFFF;
+    EXPECT_EQ(ifc_parser_lut0_rule(&rule, 6), 0);
+    ASSERT_EQ(pieces(), 31 * 3);
+    for (unsigned field = 1; field <= 31; ++field) {
+        const char *const mask = shownAt(rule, kMaskArea, field);
+        const char *const key = shownAt(rule, kKeyArea, field);
+        const unsigned n = 3 * (field - 1);
+        EXPECT_STREQ(piece(n), format("LUT0- 6 field:%2u %s, Enable, ", field, kPlaces[field].name));
+        EXPECT_STREQ(piece(n + 1), format("CMD:%u, ", commandAt(rule, field)));
+        EXPECT_STREQ(piece(n + 2), format("Mask:%s, Key:%s\n", mask, key));
+    }
 }
 
 TEST(ReadBack, ThePrinterNamesDisabledFieldsFromLevel1On)

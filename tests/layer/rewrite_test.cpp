@@ -18,6 +18,29 @@ TEST(Rewrite, Makes528WritesAnd128ReadsInTheStatedOrderUnderTheLock)
     EXPECT_TRUE(narrowEntriesReachedHardware());
 }
 
+TEST(Rewrite, FreeRulesAndEntriesClearTheirRows)
+{
+    fillShadow();
+    (void)write_all_ifc_rule_to_hw();
+    (void)clear_all_ifc_rules();
+    forget();
+    EXPECT_EQ(write_all_ifc_rule_to_hw(), 0);
+    EXPECT_TRAFFIC(Traffic().rewrite());
+    EXPECT_TRUE(shadowIsZero());
+    EXPECT_TRUE(wideRulesReachedHardware());
+    EXPECT_TRUE(narrowEntriesReachedHardware());
+}
+
+TEST(Rewrite, TheShadowStaysAsItIs)
+{
+    fillShadow();
+    keepTables();
+    (void)write_all_ifc_rule_to_hw();
+    EXPECT_TRUE(changed()) << "the hardware";
+    powerOn(); // the hardware is empty again, as it was
+    EXPECT_FALSE(changed());
+}
+
 TEST(Rewrite, AsksForTheRevisionInsideTheLockTwiceARule)
 {
     EXPECT_EQ(write_all_ifc_rule_to_hw(), 0);

@@ -2,6 +2,7 @@
 // The exact text of the table dumps.
 #include "tests/support/check.h"
 #include "tests/support/layer.h"
+#include "tests/support/wide_places.h"
 
 using namespace support;
 
@@ -36,6 +37,23 @@ TEST(Dump, Lut0RulesFieldByField)
     for (const uint32_t n : list({3u, 5u}))
         t.transfer(command(n, 0, 2, 0)).readRow(0, 0, 0, 0);
     EXPECT_TRAFFIC(t);
+}
+
+TEST(Dump, EveryFieldOfAWideRuleHasItsLineInOrder)
+{
+    fillShadow();
+    for (unsigned n = 0; n < 8; ++n)
+        IFC_LUT0_Rule[n].word[0] = n == 6 ? 0xFFFFFFFF : 0x7FFFFFFF;
+    EXPECT_EQ(ifc_dump_lut0_rules(), 0);
+    ASSERT_EQ(pieces(), 7 + 1 + 31 + 2);
+    EXPECT_STREQ(piece(6), "\nLUT0-6: valid:1, enable:7fffffff\n");
+    const IFC_LUT0_Format &rule = IFC_LUT0_Rule[6];
+    for (unsigned field = 1; field <= 31; ++field) {
+        const char *const mask = shownAt(rule, kMaskArea, field);
+        const char *const key = shownAt(rule, kKeyArea, field);
+        EXPECT_STREQ(piece(6 + field), format(">>>>Field-%u:%s, Command:%u, Mask:%s, Key:%s\n", field,
+                                              kPlaces[field].name, commandAt(rule, field), mask, key));
+    }
 }
 
 TEST(Dump, Lut1EntriesOfBothTypes)

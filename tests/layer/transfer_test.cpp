@@ -20,6 +20,15 @@ TEST(Transfer, BuildsTheCommandWordAndCutsItsArguments)
     EXPECT_TRAFFIC(Traffic().transfer(command(1, 0, 1, 0)));
 }
 
+TEST(Transfer, EachArgumentHasItsBitsOfTheCommandWord)
+{
+    EXPECT_EQ(ifc_rule_cfg_word(0, 0, 0, 0), 0x00000001u);
+    EXPECT_EQ(ifc_rule_cfg_word(0xFFFFFFFF, 0, 0, 0), 0x00FF0001u);
+    EXPECT_EQ(ifc_rule_cfg_word(0, 0xFFFFFFFF, 0, 0), 0x00003F01u);
+    EXPECT_EQ(ifc_rule_cfg_word(0, 0, 0xFFFFFFFF, 0), 0x00000031u);
+    EXPECT_EQ(ifc_rule_cfg_word(0, 0, 0, 0xFFFFFFFF), 0x00000007u);
+}
+
 TEST(Transfer, ShowsTheCommandWordAtTheHighestLevelOnly)
 {
     for (const int level : kLevels) {
@@ -55,6 +64,21 @@ TEST(Transfer, ATimeOutCostsThreeReadsAndThreeWaits)
         EXPECT_TRAFFIC(Traffic().timeOut(command(0, 0, 1, 1)));
         EXPECT_EQ(waited(), 3);
         EXPECT_PRINTED("@Timeout for set IFC Rule configuration.\n");
+    }
+}
+
+TEST(Transfer, ATimeOutIsReportedAtEveryLevelAfterTheLastWait)
+{
+    powerOn(0);
+    for (const int level : kLevels) {
+        setLevel(level);
+        EXPECT_EQ(ifcSetRuleConfig(3, 10, 0, 1), -62);
+        ASSERT_EQ(pieces(), level > 2 ? 2 : 1);
+        EXPECT_STREQ(lastPiece(), "@Timeout for set IFC Rule configuration.\n");
+        EXPECT_EQ(eventsBeforePiece(pieces() - 1), 7) << "the write, three reads, three waits";
+        if (level > 2) {
+            EXPECT_EQ(eventsBeforePiece(0), 0) << "the trace comes before the write";
+        }
     }
 }
 

@@ -2,19 +2,9 @@
 // Setting and deleting conditions of a wide rule.
 #include "tests/support/check.h"
 #include "tests/support/layer.h"
+#include "tests/support/wide_places.h"
 
 using namespace support;
-
-namespace
-{
-
-unsigned commandOf(unsigned rule, unsigned field)
-{
-    const uint32_t word = field <= 16 ? IFC_LUT0_Rule[rule].word[2] : IFC_LUT0_Rule[rule].word[1];
-    return word >> 2 * ((field - 1) % 16) & 3;
-}
-
-} // namespace
 
 TEST(WideRule, EnablesOneFieldAndRewritesTheTablesOnce)
 {
@@ -52,7 +42,10 @@ TEST(WideRule, DisablingThroughOneFieldSwitchesTheWholeRuleOff)
         (void)ifc_set_lut0_rules(4, IFC_ENABLE, field, 1, 0xFFFF, 0xFFFFFFFF, 0x12, 0x3456);
     const IFC_LUT0_Format before = IFC_LUT0_Rule[4];
     EXPECT_EQ(before.word[0], 0x80000015u);
+    forget();
     EXPECT_EQ(ifc_set_lut0_rules(4, IFC_DISABLE, 5, 1, 0, 0, 0, 0), 0);
+    EXPECT_TRAFFIC(Traffic().rewrite());
+    EXPECT_NOTHING_PRINTED();
     EXPECT_EQ(IFC_LUT0_Rule[4].word[0], 0u);
     EXPECT_EQ(__builtin_memcmp(before.word + 1, IFC_LUT0_Rule[4].word + 1, 160), 0);
     (void)ifc_set_lut0_rules(4, IFC_ENABLE, 3, 1, 0, 1, 0, 1);
@@ -71,8 +64,8 @@ TEST(WideRule, AWideCommandSpillsIntoTheFieldsAbove)
 {
     (void)ifc_set_lut0_rules(0, IFC_ENABLE, SINF, 7, 0, 1, 0, 1);
     EXPECT_EQ(IFC_LUT0_Rule[0].word[2], 7u << 26);
-    EXPECT_EQ(commandOf(0, 14), 3u);
-    EXPECT_EQ(commandOf(0, 15), 1u);
+    EXPECT_EQ(commandAt(IFC_LUT0_Rule[0], 14), 3u);
+    EXPECT_EQ(commandAt(IFC_LUT0_Rule[0], 15), 1u);
     (void)ifc_set_lut0_rules(0, IFC_ENABLE, VPM0, 0xFF, 0, 1, 0, 1);
     EXPECT_EQ(IFC_LUT0_Rule[0].word[2], 0xDC000000u) << "lost beyond bit 31";
     IFC_LUT0_Rule[0].word[1] = 0xC0000000;
@@ -91,7 +84,7 @@ TEST(WideRule, CommandsReplaceTheOldOnesOfTheirFieldOnly)
         IFC_LUT0_Rule[0].word[2] = 0xFFFFFFFF;
         (void)ifc_set_lut0_rules(0, IFC_ENABLE, field, 1, 0, 1, 0, 1);
         for (unsigned other = 1; other <= 31; ++other)
-            EXPECT_EQ(commandOf(0, other), other == field ? 1u : 3u) << field;
+            EXPECT_EQ(commandAt(IFC_LUT0_Rule[0], other), other == field ? 1u : 3u) << field;
         EXPECT_EQ(IFC_LUT0_Rule[0].word[1] >> 30, 3u);
         EXPECT_EQ(IFC_LUT0_Rule[0].word[0], 0x80000000u | 1u << (field - 1));
     }

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "frame_kinds.h"
+#include "ruleset/overlap.h"
 
 using namespace rules;
 using namespace kinds;
@@ -221,6 +222,88 @@ TEST(Overlap, IsExactOnAddresses)
     checkField(random, SMAC, 0x800000000001, 6, 2000);
     checkField(random, DIPv4, 0xC0000081, 3, 3000);
     checkField(random, FLOW_LABEL, 0x0000F, 2, 3000);
+}
+
+// "Not equal" of `ones` to `ones` + 2 bits of a port, which are no run: 31 conditions.
+ifc_rule notUnderHoles(Random &random, unsigned ones)
+{
+    ifc_rule made = {};
+    for (; made.count < IFC_RULE_CONDITIONS; ++made.count) {
+        uint64_t mask = 0;
+        for (const unsigned bits = ones + random.below(3); countBits(mask) < bits;)
+            mask |= 1u << random.below(16);
+        made.condition[made.count] = compared(DPORT, IFC_COMPARE_NOT_EQUAL, random.wide() & mask, mask);
+    }
+    return made;
+}
+
+TEST(Overlap, ManyNotEqualUnderMasksWithHolesTakeFewSteps)
+{
+    Random random(26);
+    unsigned most = 0;
+    unsigned overlaps = 0;
+    unsigned pairs = 0;
+    for (unsigned ones = 2; ones <= 8; ++ones) {
+        ifc_rule set[32];
+        for (ifc_rule &each : set)
+            each = notUnderHoles(random, ones);
+        for (unsigned n = 0; n < 32; ++n)
+            for (unsigned m = 0; m < n; ++m) {
+                ruleset::Together both = {{&set[m], &set[n]}, {}, 0, 0};
+                const bool overlap = canHold(both);
+                most = std::max(most, ruleset::kOverlapSteps - both.steps);
+                overlaps += overlap;
+                ++pairs;
+                if (n % 8 == 0 && m == n / 2) {
+                    ASSERT_EQ(overlap, truthOf(set[m], set[n], 0xFFFF).both) << ones << ' ' << n << ' ' << m;
+                }
+            }
+    }
+    EXPECT_LT(most, 400u);
+    EXPECT_GT(overlaps, pairs / 2);
+    EXPECT_LT(overlaps, pairs);
+}
+
+TEST(Overlap, IsExactOnAddressesWithManyNotEqual)
+{
+    Random random(27);
+    checkField(random, SMAC, 0x810000002421, 7, 1000);
+    checkField(random, SIPv4, 0xC0000087, 7, 1000);
+}
+
+// Each bit belongs to two of 14 groups of three (the edges of a cubic graph at its nodes). Each group must
+// have an even number of ones, the first an odd one. No address does: all groups together have an even
+// number.
+TEST(Overlap, AQuestionThatTakesTooManyStepsIsAnsweredYes)
+{
+    constexpr unsigned kNodes = 14;
+    std::vector<std::pair<unsigned, unsigned>> edges;
+    for (unsigned node = 0; node < kNodes; ++node) {
+        edges.emplace_back(node, (node + 1) % kNodes);
+        if (node % 2 == 0)
+            edges.emplace_back(node, (node + 5) % kNodes);
+    }
+    ifc_rule a = {};
+    ifc_rule b = {};
+    for (unsigned node = 0; node < kNodes; ++node) {
+        uint64_t mask = 0;
+        for (unsigned n = 0; n < edges.size(); ++n)
+            if (edges[n].first == node || edges[n].second == node)
+                mask |= uint64_t{1} << 2 * n;
+        ASSERT_EQ(countBits(mask), 3u);
+        ifc_rule &half = node < kNodes / 2 ? a : b;
+        for (unsigned number = 0; number < 8; ++number)
+            if (countBits(number) % 2 == (node == 0 ? 0 : 1))
+                half.condition[half.count++] =
+                    compared(SMAC, IFC_COMPARE_NOT_EQUAL, spread(number, mask), mask);
+    }
+    ruleset::Together both = {{&a, &b}, {}, 0, 0};
+    EXPECT_FALSE(canHold(both, 100000));
+    EXPECT_GT(100000 - both.steps, ruleset::kOverlapSteps);
+    EXPECT_TRUE(canHold(both));
+    EXPECT_EQ(both.steps, 0u);
+    EXPECT_EQ(ifc_rule_overlap(&a, &b), 1);
+    EXPECT_EQ(ifc_rule_contradicts_itself(&a), 0);
 }
 
 TEST(Overlap, ConditionsOnDifferentFieldsMeet)

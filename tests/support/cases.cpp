@@ -43,6 +43,8 @@ void support_test_run(unsigned n)
     test->run();
     if (surroundings_errors() != 0)
         Failure(test->file, test->line, "every access is one that the hardware knows");
+    if (lockIsHeld())
+        Failure(test->file, test->line, "the lock is released");
     whenPrinting(nullptr);
     setRevision(0);
 }

@@ -43,6 +43,7 @@ inline unsigned accesses()
     return count(Kind::Read) + count(Kind::Write);
 }
 unsigned waited(); // milliseconds
+bool lockIsHeld();
 
 // Pieces of text (one is one call of printk) since the last forget(). A prefix of source and line reads "@".
 unsigned pieces();

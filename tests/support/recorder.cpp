@@ -59,6 +59,34 @@ unsigned prefixLength(const char *text, unsigned length)
 // A test that checks the record must check all of it.
 bool lost;
 
+// The lock is taken once and released, and the shadow does not change while it is held: no operation of the
+// layer edits it there.
+struct Shadow {
+    IFC_LUT0_Format lut0[8];
+    IFC_LUT1_Format lut1[32];
+};
+bool held;
+Shadow whenTaken;
+
+void taken()
+{
+    if (held)
+        Failure(__FILE__, __LINE__, "the lock is taken once");
+    held = true;
+    __builtin_memcpy(whenTaken.lut0, IFC_LUT0_Rule, sizeof whenTaken.lut0);
+    __builtin_memcpy(whenTaken.lut1, IFC_LUT1_Rule, sizeof whenTaken.lut1);
+}
+
+void released()
+{
+    if (!held)
+        Failure(__FILE__, __LINE__, "the lock is held when it is released");
+    held = false;
+    if (__builtin_memcmp(whenTaken.lut0, IFC_LUT0_Rule, sizeof whenTaken.lut0) != 0 ||
+        __builtin_memcmp(whenTaken.lut1, IFC_LUT1_Rule, sizeof whenTaken.lut1) != 0)
+        Failure(__FILE__, __LINE__, "the shadow stays while the lock is held");
+}
+
 void expectAll()
 {
     if (lost)
@@ -99,6 +127,11 @@ void setLevel(int level)
 {
     gpIfcPriv->dbgLevel = static_cast<uint8>(level);
     forget();
+}
+
+bool lockIsHeld()
+{
+    return held;
 }
 
 void whenPrinting(void (*hook)())
@@ -206,6 +239,10 @@ void support_heard(unsigned kind, unsigned reg, unsigned value)
             --answerCount;
         }
     }
+    if (static_cast<Kind>(kind) == Kind::Lock)
+        taken();
+    if (static_cast<Kind>(kind) == Kind::Unlock)
+        released();
     if (deaf)
         return;
     if (eventCount < kEvents)

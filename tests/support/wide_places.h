@@ -2,7 +2,7 @@
 // The places of the fields in a wide rule, independent of the driver's own tables.
 #pragma once
 
-#include "ifc/ifc_util.h"
+#include "layer.h"
 
 namespace support
 {
@@ -66,6 +66,29 @@ inline uint32_t arrayWord(const IFC_LUT0_Format &rule, unsigned area, unsigned s
     for (unsigned n = 0; n < width; ++n)
         value |= static_cast<uint32_t>(bitOf(rule, area + lsb + n)) << n;
     return value;
+}
+
+// The value of a field, a MAC as 48 bits.
+inline uint64_t valueAt(const IFC_LUT0_Format &rule, unsigned area, unsigned field)
+{
+    uint64_t value = 0;
+    for (unsigned n = 0; n < kPlaces[field].width; ++n)
+        value |= static_cast<uint64_t>(bitOf(rule, area + kPlaces[field].lsb + n)) << n;
+    return value;
+}
+
+// A mask or a key as the layer prints it: a MAC in two halves.
+inline const char *shownAt(const IFC_LUT0_Format &rule, unsigned area, unsigned field)
+{
+    const uint64_t value = valueAt(rule, area, field);
+    const auto low = static_cast<uint32_t>(value);
+    return field < 3 ? format("%x_%x", static_cast<uint32_t>(value >> 32), low) : format("%x", low);
+}
+
+inline unsigned commandAt(const IFC_LUT0_Format &rule, unsigned field)
+{
+    const unsigned lsb = 1216 + 2 * (field - 1);
+    return (bitOf(rule, lsb + 1) ? 2 : 0) + (bitOf(rule, lsb) ? 1 : 0);
 }
 
 // Where the slot of the arrays that the codec takes begins: the first three slots are the words of the two

@@ -4,6 +4,7 @@
 #include "tools/ifcctl/core/errors.h"
 #include "tools/ifcctl/device/rule_set.h"
 
+#include "foretell_support.h"
 #include "ifc/ifc_util.h"
 #include "ifc/records/chip.h"
 #include "tests/ruleset/rule_support.h"
@@ -21,26 +22,18 @@ namespace
 
 unsigned caseCount()
 {
-    const char *text = std::getenv("IFC_FORETELL_SETS");
-    return text == nullptr ? 200 : static_cast<unsigned>(std::strtoul(text, nullptr, 10));
+    return foretell::caseCount("IFC_FORETELL_SETS", 200);
 }
 
 // The tables of the hardware and their shadow.
 struct State {
-    explicit State(Session &session) : hardware(session.device().window().tables())
-    {
-        std::memcpy(lut0, IFC_LUT0_Rule, sizeof lut0);
-        std::memcpy(lut1, IFC_LUT1_Rule, sizeof lut1);
-    }
+    explicit State(Session &session) : hardware(session.device().window().tables()) {}
     bool operator==(const State &other) const
     {
-        return std::memcmp(&hardware, &other.hardware, sizeof hardware) == 0 &&
-               std::memcmp(lut0, other.lut0, sizeof lut0) == 0 &&
-               std::memcmp(lut1, other.lut1, sizeof lut1) == 0;
+        return std::memcmp(&hardware, &other.hardware, sizeof hardware) == 0 && shadow == other.shadow;
     }
     engine::Tables hardware;
-    IFC_LUT0_Format lut0[IFC_LUT0_RULES];
-    IFC_LUT1_Format lut1[IFC_LUT1_RULES];
+    foretell::Shadow shadow;
 };
 
 class ForetellSet : public testing::Test
@@ -113,8 +106,8 @@ TEST_F(ForetellSet, PlanSaysWhatApplyDoes)
         for (unsigned position = 0; position < set.count(); ++position)
             ASSERT_TRUE(again.find(set.number(position)).has_value());
         const State after(session_);
-        ASSERT_EQ(std::memcmp(after.hardware.lut1, after.lut1, sizeof after.lut1), 0);
-        ASSERT_EQ(std::memcmp(after.hardware.lut0, after.lut0, sizeof after.lut0), 0);
+        ASSERT_EQ(std::memcmp(after.hardware.lut1, after.shadow.narrow, sizeof after.shadow.narrow), 0);
+        ASSERT_EQ(std::memcmp(after.hardware.lut0, after.shadow.wide, sizeof after.shadow.wide), 0);
     }
     for (const char *kind : {"placed", "moved", "no space", "order"})
         EXPECT_GT(seen[kind], caseCount() / 500) << kind;

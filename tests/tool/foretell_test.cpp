@@ -7,6 +7,7 @@
 #include "tools/ifcctl/core/values.h"
 
 #include "engine/register_window.h"
+#include "foretell_support.h"
 #include "ifc/ifc_util.h"
 #include "ifc/records/chip.h"
 #include "platform/host/host_platform.h"
@@ -30,27 +31,8 @@ namespace
 
 unsigned caseCount()
 {
-    const char *text = std::getenv("IFC_FORETELL");
-    return text == nullptr ? 100000 : static_cast<unsigned>(std::strtoul(text, nullptr, 10));
+    return foretell::caseCount("IFC_FORETELL", 100000);
 }
-
-struct Shadow {
-    IFC_LUT0_Format wide[IFC_LUT0_RULES];
-    IFC_LUT1_Format narrow[IFC_LUT1_RULES];
-
-    static Shadow now()
-    {
-        Shadow shadow{};
-        std::memcpy(shadow.wide, IFC_LUT0_Rule, sizeof shadow.wide);
-        std::memcpy(shadow.narrow, IFC_LUT1_Rule, sizeof shadow.narrow);
-        return shadow;
-    }
-    void restore() const
-    {
-        std::memcpy(IFC_LUT0_Rule, wide, sizeof wide);
-        std::memcpy(IFC_LUT1_Rule, narrow, sizeof narrow);
-    }
-};
 
 class Foretell : public testing::Test
 {
@@ -197,9 +179,9 @@ TEST_F(Foretell, ValidateSaysThePlaceOrTheRefusal)
         SCOPED_TRACE("case " + std::to_string(n));
         randomTables();
         const Match match = randomMatch();
-        const Shadow before = Shadow::now();
+        const foretell::Shadow before;
         const Verdict verdict = foretell(match, below(2) == 0);
-        const Shadow after = Shadow::now();
+        const foretell::Shadow after;
         ASSERT_EQ(std::memcmp(&before, &after, sizeof before), 0) << "a plan changes nothing";
         const int id = add(match);
 

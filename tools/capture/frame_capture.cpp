@@ -130,10 +130,19 @@ bool FrameCapture::nanoseconds() const
     return plain_ ? plain_->nanoseconds() : true;
 }
 
+uint64_t FrameCapture::consumed() const
+{
+    if (plain_)
+        return consumed_;
+    // libpcap, or the unpacker, reads from a copy of this descriptor, which has the same offset.
+    const off_t at = size_ == 0 ? 0 : lseek(descriptor_, 0, SEEK_CUR);
+    return at < 0 ? 0 : static_cast<uint64_t>(at);
+}
+
 void FrameCapture::count(const CapturedFrame &frame)
 {
     ++frames_;
-    consumed_ += frame.length;
+    consumed_ += kFrameHeaderBytes + frame.length;
 }
 
 bool FrameCapture::next(CapturedFrame &frame)

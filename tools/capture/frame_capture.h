@@ -24,8 +24,8 @@ public:
 
     bool next(CapturedFrame &frame); // false at the end
     bool nanoseconds() const;
-    uint64_t size() const { return size_; }         // of the file, in bytes; 0 if unknown
-    uint64_t consumed() const { return consumed_; } // of the file, approximately
+    uint64_t size() const { return size_; } // of the file, in bytes; 0 if unknown
+    uint64_t consumed() const;              // of the file, approximately; also of a packed one
 
 private:
     struct Pcap;
@@ -40,7 +40,7 @@ private:
     std::string path_;
     int descriptor_ = -1;
     uint64_t size_ = 0;
-    uint64_t consumed_ = 0;
+    uint64_t consumed_ = 0; // by plain_
     uint64_t frames_ = 0;
     std::unique_ptr<PlainCapture> plain_;
     std::unique_ptr<Pcap> pcap_;

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // The simulated register window and the services of the host.
 #include "tests/support/host/layer_fixture.h"
+#include "tests/support/surroundings.h"
+
+#include <gtest/gtest-spi.h>
 
 #include <cstring>
 
@@ -139,6 +142,7 @@ TEST_F(HostTest, TheSpinLockNoticesMisuse)
 {
     spinlock_t lock{};
     spinlock_t other{};
+    host::setEventWatch(nullptr); // the recorder has a check of its own
     ifc_spin_unlock_irqrestore(&lock, 0);
     const unsigned long flags = ifc_spin_lock_irqsave(&lock);
     (void)ifc_spin_lock_irqsave(&lock);
@@ -151,6 +155,15 @@ TEST_F(HostTest, TheSpinLockNoticesMisuse)
     EXPECT_EQ(complaints[1], "taken twice");
     EXPECT_EQ(complaints[2], "released with an interrupt state other than the saved one");
     EXPECT_EQ(complaints[3], "released, but another one is held");
+}
+
+TEST_F(HostTest, TheRecorderChecksTheLock)
+{
+    EXPECT_NONFATAL_FAILURE(support_heard(SUPPORT_UNLOCK, 0, 0), "the lock is held when it is released");
+    support_heard(SUPPORT_LOCK, 0, 0);
+    EXPECT_NONFATAL_FAILURE(support_heard(SUPPORT_LOCK, 0, 0), "the lock is taken once");
+    IFC_LUT1_Rule[31].word[1] ^= 1;
+    EXPECT_NONFATAL_FAILURE(support_heard(SUPPORT_UNLOCK, 0, 0), "the shadow stays while the lock is held");
 }
 
 TEST_F(HostTest, TimePassesInDelaysOnly)

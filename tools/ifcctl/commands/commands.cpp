@@ -1,39 +1,16 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 #include "commands.h"
 
-#include "tools/capture/error.h"
-#include "tools/ifcctl/core/nearest_word.h"
+#include "help.h"
+#include "wrap.h"
 
-#include <iterator>
-#include <sstream>
+#include "tools/capture/error.h"
 
 namespace ifcctl
 {
 
-std::vector<Command> allCommands()
-{
-    std::vector<Command> all;
-    for (const auto &table : {ruleCommands(), switchCommands(), actionCommands(), operationCommands(),
-                              setCommands(), tableCommands(), frameCommands()})
-        all.insert(all.end(), table.begin(), table.end());
-    return all;
-}
-
 namespace
 {
-
-void addWord(std::string &list, const char *word)
-{
-    if (!list.empty())
-        list += ' ';
-    list += word;
-}
-
-Words split(const std::string &list)
-{
-    std::istringstream text(list);
-    return {std::istream_iterator<std::string>(text), {}};
-}
 
 // The tool's error for an error of a capture.
 Error errorOf(const capture::Error &error)
@@ -58,33 +35,20 @@ void runWords(Session &session, const Words &words)
 {
     if (words.empty())
         return;
-    std::string objects;
-    std::string verbs;
-    std::string last;
-    for (const Command &command : allCommands()) {
-        if (last != command.object)
-            addWord(objects, command.object);
-        last = command.object;
-        if (words[0] != command.object)
-            continue;
-        const bool alone = *command.verb == '\0';
-        if (!alone && (words.size() < 2 || words[1] != command.verb)) {
-            addWord(verbs, command.verb);
-            continue;
-        }
-        WordReader reader(words, alone ? 1 : 2);
-        try {
-            command.run(session, reader);
-        } catch (const capture::Error &error) {
-            throw errorOf(error);
-        }
-        session.checkTransfers();
+    if (const auto subject = helpWanted(words)) {
+        const std::string text = helpText(*subject, outputWidth());
+        session.print(text, {{"help", text}});
         return;
     }
-    if (!verbs.empty())
-        throw usage(words[0], words.size() < 2 ? "" : words[1],
-                    verbs + (words.size() < 2 ? "" : didYouMean(words[1], split(verbs))));
-    throw usage("command", words[0], objects + didYouMean(words[0], split(objects)));
+    size_t used = 0;
+    const Command &command = findCommand(words, used);
+    WordReader reader(words, used);
+    try {
+        command.run(session, reader);
+    } catch (const capture::Error &error) {
+        throw errorOf(error);
+    }
+    session.checkTransfers();
 }
 
 void runLine(Session &session, const std::string &line)

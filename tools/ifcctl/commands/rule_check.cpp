@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // rule check.
+#include "findings.h"
 #include "rule_auto.h"
 #include "rule_commands.h"
 #include "rule_notes.h"
@@ -9,20 +10,17 @@
 namespace ifcctl
 {
 
-void ruleCheck(Session &session, WordReader &words)
+Findings ruleFindings(Session &session)
 {
-    words.expectEnd("rule check");
     const RuleSet set(session);
-    std::string text;
-    auto json = nlohmann::ordered_json::array();
+    Findings found;
     for (const RuleNote &note : allNotes(set)) {
         const std::string line = describe(set, note);
-        text += line + '\n';
         nlohmann::ordered_json entry = {{"kind", kindName(note.kind)}, {"rule", set.number(note.position)}};
         if (note.other != note.position)
             entry["other"] = set.number(note.other);
         entry["text"] = line;
-        json.push_back(entry);
+        found.add(line, entry);
     }
     for (const PlacedRule &rule : placedRules()) {
         for (const PlacedRule &other : takenByDeletion(session, rule.conditions)) {
@@ -30,17 +28,22 @@ void ruleCheck(Session &session, WordReader &words)
                 continue;
             const std::string line = "the automatic deletion of rule " + std::to_string(rule.id) +
                                      " would also take rule " + std::to_string(other.id);
-            text += line + '\n';
-            json.push_back(
-                {{"kind", "deleted_together"}, {"rule", rule.id}, {"other", other.id}, {"text", line}});
+            found.add(line,
+                      {{"kind", "deleted_together"}, {"rule", rule.id}, {"other", other.id}, {"text", line}});
         }
         if (!rule.complete) {
             const std::string line = describePlace(rule) + ": no end flag: never hits";
-            text += line + '\n';
-            json.push_back({{"kind", "no_end"}, {"rule", rule.id}, {"text", line}});
+            found.add(line, {{"kind", "no_end"}, {"rule", rule.id}, {"text", line}});
         }
     }
-    session.print(text.empty() ? "nothing found\n" : text, json);
+    return found;
+}
+
+void ruleCheck(Session &session, WordReader &words)
+{
+    words.expectEnd("rule check");
+    const Findings found = ruleFindings(session);
+    session.print(found.lines.empty() ? "nothing found\n" : found.text(), found.json);
 }
 
 } // namespace ifcctl

@@ -3,6 +3,7 @@
 #include "rule_commands.h"
 #include "rule_notes.h"
 #include "tools/ifcctl/core/errors.h"
+#include "tools/ifcctl/core/rule_name.h"
 #include "tools/ifcctl/core/rule_words.h"
 #include "tools/ifcctl/core/rules.h"
 #include "tools/ifcctl/core/values.h"
@@ -72,7 +73,7 @@ void ruleFind(Session &session, WordReader &words)
         json.push_back(entry);
     }
     if (json.empty())
-        throw refused(Reason::NoSuchRule, "rule", words.first(),
+        throw refused(Reason::NoSuchRule, "rule", matchText(rule),
                       "no rule holds exactly these conditions (see 'rule show')");
     session.print(text, json);
 }
@@ -88,8 +89,9 @@ void ruleList(Session &session, WordReader &words)
         for (unsigned n = 0; n < rule.rule.count; ++n)
             text += "  " + conditionText(rule.rule.condition[n]) + '\n';
         auto entry = toJson(rule);
-        entry["actions"] = actionJson(readAction(session, rule.id), session.device().revision());
-        text += "  action " + entry["actions"].dump() + '\n';
+        const IFC_Action_Format action = readAction(session, rule.id);
+        entry["actions"] = actionJson(action, session.device().revision());
+        text += "  " + actionLine(action, session.device().revision()) + '\n';
         json.push_back(entry);
     }
     session.print(text.empty() ? "no rules\n" : text, json);
@@ -106,7 +108,7 @@ std::string wordsText(const uint32_t *words, size_t count)
 // Shows the hardware and the shadow.
 void ruleRead(Session &session, WordReader &words)
 {
-    const unsigned id = words.takeNumber("rule read", IFC_ACTIONS - 1);
+    const unsigned id = takeEntry(words, "rule read");
     words.expectEnd("rule read");
     std::string hardware;
     std::string shadow;
@@ -141,29 +143,29 @@ void ruleClear(Session &session, WordReader &words)
 std::vector<Command> ruleCommands()
 {
     return {
-        {"rule", "add", "[auto] MATCH... [action ...] | help",
-         "put a rule after all others; auto: where the layer's own placement puts it; help: the words",
-         ruleAdd},
-        {"rule", "insert", "[before N] MATCH... [action ...]",
-         "put a rule before rule N, or before all others", ruleInsert},
+        {"rule", "add", "[auto] MATCH... [action WORD...]",
+         "add a rule after all others; auto: where the layer's own placement puts it", ruleAdd},
+        {"rule", "insert", "[before N] MATCH... [action WORD...]",
+         "add a rule before rule N, or before all others", ruleInsert},
         {"rule", "move", "N before M | N last", "let rule N decide before rule M, or after all others",
          ruleMove},
-        {"rule", "change", "N action WORD...", "change what is named of a rule's action", ruleChange},
+        {"rule", "change", "N action WORD...", "change the named words of a rule's action", ruleChange},
         {"rule", "del", "N | MATCH... | auto MATCH...",
-         "delete rule N, or every rule that holds exactly this; auto: by the layer's own deletion",
+         "delete rule N, or every rule with exactly these conditions; auto: by the layer's own deletion",
          ruleDelete},
         {"rule", "flush", "", "delete all rules", ruleFlush},
-        {"rule", "show", "", "the rules in deciding order with their counters, as lines of a batch",
+        {"rule", "show", "[-s]",
+         "the rules in the order in which they decide, as lines of a batch; -s: their packets and bytes",
          ruleShow},
-        {"rule", "check", "", "rules that never decide, overlaps, what the layer deletes together",
+        {"rule", "check", "", "rules that never decide, overlaps, rules that the layer deletes together",
          ruleCheck},
-        {"rule", "explain", "[N] HEX|FILE:NUMBER [iface N] [gem_port N]",
-         "why rule N, or each rule, hits this frame or not, and which decides", ruleExplain},
-        {"rule", "validate", "[auto] MATCH... [action ...]", "where it would go, without placing it",
-         ruleValidate},
-        {"rule", "find", "MATCH...", "where the rules stand that hold exactly this", ruleFind},
+        {"rule", "explain", "[N] HEX|FILE:NUMBER [iface VALUE] [gem_port VALUE]",
+         "why rule N, or each rule, hits this frame or not, and which rule decides", ruleExplain},
+        {"rule", "validate", "[auto] MATCH... [action WORD...]",
+         "where 'rule add' would put it; nothing is changed", ruleValidate},
+        {"rule", "find", "MATCH...", "the places of the rules with exactly these conditions", ruleFind},
         {"rule", "list", "", "all rules by place, condition by condition", ruleList},
-        {"rule", "read", "N", "a rule as the hardware holds it, beside the shadow", ruleRead},
+        {"rule", "read", "N", "an entry of the hardware and of its shadow", ruleRead},
         {"rule", "clear", "", "rewrite the tables without rules and actions", ruleClear},
     };
 }

@@ -6,17 +6,12 @@
 #include "rule_notes.h"
 
 #include "tools/ifcctl/core/rule_words.h"
-#include "tools/ifcctl/device/hardware.h"
+#include "tools/ifcctl/device/output_file.h"
 #include "tools/ifcctl/device/set_plan.h"
-#include "tools/state/state_file.h"
 
-#include "ifc/records/chip.h"
 #include "ruleset/edits.h"
 
 #include <algorithm>
-#include <filesystem>
-
-#include <unistd.h>
 
 namespace ifcctl
 {
@@ -101,23 +96,6 @@ std::string fileOf(WordReader &words, const char *command)
     return words.take(command, "a file of 'rule add' lines, or -");
 }
 
-// An update knows the hardware by the shadow. Where they differ it would leave wrong entries.
-void refuseIfTablesDiffer(Session &session, const std::string &path)
-{
-    bool same = true;
-    if (ifc::hasWritableLut0(session.device().revision()))
-        for (unsigned n = 0; n < IFC_LUT0_RULES; ++n)
-            same = same && std::ranges::equal(readLut0(session, n).word, IFC_LUT0_Rule[n].word);
-    for (unsigned n = 0; n < IFC_LUT1_RULES; ++n)
-        same = same && std::ranges::equal(readLut1(session, n).word, IFC_LUT1_Rule[n].word);
-    session.checkTransfers();
-    if (!same)
-        throw refused(
-            Reason::TablesDiffer, "set load", path,
-            "hardware and shadow differ, see 'table verify'; 'op write_all_ifc_rule_to_hw' brings the "
-            "shadow to the hardware");
-}
-
 void setLoad(Session &session, WordReader &words)
 {
     const bool dry = words.skip("-n");
@@ -127,7 +105,6 @@ void setLoad(Session &session, WordReader &words)
     const bool only = dry || alsoDry;
     const int revision = session.device().revision();
     const SetFile file = readSetFile(path, revision);
-    refuseIfTablesDiffer(session, path);
     SetPlan plan(session, file);
     std::vector<RuleNote> notes;
     for (unsigned n = 0; n < file.rules.size(); ++n)
@@ -162,7 +139,7 @@ void setLoad(Session &session, WordReader &words)
     }
     const unsigned changed = plan.changedActions();
     text += std::string(only ? "would be loaded: " : "loaded: ") + counted(report.kept, "kept, ") +
-            counted(report.moved, report.fewest != 0 ? "moved, " : "moved (perhaps fewer could), ") +
+            counted(report.moved, report.fewest != 0 ? "moved, " : "moved (fewer may suffice), ") +
             counted(report.added, "added, ") + counted(report.deleted, "deleted, ") +
             counted(changed, "with a new action; ") + (only ? "at most " : "") +
             counted(report.accesses, "register accesses\n");
@@ -189,19 +166,8 @@ void setDiff(Session &session, WordReader &words)
     const Difference difference = differenceOf(session, file, plan);
     session.print(difference.text.empty() ? "no difference\n" : difference.text,
                   {{"file", file.name}, {"same", difference.text.empty()}, {"differences", difference.json}});
-}
-
-void writeSet(const std::string &path, const std::string &text)
-{
-    std::error_code error;
-    const bool exists = std::filesystem::exists(path, error);
-    if (exists && !std::filesystem::is_regular_file(path, error))
-        throw usage("set save", path, "a new name or a regular file; without a name: standard output");
-    try {
-        state::replaceFile(path, path + '.' + std::to_string(getpid()) + ".new", text);
-    } catch (const state::FileError &failure) {
-        throw Error(Reason::OutputFailed, std::string("set save: ") + failure.what());
-    }
+    if (!difference.text.empty())
+        session.setCode(kExitDiffers);
 }
 
 void setSave(Session &session, WordReader &words)
@@ -216,13 +182,15 @@ void setSave(Session &session, WordReader &words)
         rules.push_back(set.rule(n));
     const std::string text =
         setFileText(rules, ifcSendToPpe != 0, classifierOn(session), session.device().revision());
-    if (path.empty()) {
+    if (path.empty() || path == "-") {
         session.print(text, {{"text", text}, {"rules", rules.size()}});
         return;
     }
-    writeSet(path, text);
-    session.print("saved: " + counted(set.count(), "rules in ") + path + '\n',
-                  {{"file", path}, {"rules", rules.size()}});
+    const bool isFile = writeTextFile("set save", path, text);
+    const unsigned count = set.count();
+    session.print(isFile ? "saved: " + counted(count, count == 1 ? "rule in " : "rules in ") + path + '\n'
+                         : "",
+                  {{"file", path}, {"rules", count}});
 }
 
 } // namespace
@@ -249,11 +217,12 @@ Difference differenceOf(Session &session, const SetFile &file, const SetPlan &pl
     for (const OrderFault &fault : plan.orderFaults()) {
         const SetStep &first = plan.steps()[fault.first];
         const SetStep &second = plan.steps()[fault.second];
-        add("> " + nameOf(second.from) + " decides before " + nameOf(first.from) + ", in the file after it",
+        add("> " + nameOf(second.from) + " decides before " + nameOf(first.from) +
+                "; the file has them the other way round",
             {{"kind", "order"}, {"first", *first.from}, {"second", *second.from}});
     }
     for (const Switch &change : switchesOf(session, file))
-        add(std::string("! ") + change.name + " is not: " + change.word,
+        add(std::string("! ") + change.name + ": the file says " + change.word,
             {{"kind", "switch"}, {"switch", change.name}, {"wanted", change.wanted}});
     return difference;
 }
@@ -261,10 +230,10 @@ Difference differenceOf(Session &session, const SetFile &file, const SetPlan &pl
 std::vector<Command> setCommands()
 {
     return {
-        {"set", "load", "[-n] FILE", "make the rules those of a file, all or nothing; -n only shows the plan",
-         setLoad},
-        {"set", "diff", "FILE", "what a load would change", setDiff},
-        {"set", "save", "[FILE]", "all rules and switches as a file for 'set load'", setSave},
+        {"set", "load", "[-n] FILE",
+         "replace the rules by those of a file, all or nothing; -n: only show the plan", setLoad},
+        {"set", "diff", "FILE", "what 'set load' would change", setDiff},
+        {"set", "save", "[FILE]", "write all rules and switches as a file for 'set load'", setSave},
         {"set", "verify", "[FILE]", "compare hardware with shadow by rule and field, and both with a file",
          setVerify},
     };

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // set verify.
+#include "findings.h"
 #include "set_commands.h"
 
 #include "tools/ifcctl/core/table_differences.h"
@@ -12,6 +13,28 @@ namespace ifcctl
 {
 
 // Known: on chips whose LUT0 is not written, its shadow may hold anything. It is not compared.
+Findings fieldFindings(Session &session)
+{
+    std::vector<TableDifference> tables;
+    for (unsigned n = 0; n < IFC_LUT0_RULES && ifc::hasWritableLut0(session.device().revision()); ++n)
+        compareWide(n, readLut0(session, n), IFC_LUT0_Rule[n], tables);
+    for (unsigned n = 0; n < IFC_LUT1_RULES; ++n)
+        compareNarrow(n, readLut1(session, n), IFC_LUT1_Rule[n], tables);
+    session.checkTransfers();
+    Findings found;
+    for (const TableDifference &d : tables) {
+        nlohmann::ordered_json json = {
+            {"entry", d.entry}, {"part", d.part}, {"hardware", d.hardware}, {"shadow", d.shadow}};
+        if (d.rule)
+            json["rule"] = *d.rule;
+        found.add((d.rule ? "rule " + std::to_string(*d.rule) : std::string("no rule")) + ", " + d.entry +
+                      ": " + d.part + ": hardware " + formatHex(d.hardware) + ", shadow " +
+                      formatHex(d.shadow),
+                  json);
+    }
+    return found;
+}
+
 void setVerify(Session &session, WordReader &words)
 {
     std::string path;
@@ -23,28 +46,11 @@ void setVerify(Session &session, WordReader &words)
     if (!path.empty())
         file = readSetFile(path, revision);
 
-    std::vector<TableDifference> tables;
-    for (unsigned n = 0; n < IFC_LUT0_RULES && ifc::hasWritableLut0(revision); ++n)
-        compareWide(n, readLut0(session, n), IFC_LUT0_Rule[n], tables);
-    for (unsigned n = 0; n < IFC_LUT1_RULES; ++n)
-        compareNarrow(n, readLut1(session, n), IFC_LUT1_Rule[n], tables);
-    session.checkTransfers();
-    std::string text;
-    auto list = nlohmann::ordered_json::array();
-    for (const TableDifference &d : tables) {
-        text += (d.rule ? "rule " + std::to_string(*d.rule) : std::string("no rule")) + ", " + d.entry +
-                ": " + d.part + ": hardware " + formatHex(d.hardware) + ", shadow " + formatHex(d.shadow) +
-                '\n';
-        nlohmann::ordered_json json = {
-            {"entry", d.entry}, {"part", d.part}, {"hardware", d.hardware}, {"shadow", d.shadow}};
-        if (d.rule)
-            json["rule"] = *d.rule;
-        list.push_back(json);
-    }
-    if (tables.empty())
-        text += "hardware and shadow agree\n";
-    nlohmann::ordered_json json = {{"same", tables.empty()}, {"hardware_shadow", list}};
-    bool same = tables.empty();
+    const Findings tables = fieldFindings(session);
+    const bool agree = tables.lines.empty();
+    std::string text = agree ? "hardware and shadow agree\n" : tables.text();
+    nlohmann::ordered_json json = {{"same", agree}, {"hardware_shadow", tables.json}};
+    bool same = agree;
     if (file) {
         const SetPlan plan(session, *file);
         const Difference difference = differenceOf(session, *file, plan);
@@ -56,8 +62,8 @@ void setVerify(Session &session, WordReader &words)
     session.print(text, json);
     if (!same)
         throw refused(Reason::TablesDiffer, "set verify", path,
-                      tables.empty() ? "the device does not hold the rules of this file"
-                                     : "hardware and shadow differ");
+                      agree ? "the device does not hold the rules of this file"
+                            : "hardware and shadow differ");
 }
 
 } // namespace ifcctl

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// table dump, table verify, resource show.
-#include "rule_auto.h"
-#include "rule_commands.h"
-#include "tools/ifcctl/core/placement_plan.h"
+// table dump, table verify; the table of these commands.
+#include "findings.h"
+#include "resource_show.h"
+#include "table_map.h"
+
 #include "tools/ifcctl/core/rules.h"
 #include "tools/ifcctl/core/values.h"
 #include "tools/ifcctl/device/hardware.h"
@@ -52,87 +53,54 @@ void tableDump(Session &session, WordReader &words)
 
 template <size_t N>
 void compare(const std::string &name, const uint32_t (&hardware)[N], const uint32_t (&shadow)[N],
-             nlohmann::ordered_json &differences, std::string &text)
+             Findings &found)
 {
     for (size_t n = 0; n < N; ++n) {
         if (hardware[n] == shadow[n])
             continue;
-        text += name + " word " + std::to_string(n) + ": hardware " + formatHex(hardware[n]) + ", shadow " +
-                formatHex(shadow[n]) + '\n';
-        differences.push_back({{"entry", name},
-                               {"word", n},
-                               {"hardware", formatHex(hardware[n])},
-                               {"shadow", formatHex(shadow[n])}});
+        found.add(name + " word " + std::to_string(n) + ": hardware " + formatHex(hardware[n]) + ", shadow " +
+                      formatHex(shadow[n]),
+                  {{"entry", name},
+                   {"word", n},
+                   {"hardware", formatHex(hardware[n])},
+                   {"shadow", formatHex(shadow[n])}});
     }
 }
 
 void tableVerify(Session &session, WordReader &words)
 {
     words.expectEnd("table verify");
-    auto differences = nlohmann::ordered_json::array();
-    std::string text;
-    for (unsigned n = 0; n < IFC_LUT0_RULES; ++n)
-        compare("LUT0-" + std::to_string(n), readLut0(session, n).word, IFC_LUT0_Rule[n].word, differences,
-                text);
-    for (unsigned n = 0; n < IFC_LUT1_RULES; ++n)
-        compare("LUT1-" + std::to_string(n), readLut1(session, n).word, IFC_LUT1_Rule[n].word, differences,
-                text);
-    const size_t count = differences.size();
-    session.print(text + (count == 0 ? "hardware and shadow agree\n" : ""),
-                  {{"same", count == 0}, {"differences", differences}});
+    const Findings found = tableFindings(session);
+    const size_t count = found.lines.size();
+    session.print(count == 0 ? "hardware and shadow agree\n" : found.text(),
+                  {{"same", count == 0}, {"differences", found.json}});
     session.checkTransfers();
     if (count != 0)
-        throw refused(Reason::TablesDiffer, "table verify", std::to_string(count),
-                      "words differ between hardware and shadow");
-}
-
-void resourceShow(Session &session, WordReader &words)
-{
-    const FreeSpace space = freeSpace();
-    unsigned free = 0;
-    std::string runs;
-    for (const unsigned run : space.runs) {
-        free += run;
-        runs += (runs.empty() ? "" : " ") + std::to_string(run);
-    }
-    std::string text = "LUT0 " + std::to_string(space.lut0) + " of " + std::to_string(IFC_LUT0_RULES) +
-                       " rules free\nLUT1 " + std::to_string(free) + " of " + std::to_string(IFC_LUT1_RULES) +
-                       " entries free, in runs of " + (runs.empty() ? "0" : runs) + '\n';
-    nlohmann::ordered_json json = {{"lut0_free", space.lut0}, {"lut1_free", free}, {"lut1_runs", space.runs}};
-    if (!words.atEnd()) {
-        (void)words.takeChoice("resource show", {"fits"});
-        const bool automatic = words.skip("auto");
-        const ifc_rule rule = ruleFrom(session, words);
-        unsigned fits = 0;
-        std::string each;
-        if (automatic) {
-            const Match match = automaticRequest(rule);
-            fits = countFits(match, session.options().force);
-            each = std::to_string(entryCount(match)) + " entries each";
-        } else {
-            ifc_rule_shape shape{};
-            ifc_rule_shape_of(&rule, &shape);
-            fits = RuleSet(session).countFits(rule);
-            each = shape.narrow_entries == 0 ? "LUT0 only"
-                                             : std::to_string(shape.narrow_entries) + " LUT1 entries each";
-            if (shape.narrow_entries != 0 && shape.wide != 0)
-                each += ", or a LUT0 rule";
-        }
-        text += std::to_string(fits) + " more rules of this shape fit (" + each + ")\n";
-        json["fits"] = fits;
-    }
-    session.print(text, json);
+        throw refused(Reason::TablesDiffer, "table verify",
+                      std::to_string(count) + (count == 1 ? " word" : " words"),
+                      "hardware and shadow differ");
 }
 
 } // namespace
+
+Findings tableFindings(Session &session)
+{
+    Findings found;
+    for (unsigned n = 0; n < IFC_LUT0_RULES; ++n)
+        compare("LUT0-" + std::to_string(n), readLut0(session, n).word, IFC_LUT0_Rule[n].word, found);
+    for (unsigned n = 0; n < IFC_LUT1_RULES; ++n)
+        compare("LUT1-" + std::to_string(n), readLut1(session, n).word, IFC_LUT1_Rule[n].word, found);
+    return found;
+}
 
 std::vector<Command> tableCommands()
 {
     return {
         {"table", "dump", "", "both tables and their actions, as the driver prints them", tableDump},
+        {"table", "map", "[--color WHEN]", "draw both tables: which rule owns which entry", tableMapCommand},
         {"table", "verify", "", "compare the hardware's tables with the shadow", tableVerify},
-        {"resource", "show", "[fits [auto] MATCH...]", "free space, and how many such rules still fit",
-         resourceShow},
+        {"resource", "show", "[fits [auto] MATCH...]",
+         "free space, and how many more rules fit, by their shape", resourceShow},
     };
 }
 

@@ -100,7 +100,7 @@ public:
                             "the folder of a loaded ifc.ko (" + file->path() + ": " + std::strerror(errno) +
                                 ")");
         if (flock(command_.descriptor(), LOCK_EX | LOCK_NB) != 0) {
-            std::fputs("ifcctl: another one is at work on this device, waiting\n", stderr);
+            std::fputs("ifcctl: another ifcctl uses this device; waiting\n", stderr);
             if (flock(command_.descriptor(), LOCK_EX) != 0)
                 throw command_.failed();
         }
@@ -132,6 +132,17 @@ public:
         return reply;
     }
 
+    void pause() override { (void)flock(command_.descriptor(), LOCK_UN); }
+
+    void resume() override
+    {
+        while (flock(command_.descriptor(), LOCK_EX) != 0)
+            if (errno != EINTR)
+                throw command_.failed();
+        mirror();
+        copied_ = false;
+    }
+
     engine::RegisterWindow &window() override
     {
         if (!copied_)
@@ -157,14 +168,22 @@ public:
         return result;
     }
 
-    // The library reads through the registers of this process: those of the copy.
+    // The library reads through the registers of this process: those of the copy. Before that the module
+    // completes an undo that has failed, if there is one, so that the copy has the right actions.
     void readRules(ifc_ruleset &set) override
     {
+        const File file(folder_, "ruleset", O_RDWR);
+        if (file.there()) {
+            ifc_ruleset_report report{};
+            if (send(file, {}, IFC_RULESET_PLAN_ONLY, report) == IFC_RULESET_TIMEOUT)
+                throw timedOut();
+            copied_ = copied_ && report.undo == IFC_RULESET_UNDO_NONE;
+        }
         host::attach(&window());
         const int result = ifc_ruleset_read(&set, nullptr);
         host::attach(nullptr);
         if (result != IFC_RULESET_OK)
-            throw timedOut();
+            throw timedOut(" (the hardware could not be read; nothing was changed)");
     }
 
     int applyRules(ifc_ruleset &set, const RuleEdits &edits, unsigned flags,
@@ -174,12 +193,8 @@ public:
         if (!file.there())
             throw refused(
                 Reason::NoSetOperations, "device", folder_,
-                "this module takes no sets of rules; 'rule add auto' and 'op' place them one by one");
-        const bool taken = file.take(ruleBatch(edits, flags));
-        const std::string text = file.content();
-        if (!taken || !readReport(text, report))
-            throw Error(Reason::DeviceFailed,
-                        "device: " + file.path() + ": " + text.substr(0, text.find('\n')));
+                "this module does not take sets of rules; 'rule add auto' and 'op' place them one by one");
+        (void)send(file, edits, flags, report);
         if (report.result != IFC_RULESET_OK || (flags & IFC_RULESET_PLAN_ONLY) != 0)
             return report.result;
         // The same on the copy, so that the set has its places.
@@ -235,6 +250,17 @@ private:
         return 0;
     }
 
+    // One write to the module's file `ruleset`. Returns the result in the report.
+    static int send(const File &file, const RuleEdits &edits, unsigned flags, ifc_ruleset_report &report)
+    {
+        const bool taken = file.take(ruleBatch(edits, flags));
+        const std::string text = file.content();
+        if (!taken || !readReport(text, report))
+            throw Error(Reason::DeviceFailed,
+                        "device: " + file.path() + ": " + text.substr(0, text.find('\n')));
+        return report.result;
+    }
+
     Reply send(const std::string &line)
     {
         Reply reply{};
@@ -287,7 +313,7 @@ private:
                                        .answer;
         unsigned data[IFC_ROW_WORDS];
         if (std::sscanf(answer.c_str(), "= %x %x %x %x", &data[0], &data[1], &data[2], &data[3]) != 4)
-            throw timedOut();
+            throw timedOut(" (the hardware could not be read; nothing was changed)");
         for (unsigned n = 0; n < IFC_ROW_WORDS; ++n)
             copy_.write(IFC_DATA0 + 4 * n, data[n]);
         copy_.write(IFC_RULE_CFG, ifc_rule_cfg_word(index, offset, sel, IFC_TYPE_WRITE));

@@ -18,8 +18,6 @@ class RuleSet
 public:
     // Reads the tables of the session's device. Throws Error when a transfer does not complete.
     explicit RuleSet(Session &session);
-    // Drops all edits.
-    void reread();
 
     unsigned count() const { return ifc_ruleset_count(set_.get()); }
     const ifc_rule &rule(unsigned position) const { return *ifc_ruleset_rule(set_.get(), position); }
@@ -27,7 +25,7 @@ public:
     ifc_ruleset_place place(unsigned position) const { return ifc_ruleset_place_of(set_.get(), position); }
     // The number of a rule that is in the tables.
     unsigned number(unsigned position) const;
-    // The position of the rule with this number, which may be that of any entry of its chain.
+    // The position of the rule with this number.
     std::optional<unsigned> find(unsigned number) const;
 
     // In messages: "rule 9 (dst_port 53)"; a rule that is not in the tables yet: "the new rule (dst_port
@@ -48,6 +46,8 @@ public:
     void replace(unsigned position, const ifc_rule &rule, unsigned what);
     void move(unsigned from, unsigned to);
     const RuleEdits &edits() const { return edits_; }
+    // For trials on a copy.
+    const ifc_ruleset &raw() const { return *set_; }
 
     // Finds the places and writes nothing. Throws Error (Reason::NoSpace, NeedsLut0, OrderConflict) if no
     // layout holds all rules.
@@ -56,8 +56,12 @@ public:
     ifc_ruleset_report tryPlan();
     // How many such rules could be appended, one after the other. The list stays as it is.
     unsigned countFits(const ifc_rule &rule) const;
-    // Updates the tables, all or nothing. Throws Error as plan() does, or if a transfer does not complete.
+    // Updates the tables, all or nothing. Throws Error as plan() does, if hardware and shadow differ
+    // (Reason::TablesDiffer), or if a transfer does not complete.
     ifc_ruleset_report apply(unsigned flags = 0);
+
+    // Throws Error (Reason::TablesDiffer): an update knows the hardware by the shadow.
+    void refuseIfTablesDiffer() const;
 
 private:
     std::string whatWouldFit() const;

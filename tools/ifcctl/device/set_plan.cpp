@@ -23,6 +23,15 @@ bool sameRule(const ifc_rule &one, const ifc_rule &other)
            std::memcmp(one.condition, other.condition, one.count * sizeof one.condition[0]) == 0;
 }
 
+// The rule needs fewer LUT1 entries than the chain at this place, which matches the same frames.
+bool isShorter(const ifc_rule &rule, const ifc_ruleset_place &place)
+{
+    ifc_rule_shape shape{};
+    ifc_rule_shape_of(&rule, &shape);
+    return place.table == IFC_RULESET_LUT1 && shape.narrow_entries != 0 &&
+           shape.narrow_entries < place.entries;
+}
+
 } // namespace
 
 SetPlan::SetPlan(Session &session, const SetFile &file) : set_(session)
@@ -31,14 +40,6 @@ SetPlan::SetPlan(Session &session, const SetFile &file) : set_(session)
     makeSteps(file);
     edit(file);
     report_ = set_.tryPlan();
-    if (report_.result == IFC_RULESET_NO_PLACE && set_.edits().size() < 2 * IFC_RULESET_RULES) {
-        // A rule that stays keeps its entries, which may be more than it needs. As new rules all may fit.
-        set_.reread();
-        same_.assign(file.rules.size(), std::nullopt);
-        makeSteps(file);
-        edit(file);
-        report_ = set_.tryPlan();
-    }
     if (report_.result != IFC_RULESET_OK)
         throwNoPlace(file);
     for (unsigned n = 0; n < file.rules.size(); ++n) {
@@ -77,6 +78,8 @@ void SetPlan::makeSteps(const SetFile &file)
         if (same_[n]) {
             step.from = set_.number(*same_[n]);
             step.newAction = !sameAction(set_.rule(*same_[n]), file.rules[n]);
+            step.rule = set_.rule(*same_[n]);
+            step.rule.action = file.rules[n].action;
         }
         steps_.push_back(step);
         for (unsigned before = 0; before < n && same_[n]; ++before)
@@ -114,8 +117,11 @@ void SetPlan::edit(const SetFile &file)
                 set_.move(at, n);
                 std::rotate(list.begin() + n, list.begin() + at, list.begin() + at + 1);
             }
-            if (steps_[n].newAction)
-                set_.replace(n, file.rules[n], IFC_RULESET_ACTION);
+            unsigned what = steps_[n].newAction ? IFC_RULESET_ACTION : 0;
+            if (isShorter(file.rules[n], set_.place(n)))
+                what |= IFC_RULESET_CONDITIONS;
+            if (what != 0)
+                set_.replace(n, file.rules[n], what);
         } catch (const Error &error) {
             throw Error(error.reason(), file.placeOf(n) + ": " + error.text());
         }
@@ -135,6 +141,7 @@ bool SetPlan::changesRules() const
 
 void SetPlan::apply(unsigned flags)
 {
+    set_.refuseIfTablesDiffer();
     if (!changesRules())
         return;
     const ifc_ruleset_report applied = set_.apply(flags);
@@ -159,17 +166,17 @@ void SetPlan::throwNoPlace(const SetFile &file) const
                         std::to_string(file.lines[report_.later]) +
                         ", which would decide first; nothing was changed");
     case IFC_RULESET_ORDER:
-        throw Error(Reason::OrderConflict,
-                    file.name + ": refused: the rules of the lines " + lines +
-                        " fit, but in no place that keeps their order; nothing was changed");
+        throw Error(Reason::OrderConflict, file.name + ": refused: the rules of the lines " + lines +
+                                               " fit, but no places keep their order; nothing was changed");
     default:
-        throw Error(
-            Reason::NoSpace,
-            file.name + ": refused: no space for the rules of the lines " + lines + ": only LUT0 holds " +
-                std::to_string(report_.wide_needed) + " of all rules (" + std::to_string(report_.wide_free) +
-                " places), only LUT1 rules of " + std::to_string(report_.narrow_needed) + " entries (of " +
-                std::to_string(report_.narrow_free) + "), either " + std::to_string(report_.either_rules) +
-                " rules of " + std::to_string(report_.either_entries) + " entries; nothing was changed");
+        throw Error(Reason::NoSpace,
+                    file.name + ": refused: no space for the rules of the lines " + lines + ": " +
+                        std::to_string(report_.wide_needed) + " rules need LUT0 (it holds " +
+                        std::to_string(report_.wide_free) + "), rules of " +
+                        std::to_string(report_.narrow_needed) + " entries need LUT1 (it holds " +
+                        std::to_string(report_.narrow_free) + "), and " +
+                        std::to_string(report_.either_rules) + " rules of " +
+                        std::to_string(report_.either_entries) + " entries fit either; nothing was changed");
     }
 }
 
