@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// The figures that `./run bench plots` draws, as lines of "CURVE X NANOSECONDS": cost against rules, and against
-// bytes. Each point is the median of interleaved repetitions, in processor time.
+// The figures that `./run bench plots` draws, as lines of "CURVE X NANOSECONDS": cost against rules, and
+// against bytes. Each point is the median of interleaved repetitions, in processor time.
 #include "paired.h"
 
 #include <cstdio>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// One line of the table that `./run bench` prints: what is measured, its figure, the yardstick of the same run,
-// the ratio of both, and the bound.
+// One line of the table that `./run bench` prints: what is measured, its figure, the yardstick of the same
+// run, the ratio of both, and the bound.
 #pragma once
 
 #include <cstdio>

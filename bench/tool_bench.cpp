@@ -17,7 +17,8 @@ namespace
 constexpr unsigned kRules = 20;
 constexpr double kLimit = 5; // milliseconds
 
-// Runs ifcctl with its output thrown away. The result is its processor time in milliseconds; negative: it failed.
+// Runs ifcctl with its output thrown away. The result is its processor time in milliseconds; negative: it
+// failed.
 double run(const std::vector<std::string> &words)
 {
     std::vector<char *> arguments = {const_cast<char *>(IFC_IFCCTL)};
