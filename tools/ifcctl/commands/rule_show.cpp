@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// rule show: the rules in the order in which they decide, as lines of a batch.
+// rule show: the rules in the order in which they decide, as lines of a batch, or their counters.
+#include "counter_table.h"
 #include "rule_commands.h"
 #include "wrap.h"
 
@@ -33,7 +34,13 @@ std::string withComment(const std::string &text, const std::string &comment, uns
 
 void ruleShow(Session &session, WordReader &words)
 {
+    const bool statistics = words.skip("-s");
     words.expectEnd("rule show");
+    if (statistics) {
+        const Reading reading = readRuleCounters(session);
+        session.print(counterTable(reading), counterJson(reading));
+        return;
+    }
     const RuleSet set(session);
     const int revision = session.device().revision();
     const unsigned width = outputWidth();

@@ -17,6 +17,17 @@ constexpr unsigned kWaitMilliseconds = 5000;
 
 ChipStore::ChipStore(const std::string &path) : path_(path)
 {
+    load();
+}
+
+void ChipStore::reopen()
+{
+    load();
+}
+
+void ChipStore::load()
+{
+    stored_.reset();
     if (path_.empty())
         return;
     const std::optional<std::string> bytes = content();

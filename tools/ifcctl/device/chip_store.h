@@ -30,8 +30,14 @@ public:
     // Writes the chip if it has changed. Throws Error (Reason::OutputFailed).
     void keep(const state::ChipState &chip);
 
+    // Lets other programs use the file, and reads it again. Throws Error as the constructor does.
+    void release() { file_.reset(); }
+    void reopen();
+
 private:
     std::optional<std::string> content();
+
+    void load();
 
     std::string path_;
     std::unique_ptr<state::StateFile> file_;
