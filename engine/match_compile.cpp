@@ -257,8 +257,8 @@ bool FastMatch::emit(Program &program, uint64_t known, uint64_t present)
     program.firstGroup = static_cast<uint16_t>(first);
     program.endGroup = static_cast<uint16_t>(groups_);
 
-    // Rows, if they cost less: about the number of instructions, and what a group waits for words that the parser
-    // has just written one by one.
+    // Rows, if they cost less: about the number of instructions, and what a group waits for words that the
+    // parser has just written one by one.
     constexpr unsigned kGroupCost = 15;
     constexpr unsigned kFoldCost = 20;
     constexpr unsigned kRowCost = 7;

@@ -10,6 +10,7 @@
 
 #include "ifc/records/fields.h"
 #include "ruleset/ruleset.h"
+#include "tests/ruleset/rule_support.h"
 #include "tools/ifcctl/core/set_file.h"
 
 #include <gtest/gtest.h>
@@ -35,21 +36,6 @@ unsigned stepFor(unsigned count)
     static const char *const wish = std::getenv("IFC_FAULT_STEP");
     static const unsigned step = wish != nullptr ? static_cast<unsigned>(std::atoi(wish)) : 37;
     return count > 400 && step > 1 ? step : 1;
-}
-
-orva_ifc_param requestOf(const ifc_rule &rule)
-{
-    orva_ifc_param request = {};
-    for (unsigned n = 0; n < rule.count; ++n) {
-        const ifc_rule_condition &c = rule.condition[n];
-        request.fieldIdx[n] = c.field;
-        request.command[n] = c.compare;
-        request.mask_low[n] = static_cast<uint32_t>(c.mask);
-        request.mask_high[n] = static_cast<uint32_t>(c.mask >> 32);
-        request.key_low[n] = static_cast<uint32_t>(c.key);
-        request.key_high[n] = static_cast<uint32_t>(c.key >> 32);
-    }
-    return request;
 }
 
 ifc_rule ruleOn(std::initializer_list<unsigned> fields)
@@ -121,6 +107,13 @@ constexpr const char *kKinds[] = {"none",     "never done", "unseen",     "late"
 class FaultTest : public testing::Test
 {
 protected:
+    void expectFaultsFound() const
+    {
+        EXPECT_GT(lasting_, 100u);
+        EXPECT_GT(found_, 30u);
+        std::printf("%u faults, %u of them lasting, %u of these found by comparing the rule tables\n", tried_,
+                    lasting_, found_);
+    }
     // One fault in one operation.
     void tryFault(const Named &op, const State &before, const Outcome &clean, Fault fault)
     {
@@ -216,8 +209,8 @@ protected:
         const ifc_rule narrow = ruleOn({24, 28, 29});
         state = std::move(*run(
                                [&] {
-                                   orva_ifc_param first = requestOf(wide);
-                                   orva_ifc_param second = requestOf(narrow);
+                                   orva_ifc_param first = rules::requestOf(wide);
+                                   orva_ifc_param second = rules::requestOf(narrow);
                                    (void)ifc_set_lut_rules_auto(&first);
                                    (void)ifc_set_lut_rules_auto(&second);
                                    return 0;
@@ -256,11 +249,11 @@ TEST_F(FaultTest, OfEachOperation)
     const ifc_rule wide = ruleOn({14, 15, 16, 17, 18, 19, 20, 21, 22});
     const ifc_rule narrow = ruleOn({24, 28, 29});
     const auto place = [](const ifc_rule &rule) {
-        orva_ifc_param request = requestOf(rule);
+        orva_ifc_param request = rules::requestOf(rule);
         return ifc_set_lut_rules_auto(&request);
     };
     const auto remove = [](const ifc_rule &rule) {
-        orva_ifc_param request = requestOf(rule);
+        orva_ifc_param request = rules::requestOf(rule);
         return ifc_del_lut_rules_auto(&request);
     };
     static unsigned long long bytes, packets;
@@ -320,10 +313,7 @@ TEST_F(FaultTest, OfEachOperation)
     refusing.ppe = 0;
     (void)tryAll({"ifc_set_action, refused", [] { return ifc_set_action(0, 0, IFC_ENABLE, 1, 1, 0, 0); }},
                  refusing);
-    EXPECT_GT(lasting_, 100u);
-    EXPECT_GT(found_, 30u);
-    std::printf("%u faults, %u of them lasting, %u of these found by comparing the rule tables\n", tried_,
-                lasting_, found_);
+    expectFaultsFound();
 }
 
 // The rules of the example, operation by operation: the switch, the rule, each part of its action, its
@@ -335,7 +325,7 @@ TEST_F(FaultTest, OfAGatewaysSession)
     State state = start();
     state = tryAll({"ifc_enable", [] { return ifc_enable(); }}, state);
     for (const ifc_rule &rule : file.rules) {
-        orva_ifc_param request = requestOf(rule);
+        orva_ifc_param request = rules::requestOf(rule);
         int number = -1;
         state = tryAll({"placement", [&] { return number = ifc_set_lut_rules_auto(&request); }}, state);
         ASSERT_FALSE(HasFatalFailure());
@@ -372,10 +362,7 @@ TEST_F(FaultTest, OfAGatewaysSession)
         ASSERT_FALSE(HasFatalFailure());
     }
     EXPECT_EQ(verify(state), std::set<std::string>{});
-    EXPECT_GT(lasting_, 100u);
-    EXPECT_GT(found_, 30u);
-    std::printf("%u faults, %u of them lasting, %u of these found by comparing the rule tables\n", tried_,
-                lasting_, found_);
+    expectFaultsFound();
 }
 
 // An update of a set, where transfers that fail in sight are tests of the ruleset: here go the faults that
@@ -434,8 +421,5 @@ TEST_F(FaultTest, OfASetUpdate)
             ASSERT_EQ(verify(*got.after), expected);
         }
     }
-    EXPECT_GT(lasting_, 100u);
-    EXPECT_GT(found_, 30u);
-    std::printf("%u faults, %u of them lasting, %u of these found by comparing the rule tables\n", tried_,
-                lasting_, found_);
+    expectFaultsFound();
 }

@@ -25,7 +25,7 @@ void forgetText();
 using Printer = void (*)(const char *format, va_list arguments);
 void setPrinter(Printer printer);
 
-// The accesses since the last forgetAccesses().
+// The accesses since the last forgetCounts().
 struct Counts {
     unsigned reads;
     unsigned writes;

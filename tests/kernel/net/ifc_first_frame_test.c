@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Loading it measures how long the simulated engine takes for the first frame after a change, when it compiles
-// its tables, and for later frames. Prints both to the log. It never stays loaded.
+// Loading it measures how long the simulated engine takes for the first frame after a change, when it
+// compiles its tables, and for later frames. Prints both to the log. It never stays loaded.
 #include <linux/ktime.h>
 #include <linux/math64.h>
 #include <linux/module.h>

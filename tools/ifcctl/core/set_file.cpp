@@ -99,8 +99,8 @@ void readLine(Reader &reader, unsigned number, const Words &line, int revision)
 SetFile readSet(std::istream &file, const std::string &name, int revision)
 {
     Reader reader;
-    SetFile &set = reader.set;
-    set.name = name;
+    reader.set.name = name;
+    const SetFile &set = reader.set;
     unsigned number = 0; // of the line that an error is about
     unsigned read = 0;
     try {
@@ -124,7 +124,7 @@ SetFile readSet(std::istream &file, const std::string &name, int revision)
     } catch (const Error &error) {
         throw Error(error.reason(), set.name + ':' + std::to_string(number) + ": " + error.text());
     }
-    return std::move(set);
+    return std::move(reader.set);
 }
 
 SetFile readSetFile(const std::string &path, int revision)

@@ -24,4 +24,7 @@ void drawBullet(Html &html, unsigned first, unsigned some, unsigned all, unsigne
 // A column for each part of a capture.
 void drawActivity(Html &html, const std::vector<uint64_t> &parts);
 
+// The pairs of Data::overlaps as arcs from the rule that decides to the other one. There must be a pair.
+void drawOverlaps(Html &html, const Data &data);
+
 } // namespace ifcctl::report

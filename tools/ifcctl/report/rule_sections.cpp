@@ -106,6 +106,7 @@ void overlapsSection(Html &html, const Data &data)
         "p",
         "Some frames match both rules of a pair, and the rules act differently. The first one decides these "
         "frames. Overlaps of rules with the same action are left out.");
+    drawOverlaps(html, data);
     openTable(html, "stack overlaps", "Pairs of rules whose order matters",
               {"Decides", "Its action", "Not this rule, with its action"});
     for (unsigned winner = 0; winner < data.rules.size(); ++winner) {
