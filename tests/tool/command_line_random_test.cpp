@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Random command lines in one process: each ends in an answer or in one clear line, and a refused one changes no
-// rule and no action. IFC_COMMAND_LINES in the environment sets their number (default 1,000), IFC_COMMAND_SEED
-// the seed.
+// Random command lines in one process: each ends in an answer or in one clear line, and a refused one changes
+// no rule and no action. IFC_COMMAND_LINES in the environment sets their number (default 1,000),
+// IFC_COMMAND_SEED the seed.
 #include "tests/engine/random.h"
 #include "tests/tool/foretell_support.h"
 #include "tools/ifcctl/commands/commands.h"
@@ -213,14 +213,12 @@ private:
         static const char *const kFiles[] = {"gateway.ifc", "stack.pcap",  "stack.pcap:65", "stack.pcap:999",
                                              "missing",     ".",           "out",           "out.pcap",
                                              "-",           "stack.pcap:0"};
-        static const char *const kFrames[] = {
-            "02000000000202000000000181000007080045000020000000004011000000a0000010a0000020400003500"
-            "0c000000000000",
-            "0200000000020200000000010806",
-            "00",
-            "0",
-            "zz",
-            "stack.pcap:1"};
+        static const char *const kFrames[] = {"0200000000020200000000010800450000200000000040110000",
+                                              "0200000000020200000000010806",
+                                              "00",
+                                              "0",
+                                              "zz",
+                                              "stack.pcap:1"};
         static const char *const kOperations[] = {"ifc_get_acnt 8",
                                                   "ifc_dump_all_rules",
                                                   "lut1_has_free_rule 3",
