@@ -313,7 +313,7 @@ private:
     std::vector<std::string> words_;
 };
 
-// Standard output goes to a file in memory, standard input is empty, and the folder is a new one, while it exists.
+// While it exists, standard output goes to a file in memory, standard input is empty, and the folder is new.
 class Surroundings
 {
 public:
