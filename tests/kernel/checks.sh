@@ -115,6 +115,8 @@ for form in "" .json; do
     ifcctl --device debugfs ${form:+-j} -b /tool.ifc >/tmp/tool$form 2>&1
     check "every command of ifcctl${form:+, as JSON}" cmp /tmp/tool$form /expected/tool$form
 done
+check "counter watch reads again and lets others in between" \
+    [ "$(ifcctl --device debugfs counter watch 0.1 -n 3 | grep -c '^reading')" = 3 ]
 exits() { # CODE ARGUMENT...
     code=$1
     shift
