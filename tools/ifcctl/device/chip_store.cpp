@@ -15,11 +15,11 @@ constexpr unsigned kWaitMilliseconds = 5000;
 
 } // namespace
 
-ChipStore::ChipStore(const std::string &path) : path_(path)
+ChipStore::ChipStore(const std::string &path, bool readOnly) : path_(path)
 {
     if (path_.empty())
         return;
-    const std::optional<std::string> bytes = content();
+    const std::optional<std::string> bytes = content(readOnly);
     if (!bytes)
         return;
     state::ChipState chip;
@@ -32,7 +32,7 @@ ChipStore::ChipStore(const std::string &path) : path_(path)
     stored_ = chip;
 }
 
-std::optional<std::string> ChipStore::content()
+std::optional<std::string> ChipStore::content(bool readOnly)
 {
     using state::FileError;
     const bool isDefault = path_ == state::defaultPath();
@@ -41,7 +41,8 @@ std::optional<std::string> ChipStore::content()
     if (!isDefault && !folder.empty() && !std::filesystem::exists(folder, ignored))
         throw usage("--state", path_, "a file in a folder that exists; there is no " + folder.string());
     try {
-        file_ = std::make_unique<state::StateFile>(path_, kWaitMilliseconds, isDefault);
+        if (!readOnly)
+            file_ = std::make_unique<state::StateFile>(path_, kWaitMilliseconds, isDefault);
     } catch (const FileError &error) {
         if (error.reason() == FileError::Reason::Busy)
             throw Error(Reason::DeviceFailed,
