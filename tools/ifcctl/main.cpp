@@ -4,6 +4,7 @@
 #include "tools/ifcctl/commands/commands.h"
 #include "tools/ifcctl/commands/help.h"
 #include "tools/ifcctl/commands/option_table.h"
+#include "tools/ifcctl/commands/terminal.h"
 #include "tools/ifcctl/commands/wrap.h"
 #include "tools/ifcctl/core/values.h"
 #include "tools/state/state_file.h"
@@ -52,12 +53,12 @@ ExitCode printAlone(const std::string &text)
     return kExitDone;
 }
 
-ExitCode runAll(Session &session, std::optional<Batch> &batch, const std::vector<std::string> &words)
+ExitCode runAll(Session &session, std::optional<Batch> &batch, const CommandLine &line)
 {
     try {
         if (batch)
-            return batch->run(session);
-        runWords(session, words);
+            return batch->run(session, line.goesOn);
+        runWords(session, line.words);
         return session.code();
     } catch (const Error &error) {
         return failed(error);
@@ -99,8 +100,12 @@ int main(int argc, char **argv)
         std::optional<Batch> file;
         if (line.isBatch)
             file.emplace(line.batch);
+        options.colour = terminalStyle(line.colour).colour;
+        options.foldWidth = givenWidth();
+        if (options.dryRun)
+            std::cerr << "ifcctl: dry run on a copy; nothing is changed\n";
         Session session(options);
-        return keepAll(session, runAll(session, file, line.words));
+        return keepAll(session, runAll(session, file, line));
     } catch (const Error &error) {
         return failed(error);
     }

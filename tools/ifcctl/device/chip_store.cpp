@@ -15,7 +15,7 @@ constexpr unsigned kWaitMilliseconds = 5000;
 
 } // namespace
 
-ChipStore::ChipStore(const std::string &path) : path_(path)
+ChipStore::ChipStore(const std::string &path, bool readOnly) : path_(path)
 {
     load();
 }
@@ -30,7 +30,7 @@ void ChipStore::load()
     stored_.reset();
     if (path_.empty())
         return;
-    const std::optional<std::string> bytes = content();
+    const std::optional<std::string> bytes = content(readOnly);
     if (!bytes)
         return;
     state::ChipState chip;
@@ -43,7 +43,7 @@ void ChipStore::load()
     stored_ = chip;
 }
 
-std::optional<std::string> ChipStore::content()
+std::optional<std::string> ChipStore::content(bool readOnly)
 {
     using state::FileError;
     const bool isDefault = path_ == state::defaultPath();
@@ -52,7 +52,8 @@ std::optional<std::string> ChipStore::content()
     if (!isDefault && !folder.empty() && !std::filesystem::exists(folder, ignored))
         throw usage("--state", path_, "a file in a folder that exists; there is no " + folder.string());
     try {
-        file_ = std::make_unique<state::StateFile>(path_, kWaitMilliseconds, isDefault);
+        if (!readOnly)
+            file_ = std::make_unique<state::StateFile>(path_, kWaitMilliseconds, isDefault);
     } catch (const FileError &error) {
         if (error.reason() == FileError::Reason::Busy)
             throw Error(Reason::DeviceFailed,

@@ -19,7 +19,8 @@ public:
     // the lock or the folder, the file is only read. Throws Error for a file that is in use, cannot be read,
     // or is no state file.
     // Only the default file's folder is made if it is missing.
-    explicit ChipStore(const std::string &path);
+    // `readOnly`: neither lock nor folder is made, and nothing can be kept.
+    explicit ChipStore(const std::string &path, bool readOnly = false);
 
     bool keeps() const { return !path_.empty(); }
     // The stored chip. Nothing: there is no file yet.
@@ -35,7 +36,7 @@ public:
     void reopen();
 
 private:
-    std::optional<std::string> content();
+    std::optional<std::string> content(bool readOnly);
 
     void load();
 

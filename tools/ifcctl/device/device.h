@@ -10,8 +10,10 @@
 
 #include "engine/classifier.h"
 #include "engine/register_window.h"
+#include "tools/state/chip_state.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace ifcctl
@@ -19,7 +21,14 @@ namespace ifcctl
 
 struct Options {
     bool json = false;
-    bool force = false;
+    bool pretty = false;     // JSON with line ends
+    bool statistics = false; // more numbers
+    bool details = false;    // every condition in its line
+    bool brief = false;      // one line for each rule
+    bool colour = false;
+    unsigned foldWidth = 0; // lines of text are folded at this width; 0: not
+    bool dryRun = false;    // on a copy of the device, which is left as it is
+    bool inexact = false;   // wider MAC masks and deletions
     bool keepOrder = false;
     bool strict = false;
     int revision = 0;
@@ -85,7 +94,9 @@ public:
     virtual void finish() {}
 };
 
-std::unique_ptr<Device> openSimulation(const Options &options);
+// `chip`: the chip to start with, instead of that of the state file.
+std::unique_ptr<Device> openSimulation(const Options &options,
+                                       const std::optional<state::ChipState> &chip = std::nullopt);
 std::unique_ptr<Device> openDebugfs(const std::string &folder, const Options &options);
 // Opens the device that the options name. Throws Error.
 std::unique_ptr<Device> openDevice(const Options &options);
