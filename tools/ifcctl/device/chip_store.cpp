@@ -3,6 +3,8 @@
 
 #include "tools/ifcctl/core/errors.h"
 
+#include <utility>
+
 namespace ifcctl
 {
 
@@ -13,9 +15,10 @@ constexpr unsigned kWaitMilliseconds = 5000;
 
 } // namespace
 
-ChipStore::ChipStore(const std::string &path) : path_(path)
+ChipStore::ChipStore(const std::string &path, std::shared_ptr<std::string> memory)
+    : path_(path), memory_(std::move(memory))
 {
-    if (path_.empty())
+    if (!keeps())
         return;
     const std::optional<std::string> bytes = content();
     if (!bytes)
@@ -33,6 +36,8 @@ ChipStore::ChipStore(const std::string &path) : path_(path)
 std::optional<std::string> ChipStore::content()
 {
     using state::FileError;
+    if (memory_)
+        return memory_->empty() ? std::nullopt : std::optional(*memory_);
     try {
         file_ = std::make_unique<state::StateFile>(path_, kWaitMilliseconds);
     } catch (const FileError &error) {
@@ -59,6 +64,10 @@ void ChipStore::keep(const state::ChipState &chip)
                                                "': what changed is not kept, the old state stands (" + why +
                                                ')');
     };
+    if (memory_) {
+        before_ = *memory_ = bytes;
+        return;
+    }
     if (!file_)
         throw failed(whyReadOnly_);
     try {

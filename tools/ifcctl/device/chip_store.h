@@ -18,9 +18,10 @@ public:
     // Waits some seconds while another program uses the file. "": keeps nothing. Without write permission for
     // the lock or the folder, the file is only read. Throws Error for a file that is in use, cannot be read,
     // or is no state file.
-    explicit ChipStore(const std::string &path);
+    // `memory` takes the place of the file, if there is one; "" then stands for no file yet.
+    explicit ChipStore(const std::string &path, std::shared_ptr<std::string> memory = nullptr);
 
-    bool keeps() const { return !path_.empty(); }
+    bool keeps() const { return !path_.empty() || memory_; }
     // The stored chip. Nothing: there is no file yet.
     const std::optional<state::ChipState> &stored() const { return stored_; }
 
@@ -33,6 +34,7 @@ private:
     std::optional<std::string> content();
 
     std::string path_;
+    std::shared_ptr<std::string> memory_;
     std::unique_ptr<state::StateFile> file_;
     std::string whyReadOnly_;
     std::string before_; // the chip's bytes

@@ -24,11 +24,11 @@ class Simulation : public Device
 {
 public:
     explicit Simulation(const Options &options)
-        : store_(options.state), revision_(revisionOf(store_, options)), traceFile_(options.traceFile),
-          trace_(nullptr, std::fclose)
+        : store_(options.state, options.memory), revision_(revisionOf(store_, options)),
+          traceFile_(options.traceFile), trace_(nullptr, std::fclose)
     {
         if (!options.traceFile.empty()) {
-            trace_.reset(std::fopen(options.traceFile.c_str(), "w"));
+            trace_.reset(std::fopen(options.traceFile.c_str(), options.appendTrace ? "a" : "w"));
             if (!trace_)
                 throw usage("--trace", options.traceFile,
                             std::string("a file that can be written (") + std::strerror(errno) + ")");
@@ -154,12 +154,19 @@ std::unique_ptr<Device> openSimulation(const Options &options)
     return std::make_unique<Simulation>(options);
 }
 
+std::optional<std::string> moduleFolder(const std::string &device)
+{
+    const std::string kind = device.substr(0, device.find(':'));
+    const std::string rest = device.substr(kind.size());
+    if (kind != "debugfs" || rest == ":")
+        return std::nullopt;
+    return rest.empty() ? "/sys/kernel/debug/ifc" : rest.substr(1);
+}
+
 std::unique_ptr<Device> openDevice(const Options &options)
 {
-    const std::string kind = options.device.substr(0, options.device.find(':'));
-    const std::string rest = options.device.substr(kind.size());
-    if (kind == "debugfs" && rest != ":")
-        return openDebugfs(rest.empty() ? "/sys/kernel/debug/ifc" : rest.substr(1), options);
+    if (const auto folder = moduleFolder(options.device))
+        return openDebugfs(*folder, options);
     if (options.device == "sim")
         return openSimulation(options);
     throw usage("--device", options.device, "sim, debugfs or debugfs:FOLDER");
