@@ -373,7 +373,7 @@ Options randomOptions(Random &random)
     Options options;
     options.json = random.oneIn(2);
     options.strict = random.oneIn(4);
-    options.force = random.oneIn(4);
+    options.inexact = random.oneIn(4);
     options.keepOrder = random.oneIn(4);
     options.revision = kRevisions[random.below(4)];
     options.doneAfter = random.oneIn(10) ? 0 : 1;

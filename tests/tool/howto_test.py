@@ -21,7 +21,7 @@ class Bench:
         self.folder = tempfile.TemporaryDirectory()
         os.symlink(os.path.join(ROOT, "examples"), self.path("examples"))
         os.symlink(os.path.abspath(IFCCTL), self.path("ifcctl"))
-        self.environment = {**os.environ, "PATH": self.folder.name + ":" + os.environ["PATH"], "COLUMNS": "100", "LC_ALL": "C",
+        self.environment = {**{name: value for name, value in os.environ.items() if name != "COLUMNS"}, "PATH": self.folder.name + ":" + os.environ["PATH"], "LC_ALL": "C",
                             "NO_COLOR": "1", "IFC_STATE": self.path("bench.state")}
 
     def path(self, name):

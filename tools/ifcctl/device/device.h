@@ -36,7 +36,10 @@ struct Options {
     unsigned doneAfter = 1;
     unsigned debug = 0;
     std::string traceFile;
-    std::string state;          // sim: the file that keeps the chip; "": a fresh chip, kept nowhere
+    bool appendTrace = false; // else the trace replaces the file
+    std::string state;        // sim: the file that keeps the chip; "": a fresh chip, kept nowhere
+    // sim without a file: the bytes of the chip between sessions, empty for a fresh one. nullptr: not kept.
+    std::shared_ptr<std::string> memory;
     std::string device = "sim"; // or "debugfs[:FOLDER]"
 };
 
@@ -98,6 +101,8 @@ public:
 std::unique_ptr<Device> openSimulation(const Options &options,
                                        const std::optional<state::ChipState> &chip = std::nullopt);
 std::unique_ptr<Device> openDebugfs(const std::string &folder, const Options &options);
+// The folder of the module's files, if Options::device names a module.
+std::optional<std::string> moduleFolder(const std::string &device);
 // Opens the device that the options name. Throws Error.
 std::unique_ptr<Device> openDevice(const Options &options);
 

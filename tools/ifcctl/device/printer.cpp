@@ -94,7 +94,8 @@ std::string folded(const std::string &text, unsigned width)
     return eachLine(text, [&](const std::string &line) {
         const bool ofBatch = goesOn || line.rfind("rule add ", 0) == 0;
         goesOn = !line.empty() && line.back() == '\\';
-        return ofBatch || goesOn ? line : foldedLine(line, width);
+        const bool json = !line.empty() && line.front() == '{'; // one object a line, for programs
+        return ofBatch || goesOn || json ? line : foldedLine(line, width);
     });
 }
 

@@ -24,13 +24,13 @@ class Simulation : public Device
 {
 public:
     Simulation(const Options &options, const std::optional<state::ChipState> &chip)
-        : store_(options.state, options.dryRun),
+        : store_(options.state, options.memory, options.dryRun),
           revision_(chip ? static_cast<int>(chip->revision) : revisionOf(store_, options)),
           keeps_(store_.keeps() && !options.dryRun), traceFile_(options.traceFile),
           trace_(nullptr, std::fclose)
     {
         if (!options.traceFile.empty()) {
-            trace_.reset(std::fopen(options.traceFile.c_str(), "w"));
+            trace_.reset(std::fopen(options.traceFile.c_str(), options.appendTrace ? "a" : "w"));
             if (!trace_)
                 throw usage("--trace", options.traceFile,
                             std::string("a file that can be written (") + std::strerror(errno) + ")");
@@ -184,12 +184,19 @@ std::unique_ptr<Device> openSimulation(const Options &options, const std::option
     return std::make_unique<Simulation>(options, chip);
 }
 
+std::optional<std::string> moduleFolder(const std::string &device)
+{
+    const std::string kind = device.substr(0, device.find(':'));
+    const std::string rest = device.substr(kind.size());
+    if (kind != "debugfs" || rest == ":")
+        return std::nullopt;
+    return rest.empty() ? "/sys/kernel/debug/ifc" : rest.substr(1);
+}
+
 std::unique_ptr<Device> openDevice(const Options &options)
 {
-    const std::string kind = options.device.substr(0, options.device.find(':'));
-    const std::string rest = options.device.substr(kind.size());
-    if (kind == "debugfs" && rest != ":") {
-        auto module = openDebugfs(rest.empty() ? "/sys/kernel/debug/ifc" : rest.substr(1), options);
+    if (const auto folder = moduleFolder(options.device)) {
+        auto module = openDebugfs(*folder, options);
         if (!options.dryRun)
             return module;
         const state::ChipState chip = state::capture(module->window(), module->revision());
