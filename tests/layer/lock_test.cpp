@@ -159,8 +159,8 @@ Places places()
     return found;
 }
 
-// A transfer that times out takes milliseconds of real time on a machine, and a placement rewrites all rows for each
-// condition. So the short operations alone meet a chip that is silent.
+// A transfer that times out takes milliseconds of real time on a machine, and a placement rewrites all rows
+// for each condition. So the short operations alone meet a chip that is silent.
 constexpr unsigned kShort = 2; // takings of the lock
 
 void expectPromise(const Promise &promise, bool silent)
