@@ -18,22 +18,23 @@ constexpr uint32_t kCounterTopWord = 0x00FFFFFF; // the bits of a counter entry 
     return put(u, {kSelectors[kind], static_cast<uint8_t>(number), 0}, data, IFC_ROW_WORDS);
 }
 
-// The source of an entry: the number of another rule, or one of these.
-enum Source : int { kStays = -1, kZero = -2, kGiven = -3 };
-
-int sourceOf(const Update &u, const UpdateRequest &request, Kind kind, unsigned number)
+// The action that a rule gets; nullptr: that of the source.
+const IFC_Action_Format *givenAction(const Update &u, const UpdateRequest &request, unsigned number)
 {
-    if (!ruleLives(*request.tables, number))
-        return ruleLives(u.before, number) ? kZero : kStays;
-    if (u.ruleAt[number] == kUnlisted)
-        return kStays;
-    const WantedRule &rule = request.rules[u.ruleAt[number]];
-    if ((kind == kAction && rule.action != nullptr) || (kind == kBinding && rule.binding != kBindingKept))
-        return kGiven;
-    if ((kind == kCounter && rule.counterFromZero) || !placed(rule.oldPlace))
-        return kZero;
-    const unsigned old = placeNumber(rule.oldPlace);
-    return old == number ? kStays : static_cast<int>(old);
+    return u.ruleAt[number] != kUnlisted ? request.rules[u.ruleAt[number]].action : nullptr;
+}
+
+// Saves the entry `from` as that of `number`. False: time-out.
+bool saveEntry(Update &u, Kind kind, unsigned from, unsigned number)
+{
+    uint32_t *const saved = u.saved[kind][number];
+    const Row row = {kSelectors[kind], static_cast<uint8_t>(from), 0};
+    for (unsigned tries = triesOf(u); !readRow(u.port, row, saved);)
+        if (--tries == 0)
+            return false;
+    if (kind == kCounter)
+        saved[IFC_ROW_WORDS - 1] &= kCounterTopWord;
+    return true;
 }
 
 // Everything is read before anything is written: rules may exchange places.
@@ -41,32 +42,29 @@ bool readEntries(Update &u, const UpdateRequest &request, Kind kind)
 {
     uint64_t needed = 0;
     for (unsigned number = 0; number < kMaxRules; ++number) {
-        const int source = sourceOf(u, request, kind, number);
-        if (source != kStays)
+        const auto source = u.source[number];
+        if (source != kStays || (kind == kAction && givenAction(u, request, number) != nullptr))
             addRule(needed, number);
         if (source >= 0)
             addRule(needed, static_cast<unsigned>(source));
     }
-    for (unsigned number; (number = takeLowest(needed)) != kNoRule;) {
-        uint32_t *const saved = u.saved[kind][number];
-        if (!readRow(u.port, {kSelectors[kind], static_cast<uint8_t>(number), 0}, saved))
+    for (unsigned number; (number = takeLowest(needed)) != kNoRule;)
+        if (!saveEntry(u, kind, number, number))
             return false;
-        if (kind == kCounter)
-            saved[IFC_ROW_WORDS - 1] &= kCounterTopWord;
-    }
     return true;
 }
 
 bool writeEntries(Update &u, const UpdateRequest &request, Kind kind)
 {
     for (unsigned number = 0; number < kMaxRules; ++number) {
-        const int source = sourceOf(u, request, kind, number);
-        if (source == kStays)
+        const auto source = u.source[number];
+        const IFC_Action_Format *const action = kind == kAction ? givenAction(u, request, number) : nullptr;
+        if (source == kStays && action == nullptr)
             continue;
         uint32_t data[IFC_ROW_WORDS] = {};
-        if (source == kGiven)
+        if (action != nullptr)
             for (unsigned n = 0; n < IFC_ROW_WORDS; ++n)
-                data[n] = request.rules[u.ruleAt[number]].action->word[IFC_ROW_WORDS - 1 - n];
+                data[n] = action->word[IFC_ROW_WORDS - 1 - n];
         else if (source >= 0)
             __builtin_memcpy(data, u.saved[kind][source], sizeof data);
         // A counter that already has its value is marked too: it counts as soon as its rule lives.
@@ -94,22 +92,20 @@ unsigned bindingsOf(Update &u, unsigned number, unsigned &known)
     return n;
 }
 
-void moveBindings(Update &u, const UpdateRequest &request)
+void moveBindings(Update &u)
 {
     unsigned known = 0;
     uint32_t differ[IFC_ACNT_CFG_COUNT] = {};
     unsigned concerned = 0;
     for (unsigned number = 0; number < kMaxRules; ++number) {
-        const int source = sourceOf(u, request, kBinding, number);
+        const auto source = u.source[number];
         if (source == kStays)
             continue;
         const unsigned n = bindingsOf(u, number, known);
         const unsigned lsb = bindingLsb(number);
         concerned |= 1u << n;
         uint32_t id = 0;
-        if (source == kGiven)
-            id = request.rules[u.ruleAt[number]].binding;
-        else if (source >= 0)
+        if (source >= 0)
             id = u.bindings[bindingsOf(u, static_cast<unsigned>(source), known)] >>
                  bindingLsb(static_cast<unsigned>(source));
         differ[n] |= ((u.bindings[n] >> lsb ^ id) & kSlotMask) << lsb;
@@ -121,6 +117,16 @@ void moveBindings(Update &u, const UpdateRequest &request)
         }
 }
 
+// The count of a moved rule goes back from its new place, where frames may have hit it. Unless the chip is
+// silent it is read once only: afterwards its place gets another count.
+void takeCountsBack(Update &u)
+{
+    for (unsigned number = 0; number < kMaxRules; ++number)
+        if (u.source[number] >= 0 && !headUnsure(u, number) &&
+            (saveEntry(u, kCounter, number, static_cast<unsigned>(u.source[number])) || !u.port.silent))
+            u.source[number] = kStays;
+}
+
 } // namespace
 
 bool moveEntries(Update &u, const UpdateRequest &request)
@@ -128,16 +134,19 @@ bool moveEntries(Update &u, const UpdateRequest &request)
     for (const Kind kind : kRowKinds)
         if (!readEntries(u, request, kind))
             return false;
-    moveBindings(u, request);
+    moveBindings(u);
     for (const Kind kind : kRowKinds)
         if (!writeEntries(u, request, kind))
             return false;
+    u.counting = true;
     return true;
 }
 
 // If a rule could not be made invalid, it may still use its action: that action stays.
 void restoreEntries(Update &u)
 {
+    if (u.counting)
+        takeCountsBack(u);
     for (const Kind kind : kRowKinds)
         for (unsigned number = 0; number < kMaxRules; ++number)
             if (has(u, number, kChanged << kind) && !headUnsure(u, number) &&

@@ -82,17 +82,6 @@ void placeByPlan(Packing &p, uint32_t budget)
     }
 }
 
-bool inRange(const LayoutInput &input)
-{
-    if (input.count > kMaxRules || input.widePlaces > IFC_LUT0_RULES)
-        return false;
-    for (unsigned rule = 0; rule < input.count; ++rule) {
-        if (input.rule[rule].narrowEntries > IFC_LUT1_SUB_TABLE)
-            return false;
-    }
-    return true;
-}
-
 void setUp(const LayoutInput &input, Packing &p)
 {
     p.shape = input.rule;
@@ -129,10 +118,6 @@ LayoutResult place(const LayoutInput &input, LayoutWorkspace &work, LayoutAnswer
 LayoutResult findLayout(const LayoutInput &input, LayoutWorkspace &work, LayoutAnswer &answer)
 {
     answer = {};
-    if (!inRange(input)) {
-        answer.result = LayoutResult::BadInput;
-        return answer.result;
-    }
     setUp(input, work.packing);
     answer.result = place(input, work, answer);
     if (answer.result == LayoutResult::NoLayout)

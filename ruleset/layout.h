@@ -16,7 +16,7 @@ struct Shape {
     uint8_t narrowEntries = 0;  // entries of its chain in LUT1, 1..16; 0: LUT1 does not hold it
     uint8_t countedEntries = 0; // entries that automatic placement counts, at least narrowEntries
     bool wideAllowed = false;   // LUT0 holds it
-    Place now;                  // its current place; nowhere: a new rule
+    Place now;                  // its current place, within one sub-table; nowhere: a new rule
 };
 
 struct LayoutInput {
@@ -34,7 +34,6 @@ enum class LayoutResult : uint8_t {
     MovedFewest, // a layout, and no layout moves fewer rules
     Found,       // a layout; one with fewer moves may exist
     NoLayout,    // no layout exists
-    BadInput,    // a count or an entry number out of range
 };
 
 enum class NoLayoutReason : uint8_t {
@@ -48,7 +47,7 @@ enum class NoLayoutReason : uint8_t {
 struct LayoutAnswer {
     LayoutResult result = LayoutResult::NoLayout;
     NoLayoutReason reason = NoLayoutReason::None;
-    Place place[kMaxRules]; // unless NoLayout or BadInput
+    Place place[kMaxRules]; // unless NoLayout
     uint64_t moved = 0;     // bit i: rule i had a place and gets another one
     unsigned moves = 0;     // bits of moved
     // NoLayout: the smallest set of rules found that has no layout. Pair, NoTable: also given by index.

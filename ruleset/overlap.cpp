@@ -125,7 +125,7 @@ Verdict allDecided(const Together &all, unsigned field, uint64_t fixed, uint64_t
                    const RuleCondition *&tightest)
 {
     Verdict verdict = Verdict::Yes;
-    unsigned fewest = ~0u;
+    unsigned fewest = 0;
     unsigned at = 0;
     while (const RuleCondition *c = nextOn(all, field, at)) {
         const Verdict one = decided(*c, fixed, value);
@@ -133,12 +133,12 @@ Verdict allDecided(const Together &all, unsigned field, uint64_t fixed, uint64_t
             return one;
         if (one == Verdict::Yes)
             continue;
-        verdict = one;
         const unsigned free = countRules(c->mask & ~fixed);
-        if (free < fewest) {
+        if (verdict == Verdict::Yes || free < fewest) {
             fewest = free;
             tightest = c;
         }
+        verdict = one;
     }
     return verdict;
 }
@@ -150,20 +150,18 @@ bool canBe(const Together &all, unsigned field, uint32_t value)
     return allDecided(all, field, ~uint64_t{0}, value, none) == Verdict::Yes;
 }
 
-// True: some value fulfils the conditions on this field, or the steps ran out. Each step chooses a free bit of
-// the tightest condition, or gives the last bit that has another value left this value.
+// True: some value fulfils the conditions on this field, or the steps ran out. Each step chooses a free bit
+// of the tightest condition, or gives the last bit that has another value left this value.
 bool hasValue(Together &all, unsigned field)
 {
     uint64_t fixed = 0;
     uint64_t value = 0;
     unsigned at = 0;
     while (const RuleCondition *c = nextOn(all, field, at)) {
-        if (c->compare != IFC_COMPARE_EQUAL)
-            continue;
-        if (((value ^ c->key) & fixed & c->mask) != 0)
-            return false;
-        fixed |= c->mask;
-        value |= c->key;
+        if (c->compare == IFC_COMPARE_EQUAL) {
+            fixed |= c->mask;
+            value |= c->key; // if two differ, the first step sees that one does not hold
+        }
     }
     constexpr uint8_t kSecond = 0x80; // of a choice: the second value is tried
     uint8_t choice[kWidestField];

@@ -29,8 +29,6 @@ struct Bin {
     uint8_t room;
 };
 
-
-
 struct Packing {
     BinSet open[kMaxRules]; // of the search: bins still possible for a rule
 

@@ -57,7 +57,4 @@ constexpr uint32_t narrowBits(Place place)
     return ((uint32_t{1} << place.entries) - 1) << place.first;
 }
 
-// True: the place is in range, and its chain does not cross the sub-tables.
-bool placeExists(Place place);
-
 } // namespace ruleset

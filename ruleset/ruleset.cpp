@@ -15,7 +15,7 @@ using namespace ruleset;
 namespace
 {
 
-// Working memory of a call. Only `update` outlives the call, after a failed undo.
+// Working memory of a call; nothing in it outlives the call.
 struct Work {
     Report report; // of calls without a report
     LayoutInput input;
@@ -45,6 +45,21 @@ Tables &tablesOf(Set &set)
 const Tables &tablesOf(const Set &set)
 {
     return *reinterpret_cast<const Tables *>(set.tables);
+}
+
+// The update whose undo the chip did not answer. It belongs to the chip, not to a set: any set may be the
+// next to meet the chip.
+Update unfinished;
+bool undoPending;
+
+// Completes that undo, if there is one. False: the chip still does not answer.
+bool completeUndo(Report &report)
+{
+    if (!undoPending)
+        return true;
+    undoPending = finishUndo(unfinished) == Outcome::Incomplete;
+    report.undo = undoPending ? IFC_RULESET_UNDO_FAILED : IFC_RULESET_UNDONE;
+    return !undoPending;
 }
 
 Report &begin(Set &set, Report *report)
@@ -134,15 +149,23 @@ uint32_t reservedEntries(const Set &set)
     return reserved;
 }
 
-// A rule that is in LUT1 and stays in LUT1 moves entry by entry, without a new encoding.
-void fillShape(const Set &set, unsigned slot, Shape &shape)
+// A rule in LUT1 moves entry by entry, without a new encoding, unless the `shortest` one is asked for. True:
+// that one is shorter.
+bool fillShape(const Set &set, unsigned slot, bool shortest, Shape &shape)
 {
     ifc_rule_shape own;
     ifc_rule_shape_of(&set.rule[slot], &own);
     shape.now = placeOf(set.now[slot]);
-    shape.narrowEntries = shape.now.table == kNarrow ? shape.now.entries : own.narrow_entries;
+    shape.narrowEntries = own.narrow_entries;
+    bool longer = false;
+    if (shape.now.table == kNarrow) {
+        longer = own.narrow_entries != 0 && own.narrow_entries < shape.now.entries;
+        if (!longer || !shortest)
+            shape.narrowEntries = shape.now.entries;
+    }
     shape.countedEntries = own.counted > shape.narrowEntries ? own.counted : shape.narrowEntries;
     shape.wideAllowed = own.wide != 0 || shape.now.table == kWide;
+    return longer;
 }
 
 void fillReport(const Set &set, const LayoutAnswer &answer, Report &report)
@@ -175,13 +198,15 @@ void fillReport(const Set &set, const LayoutAnswer &answer, Report &report)
     report.deleted = static_cast<uint8_t>(set.standing - report.kept - report.moved);
 }
 
-bool findPlaces(Set &set, Report &report)
+// Finds places for the shapes. longer: rules that would take fewer entries if they were written anew.
+bool findPlaces(Set &set, Report &report, bool shortest, bool &longer)
 {
     Work &work = workOf(set);
     LayoutInput &input = work.input;
     input.count = set.count;
+    longer = false;
     for (unsigned n = 0; n < set.count; ++n) {
-        fillShape(set, set.order[n], input.rule[n]);
+        longer |= fillShape(set, set.order[n], shortest, input.rule[n]);
         input.overlaps[n] = 0;
         for (unsigned later = n + 1; later < set.count; ++later)
             if (hasRule(set.overlaps[set.order[n]], set.order[later]))
@@ -193,7 +218,19 @@ bool findPlaces(Set &set, Report &report)
     input.budget = LayoutInput{}.budget;
     const LayoutResult result = findLayout(input, work.layout, work.answer);
     fillReport(set, work.answer, report);
+    report.fewest &= !shortest;
     return result == LayoutResult::MovedFewest || result == LayoutResult::Found;
+}
+
+// Rules keep their entries if there is such a layout.
+int findPlaces(Set &set, Report &report)
+{
+    if (!equalsShadow(tablesOf(set)))
+        return finish(report, IFC_RULESET_STALE);
+    bool longer;
+    if (findPlaces(set, report, false, longer) || (longer && findPlaces(set, report, true, longer)))
+        return IFC_RULESET_OK;
+    return finish(report, IFC_RULESET_NO_PLACE);
 }
 
 // The wanted tables and their rules, after findPlaces().
@@ -215,7 +252,7 @@ void buildTables(Set &set)
         const Rule &rule = set.rule[slot];
         const Place now = placeOf(set.now[slot]);
         const Place &place = work.answer.place[n];
-        const bool asItIs = now.table == place.table;
+        const bool asItIs = now.table == place.table && now.entries == place.entries;
         if (place.table == kWide) {
             if (asItIs)
                 wanted.lut0[place.first] = held.lut0[now.first];
@@ -230,8 +267,8 @@ void buildTables(Set &set)
         const bool newAction = !placed(now) || (set.state[slot] & kNewAction) != 0;
         WantedRule &wish = work.rules[n];
         wish = {};
-        wish.place = work.answer.place[n];
-        wish.oldPlace = placeOf(set.now[slot]);
+        wish.place = place;
+        wish.oldPlace = now;
         wish.action = newAction ? &rule.action : nullptr;
     }
 }
@@ -273,8 +310,6 @@ bool takeRead(Set &set, RowPort &port, unsigned slot, Place place)
     if (!readRow(port, {IFC_SEL_ACTION, number, 0}, row))
         return false;
     Rule &rule = set.rule[slot];
-    rule.cookie = 0;
-    rule.priority = 0;
     for (unsigned n = 0; n < IFC_ROW_WORDS; ++n)
         rule.action.word[n] = row[IFC_ROW_WORDS - 1 - n];
     takeIn(set, slot, set.count, place);
@@ -304,12 +339,10 @@ bool readRules(Set &set, RowPort &port)
 void changeConditions(Set &set, unsigned slot, const Rule &from)
 {
     Rule &rule = set.rule[slot];
-    if (rule.count == from.count &&
-        __builtin_memcmp(rule.condition, from.condition, from.count * sizeof *from.condition) == 0)
-        return;
+    if (!ifc_rule_repeats(&rule, &from))
+        set.now[slot] = 0; // in the tables it becomes another rule
     rule.count = from.count;
     __builtin_memmove(rule.condition, from.condition, from.count * sizeof *from.condition);
-    set.now[slot] = 0; // in the tables it becomes another rule
     compareWithOthers(set, slot);
 }
 
@@ -324,10 +357,13 @@ int ifc_ruleset_read(struct ifc_ruleset *set, struct ifc_ruleset_report *report)
 {
     ifc_ruleset_init(set);
     Report &told = begin(*set, report);
-    copyShadow(tablesOf(*set));
     RowPort port = {};
-    const bool done = readRules(*set, port);
-    release(port);
+    bool done = completeUndo(told);
+    if (done) {
+        copyShadow(tablesOf(*set));
+        done = readRules(*set, port);
+        release(port);
+    }
     told.accesses = port.accesses;
     if (done)
         return finish(told, IFC_RULESET_OK);
@@ -459,38 +495,37 @@ int ifc_ruleset_move(struct ifc_ruleset *set, uint32_t from, uint32_t to)
 int ifc_ruleset_plan(struct ifc_ruleset *set, struct ifc_ruleset_report *report)
 {
     Report &told = begin(*set, report);
-    if (!findPlaces(*set, told))
-        return finish(told, IFC_RULESET_NO_PLACE);
-    if (equalsShadow(tablesOf(*set)) && set->undo_pending == 0)
+    const int result = findPlaces(*set, told);
+    if (result == IFC_RULESET_OK)
         (void)runUpdate(*set, 0, true, told);
-    return finish(told, IFC_RULESET_OK);
+    return result;
 }
 
 int ifc_ruleset_apply(struct ifc_ruleset *set, uint32_t flags, struct ifc_ruleset_report *report)
 {
     Report &told = begin(*set, report);
-    Update &update = workOf(*set).update;
-    if (!equalsShadow(tablesOf(*set)))
-        return finish(told, IFC_RULESET_STALE);
-    Outcome outcome = Outcome::Undone;
-    if (set->undo_pending != 0) {
-        outcome = finishUndo(update);
-        set->undo_pending = outcome == Outcome::Incomplete;
-    }
-    if (set->undo_pending == 0) {
-        if (!findPlaces(*set, told))
-            return finish(told, IFC_RULESET_NO_PLACE);
-        outcome = runUpdate(*set, flags, false, told);
-    }
-    switch (outcome) {
+    const int result = findPlaces(*set, told);
+    if (result != IFC_RULESET_OK)
+        return result;
+    if (!completeUndo(told))
+        return finish(told, IFC_RULESET_TIMEOUT);
+    switch (runUpdate(*set, flags, false, told)) {
     case Outcome::Done:
         settle(*set);
         return finish(told, IFC_RULESET_OK);
-    case Outcome::Refused:
-        return finish(told, IFC_RULESET_STALE);
-    default:
-        set->undo_pending = outcome == Outcome::Incomplete;
-        told.undo = outcome == Outcome::Undone ? IFC_RULESET_UNDONE : IFC_RULESET_UNDO_FAILED;
-        return finish(told, IFC_RULESET_TIMEOUT);
+    case Outcome::Undone:
+        told.undo = IFC_RULESET_UNDONE;
+        break;
+    case Outcome::Incomplete:
+        unfinished = workOf(*set).update;
+        undoPending = true;
+        told.undo = IFC_RULESET_UNDO_FAILED;
+        break;
     }
+    return finish(told, IFC_RULESET_TIMEOUT);
+}
+
+void ifc_ruleset_forget_undo(void)
+{
+    undoPending = false;
 }

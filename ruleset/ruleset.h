@@ -17,9 +17,14 @@
  *   Edits      ifc_ruleset_insert(), _remove(), _replace() and _move() change only the list in memory.
  *              ifc_ruleset_apply() writes all edits since the last apply or read, all or nothing.
  *   Undo       a set holds no pointers. To drop edits, copy the struct before them and copy it back. After a
- *              successful apply the copy is out of date, and apply refuses it with IFC_RULESET_STALE. After
- *              an apply whose undo failed, keep `undo_pending` and `work` of the set: the next apply needs
- *              them.
+ *              successful apply the copy is out of date, and apply refuses it with IFC_RULESET_STALE.
+ *   Failed     if the chip falls silent during an update and does not answer during the undo either, the
+ *   undo       library keeps what the undo needs. It belongs to the chip, not to a set: the next
+ *              ifc_ruleset_read() or ifc_ruleset_apply() of any set completes the undo first
+ *              (IFC_RULESET_UNDONE in the report), or returns IFC_RULESET_TIMEOUT. If other operations change
+ *              the shadow before that, the undo writes every row of the new shadow instead. Rules that they
+ *              changed keep their new actions and counters; actions of all other rules are set back. A new
+ *              process or module knows nothing of it: it compares hardware and shadow if it must be sure.
  *   Replacing  read, claim, move each rule that stays to its position (ifc_rule_repeats() finds it; it keeps
  *   the list   place and counters), remove the others, insert the new ones, apply once.
  *   Results    enum ifc_ruleset_result: 0 or a negative number. After any result but IFC_RULESET_OK the set
@@ -27,10 +32,10 @@
  *   Report     filled by every call that takes one, whatever the result. May be NULL.
  *   Memory     the caller's. struct ifc_ruleset is below 64 KiB: too large for a kernel stack. struct
  *              ifc_rule is below 1 KiB, a report below 300 bytes. No call allocates.
- *   Locking    a set has no lock: callers serialise all calls on it. Register accesses hold gpIfcPriv->lock
- *              for at most 64 accesses at a time. Between two such groups others may use the registers, but
- *              must not change the rule tables. Calls without register accesses do not take the lock.
- *              Nothing sleeps.
+ *   Locking    a set has no lock: callers serialise all calls on it, and all reads and applies of all sets.
+ *              Register accesses hold gpIfcPriv->lock for at most 64 accesses at a time. Between two such
+ *              groups others may use the registers, but must not change the rule tables. Calls without
+ *              register accesses do not take the lock. Nothing sleeps.
  *   Messages   none. (Transfers that time out print the rule layer's message.)
  *   Revision   revisions 14 and 15 of the chip do not use LUT0: rules that only LUT0 holds are refused, and
  *              the shadow of LUT0 does not change.
@@ -214,9 +219,13 @@ struct ifc_ruleset_place {
 
 /* Whether a failed apply could undo its writes. */
 enum ifc_ruleset_undo {
-    IFC_RULESET_UNDO_NONE = 0,  /* nothing had been written, or nothing failed */
-    IFC_RULESET_UNDONE = 1,     /* hardware, shadow, actions and counters are as they were */
-    IFC_RULESET_UNDO_FAILED = 2 /* the shadow is as it was; the chip did not answer during the undo */
+    IFC_RULESET_UNDO_NONE = 0, /* nothing failed */
+    /* After a time-out: hardware, shadow, actions and counters are as before. With another result: an earlier
+     * undo had failed, and this call has completed it first. */
+    IFC_RULESET_UNDONE = 1,
+    /* The shadow is as it was; the chip did not answer during the undo. The next read or apply completes
+     * it. */
+    IFC_RULESET_UNDO_FAILED = 2
 };
 
 struct ifc_ruleset_report {
@@ -241,10 +250,10 @@ struct ifc_ruleset_report {
     uint8_t moved;   /* rules that get another place, with their counters */
     uint8_t added;   /* new rules, counters at zero */
     uint8_t deleted; /* removed rules */
-    uint8_t fewest;  /* 1: no layout moves fewer rules; 0: not proven within the search's budget */
-    uint8_t undo;    /* enum ifc_ruleset_undo, of IFC_RULESET_TIMEOUT */
-    /* Register accesses if each transfer completes at the first poll. Of a plan: an upper bound for its
-     * apply. Of an apply: those that it made. */
+    uint8_t fewest;  /* 1: no layout moves fewer rules; 0: not proven */
+    uint8_t undo;    /* enum ifc_ruleset_undo */
+    /* Register accesses if each transfer completes at the first poll, without those that complete an earlier
+     * undo. Of a plan: an upper bound for its apply. Of an apply: those that it made. */
     uint32_t accesses;
 
     struct ifc_ruleset_place place[IFC_RULESET_RULES]; /* by position */
@@ -256,7 +265,6 @@ struct ifc_ruleset_report {
 /* All members are private; read a set through the calls below. */
 struct ifc_ruleset {
     uint32_t count;
-    uint8_t undo_pending;             /* an undo has failed: the next apply completes it first */
     uint8_t standing;                 /* count of rules at the last apply */
     uint8_t order[IFC_RULESET_RULES]; /* slot of each position */
     uint8_t state[IFC_RULESET_RULES]; /* by slot: taken, action not in the tables */
@@ -279,7 +287,8 @@ void ifc_ruleset_init(struct ifc_ruleset *set);
  *   - LUT1 entries that no end flag follows, and the free entry after them (a chain there would join them)
  *   - chains with an entry that names no field
  *
- * IFC_RULESET_OK or IFC_RULESET_TIMEOUT. After a time-out the set is empty, as after ifc_ruleset_init().
+ * IFC_RULESET_OK or IFC_RULESET_TIMEOUT. After a time-out the set is empty, as after ifc_ruleset_init(). An
+ * undo that failed is completed first (report: undo).
  */
 int ifc_ruleset_read(struct ifc_ruleset *set, struct ifc_ruleset_report *report);
 
@@ -324,8 +333,12 @@ int ifc_ruleset_remove(struct ifc_ruleset *set, uint32_t position);
 /* Removes all rules from the list. */
 void ifc_ruleset_clear(struct ifc_ruleset *set);
 
-/* The parts that ifc_ruleset_replace() takes from the given rule, in any combination. */
-#define IFC_RULESET_CONDITIONS 1u /* the rule then counts from zero, and may get any place */
+/*
+ * The parts that ifc_ruleset_replace() takes from the given rule, in any combination. With new conditions a
+ * rule counts from zero and may get any place, unless they match the same frames as the old ones
+ * (ifc_rule_repeats()): then place, table entries and counters stay if they can.
+ */
+#define IFC_RULESET_CONDITIONS 1u
 #define IFC_RULESET_ACTION     2u /* counters and place stay */
 #define IFC_RULESET_COOKIE     4u /* cookie and priority; the position stays */
 
@@ -337,14 +350,16 @@ int ifc_ruleset_replace(struct ifc_ruleset *set, uint32_t position, const struct
 int ifc_ruleset_move(struct ifc_ruleset *set, uint32_t from, uint32_t to);
 
 /*
- * Finds the places and counts the changes of an apply. Accesses neither shadow nor registers.
- * IFC_RULESET_OK or IFC_RULESET_NO_PLACE.
+ * Finds the places and counts the changes of an apply. Accesses no registers and does not change the shadow.
+ * IFC_RULESET_OK, IFC_RULESET_NO_PLACE or, as for apply, IFC_RULESET_STALE.
  *
  * The search is complete: if any layout keeps the order of the list, one is found. It prefers a layout that
  * moves the fewest placed rules (report: fewest), and among those the places of automatic placement.
  *
- * Known: a rule that was read from LUT1 keeps its number of entries there, even if its encoding needs fewer.
- * Removed and inserted again it takes the fewer.
+ * A rule that was read from LUT1 keeps its entries there. Its encoding may need fewer (ifc_rule_shape_of()).
+ * If there is no layout with all entries kept, all such rules are written anew, with their counters; `fewest`
+ * is 0 then. Conditions are written as they are: a rule of fewer conditions that matches the same frames is
+ * not looked for, but ifc_ruleset_replace() takes one.
  */
 int ifc_ruleset_plan(struct ifc_ruleset *set, struct ifc_ruleset_report *report);
 
@@ -358,10 +373,19 @@ int ifc_ruleset_plan(struct ifc_ruleset *set, struct ifc_ruleset_report *report)
  *
  * flags: 0 or IFC_RULESET_QUIESCE.
  * IFC_RULESET_OK, _NO_PLACE, _STALE (nothing is touched then), _TIMEOUT (report: undo).
- * After any result but OK the edits are still pending, and apply may be called again. If an undo has failed,
- * the next apply first completes it.
+ * After any result but OK the edits are still pending, and apply may be called again.
+ *
+ * An undo puts back counters as well. Counts that arrive before the time-out, at the new place of a rule that
+ * moves, go back with the rule. Lost are only counts of new rules, and counts at a place that cannot be made
+ * invalid or read because the chip does not answer for it.
  */
 int ifc_ruleset_apply(struct ifc_ruleset *set, uint32_t flags, struct ifc_ruleset_report *report);
+
+/*
+ * Forgets an undo that failed. For callers that have reset the chip and will write all tables, actions and
+ * counters by other means.
+ */
+void ifc_ruleset_forget_undo(void);
 
 #ifdef __cplusplus
 }

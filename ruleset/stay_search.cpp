@@ -152,7 +152,7 @@ bool findCandidates(const LayoutInput &input, const Packing &packing, StaySearch
     uint64_t used = packing.closed;
     for (unsigned rule = 0; rule < input.count; ++rule) {
         const Shape &shape = input.rule[rule];
-        if (!placeExists(shape.now))
+        if (!placed(shape.now))
             continue;
         const bool fits =
             shape.now.table == kWide ? shape.wideAllowed : shape.now.entries == shape.narrowEntries;

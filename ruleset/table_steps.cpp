@@ -8,7 +8,6 @@ namespace ruleset
 namespace
 {
 
-constexpr unsigned kTriesBack = 3; // for a row in an undo
 constexpr IFC_LUT1_Format kNothing = {};
 
 // The words of a LUT0 row are consecutive in the record; IFC_DATA0 is the last one.
@@ -111,7 +110,7 @@ bool headUnsure(const Update &u, unsigned number)
 
 bool put(Update &u, Row row, const uint32_t *data, unsigned words)
 {
-    for (unsigned tries = u.undoing ? kTriesBack : 1; tries != 0; --tries)
+    for (unsigned tries = triesOf(u); tries != 0; --tries)
         if (writeRow(u.port, row, data, words))
             return true;
     return false;

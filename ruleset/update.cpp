@@ -48,28 +48,17 @@ bool goForth(Update &u, const UpdateRequest &request)
 }
 
 // True: the hardware equals the shadow, and actions and counters are as before.
-bool report(Update &u, const Tables &to)
+bool isBack(const Update &u, const Tables &to)
 {
-    u.differ = {};
-    uint64_t any = 0;
-    for (unsigned number = 0; number < kMaxRules; ++number) {
-        if (has(u, number, kChanged))
-            addRule(u.differ.actions, number);
-        if (has(u, number, kChanged << kCounter))
-            addRule(u.differ.counters, number);
-    }
-    u.differ.narrow = u.unsureNarrow;
-    for (unsigned entry = 0; entry < IFC_LUT1_RULES; ++entry)
-        if (__builtin_memcmp(&u.held.lut1[entry], &to.lut1[entry], sizeof *to.lut1) != 0)
-            u.differ.narrow |= 1u << entry;
-    for (unsigned rule = 0; rule < IFC_LUT0_RULES; ++rule) {
-        u.differ.wide[rule] = u.unsureWide[rule];
-        for (unsigned row = 0; row <= IFC_LUT0_HEAD_ROW; ++row)
-            if (wideRowDiffers(u.held.lut0[rule], to.lut0[rule], row))
-                u.differ.wide[rule] |= static_cast<uint16_t>(1u << row);
-        any |= u.differ.wide[rule];
-    }
-    return (any | u.differ.narrow | u.differ.actions | u.differ.counters) == 0;
+    if (u.unsureNarrow != 0 || __builtin_memcmp(&u.held, &to, sizeof to) != 0)
+        return false;
+    for (const uint16_t rows : u.unsureWide)
+        if (rows != 0)
+            return false;
+    for (unsigned number = 0; number < kMaxRules; ++number)
+        if (has(u, number, kChanged | kChanged << kCounter))
+            return false;
+    return true;
 }
 
 Outcome goBack(Update &u)
@@ -83,61 +72,43 @@ Outcome goBack(Update &u)
     restoreEntries(u);
     (void)enliven(u, to);
 
-    return report(u, to) ? Outcome::Undone : Outcome::Incomplete;
+    return isBack(u, to) ? Outcome::Undone : Outcome::Incomplete;
 }
 
-bool standsAt(const Tables &tables, Place place)
+// Others have changed the shadow after a failed undo, and perhaps written rows. So all rows are written
+// again. A rule that changed keeps its new action and counter.
+void takeNewShadow(Update &u)
 {
-    return placeExists(place) && livingPlace(tables, placeNumber(place)) == place;
+    copyShadow(u.held);
+    for (unsigned number = 0; number < kMaxRules; ++number)
+        if (!sameRule(u.before, u.held, number))
+            u.flags[number] = 0;
+    u.before = u.held;
+    u.counting = false;
+    u.unsureNarrow = ~0u;
+    if (ifc::hasWritableLut0(GET_HIR()))
+        for (uint16_t &rows : u.unsureWide)
+            rows = (1u << (IFC_LUT0_HEAD_ROW + 1)) - 1;
 }
 
-Refusal checkRule(Update &u, const WantedRule &rule, const Tables &wanted)
+// Finds the listed rule of each number and the source of its entries.
+void prepare(Update &u, const UpdateRequest &request)
 {
-    if (!standsAt(wanted, rule.place))
-        return Refusal::NotInTables;
-    const unsigned number = placeNumber(rule.place);
-    if (u.ruleAt[number] != kUnlisted)
-        return Refusal::PlaceTwice;
-    if (rule.binding > kSlotMask && rule.binding != kBindingKept)
-        return Refusal::BadBinding;
-    u.ruleAt[number] = u.culprit;
-    if (placed(rule.oldPlace)) {
-        if (!standsAt(u.before, rule.oldPlace))
-            return Refusal::NotInShadow;
-        const unsigned old = placeNumber(rule.oldPlace);
-        if (has(u, old, kOldPlace))
-            return Refusal::OldPlaceTwice;
-        mark(u, old, kOldPlace);
-        if (old == number)
-            return Refusal::None;
-    }
-    mark(u, number, kReborn);
-    return Refusal::None;
-}
-
-// Checks the request, and prepares the state that the steps use.
-Refusal check(Update &u, const UpdateRequest &request)
-{
-    const Tables &wanted = *request.tables;
-    if (request.count > kMaxRules)
-        return Refusal::TooManyRules;
-    __builtin_memset(u.ruleAt, kUnlisted, sizeof u.ruleAt);
-    for (unsigned n = 0; n < request.count; ++n) {
-        u.culprit = static_cast<uint8_t>(n);
-        const Refusal refusal = checkRule(u, request.rules[n], wanted);
-        if (refusal != Refusal::None)
-            return refusal;
-    }
     for (unsigned number = 0; number < kMaxRules; ++number) {
-        u.culprit = static_cast<uint8_t>(number);
-        if (u.ruleAt[number] == kUnlisted && ruleLives(wanted, number) &&
-            (has(u, number, kOldPlace) || !sameRule(u.before, wanted, number)))
-            return Refusal::UnlistedRule;
+        const bool goes = ruleLives(u.before, number) && !ruleLives(*request.tables, number);
+        u.source[number] = goes ? kZero : kStays;
+        u.ruleAt[number] = kUnlisted;
     }
-    return ifc::hasWritableLut0(GET_HIR()) ||
-                   __builtin_memcmp(wanted.lut0, u.before.lut0, sizeof wanted.lut0) == 0
-               ? Refusal::None
-               : Refusal::WideReadOnly;
+    for (unsigned n = 0; n < request.count; ++n) {
+        const WantedRule &rule = request.rules[n];
+        const unsigned number = placeNumber(rule.place);
+        u.ruleAt[number] = static_cast<uint8_t>(n);
+        const unsigned old = placed(rule.oldPlace) ? placeNumber(rule.oldPlace) : kNoRule;
+        if (old == number)
+            continue;
+        u.source[number] = old == kNoRule ? kZero : static_cast<int8_t>(old);
+        mark(u, number, kReborn);
+    }
 }
 
 } // namespace
@@ -146,9 +117,7 @@ Outcome apply(Update &update, const UpdateRequest &request)
 {
     __builtin_memset(&update, 0, sizeof update);
     copyShadow(update.before);
-    update.refusal = check(update, request);
-    if (update.refusal != Refusal::None)
-        return Outcome::Refused;
+    prepare(update, request);
     update.held = update.before;
     update.port.dry = request.dryRun;
 
@@ -172,9 +141,11 @@ Outcome apply(Update &update, const UpdateRequest &request)
 
 Outcome finishUndo(Update &update)
 {
-    if (!wake(update.port))
-        return Outcome::Incomplete;
-    const Outcome outcome = goBack(update);
+    if (!equalsShadow(update.before))
+        takeNewShadow(update);
+    Outcome outcome = Outcome::Incomplete;
+    if (wake(update.port))
+        outcome = goBack(update);
     release(update.port);
     return outcome;
 }

@@ -9,7 +9,8 @@
 // In between, a rule that moves or changes hits no frame.
 //
 // All or nothing: after a time-out of any transfer the update is undone in an order that is as safe: tables,
-// actions, counters and bindings. The result says whether that succeeded. Counts of new rules are lost then.
+// actions, counters and bindings. The result says whether that succeeded. Counts of a rule that moved go back
+// with it; counts of new rules are lost.
 //
 // Shadow     The shadow tables must equal the hardware's. (Operations of the layer that edit only the shadow
 //            break this; write_all_ifc_rule_to_hw() restores it.) The shadow changes only at the end of a
@@ -28,28 +29,22 @@
 namespace ruleset
 {
 
-constexpr uint8_t kBindingKept = 0xFF;
-
-// One rule of the wanted tables.
+// One rule of the wanted tables. Its counter and the counter id of its slot in the binding registers move
+// along from the old place; a new rule counts from zero and has the id 0.
 struct WantedRule {
     Place place;    // in the wanted tables
     Place oldPlace; // in the shadow tables; nowhere: a new rule
 
     // The whole action entry. nullptr: the action of the old place moves along; a new rule gets an empty one.
     const IFC_Action_Format *action = nullptr;
-
-    // False: the counter entry of the old place moves along. True, or a new rule: the counter starts at zero.
-    bool counterFromZero = false;
-
-    // Counter id 0..15 for the rule's slot of the binding registers. kBindingKept: the slot of the old place
-    // moves along; a new rule gets 0.
-    uint8_t binding = kBindingKept;
 };
 
 struct UpdateRequest {
-    const Tables *tables = nullptr; // wanted; must stay valid until the update returns
-    // Each rule of the wanted tables once, in any order. A rule may be left out if the shadow holds it at the
-    // same place with the same rows: it stays, with action, counter and binding.
+    // Wanted; must stay valid until the update returns. LUT0 is as in the shadow if the chip does not use it.
+    const Tables *tables = nullptr;
+    // Each rule of the wanted tables once, in any order, at places that these and the shadow hold. A rule may
+    // be left out if the shadow holds it at the same place with the same rows: it stays, with action, counter
+    // and binding. The caller sees to all that; it is not checked.
     const WantedRule *rules = nullptr;
     unsigned count = 0;   // 0..kMaxRules
     bool quiesce = false; // the classifier is off during the update, then as before
@@ -59,37 +54,11 @@ struct UpdateRequest {
 enum class Outcome : uint8_t {
     Done,       // hardware and shadow hold what is wanted
     Undone,     // a transfer timed out; everything is as before
-    Incomplete, // a transfer timed out, and so did the undo; Update::differ: rows that may differ
-    Refused,    // nothing was touched; Update::refusal and Update::culprit say why
-};
-
-// The culprit is an index into the listed rules; for UnlistedRule it is the rule's number.
-enum class Refusal : uint8_t {
-    None,
-    TooManyRules,  // more than kMaxRules; no culprit
-    NotInTables,   // the wanted tables hold no rule at exactly this place
-    PlaceTwice,    // an earlier rule has this place
-    NotInShadow,   // the shadow holds no rule at exactly this old place
-    OldPlaceTwice, // an earlier rule has this old place
-    BadBinding,    // neither 0..15 nor kBindingKept
-    UnlistedRule,  // a rule of the wanted tables is not listed, and it is new or changed
-    WideReadOnly,  // LUT0 would change, but this chip revision takes no LUT0 writes; no culprit
-};
-
-// Rows by table. A set bit: the hardware may differ from the shadow, or from what it held before.
-struct RowSet {
-    uint16_t wide[IFC_LUT0_RULES]; // bit: row 0..10
-    uint32_t narrow;               // bit: entry
-    uint64_t actions;              // bit: number
-    uint64_t counters;             // bit: number
+    Incomplete, // a transfer timed out, and so did the undo
 };
 
 // Working state and results of one update, about 5 KiB: not for a kernel's stack. It needs no initialisation.
 struct Update {
-    // Results.
-    Refusal refusal;
-    uint8_t culprit;
-    RowSet differ; // with Outcome::Incomplete, else empty
     // port.accesses: register accesses, with one poll a transfer. A dry run does not read actions, counters
     // and bindings. It counts each that may have to be written, so its result is an upper bound.
     RowPort port;
@@ -102,8 +71,10 @@ struct Update {
     uint32_t frozenNarrow; // not written by the undo: a rule there could not be made invalid
     uint8_t frozenWide;
     bool undoing;
-    uint8_t flags[kMaxRules];                    // by number
-    uint8_t ruleAt[kMaxRules];                   // index of the listed rule that gets this number
+    bool counting;             // all entries have been moved: rules may live at their new places
+    uint8_t flags[kMaxRules];  // by number; after an undo: entries that may differ
+    int8_t source[kMaxRules];  // by number: where its entries come from
+    uint8_t ruleAt[kMaxRules]; // index of the listed rule that gets this number
     uint32_t saved[2][kMaxRules][IFC_ROW_WORDS]; // old actions and counters; IFC_DATA0 first
     uint32_t bindings[IFC_ACNT_CFG_COUNT];       // before
     uint8_t bindingsWritten;                     // bit: register
@@ -111,7 +82,8 @@ struct Update {
 
 Outcome apply(Update &update, const UpdateRequest &request);
 
-// After Outcome::Incomplete, with the same state and an unchanged shadow: tries the undo once more.
+// After Outcome::Incomplete, with the same state: tries the undo once more. The goal is the current shadow:
+// if it has changed in between, every row is written, and rules that changed keep their actions and counters.
 // Returns Undone or Incomplete.
 Outcome finishUndo(Update &update);
 

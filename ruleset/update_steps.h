@@ -7,17 +7,20 @@
 namespace ruleset
 {
 
-// The two tables with an entry for each rule, and the bindings, which move in the same way.
-enum Kind : unsigned { kAction, kCounter, kBinding };
+// The two tables with an entry for each rule. The bindings move in the same way.
+enum Kind : unsigned { kAction, kCounter };
 
 constexpr uint8_t kUnlisted = 0xFF;                          // in Update::ruleAt
 constexpr uint32_t kSlotMask = (1u << IFC_ACNT_ID_BITS) - 1; // of a binding register
 
+// In Update::source besides the numbers of other rules.
+constexpr int8_t kStays = -1; // the entries do not change
+constexpr int8_t kZero = -2;  // a new rule, or none
+
 // Flags of a number. The counter's flag is the action's flag shifted left by one.
 enum Flag : unsigned {
-    kReborn = 1,   // the rule is a different one afterwards, even if its rows are equal
-    kOldPlace = 2, // a listed rule comes from here
-    kChanged = 4,  // the undo must restore its action; 8: its counter
+    kReborn = 1,  // the rule is a different one afterwards, even if its rows are equal
+    kChanged = 4, // the undo must restore its action; 8: its counter
 };
 
 inline bool has(const Update &u, unsigned number, unsigned flag)
@@ -33,7 +36,13 @@ inline void mark(Update &u, unsigned number, unsigned flag)
 // The row that makes the rule valid may differ from u.held.
 bool headUnsure(const Update &u, unsigned number);
 
-// Writes one row; the undo makes more tries. False: time-out.
+// Tries for one row, more in an undo.
+inline unsigned triesOf(const Update &u)
+{
+    return u.undoing ? 3 : 1;
+}
+
+// Writes one row. False: time-out.
 bool put(Update &u, Row row, const uint32_t *data, unsigned words);
 
 bool wideRowDiffers(const IFC_LUT0_Format &a, const IFC_LUT0_Format &b, unsigned row);

@@ -105,3 +105,4 @@ EXPORT_SYMBOL_GPL(ifc_ruleset_replace);
 EXPORT_SYMBOL_GPL(ifc_ruleset_move);
 EXPORT_SYMBOL_GPL(ifc_ruleset_plan);
 EXPORT_SYMBOL_GPL(ifc_ruleset_apply);
+EXPORT_SYMBOL_GPL(ifc_ruleset_forget_undo);

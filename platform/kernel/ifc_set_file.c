@@ -72,11 +72,16 @@ static void run_batch(struct answer *answer, struct ifc_ruleset *set, const stru
     const struct ifc_ruleset_edit *edits = (const void *)(batch + 1);
     struct ifc_ruleset_report report = {0};
     u32 failed = IFC_RULESET_NO_EDIT;
+    u8 undo;
 
-    if (batch->checksum != ifc_ruleset_checksum(IFC_LUT0_Rule, IFC_LUT1_Rule))
+    if (batch->checksum != ifc_ruleset_checksum(IFC_LUT0_Rule, IFC_LUT1_Rule)) {
         report.result = IFC_RULESET_STALE;
-    else if (ifc_ruleset_read(set, &report) == IFC_RULESET_OK)
+    } else if (ifc_ruleset_read(set, &report) == IFC_RULESET_OK) {
+        undo = report.undo; /* the read has completed an undo that had failed */
         ifc_ruleset_run(set, edits, batch->count, batch->flags, &report, &failed);
+        if (report.undo == IFC_RULESET_UNDO_NONE)
+            report.undo = undo;
+    }
     say_report(answer, &report, failed, report.result == IFC_RULESET_OK ? ifc_ruleset_count(set) : 0);
 }
 

@@ -58,6 +58,7 @@ protected:
     void SetUp() override
     {
         ClassifierTest::SetUp();
+        ifc_ruleset_forget_undo();
         ifc_ruleset_init(set.get());
         for (const ifc_rule &each : oldRules())
             ASSERT_EQ(ifc_ruleset_insert(set.get(), IFC_RULESET_LAST, &each, nullptr), IFC_RULESET_OK);
@@ -131,9 +132,10 @@ protected:
         ASSERT_EQ(memcmp(IFC_LUT1_Rule, window.tables().lut1, sizeof IFC_LUT1_Rule), 0);
     }
 
-    // A new user finds the chip in this state and loads the gateway's rules.
+    // A new process finds the chip in this state and loads the gateway's rules.
     void resume(const engine::Tables &found)
     {
+        ifc_ruleset_forget_undo();
         window.tables() = found;
         window.touch();
         memcpy(IFC_LUT0_Rule, found.lut0, sizeof IFC_LUT0_Rule);

@@ -271,8 +271,9 @@ TEST(Overlap, IsExactOnAddressesWithManyNotEqual)
     checkField(random, SIPv4, 0xC0000087, 7, 1000);
 }
 
-// Each bit belongs to two of 14 groups of three (the edges of a cubic graph at its nodes). Each group must have
-// an even number of ones, the first an odd one. No address does: all groups together have an even number.
+// Each bit belongs to two of 14 groups of three (the edges of a cubic graph at its nodes). Each group must
+// have an even number of ones, the first an odd one. No address does: all groups together have an even
+// number.
 TEST(Overlap, AQuestionThatTakesTooManyStepsIsAnsweredYes)
 {
     constexpr unsigned kNodes = 14;

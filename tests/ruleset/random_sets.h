@@ -100,6 +100,15 @@ inline void addOverlaps(Random &random, LayoutInput &input)
     }
 }
 
+// True: the place is in range, and its chain does not cross the sub-tables.
+inline bool exists(ruleset::Place place)
+{
+    if (place.table == ruleset::kWide)
+        return place.first < 8 && place.entries == 1;
+    return place.table == ruleset::kNarrow && place.entries >= 1 && place.first < 32 &&
+           place.first % 16 + place.entries <= 16;
+}
+
 inline bool tryPlace(Random &random, const LayoutInput &input, Shape &shape, uint64_t &used)
 {
     for (unsigned n = 0; n < 20; ++n) {
@@ -108,7 +117,7 @@ inline bool tryPlace(Random &random, const LayoutInput &input, Shape &shape, uin
             continue;
         const Place place = wide ? ruleset::widePlace(random.below(input.widePlaces))
                                  : ruleset::narrowPlace(random.below(32), shape.narrowEntries);
-        if (!ruleset::placeExists(place) || (cells(place) & used) != 0)
+        if (!exists(place) || (cells(place) & used) != 0)
             continue;
         used |= cells(place);
         shape.now = place;
@@ -174,7 +183,7 @@ inline std::string faultOf(const LayoutInput &input, const Place *place)
     for (unsigned i = 0; i < input.count; ++i) {
         const std::string name = "rule " + std::to_string(i);
         const Shape &shape = input.rule[i];
-        if (!ruleset::placeExists(place[i]))
+        if (!exists(place[i]))
             return name + " has no place";
         const bool wide = place[i].table == ruleset::kWide;
         if (wide ? !shape.wideAllowed || place[i].first >= input.widePlaces

@@ -21,6 +21,7 @@ protected:
     {
         ClassifierTest::SetUp();
         set_fe_tpid();
+        ifc_ruleset_forget_undo();
         ifc_ruleset_init(set.get());
     }
 
@@ -290,29 +291,114 @@ TEST_F(RulesetTest, ClaimedEntriesAreFreeForRules)
     expectShadowEqualsHardware();
 }
 
-TEST_F(RulesetTest, RulesThatWereReadKeepTheirEntries)
+// Sixteen chains of two entries that a single one could say.
+class LongChains : public RulesetTest
 {
-    // "At least" and "at most the highest": one entry is enough.
-    for (unsigned n = 0; n < 32; n += 2) {
-        ASSERT_EQ(ifc_set_lut1_rules(n, IFC_ENABLE, 0, DPORT, 2, 0xFFFF, 0, 1000 + n),
-                  static_cast<int>(n + 1));
-        ASSERT_EQ(ifc_set_lut1_rules(n + 1, IFC_ENABLE, 1, DPORT, 3, 0xFFFF, 0, 0xFFFF),
-                  static_cast<int>(n + 2));
+protected:
+    void SetUp() override
+    {
+        RulesetTest::SetUp();
+        // "At least" and "at most the highest".
+        for (unsigned n = 0; n < 32; n += 2) {
+            ASSERT_EQ(ifc_set_lut1_rules(n, IFC_ENABLE, 0, DPORT, 2, 0xFFFF, 0, 1000 + n),
+                      static_cast<int>(n + 1));
+            ASSERT_EQ(ifc_set_lut1_rules(n + 1, IFC_ENABLE, 1, DPORT, 3, 0xFFFF, 0, 0xFFFF),
+                      static_cast<int>(n + 2));
+            window.tables().counter[8 + n + 1][2] = 500 + n;
+        }
+        ASSERT_EQ(ifc_ruleset_read(set.get(), &report), IFC_RULESET_OK);
+        ASSERT_EQ(ifc_ruleset_count(set.get()), 16u);
     }
-    ASSERT_EQ(ifc_ruleset_read(set.get(), &report), IFC_RULESET_OK);
-    ASSERT_EQ(ifc_ruleset_count(set.get()), 16u);
+
+    // The chain of two that was the n-th: its condition and its counter.
+    void expectChain(unsigned position, unsigned n, unsigned entries)
+    {
+        EXPECT_EQ(at(position).condition[0].key, 1000 + 2 * n);
+        EXPECT_EQ(ifc_ruleset_place_of(set.get(), position).entries, entries) << n;
+        EXPECT_EQ(window.tables().counter[numberAt(position)][2], 500 + 2 * n);
+    }
+};
+
+TEST_F(LongChains, KeepTheirEntriesIfThereIsRoom)
+{
+    ASSERT_EQ(insert(0, rules::rule({equal(SINF, 1)})), IFC_RULESET_OK);
+    ASSERT_EQ(apply(), IFC_RULESET_OK);
+    EXPECT_EQ(report.kept, 16);
+    EXPECT_EQ(report.fewest, 1);
+    for (unsigned n = 0; n < 16; ++n)
+        expectChain(1 + n, n, 2);
+    expectShadowEqualsHardware();
+}
+
+TEST_F(LongChains, AreWrittenAnewIfARuleNeedsTheRoom)
+{
     for (unsigned n = 0; n < 8; ++n)
         ASSERT_EQ(insert(0, rules::rule({equal(DIPv4, n, 0xFF0000FF)})), IFC_RULESET_OK);
-    ASSERT_EQ(append(rules::rule({equal(SINF, 1)})), IFC_RULESET_OK);
+    for (unsigned n = 0; n < 16; ++n) {
+        ASSERT_EQ(append(rules::rule({equal(SINF, n)})), IFC_RULESET_OK);
+        ASSERT_EQ(ifc_ruleset_plan(set.get(), &report), IFC_RULESET_OK);
+        EXPECT_EQ(report.fewest, 0);
+    }
+    // A time-out anywhere: the long chains are back.
+    const auto kept = std::make_unique<ifc_ruleset>(*set);
+    const engine::Tables before = window.tables();
+    unsigned failed = 0;
+    for (;; failed += 7) {
+        window.injectFault(engine::TransferFault::NeverComplete, failed, 1);
+        const int result = apply();
+        window.injectFault(engine::TransferFault::None, 0, 0);
+        if (result == IFC_RULESET_OK)
+            break;
+        ASSERT_EQ(report.undo, IFC_RULESET_UNDONE);
+        ASSERT_EQ(memcmp(&before, &window.tables(), sizeof before), 0) << failed;
+        *set = *kept;
+    }
+    EXPECT_GT(failed, 100u);
+    EXPECT_EQ(report.added, 24);
+    EXPECT_EQ(report.moved, 16);
+    for (unsigned n = 0; n < 16; ++n)
+        expectChain(8 + n, n, 1);
+    expectShadowEqualsHardware();
+    // Now nothing is longer than needed.
+    ASSERT_EQ(apply(), IFC_RULESET_OK);
+    EXPECT_EQ(report.kept, 40);
+    EXPECT_EQ(report.fewest, 1);
+    EXPECT_EQ(report.accesses, 0u);
+}
+
+TEST_F(LongChains, ThatDoNotFitEvenIfWrittenAnewAreCountedShort)
+{
+    ASSERT_EQ(ifc_ruleset_remove(set.get(), 15), IFC_RULESET_OK);
+    ASSERT_EQ(append(rules::rule({equal(UDF0, 1), equal(UDF0 + 1, 1)})), IFC_RULESET_OK);
+    for (unsigned n = 0; n < 24; ++n)
+        ASSERT_EQ(append(rules::rule({equal(UDF0, 2 + n)})), IFC_RULESET_OK);
     EXPECT_EQ(apply(), IFC_RULESET_NO_PLACE);
     EXPECT_EQ(report.reason, IFC_RULESET_NO_SPACE);
-    std::vector<ifc_rule> list;
-    for (unsigned n = 0; n < ifc_ruleset_count(set.get()); ++n)
-        list.push_back(at(n));
-    ifc_ruleset_clear(set.get());
-    for (const ifc_rule &each : list)
-        ASSERT_EQ(append(each), IFC_RULESET_OK);
-    EXPECT_EQ(apply(), IFC_RULESET_OK);
+    EXPECT_EQ(report.narrow_needed, 26);
+    EXPECT_EQ(report.either_entries, 15);
+    expectShadowEqualsHardware();
+}
+
+TEST_F(RulesetTest, OtherConditionsForTheSameFramesKeepPlaceAndCounter)
+{
+    ASSERT_EQ(append(rules::rule({equal(UDF0, 5), equal(UDF0, 0, 0)})), IFC_RULESET_OK);
+    ASSERT_EQ(append(rules::rule({equal(UDF0, 6), equal(UDF0, 0, 0)})), IFC_RULESET_OK);
+    ASSERT_EQ(apply(), IFC_RULESET_OK);
+    window.tables().counter[numberAt(0)][0] = 77;
+    const ifc_rule same = rules::rule({equal(UDF0, 5)});
+    const ifc_rule other = rules::rule({equal(UDF0, 7)});
+    ASSERT_EQ(ifc_ruleset_replace(set.get(), 0, &same, IFC_RULESET_CONDITIONS, nullptr), IFC_RULESET_OK);
+    EXPECT_GE(numberAt(0), 8);
+    ASSERT_EQ(apply(), IFC_RULESET_OK);
+    EXPECT_EQ(report.accesses, 0u);
+    ASSERT_EQ(ifc_ruleset_replace(set.get(), 1, &other, IFC_RULESET_CONDITIONS, nullptr), IFC_RULESET_OK);
+    EXPECT_EQ(numberAt(1), -1);
+    // Without room for its two entries the rule gets its one.
+    for (unsigned n = 0; n < 30; ++n)
+        ASSERT_EQ(append(rules::rule({equal(UDF0, 8 + n)})), IFC_RULESET_OK);
+    ASSERT_EQ(apply(), IFC_RULESET_OK);
+    EXPECT_EQ(ifc_ruleset_place_of(set.get(), 0).entries, 1);
+    EXPECT_EQ(window.tables().counter[numberAt(0)][0], 77u);
     expectShadowEqualsHardware();
 }
 
@@ -321,6 +407,8 @@ TEST_F(RulesetTest, ChangedTablesAreStale)
     ASSERT_EQ(append(rules::rule({equal(DPORT, 53)})), IFC_RULESET_OK);
     ASSERT_EQ(ifc_set_lut1_rules(3, IFC_ENABLE, 1, DPORT, 0, 0xFFFF, 0, 53), 4);
     const engine::Tables before = window.tables();
+    EXPECT_EQ(ifc_ruleset_plan(set.get(), &report), IFC_RULESET_STALE);
+    EXPECT_EQ(report.result, IFC_RULESET_STALE);
     EXPECT_EQ(apply(), IFC_RULESET_STALE);
     EXPECT_EQ(report.accesses, 0u);
     EXPECT_EQ(memcmp(&before, &window.tables(), sizeof before), 0);

@@ -187,9 +187,6 @@ void chooseRules(Random &random, Scenario &s)
             s.given.push_back(actionOf(random.below(3)));
             rule.action = &s.given.back();
         }
-        rule.counterFromZero = random.oneIn(4);
-        if (random.oneIn(4))
-            rule.binding = static_cast<uint8_t>(random.below(16));
         s.rules.push_back(rule);
     };
     for (const auto &[number, living] : newRules) {
@@ -254,13 +251,11 @@ void Scenario::settle()
         const bool known = rule.oldPlace.table != ruleset::kNowhere;
         const unsigned from = known ? ruleset::placeNumber(rule.oldPlace) : 0;
         origin[number] = known ? static_cast<int>(from) : -1;
-        fromZero[number] = rule.counterFromZero || !known;
+        fromZero[number] = !known;
         wantedActions[number] = known ? actions[from] : Words4{};
         wantedBindings[number] = known ? bindings[from] : uint8_t{0};
         if (rule.action != nullptr)
             wantedActions[number] = wordsOf(*rule.action);
-        if (rule.binding != ruleset::kBindingKept)
-            wantedBindings[number] = rule.binding;
     }
 }
 

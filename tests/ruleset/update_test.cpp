@@ -11,7 +11,6 @@
 using ruleset::narrowPlace;
 using ruleset::Outcome;
 using ruleset::Place;
-using ruleset::Refusal;
 using ruleset::WantedRule;
 using ruleset::widePlace;
 
@@ -319,7 +318,7 @@ TEST(Update, OneRowThatCannotBeWrittenKeepsNoOtherRuleAway)
     UpdateWatch watch(s);
     EXPECT_EQ(watch.run({Fault::DeadRow, 14, 1}), Outcome::Incomplete);
     EXPECT_EQ(watch.complaint(), "");
-    EXPECT_EQ(watch.update().differ.narrow, 1u << 0 | 1u << 2); // entry 0, and the end that waits for it
+    EXPECT_EQ(watch.differ().narrow, 1u << 0 | 1u << 2); // entry 0, and the end that waits for it
     const auto living = livingRules(watch.chip().tables());
     EXPECT_EQ(living.size(), 3u);
     EXPECT_EQ(living.count(10), 0u);
@@ -342,59 +341,4 @@ TEST(Update, ASilentChipIsAskedOnlyAFewTimes)
     EXPECT_EQ(host::clockMilliseconds(), 27u);
     EXPECT_EQ(watch.finish(), Outcome::Undone);
     EXPECT_EQ(watch.complaint(), "");
-}
-
-TEST(Update, RefusesWhatDoesNotFitTheTables)
-{
-    Scenario s = someRules();
-    putChain(s.wanted, 5, 3, 0x500);
-    const auto refused = [&](std::vector<WantedRule> rules, Refusal refusal, unsigned culprit) {
-        s.rules = std::move(rules);
-        UpdateWatch watch(s);
-        watch.chip().onAccess([](void *, const engine::Access &) { ADD_FAILURE() << "an access"; }, nullptr);
-        EXPECT_EQ(apply(watch.update(), s.request()), Outcome::Refused);
-        EXPECT_EQ(watch.update().refusal, refusal);
-        EXPECT_EQ(watch.update().culprit, culprit);
-        EXPECT_EQ(std::memcmp(IFC_LUT1_Rule, s.old.lut1, sizeof IFC_LUT1_Rule), 0);
-    };
-    const WantedRule good = listed(s, narrowPlace(5, 3), kNew);
-    const WantedRule wide = listed(s, widePlace(2), widePlace(2));
-    refused({}, Refusal::UnlistedRule, 15);
-    refused({wide, listed(s, narrowPlace(5, 2), kNew)}, Refusal::NotInTables, 1);
-    refused({listed(s, narrowPlace(6, 2), kNew)}, Refusal::NotInTables, 0);
-    refused({listed(s, narrowPlace(14, 3), kNew)}, Refusal::NotInTables, 0);
-    refused({listed(s, narrowPlace(29, 255), kNew)}, Refusal::NotInTables, 0);
-    refused({listed(s, widePlace(9), kNew)}, Refusal::NotInTables, 0);
-    refused({good, listed(s, kNew, kNew)}, Refusal::NotInTables, 1);
-    refused({good, wide, good}, Refusal::PlaceTwice, 2);
-    refused({listed(s, narrowPlace(5, 3), narrowPlace(5, 3))}, Refusal::NotInShadow, 0);
-    refused({listed(s, narrowPlace(5, 3), narrowPlace(0, 2))}, Refusal::NotInShadow, 0);
-    refused({wide, listed(s, narrowPlace(5, 3), widePlace(2))}, Refusal::OldPlaceTwice, 1);
-    refused({listed(s, narrowPlace(5, 3), widePlace(2))}, Refusal::UnlistedRule,
-            2); // it stays, and it does not
-    WantedRule bound = good;
-    bound.binding = 16;
-    refused({bound}, Refusal::BadBinding, 0);
-    refused(std::vector<WantedRule>(41, good), Refusal::TooManyRules, 0);
-}
-
-TEST(Update, SomeRevisionsTakeNoWideRule)
-{
-    for (const int revision : {13, 14, 15, 16}) {
-        const bool takes = revision == 13 || revision == 16;
-        Scenario s = someRules();
-        s.wanted.lut1[8] = {};
-        s.settle();
-        UpdateWatch narrow(s);
-        host::setRevision(revision);
-        EXPECT_EQ(narrow.run({}), Outcome::Done);
-        EXPECT_EQ(narrow.complaint(), "");
-
-        s.wanted.lut0[2] = {};
-        s.settle();
-        UpdateWatch wide(s);
-        host::setRevision(revision);
-        EXPECT_EQ(apply(wide.update(), s.request()), takes ? Outcome::Done : Outcome::Refused);
-        EXPECT_EQ(wide.update().refusal, takes ? Refusal::None : Refusal::WideReadOnly);
-    }
 }

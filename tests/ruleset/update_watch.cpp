@@ -2,6 +2,7 @@
 #include "update_watch.h"
 
 #include "ifc/ifc_regs.h"
+#include "ruleset/update_steps.h"
 
 #include <algorithm>
 #include <cstring>
@@ -9,7 +10,6 @@
 using engine::Access;
 using engine::AccessKind;
 using ruleset::Outcome;
-using ruleset::RowSet;
 
 namespace
 {
@@ -321,13 +321,37 @@ void UpdateWatch::checkEntries(bool old, const RowSet &except)
         } else if (isOld) {
             exact = !isNew || !s_.fromZero.at(number) || !s_.stays(number);
             expected[2] += oldHits_[number];
-            // A rule that changed in its place keeps its counter throughout.
-            if (isNew && s_.origin.at(number) == static_cast<int>(number) && !s_.fromZero.at(number))
-                expected[2] += newHits_[number];
+            // Hits at its new place, which may be the same number.
+            for (const auto &[place, origin] : s_.origin)
+                if (origin == static_cast<int>(number) && !s_.stays(place))
+                    expected[2] += newHits_[place];
         }
         if (exact && std::memcmp(chip_.tables().counter[number], expected.data(), 16) != 0)
             complainOf("the counter");
     }
+}
+
+RowSet UpdateWatch::differ() const
+{
+    const ruleset::Update &u = *update_;
+    RowSet rows;
+    for (unsigned number = 0; number < 40; ++number) {
+        if ((u.flags[number] & ruleset::kChanged << ruleset::kAction) != 0)
+            rows.actions |= uint64_t{1} << number;
+        if ((u.flags[number] & ruleset::kChanged << ruleset::kCounter) != 0)
+            rows.counters |= uint64_t{1} << number;
+    }
+    rows.narrow = u.unsureNarrow;
+    for (unsigned entry = 0; entry < 32; ++entry)
+        if (std::memcmp(&u.held.lut1[entry], &s_.old.lut1[entry], sizeof u.held.lut1[entry]) != 0)
+            rows.narrow |= 1u << entry;
+    for (unsigned rule = 0; rule < 8; ++rule) {
+        rows.wide[rule] = u.unsureWide[rule];
+        for (unsigned word = 0; word < 41; ++word)
+            if (u.held.lut0[rule].word[word] != s_.old.lut0[rule].word[word])
+                rows.wide[rule] |= static_cast<uint16_t>(1u << wideRowOf(word));
+    }
+    return rows;
 }
 
 // Only rows that differ, and heads and ends of deleted and new rules, are written; each at most twice.
@@ -373,9 +397,11 @@ void UpdateWatch::checkEnd(Outcome outcome)
     if (std::memcmp(IFC_LUT0_Rule, shadow.lut0, sizeof IFC_LUT0_Rule) != 0 ||
         std::memcmp(IFC_LUT1_Rule, shadow.lut1, sizeof IFC_LUT1_Rule) != 0)
         complain("the shadow is wrong");
-    if (outcome == Outcome::Refused)
-        complain("refused, reason " + std::to_string(static_cast<int>(update_->refusal)));
-    RowSet except = outcome == Outcome::Incomplete ? update_->differ : RowSet{};
+    RowSet except = outcome == Outcome::Incomplete ? differ() : RowSet{};
+    // A counter that was not taken back from a rule's new place is not that of the old place either.
+    for (const auto &[number, origin] : s_.origin)
+        if ((except.counters >> number & 1) != 0 && origin >= 0)
+            except.counters |= uint64_t{1} << origin;
     except.counters |= countersLost_;
     countersLost_ = except.counters;
     checkTables(shadow, except, done ? "what is wanted" : "as before");

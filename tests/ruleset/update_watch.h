@@ -31,6 +31,14 @@ struct Fault {
 
 constexpr unsigned kForever = ~0u;
 
+// Rows by table. A set bit: the hardware may differ from the shadow, or from what it held before.
+struct RowSet {
+    uint16_t wide[IFC_LUT0_RULES] = {}; // bit: row 0..10
+    uint32_t narrow = 0;                // bit: entry
+    uint64_t actions = 0;               // bit: number
+    uint64_t counters = 0;              // bit: number
+};
+
 class UpdateWatch
 {
 public:
@@ -44,6 +52,8 @@ public:
     // After Incomplete: the chip answers again.
     ruleset::Outcome finish();
 
+    // After Incomplete.
+    RowSet differ() const;
     const std::string &complaint() const { return complaint_; } // the first one; empty: all is well
     unsigned accesses() const { return accesses_; }
     unsigned transfers() const { return transfers_; }
@@ -64,8 +74,8 @@ private:
     void lookAt(unsigned number, const Living *living);
     void frame();
     void complain(const std::string &what);
-    void checkTables(const ruleset::Tables &tables, const ruleset::RowSet &except, const char *name);
-    void checkEntries(bool old, const ruleset::RowSet &except);
+    void checkTables(const ruleset::Tables &tables, const RowSet &except, const char *name);
+    void checkEntries(bool old, const RowSet &except);
     void checkWrites();
     void checkEnd(ruleset::Outcome outcome);
 

@@ -12,6 +12,8 @@ import sys
 import tempfile
 import unittest
 
+from capture_file import records
+
 IFCCTL, ROOT = sys.argv[1], sys.argv[2]
 os.environ["IFC_STATE"] = "none"  # each run begins with a fresh chip
 STACK = os.path.join(ROOT, "examples", "stack.pcap")
@@ -27,17 +29,6 @@ def run(*args, text=None):
 def batch(*lines, args=()):
     result = run(*args, "-b", "-", text=("\n".join(lines) + "\n").encode())
     return result.returncode, result.stdout.decode(), result.stderr.decode()
-
-
-def records(name):
-    with open(name, "rb") as file:
-        data = file.read()
-    frames, at = [], 24
-    while at < len(data):
-        length = struct.unpack_from("<I", data, at + 8)[0]
-        frames.append(data[at + 16:at + 16 + length])
-        at += 16 + length
-    return frames
 
 
 class Frames(unittest.TestCase):

@@ -15,6 +15,8 @@ import tempfile
 import termios
 import unittest
 
+from capture_file import records
+
 IFCCTL, ROOT = sys.argv[1], sys.argv[2]
 os.environ["IFC_STATE"] = "none"  # each run begins with a fresh chip
 os.environ["COLUMNS"] = "100"
@@ -23,17 +25,6 @@ FRAMINGS = os.path.join(ROOT, "examples/framings.pcap")
 with open(os.path.join(ROOT, "examples/gateway.ifc"), encoding="utf-8") as file:
     GATEWAY = [line for line in file.read().splitlines() if line and not line.startswith("#")]
 PROTOCOLS = {1: "icmp", 6: "tcp", 17: "udp", 58: "icmpv6"}
-
-
-def records(name):
-    with open(name, "rb") as file:
-        data = file.read()
-    frames, at = [], 24
-    while at < len(data):
-        length = struct.unpack_from("<I", data, at + 8)[0]
-        frames.append(data[at + 16:at + 16 + length])
-        at += 16 + length
-    return frames
 
 
 def capture(frames):

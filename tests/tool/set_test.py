@@ -146,13 +146,31 @@ class SetTest(unittest.TestCase):
         long = "".join(f"rule add udf0 {n} udf0 any action cpu\n" for n in range(16))  # two entries each
         short = "".join(f"rule add udf0 {n} action cpu\n" for n in range(32))
         self.good("set", "load", self.file(long))
-        self.assertEqual(self.json("set", "load", self.file(short))["added"], 32)
+        self.good("frame", "send", TO_5065)
+        done = self.json("set", "load", self.file(short))
+        self.assertEqual((done["kept"] + done["moved"], done["added"], done["deleted"]), (16, 16, 0))
+        self.assertFalse(done["fewest_moves"])
+        self.good("table", "verify")
+        self.assertEqual(self.good("set", "diff", self.path("rules.set")), "no difference\n")
+
+    def test_long_chains_make_room_for_a_rule(self):
+        # Two entries each that one could say: at least the first, at most the highest.
+        for n in range(16):
+            self.good("op", f"ifc_set_lut1_rules {2 * n} 1 0 28 2 0xffff 0 {n}")
+            self.good("op", f"ifc_set_lut1_rules {2 * n + 1} 1 1 28 3 0xffff 0 0xffff")
+        for n in range(24):  # eight of the sixteen rules go to LUT0
+            self.good("rule", "add", "udf1", str(n), "action", "cpu")
+        self.assertEqual(self.json("resource", "show")["lut1_free"], 0)
+        self.bad(3, "rule", "add", "udf1", "24", "action", "cpu")
         self.good("table", "verify")
 
     def test_tables_that_differ_from_the_shadow_are_refused(self):
         self.tool("--done-after", "0", "op", "ifc_set_lut1_rules 0 1 1 28 0 0xffff 0 9")
         name = self.file("rule add vlan_id 5 action cpu\n")
-        self.bad(3, "set", "load", name, parts=["hardware and shadow differ", "write_all_ifc_rule_to_hw"])
+        for command in (["set", "load", name], ["set", "load", "-n", name], ["rule", "flush"],
+                        ["rule", "add", "vlan_id", "5", "action", "cpu"],
+                        ["rule", "insert", "vlan_id", "5", "action", "cpu"]):
+            self.bad(3, *command, parts=["hardware and shadow differ", "write_all_ifc_rule_to_hw"])
         self.good("op", "write_all_ifc_rule_to_hw")
         self.good("set", "load", name)
         self.good("table", "verify")

@@ -31,9 +31,9 @@ private:
 class StateFile
 {
 public:
-    // Takes the lock, and with `makeFolder` makes the folder if it is missing. Waits up to `waitMilliseconds` until
-    // another program releases it. A symbolic link is followed: the file that it names is replaced. Throws
-    // FileError.
+    // Takes the lock, and with `makeFolder` makes the folder if it is missing. Waits up to `waitMilliseconds`
+    // until another program releases it. A symbolic link is followed: the file that it names is replaced.
+    // Throws FileError.
     StateFile(const std::string &path, unsigned waitMilliseconds, bool makeFolder = false);
     ~StateFile();
     StateFile(const StateFile &) = delete;

@@ -75,8 +75,8 @@ const std::vector<Command> &allCommands()
     static const std::vector<Command> table = [] {
         std::vector<Command> all;
         for (const auto &part :
-             {ruleCommands(), switchCommands(), actionCommands(), operationCommands(), setCommands(),
-              tableCommands(), frameCommands(), reportCommands(), flowCommands()})
+             {ruleCommands(), switchCommands(), actionCommands(), counterCommands(), operationCommands(),
+              setCommands(), tableCommands(), frameCommands(), reportCommands(), flowCommands()})
             all.insert(all.end(), part.begin(), part.end());
         return all;
     }();
@@ -124,6 +124,8 @@ const std::vector<NamedHelp> &placeholders()
         {"WORD", "a word of an action with its value; WORD off switches its sub-action off"},
         {"VALUE", "the value of a word"},
         {"ID", "a counter's number, 0 to 15"},
+        {"SECONDS", "a number from 0.1 to 86400; 1 if it is left out"},
+        {"COUNT", "1 to 1000000"},
         {"FILE", "a file; - for standard input"},
         {"OUT", "a file that is written"},
         {"TEXT", "any text, one word in a batch"},

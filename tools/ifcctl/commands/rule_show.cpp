@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// rule show: the rules in the order in which they decide, as lines of a batch.
+// rule show: the rules in the order in which they decide, as lines of a batch, or their counters.
+#include "counter_table.h"
 #include "rule_commands.h"
 #include "wrap.h"
 
@@ -67,7 +68,13 @@ std::string briefText(const RuleSet &set, int revision)
 
 void ruleShow(Session &session, WordReader &words)
 {
+    const bool statistics = words.skip("-s");
     words.expectEnd("rule show");
+    if (statistics) {
+        const Reading reading = readRuleCounters(session);
+        session.print(counterTable(reading), counterJson(reading));
+        return;
+    }
     if (session.options().details) {
         showDetails(session);
         return;

@@ -7,11 +7,9 @@
 #include "wrap.h"
 
 #include "tools/ifcctl/core/rule_words.h"
-#include "tools/ifcctl/device/hardware.h"
 #include "tools/ifcctl/device/output_file.h"
 #include "tools/ifcctl/device/set_plan.h"
 
-#include "ifc/records/chip.h"
 #include "ruleset/edits.h"
 
 #include <algorithm>
@@ -100,23 +98,6 @@ std::string fileOf(WordReader &words, const char *command)
     return words.take(command, "a file of 'rule add' lines, or -");
 }
 
-// An update knows the hardware by the shadow. Where they differ it would leave wrong entries.
-void refuseIfTablesDiffer(Session &session, const std::string &path)
-{
-    bool same = true;
-    if (ifc::hasWritableLut0(session.device().revision()))
-        for (unsigned n = 0; n < IFC_LUT0_RULES; ++n)
-            same = same && std::ranges::equal(readLut0(session, n).word, IFC_LUT0_Rule[n].word);
-    for (unsigned n = 0; n < IFC_LUT1_RULES; ++n)
-        same = same && std::ranges::equal(readLut1(session, n).word, IFC_LUT1_Rule[n].word);
-    session.checkTransfers();
-    if (!same)
-        throw refused(
-            Reason::TablesDiffer, "set load", path,
-            "hardware and shadow differ, see 'table verify'; 'op write_all_ifc_rule_to_hw' writes the "
-            "shadow to the hardware");
-}
-
 void setLoad(Session &session, WordReader &words)
 {
     const bool dry = words.skip("-n");
@@ -126,7 +107,6 @@ void setLoad(Session &session, WordReader &words)
     const bool only = dry || alsoDry;
     const int revision = session.device().revision();
     const SetFile file = readSetFile(path, revision);
-    refuseIfTablesDiffer(session, path);
     SetPlan plan(session, file);
     std::vector<RuleNote> notes;
     for (unsigned n = 0; n < file.rules.size(); ++n)

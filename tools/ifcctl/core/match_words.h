@@ -33,8 +33,8 @@ std::optional<MatchWord> findMatchWord(const std::string &word);
 // Every word in lower case, in alphabetical order.
 const std::vector<std::string> &matchWords();
 
-// The end of a message about an unknown word: "; did you mean dst_port?", or "". It also knows names of values
-// (`tcp`), upper case, and words of other tools (`vlan`, `proto`).
+// The end of a message about an unknown word: "; did you mean dst_port?", or "". It also knows names of
+// values (`tcp`), upper case, and words of other tools (`vlan`, `proto`).
 std::string didYouMeanMatch(const std::string &given);
 
 // The values that the word accepts, for messages.

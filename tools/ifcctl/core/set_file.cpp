@@ -94,9 +94,13 @@ void readLine(Reader &reader, unsigned number, const Words &line, int revision)
     }
 }
 
-void readLines(Reader &reader, std::istream &file, int revision)
+} // namespace
+
+SetFile readSet(std::istream &file, const std::string &name, int revision)
 {
-    SetFile &set = reader.set;
+    Reader reader;
+    reader.set.name = name;
+    const SetFile &set = reader.set;
     unsigned number = 0; // of the line that an error is about
     unsigned read = 0;
     try {
@@ -120,27 +124,24 @@ void readLines(Reader &reader, std::istream &file, int revision)
     } catch (const Error &error) {
         throw Error(error.reason(), set.name + ':' + std::to_string(number) + ": " + error.text());
     }
+    return std::move(reader.set);
 }
-
-} // namespace
 
 SetFile readSetFile(const std::string &path, int revision)
 {
-    Reader reader;
-    SetFile &set = reader.set;
-    set.name = path == "-" ? "standard input" : path;
+    SetFile set;
     std::ifstream file;
     if (path != "-")
         file.open(path);
     std::istream &in = path == "-" ? std::cin : file;
     errno = 0;
     if (in)
-        readLines(reader, in, revision);
+        set = readSet(in, path == "-" ? "standard input" : path, revision);
     else
         errno = errno != 0 ? errno : ENOENT;
     if (!in.eof() || in.bad())
         throw usage("set", path, std::string("a file that can be read (") + std::strerror(errno) + ')');
-    return std::move(set);
+    return set;
 }
 
 SwitchLines switchLines(const std::vector<ifc_rule> &rules, bool ppe, bool classifier)

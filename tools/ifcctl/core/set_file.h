@@ -4,6 +4,7 @@
 
 #include "ruleset/ruleset.h"
 
+#include <iosfwd>
 #include <optional>
 #include <string>
 #include <vector>
@@ -31,6 +32,9 @@ struct SetFile {
 //   udf N network OFFSET                  where UDFn is taken from. The device has no register for it: only
 //                                         the model's place is accepted, which is 2 * N
 SetFile readSetFile(const std::string &path, int revision);
+
+// The same from an open file; `name` is its name in messages.
+SetFile readSet(std::istream &file, const std::string &name, int revision);
 
 // Lines of such a file around those of the rules. A file runs as a batch too, where an action that needs the
 // PPE is accepted only while the PPE is on. So the switch may go on before the rules, and off after them.

@@ -56,8 +56,10 @@ unsigned countFits(const ifc_ruleset &start, const std::vector<ifc_rule> &rules,
 
 std::vector<Capacity> capacities(const RuleSet &set)
 {
-    const auto empty = std::make_unique<ifc_ruleset>();
-    ifc_ruleset_init(empty.get());
+    // The same tables with all rules taken away. A set that did not read the tables would be refused.
+    const auto empty = std::make_unique<ifc_ruleset>(set.raw());
+    ifc_ruleset_claim(empty.get());
+    ifc_ruleset_clear(empty.get());
     std::vector<Capacity> list;
     for (const Shape &shape : kShapes) {
         std::vector<ifc_rule> rules;

@@ -15,11 +15,22 @@ constexpr unsigned kWaitMilliseconds = 5000;
 
 } // namespace
 
-ChipStore::ChipStore(const std::string &path, bool readOnly) : path_(path)
+ChipStore::ChipStore(const std::string &path, bool readOnly) : path_(path), readOnly_(readOnly)
 {
+    load();
+}
+
+void ChipStore::reopen()
+{
+    load();
+}
+
+void ChipStore::load()
+{
+    stored_.reset();
     if (path_.empty())
         return;
-    const std::optional<std::string> bytes = content(readOnly);
+    const std::optional<std::string> bytes = content();
     if (!bytes)
         return;
     state::ChipState chip;
@@ -32,7 +43,7 @@ ChipStore::ChipStore(const std::string &path, bool readOnly) : path_(path)
     stored_ = chip;
 }
 
-std::optional<std::string> ChipStore::content(bool readOnly)
+std::optional<std::string> ChipStore::content()
 {
     using state::FileError;
     const bool isDefault = path_ == state::defaultPath();
@@ -41,7 +52,7 @@ std::optional<std::string> ChipStore::content(bool readOnly)
     if (!isDefault && !folder.empty() && !std::filesystem::exists(folder, ignored))
         throw usage("--state", path_, "a file in a folder that exists; there is no " + folder.string());
     try {
-        if (!readOnly)
+        if (!readOnly_)
             file_ = std::make_unique<state::StateFile>(path_, kWaitMilliseconds, isDefault);
     } catch (const FileError &error) {
         if (error.reason() == FileError::Reason::Busy)

@@ -17,8 +17,7 @@ class ChipStore
 public:
     // Waits some seconds while another program uses the file. "": keeps nothing. Without write permission for
     // the lock or the folder, the file is only read. Throws Error for a file that is in use, cannot be read,
-    // or is no state file.
-    // Only the default file's folder is made if it is missing.
+    // or is no state file. Only the default file's folder is made if it is missing.
     // `readOnly`: neither lock nor folder is made, and nothing can be kept.
     explicit ChipStore(const std::string &path, bool readOnly = false);
 
@@ -31,10 +30,16 @@ public:
     // Writes the chip if it has changed. Throws Error (Reason::OutputFailed).
     void keep(const state::ChipState &chip);
 
+    // Lets other programs use the file, and reads it again. Throws Error as the constructor does.
+    void release() { file_.reset(); }
+    void reopen();
+
 private:
-    std::optional<std::string> content(bool readOnly);
+    std::optional<std::string> content();
+    void load();
 
     std::string path_;
+    bool readOnly_;
     std::unique_ptr<state::StateFile> file_;
     std::string whyReadOnly_;
     std::string before_; // the chip's bytes

@@ -132,6 +132,17 @@ public:
         return reply;
     }
 
+    void pause() override { (void)flock(command_.descriptor(), LOCK_UN); }
+
+    void resume() override
+    {
+        while (flock(command_.descriptor(), LOCK_EX) != 0)
+            if (errno != EINTR)
+                throw command_.failed();
+        mirror();
+        copied_ = false;
+    }
+
     engine::RegisterWindow &window() override
     {
         if (!copied_)
@@ -157,9 +168,17 @@ public:
         return result;
     }
 
-    // The library reads through the registers of this process: those of the copy.
+    // The library reads through the registers of this process: those of the copy. Before that the module
+    // completes an undo that has failed, if there is one, so that the copy has the right actions.
     void readRules(ifc_ruleset &set) override
     {
+        const File file(folder_, "ruleset", O_RDWR);
+        if (file.there()) {
+            ifc_ruleset_report report{};
+            if (send(file, {}, IFC_RULESET_PLAN_ONLY, report) == IFC_RULESET_TIMEOUT)
+                throw timedOut();
+            copied_ = copied_ && report.undo == IFC_RULESET_UNDO_NONE;
+        }
         host::attach(&window());
         const int result = ifc_ruleset_read(&set, nullptr);
         host::attach(nullptr);
@@ -175,11 +194,7 @@ public:
             throw refused(
                 Reason::NoSetOperations, "device", folder_,
                 "this module does not take sets of rules; 'rule add auto' and 'op' place them one by one");
-        const bool taken = file.take(ruleBatch(edits, flags));
-        const std::string text = file.content();
-        if (!taken || !readReport(text, report))
-            throw Error(Reason::DeviceFailed,
-                        "device: " + file.path() + ": " + text.substr(0, text.find('\n')));
+        (void)send(file, edits, flags, report);
         if (report.result != IFC_RULESET_OK || (flags & IFC_RULESET_PLAN_ONLY) != 0)
             return report.result;
         // The same on the copy, so that the set has its places.
@@ -233,6 +248,17 @@ private:
             if (address == reg)
                 return value;
         return 0;
+    }
+
+    // One write to the module's file `ruleset`. Returns the result in the report.
+    static int send(const File &file, const RuleEdits &edits, unsigned flags, ifc_ruleset_report &report)
+    {
+        const bool taken = file.take(ruleBatch(edits, flags));
+        const std::string text = file.content();
+        if (!taken || !readReport(text, report))
+            throw Error(Reason::DeviceFailed,
+                        "device: " + file.path() + ": " + text.substr(0, text.find('\n')));
+        return report.result;
     }
 
     Reply send(const std::string &line)

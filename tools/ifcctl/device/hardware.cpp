@@ -40,6 +40,18 @@ IFC_Action_Format readAction(Session &session, unsigned entry)
     return record;
 }
 
+bool tablesDiffer(Device &device)
+{
+    const engine::Tables &tables = device.window().tables();
+    bool same = true;
+    if (ifc::hasWritableLut0(device.revision()))
+        for (unsigned n = 0; n < IFC_LUT0_RULES; ++n)
+            same = same && std::ranges::equal(tables.lut0[n], IFC_LUT0_Rule[n].word);
+    for (unsigned n = 0; n < IFC_LUT1_RULES; ++n)
+        same = same && std::ranges::equal(tables.lut1[n], IFC_LUT1_Rule[n].word);
+    return !same;
+}
+
 TableRules differingRules(Session &session)
 {
     const engine::Tables &tables = session.device().window().tables();

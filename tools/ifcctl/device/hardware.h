@@ -17,8 +17,11 @@ IFC_LUT0_Format readLut0(Session &session, unsigned rule);
 IFC_LUT1_Format readLut1(Session &session, unsigned entry);
 IFC_Action_Format readAction(Session &session, unsigned entry);
 
-// Rules in the tables of the hardware that the shadow does not hold so, and the other way round. Known: on chips
-// whose LUT0 is not written, its shadow may hold anything. It is not compared.
+// Rules in the hardware's tables are not those of the shadow. LUT0 counts only if the chip uses it.
+bool tablesDiffer(Device &device);
+
+// Rules in the tables of the hardware that the shadow does not hold so, and the other way round. Known: on
+// chips whose LUT0 is not written, its shadow may hold anything. It is not compared.
 struct TableRules {
     std::vector<PlacedRule> onlyHardware;
     std::vector<PlacedRule> onlyShadow;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 #include "rule_set.h"
 
+#include "hardware.h"
+
 #include "tools/ifcctl/core/errors.h"
 #include "tools/ifcctl/core/rule_words.h"
 #include "tools/ifcctl/core/rules.h"
@@ -87,13 +89,7 @@ bool sameAction(const ifc_rule &one, const ifc_rule &other)
 
 RuleSet::RuleSet(Session &session) : session_(session), set_(std::make_unique<ifc_ruleset>())
 {
-    reread();
-}
-
-void RuleSet::reread()
-{
     session_.device().readRules(*set_);
-    edits_.clear();
 }
 
 unsigned RuleSet::number(unsigned position) const
@@ -193,8 +189,18 @@ unsigned RuleSet::countFits(const ifc_rule &rule) const
     return fits;
 }
 
+// Where they differ, an update would leave wrong entries.
+void RuleSet::refuseIfTablesDiffer() const
+{
+    if (tablesDiffer(session_.device()))
+        throw refused(Reason::TablesDiffer, "device", session_.options().device,
+                      "hardware and shadow differ, see 'table verify'; 'op write_all_ifc_rule_to_hw' brings "
+                      "the shadow to the hardware (after a failed update check actions and counters too)");
+}
+
 ifc_ruleset_report RuleSet::apply(unsigned flags)
 {
+    refuseIfTablesDiffer();
     // Places are found first. If this is refused, the device has not been accessed.
     (void)plan();
     ifc_ruleset_report report{};
@@ -210,8 +216,8 @@ ifc_ruleset_report RuleSet::apply(unsigned flags)
     default:
         throw timedOut(
             report.undo == IFC_RULESET_UNDO_FAILED
-                ? " (the chip did not answer while the update was taken back: its tables may differ "
-                  "from the shadow, which is as it was; 'op write_all_ifc_rule_to_hw' brings them there)"
+                ? " (the chip did not answer while the update was taken back: tables, actions and counters "
+                  "may not be as they were; the next command that reads the rules takes them back first)"
                 : " (the rules, their actions and counters are as they were)");
     }
 }

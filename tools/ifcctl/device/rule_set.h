@@ -18,8 +18,6 @@ class RuleSet
 public:
     // Reads the tables of the session's device. Throws Error when a transfer does not complete.
     explicit RuleSet(Session &session);
-    // Drops all edits.
-    void reread();
 
     unsigned count() const { return ifc_ruleset_count(set_.get()); }
     const ifc_rule &rule(unsigned position) const { return *ifc_ruleset_rule(set_.get(), position); }
@@ -58,8 +56,12 @@ public:
     ifc_ruleset_report tryPlan();
     // How many such rules could be appended, one after the other. The list stays as it is.
     unsigned countFits(const ifc_rule &rule) const;
-    // Updates the tables, all or nothing. Throws Error as plan() does, or if a transfer does not complete.
+    // Updates the tables, all or nothing. Throws Error as plan() does, if hardware and shadow differ
+    // (Reason::TablesDiffer), or if a transfer does not complete.
     ifc_ruleset_report apply(unsigned flags = 0);
+
+    // Throws Error (Reason::TablesDiffer): an update knows the hardware by the shadow.
+    void refuseIfTablesDiffer() const;
 
 private:
     std::string whatWouldFit() const;

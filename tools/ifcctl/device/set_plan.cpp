@@ -23,6 +23,15 @@ bool sameRule(const ifc_rule &one, const ifc_rule &other)
            std::memcmp(one.condition, other.condition, one.count * sizeof one.condition[0]) == 0;
 }
 
+// The rule needs fewer LUT1 entries than the chain at this place, which matches the same frames.
+bool isShorter(const ifc_rule &rule, const ifc_ruleset_place &place)
+{
+    ifc_rule_shape shape{};
+    ifc_rule_shape_of(&rule, &shape);
+    return place.table == IFC_RULESET_LUT1 && shape.narrow_entries != 0 &&
+           shape.narrow_entries < place.entries;
+}
+
 } // namespace
 
 SetPlan::SetPlan(Session &session, const SetFile &file) : set_(session)
@@ -31,14 +40,6 @@ SetPlan::SetPlan(Session &session, const SetFile &file) : set_(session)
     makeSteps(file);
     edit(file);
     report_ = set_.tryPlan();
-    if (report_.result == IFC_RULESET_NO_PLACE && set_.edits().size() < 2 * IFC_RULESET_RULES) {
-        // A rule that stays keeps its entries, which may be more than it needs. As new rules all may fit.
-        set_.reread();
-        same_.assign(file.rules.size(), std::nullopt);
-        makeSteps(file);
-        edit(file);
-        report_ = set_.tryPlan();
-    }
     if (report_.result != IFC_RULESET_OK)
         throwNoPlace(file);
     for (unsigned n = 0; n < file.rules.size(); ++n) {
@@ -116,8 +117,11 @@ void SetPlan::edit(const SetFile &file)
                 set_.move(at, n);
                 std::rotate(list.begin() + n, list.begin() + at, list.begin() + at + 1);
             }
-            if (steps_[n].newAction)
-                set_.replace(n, file.rules[n], IFC_RULESET_ACTION);
+            unsigned what = steps_[n].newAction ? IFC_RULESET_ACTION : 0;
+            if (isShorter(file.rules[n], set_.place(n)))
+                what |= IFC_RULESET_CONDITIONS;
+            if (what != 0)
+                set_.replace(n, file.rules[n], what);
         } catch (const Error &error) {
             throw Error(error.reason(), file.placeOf(n) + ": " + error.text());
         }
@@ -137,6 +141,7 @@ bool SetPlan::changesRules() const
 
 void SetPlan::apply(unsigned flags)
 {
+    set_.refuseIfTablesDiffer();
     if (!changesRules())
         return;
     const ifc_ruleset_report applied = set_.apply(flags);

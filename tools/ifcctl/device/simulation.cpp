@@ -42,6 +42,7 @@ public:
         *gpIfcPriv = IFC_Private_T{};
         gpIfcPriv->dbgLevel = static_cast<uint8>(options.debug);
         (void)clear_all_ifc_rules();
+        ifc_ruleset_forget_undo();
         ifcSendToPpe = 0;
         if (chip)
             state::restore(*chip, window_);
@@ -49,15 +50,33 @@ public:
             state::restore(*store_.stored(), window_);
         else
             store_.begin(state::capture(window_, revision_));
-        window_.onAccess(
-            [](void *self, const engine::Access &access) { static_cast<Simulation *>(self)->watch(access); },
-            this);
+        hook();
     }
 
     void keep() override
     {
         if (keeps_)
             store_.keep(state::capture(window_, revision_));
+    }
+
+    void pause() override
+    {
+        keep();
+        store_.release();
+    }
+
+    void resume() override
+    {
+        if (!keeps_)
+            return;
+        store_.reopen();
+        if (!store_.stored())
+            return;
+        window_.onAccess(nullptr, nullptr);
+        revision_ = static_cast<int>(store_.stored()->revision);
+        host::setRevision(revision_);
+        state::restore(*store_.stored(), window_);
+        hook();
     }
 
     void finish() override
@@ -115,6 +134,13 @@ public:
 
 private:
     static constexpr unsigned kPolls = 3; // of a transfer, see ifcChecConfigDone()
+
+    void hook()
+    {
+        window_.onAccess(
+            [](void *self, const engine::Access &access) { static_cast<Simulation *>(self)->watch(access); },
+            this);
+    }
 
     void watch(const engine::Access &access)
     {

@@ -1,0 +1,260 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0
+// The chip falls silent during an update and stays silent during the undo. The next user of the chip, with
+// any set, brings it back first.
+#include "rule_support.h"
+#include "ruleset/edits.h"
+#include "tests/engine/classifier_fixture.h"
+#include "update_scenario.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+using namespace rules;
+
+namespace
+{
+
+constexpr unsigned kForever = 1000000;
+
+class FailedUndo : public ClassifierTest
+{
+protected:
+    void SetUp() override
+    {
+        ClassifierTest::SetUp();
+        ifc_ruleset_forget_undo();
+        ifc_ruleset_init(set.get());
+        for (unsigned n = 0; n < 7; ++n)
+            append(*set, rule({equal(DPORT, n), equal(SPORT, 1)}), n);
+        append(*set, rule({equal(DIPv4, 1, 0xFF0000FF)}), 50);
+        ASSERT_EQ(ifc_ruleset_apply(set.get(), 0, &report), IFC_RULESET_OK);
+        for (unsigned n = 0; n < IFC_COUNTERS; ++n)
+            window.tables().counter[n][0] = 1000 + n;
+        before = window.tables();
+    }
+
+    void TearDown() override { ifc_ruleset_forget_undo(); }
+
+    static void append(ifc_ruleset &to, ifc_rule made, unsigned action)
+    {
+        made.action.word[2] = 0x100 + action;
+        ASSERT_EQ(ifc_ruleset_insert(&to, IFC_RULESET_LAST, &made, nullptr), IFC_RULESET_OK);
+    }
+
+    // Rules go, come, move and get other actions.
+    static void change(ifc_ruleset &of)
+    {
+        ASSERT_EQ(ifc_ruleset_remove(&of, 2), IFC_RULESET_OK);
+        ASSERT_EQ(ifc_ruleset_move(&of, 5, 0), IFC_RULESET_OK);
+        ifc_rule made = rule({equal(SPORT, 1)});
+        made.action.word[2] = 0x200;
+        ASSERT_EQ(ifc_ruleset_insert(&of, 0, &made, nullptr), IFC_RULESET_OK);
+        ASSERT_EQ(ifc_ruleset_replace(&of, 3, &made, IFC_RULESET_ACTION, nullptr), IFC_RULESET_OK);
+        append(of, rule({equal(UDF0, 1), equal(UDF0 + 1, 1)}), 99);
+    }
+
+    void silence(unsigned after)
+    {
+        window.injectFault(engine::TransferFault::NeverComplete, after, kForever);
+    }
+    void wake() { window.injectFault(engine::TransferFault::None, 0, 0); }
+
+    // The chip and the shadow are as before; the change is still to be made.
+    void back()
+    {
+        wake();
+        ifc_ruleset_forget_undo();
+        window.tables() = before;
+        window.touch();
+        memcpy(IFC_LUT0_Rule, before.lut0, sizeof IFC_LUT0_Rule);
+        memcpy(IFC_LUT1_Rule, before.lut1, sizeof IFC_LUT1_Rule);
+        *set = *kept;
+    }
+
+    // Calls `look` after every change that a silence from any transfer on has left half done.
+    template <typename Look>
+    void atEverySilence(const Look &look)
+    {
+        *kept = *set;
+        unsigned halfDone = 0;
+        for (unsigned good = 0;; ++good) {
+            ASSERT_NO_FATAL_FAILURE(change(*set));
+            silence(good);
+            const int result = ifc_ruleset_apply(set.get(), 0, &report);
+            if (result == IFC_RULESET_OK)
+                break;
+            ASSERT_EQ(result, IFC_RULESET_TIMEOUT);
+            expectShadowAsBefore();
+            if (report.undo == IFC_RULESET_UNDO_FAILED) {
+                halfDone += memcmp(&before, &window.tables(), sizeof before) != 0;
+                ASSERT_NO_FATAL_FAILURE(look(good)) << good;
+            } else {
+                ASSERT_EQ(memcmp(&before, &window.tables(), sizeof before), 0) << good;
+            }
+            back();
+        }
+        EXPECT_GT(halfDone, 15u);
+        wake();
+    }
+
+    void expectShadowAsBefore()
+    {
+        ASSERT_EQ(memcmp(IFC_LUT0_Rule, before.lut0, sizeof IFC_LUT0_Rule), 0);
+        ASSERT_EQ(memcmp(IFC_LUT1_Rule, before.lut1, sizeof IFC_LUT1_Rule), 0);
+    }
+
+    void expectAllAsBefore()
+    {
+        ASSERT_EQ(memcmp(&before, &window.tables(), sizeof before), 0);
+        expectShadowAsBefore();
+    }
+
+    void expectShadowEqualsHardware()
+    {
+        ASSERT_EQ(memcmp(IFC_LUT0_Rule, window.tables().lut0, sizeof IFC_LUT0_Rule), 0);
+        ASSERT_EQ(memcmp(IFC_LUT1_Rule, window.tables().lut1, sizeof IFC_LUT1_Rule), 0);
+    }
+
+    // The tables hold the changed list, with the actions and the counters of the rules that were there.
+    void expectChanged(const ifc_ruleset &of)
+    {
+        expectShadowEqualsHardware();
+        ASSERT_EQ(ifc_ruleset_count(&of), 9u);
+        for (unsigned n = 0; n < 9; ++n) {
+            const ifc_rule &own = *ifc_ruleset_rule(&of, n);
+            const int number = ifc_ruleset_number(ifc_ruleset_place_of(&of, n));
+            ASSERT_GE(number, 0);
+            ASSERT_EQ(memcmp(window.tables().action[number], own.action.word, sizeof own.action), 0) << n;
+            const bool added = n == 0 || n == 8;
+            ASSERT_EQ(window.tables().counter[number][0] == 0, added) << n;
+        }
+    }
+
+    std::unique_ptr<ifc_ruleset> set = std::make_unique<ifc_ruleset>();
+    std::unique_ptr<ifc_ruleset> kept = std::make_unique<ifc_ruleset>();
+    std::unique_ptr<ifc_ruleset> fresh = std::make_unique<ifc_ruleset>();
+    ifc_ruleset_report report{};
+    engine::Tables before{};
+};
+
+} // namespace
+
+TEST_F(FailedUndo, IsCompletedByTheNextRead)
+{
+    atEverySilence([&](unsigned) {
+        const engine::Tables found = window.tables();
+        ASSERT_EQ(ifc_ruleset_read(fresh.get(), &report), IFC_RULESET_TIMEOUT);
+        ASSERT_EQ(report.undo, IFC_RULESET_UNDO_FAILED);
+        ASSERT_EQ(ifc_ruleset_count(fresh.get()), 0u);
+        ASSERT_EQ(memcmp(&found, &window.tables(), sizeof found), 0);
+        ASSERT_FALSE(host::lockHeld());
+        wake();
+        ASSERT_EQ(ifc_ruleset_read(fresh.get(), &report), IFC_RULESET_OK);
+        ASSERT_EQ(report.undo, IFC_RULESET_UNDONE);
+        ASSERT_NO_FATAL_FAILURE(expectAllAsBefore());
+        ASSERT_NO_FATAL_FAILURE(change(*fresh));
+        ASSERT_EQ(ifc_ruleset_apply(fresh.get(), 0, &report), IFC_RULESET_OK);
+        ASSERT_EQ(report.undo, IFC_RULESET_UNDO_NONE);
+        ASSERT_NO_FATAL_FAILURE(expectChanged(*fresh));
+    });
+}
+
+TEST_F(FailedUndo, IsCompletedByTheNextApplyOfAnySet)
+{
+    atEverySilence([&](unsigned good) {
+        ifc_ruleset &next = good % 2 == 0 ? *set : *fresh;
+        if (&next == fresh.get()) {
+            *fresh = *kept;
+            ASSERT_NO_FATAL_FAILURE(change(*fresh));
+        }
+        ASSERT_EQ(ifc_ruleset_apply(&next, 0, &report), IFC_RULESET_TIMEOUT);
+        ASSERT_EQ(report.undo, IFC_RULESET_UNDO_FAILED);
+        ASSERT_NO_FATAL_FAILURE(expectShadowAsBefore());
+        wake();
+        ASSERT_EQ(ifc_ruleset_apply(&next, 0, &report), IFC_RULESET_OK);
+        ASSERT_EQ(report.undo, IFC_RULESET_UNDONE);
+        ASSERT_NO_FATAL_FAILURE(expectChanged(next));
+    });
+}
+
+// The chip answers a few transfers of the second undo, then none, then all.
+TEST_F(FailedUndo, MayFailAgain)
+{
+    atEverySilence([&](unsigned good) {
+        for (unsigned more = 1; more < 12; more += 3) {
+            silence(more + good % 3);
+            const int result = ifc_ruleset_read(fresh.get(), &report);
+            ASSERT_EQ(result, IFC_RULESET_TIMEOUT);
+            ASSERT_NO_FATAL_FAILURE(expectShadowAsBefore());
+            if (report.undo == IFC_RULESET_UNDONE)
+                break;
+            ASSERT_EQ(report.undo, IFC_RULESET_UNDO_FAILED);
+        }
+        wake();
+        ASSERT_EQ(ifc_ruleset_read(fresh.get(), &report), IFC_RULESET_OK);
+        ASSERT_NO_FATAL_FAILURE(expectAllAsBefore());
+    });
+}
+
+// What the module does for each write to its file: it reads a set, runs the edits, and forgets the set.
+TEST_F(FailedUndo, IsCompletedByTheNextBatch)
+{
+    atEverySilence([&](unsigned) {
+        wake();
+        ifc_ruleset_edit move{};
+        move.kind = IFC_RULESET_MOVE;
+        move.position = 7; // to the front
+        ASSERT_EQ(ifc_ruleset_read(fresh.get(), &report), IFC_RULESET_OK);
+        ASSERT_NO_FATAL_FAILURE(expectAllAsBefore());
+        ASSERT_EQ(ifc_ruleset_run(fresh.get(), &move, 1, 0, &report, nullptr), IFC_RULESET_OK);
+        ASSERT_NO_FATAL_FAILURE(expectShadowEqualsHardware());
+        ASSERT_EQ(ifc_ruleset_rule(fresh.get(), 0)->action.word[2], 0x100u + 50);
+        ASSERT_EQ(livingRules(window.tables()).size(), 8u);
+    });
+}
+
+// Others write a rule and its action before the undo is completed: theirs stay, and no row is left over.
+TEST_F(FailedUndo, KeepsWhatOthersWroteInBetween)
+{
+    atEverySilence([&](unsigned good) {
+        wake();
+        const unsigned entry = good % IFC_LUT1_RULES; // it may be a free one, or part of a rule
+        ASSERT_EQ(ifc_set_lut1_rules(entry, IFC_ENABLE, 1, SINF, 0, 0x1F, 0, 9), static_cast<int>(entry + 1));
+        ifc_set_action(IFC_LUT0_RULES + entry, IFC_ACT_FPORT_NBQ, IFC_ENABLE, 3, 0, 0, 0);
+        engine::Tables wanted = window.tables();
+        memcpy(wanted.lut0, IFC_LUT0_Rule, sizeof IFC_LUT0_Rule);
+        memcpy(wanted.lut1, IFC_LUT1_Rule, sizeof IFC_LUT1_Rule);
+        ASSERT_EQ(ifc_ruleset_read(fresh.get(), &report), IFC_RULESET_OK);
+        ASSERT_EQ(report.undo, IFC_RULESET_UNDONE);
+        ASSERT_NO_FATAL_FAILURE(expectShadowEqualsHardware());
+        ASSERT_EQ(memcmp(wanted.lut1, window.tables().lut1, sizeof wanted.lut1), 0);
+        const unsigned own = IFC_LUT0_RULES + entry;
+        ASSERT_EQ(memcmp(wanted.action[own], window.tables().action[own], sizeof wanted.action[own]), 0);
+        for (const auto &[number, living] : livingRules(before)) {
+            const auto now = livingRules(window.tables());
+            if (now.count(number) != 0 && now.at(number) == living) {
+                ASSERT_EQ(memcmp(before.action[number], window.tables().action[number],
+                                 sizeof before.action[number]),
+                          0)
+                    << number;
+            }
+        }
+    });
+}
+
+TEST_F(FailedUndo, IsForgottenWithTheChipsReset)
+{
+    *kept = *set;
+    ASSERT_NO_FATAL_FAILURE(change(*set));
+    silence(20);
+    ASSERT_EQ(ifc_ruleset_apply(set.get(), 0, &report), IFC_RULESET_TIMEOUT);
+    ASSERT_EQ(report.undo, IFC_RULESET_UNDO_FAILED);
+    wake();
+    window.powerOn({});
+    (void)clear_all_ifc_rules();
+    ifc_ruleset_forget_undo();
+    ASSERT_EQ(ifc_ruleset_read(fresh.get(), &report), IFC_RULESET_OK);
+    EXPECT_EQ(report.undo, IFC_RULESET_UNDO_NONE);
+    EXPECT_EQ(report.accesses, 0u);
+}
