@@ -67,7 +67,7 @@ public:
 
     void resume() override
     {
-        if (!store_.keeps())
+        if (!keeps_)
             return;
         store_.reopen();
         if (!store_.stored())
