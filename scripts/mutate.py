@@ -9,6 +9,7 @@ build/mutate/results, so an interrupted run goes on. build/mutate/survivors list
 """
 import argparse
 import bisect
+import fcntl
 import hashlib
 import json
 import os
@@ -143,7 +144,8 @@ class Build:
         for object_file in {o for _, _, objects in self.link.values() for o in objects}:
             depends = Path(f"{object_file}.d")
             if depends.exists():
-                self.uses[object_file] = set(depends.read_text().replace("\\\n", " ").split())
+                words = depends.read_text().replace("\\\n", " ").split()  # relative ones where ccache compiled
+                self.uses[object_file] = {os.path.normpath(self.compile[object_file][0] / word) for word in words}
 
     def link_line(self, program):
         """Folder, command, and all objects of the tree, those of archives too."""
@@ -162,6 +164,7 @@ class Build:
         return target.parent, words, objects
 
     def changed_objects(self, program, file):
+        """Those to compile again: they include this file, or are made from it."""
         return sorted(o for o in self.link[program][2] if str(ROOT / file) in self.uses.get(o, ()))
 
 
@@ -218,25 +221,35 @@ class Bench:
             copy.write_text(text)
 
     def run_tests(self, fault):
+        tests = tests_of(fault.file)
         made = {}
+        if not self.compile_all(made, tests, fault.file, COPIED):
+            return "not compiled", ""
+        if all(new.read_bytes() == old.read_bytes() for old, new in made.items()):
+            return "no effect", ""
         programs = {}
-        same = True
-        for test in tests_of(fault.file):
+        for test in tests:
             program = test[0]
             if program not in programs:
-                for object_file in self.build.changed_objects(program, fault.file):
-                    if object_file not in made:
-                        made[object_file] = self.compile(object_file)
-                        if made[object_file] is None:
-                            return "not compiled", ""
-                        same = same and made[object_file].read_bytes() == object_file.read_bytes()
+                # Tests that include a header with a fault, too: they share its shapes.
+                if not self.compile_all(made, [test], fault.file, ("tests", "platform")):
+                    return "caught", "the compiler, in a test"
                 own = {o: made[o] for o in made if o in self.build.link[program][2]}
-                programs[program] = same or self.link(program, own)
+                programs[program] = self.link(program, own)
                 if programs[program] is None:
                     return "not compiled", ""
-            if not same and not passes(test, programs[program], self.limits.get(test, 600)):
+            if not passes(test, programs[program], self.limits.get(test, 600)):
                 return "caught", name_of(test)
-        return ("no effect" if same else "survived"), ""
+        return "survived", ""
+
+    def compile_all(self, made, tests, file, folders):
+        """False: one does not compile."""
+        for object_file in sorted({o for test in tests for o in self.build.changed_objects(test[0], file)}):
+            if object_file not in made and object_file.relative_to(BASE).parts[0] in folders:
+                made[object_file] = self.compile(object_file)
+                if made[object_file] is None:
+                    return False
+        return True
 
 
 def name_of(test):
@@ -310,6 +323,11 @@ def main():
     if options.sample is not None and options.sample < len(chosen):
         chosen = random.Random(options.seed).sample(chosen, options.sample)
     WORK.mkdir(parents=True, exist_ok=True)
+    alone = open(WORK / "lock", "w")
+    try:
+        fcntl.flock(alone, fcntl.LOCK_EX | fcntl.LOCK_NB)
+    except BlockingIOError:
+        sys.exit(f"mutate: another run works in {WORK}")
     results = read_results()
     left = [fault for fault in chosen
             if fault.key not in results or options.again and results[fault.key].verdict == "survived"]
