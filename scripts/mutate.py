@@ -51,6 +51,7 @@ TESTS = {
 
 Fault = namedtuple("Fault", "file line start end new what key")
 Outcome = namedtuple("Outcome", "key verdict place what by")
+COMPILE_LIMIT = 200  # seconds; a fault in a constexpr loop keeps the compiler busy
 VERDICTS = ("caught", "survived", "no effect", "not compiled")
 
 
@@ -195,8 +196,7 @@ class Bench:
             words[-1] = str(self.tree / source)
         words.insert(1, f"-I{self.tree}")
         words.append("-w")
-        run = subprocess.run(words, cwd=folder, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        return made if run.returncode == 0 else None
+        return made if succeeds(words, folder, COMPILE_LIMIT) else None
 
     def link(self, program, made):
         folder, words, _ = self.build.link[program]
@@ -205,8 +205,7 @@ class Bench:
         archived = [str(o) for o in made.values() if str(o) not in words]  # stands before its archive
         words[words.index("-o") + 1] = str(target)
         words[words.index("-o"):words.index("-o")] = archived
-        run = subprocess.run(words, cwd=folder, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        return target if run.returncode == 0 else None
+        return target if succeeds(words, folder, COMPILE_LIMIT) else None
 
     def judge(self, fault):
         """Verdict, and the test that saw the fault."""
@@ -259,11 +258,15 @@ def name_of(test):
 
 
 def passes(test, program, limit):
-    """False also when the time is up."""
     words = [str(program), *test[1:]]
     if test[1].startswith("@"):
         words = ["/usr/bin/python3", str(ROOT / "tests/ruleset" / test[1][1:]), str(program), *test[2:]]
-    run = subprocess.Popen(words, cwd=program.parent, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+    return succeeds(words, program.parent, limit)
+
+
+def succeeds(words, folder, limit):
+    """False also when the time is up."""
+    run = subprocess.Popen(words, cwd=folder, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
                            stderr=subprocess.DEVNULL, start_new_session=True)
     try:
         return run.wait(limit) == 0
@@ -271,7 +274,7 @@ def passes(test, program, limit):
         return False
     finally:
         try:
-            os.killpg(run.pid, 9)  # what a stopped test leaves behind
+            os.killpg(run.pid, 9)  # what a stopped command leaves behind
         except ProcessLookupError:
             pass
         run.wait()
@@ -331,13 +334,14 @@ def main():
     results = read_results()
     left = [fault for fault in chosen
             if fault.key not in results or options.again and results[fault.key].verdict == "survived"]
-    known = len(chosen) - len(left)
     if left:
-        plant_all(left, results, known)
+        waiting = {fault.key for fault in left}
+        plant_all(left, results, Counter(results[f.key].verdict for f in chosen if f.key not in waiting))
     summary([(fault, results[fault.key]) for fault in chosen if fault.key in results])
 
 
-def plant_all(faults, results, known):
+def plant_all(faults, results, counts):
+    """Plants these. `counts` has the verdicts of the others."""
     tests = sorted({test for fault in faults for test in tests_of(fault.file)})
     print("mutate: building what has no fault", flush=True)
     build = Build({test[0] for test in tests})
@@ -347,7 +351,7 @@ def plant_all(faults, results, known):
         waiting.put(fault)
     lock = threading.Lock()
     begin = time.monotonic()
-    counts = Counter()
+    known = sum(counts.values())
 
     def work(number, log):
         bench = Bench(build, number, limits)
@@ -363,9 +367,9 @@ def plant_all(faults, results, known):
                 log.write("\t".join(row) + "\n")
                 log.flush()
                 counts[verdict] += 1
-                done = sum(counts.values())
+                done = sum(counts.values()) - known
                 seconds = (time.monotonic() - begin) / done * (len(faults) - done)
-                print(f"mutate: {done + known}/{len(faults) + known}, caught {counts['caught']}, survived "
+                print(f"mutate: {done + known} of {len(faults) + known}, caught {counts['caught']}, survived "
                       f"{counts['survived']}, about {seconds / 60:.0f} min left"
                       + (f"; SURVIVED {row.place} {row.what}" if verdict == "survived" else ""), flush=True)
 
