@@ -129,11 +129,13 @@ class Build:
     """The objects and the link commands of the build without a fault."""
 
     def __init__(self, programs):
+        # Objects are compared with those of the copies, so the paths in them must not be relative ones.
+        surroundings = {name: value for name, value in os.environ.items() if not name.startswith("CCACHE_")}
         with open(WORK / "base.log", "w") as log:
             for command in (["cmake", "-S", ROOT, "-B", BASE, "-DCMAKE_BUILD_TYPE=Release",
                              "-DIFC_TEST_OTHER_TARGETS=OFF"],
                             ["cmake", "--build", BASE, "-j2", "--target", *(Path(p).name for p in programs)]):
-                if subprocess.run(command, stdout=log, stderr=log).returncode != 0:
+                if subprocess.run(command, stdout=log, stderr=log, env=surroundings).returncode != 0:
                     sys.exit(f"mutate: the tree does not build: {log.name}")
         self.compile = {}  # object: its folder and command
         for entry in json.loads((BASE / "compile_commands.json").read_text()):
@@ -145,7 +147,7 @@ class Build:
         for object_file in {o for _, _, objects in self.link.values() for o in objects}:
             depends = Path(f"{object_file}.d")
             if depends.exists():
-                words = depends.read_text().replace("\\\n", " ").split()  # relative ones where ccache compiled
+                words = depends.read_text().replace("\\\n", " ").split()
                 self.uses[object_file] = {os.path.normpath(self.compile[object_file][0] / word) for word in words}
 
     def link_line(self, program):
@@ -212,7 +214,7 @@ class Bench:
         shutil.rmtree(self.out, ignore_errors=True)
         self.out.mkdir()
         copy = self.tree / fault.file
-        text = (ROOT / fault.file).read_text()
+        text = copy.read_text()  # of when the run began
         copy.write_text(text[:fault.start] + fault.new + text[fault.end:])
         try:
             return self.run_tests(fault)
@@ -224,7 +226,9 @@ class Bench:
         made = {}
         if not self.compile_all(made, tests, fault.file, COPIED):
             return "not compiled", ""
-        if all(new.read_bytes() == old.read_bytes() for old, new in made.items()):
+        same = all(new.read_bytes() == old.read_bytes() for old, new in made.items())
+        if same and self.compile_all(made, tests, fault.file, ("tests", "platform")) and \
+                all(new.read_bytes() == old.read_bytes() for old, new in made.items()):
             return "no effect", ""
         programs = {}
         for test in tests:
