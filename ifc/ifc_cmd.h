@@ -11,7 +11,7 @@
  * as hexadecimal digits, two a byte. `help` lists everything, `help NAME` one operation.
  * `get NAME` and `set NAME VALUE` reach dbgLevel and ifcSendToPpe. `get row SEL INDEX OFFSET` reads one row
  * of a table from the hardware and answers with IFC_DATA0 to IFC_DATA3 (or -62); SEL as in
- * ifcSetRuleConfig().
+ * ifcSetRuleConfig(). `clear counter INDEX` zeroes one counter entry, 0 to 39, and answers "= ok".
  *
  * The operation's own messages go through printk. Usable from C11 and C++, freestanding.
  */
@@ -33,8 +33,8 @@ enum {
 
 /*
  * Runs one line. Not reentrant: callers are serialised, like those of the operations themselves. Takes no
- * lock itself: an operation takes the driver's where ifc_util.h says so, `get row` never. Uses less than
- * 1 KiB of stack itself; the request and the frame are in static memory.
+ * lock itself: an operation takes the driver's where ifc_util.h says so, `clear counter` does, `get row`
+ * never. Uses less than 1 KiB of stack itself; the request and the frame are in static memory.
  */
 int ifc_cmd_run(const char *line, ifc_cmd_print print, void *user);
 

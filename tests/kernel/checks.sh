@@ -115,6 +115,8 @@ for form in "" .json; do
     ifcctl --device debugfs ${form:+-j} -b /tool.ifc >/tmp/tool$form 2>&1
     check "every command of ifcctl${form:+, as JSON}" cmp /tmp/tool$form /expected/tool$form
 done
+check "counter watch reads again and lets others in between" \
+    [ "$(ifcctl --device debugfs counter watch 0.1 -n 3 | grep -c '^reading')" = 3 ]
 exits() { # CODE ARGUMENT...
     code=$1
     shift
@@ -193,7 +195,7 @@ check "send_to_ppe takes a number" sh -c "echo 5 >$dir/send_to_ppe && [ \$(cat $
 
 # Bad commands.
 afresh
-check "unknown operation" refused "ifc_no_such" "operation 'ifc_no_such': accepted: help, get, set, or a name that 'help' lists"
+check "unknown operation" refused "ifc_no_such" "operation 'ifc_no_such': accepted: help, get, set, clear, or a name that 'help' lists"
 check "index out of range" refused "ifc_delete_lut0 8" "ifc_delete_lut0: rule '8': accepted: 0 to 7"
 check "too few arguments" refused "ifc_set_acnt 1" "ifc_set_acnt: 1 arguments are too few: accepted: ifc_set_acnt ifcIndex acntIdx"
 check "a refusal of the layer" is "ifc_set_acnt 40 0" "= -1"

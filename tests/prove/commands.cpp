@@ -172,7 +172,7 @@ uint64_t allArguments(unsigned slice, bool sample)
         },
         nullptr);
     for (unsigned index = 16 * slice; index < 16 * slice + 16; ++index)
-        for (unsigned offset = 0; offset < 256; offset += sample ? 51 : 1)
+        for (unsigned offset = 0; offset < 256; offset += sample ? 85 : 1)
             for (const int sel : numbers)
                 for (const int type : numbers) {
                     const auto remainder = [](int number) {

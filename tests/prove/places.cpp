@@ -90,7 +90,7 @@ uint64_t forOccupancies(unsigned slice, unsigned step, const Each &each)
 uint64_t allRuns(unsigned slice, bool sample)
 {
     machine::reset();
-    return forOccupancies(slice, sample ? 16 : 1, [](const std::string &half, bool second) {
+    return forOccupancies(slice, sample ? 85 : 1, [](const std::string &half, bool second) {
         uint64_t cases = 0;
         for (const std::string &other : kOthers) {
             const std::string entries = second ? other + half : half + other;

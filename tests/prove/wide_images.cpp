@@ -179,7 +179,7 @@ uint64_t all(unsigned slice, bool sample)
             for (const bool inMask : {false, true})
                 for (const bool ones : {false, true})
                     for (unsigned bit = 0; bit < 48; ++bit) {
-                        if (sample && (command != bit % 2 || (bit + inMask + ones) % 3 != at % 3))
+                        if (sample && (command != bit % 2 || (bit + inMask + ones) % 5 != at % 5))
                             continue;
                         check(at, field, inMask, bit, command, ones);
                         ++cases;

@@ -254,8 +254,8 @@ class Report(unittest.TestCase):
         self.refused(2, "report 'iface 3': accepted: only together with --capture", "-o", self.out, "iface", "3")
         self.refused(2, "capture '/nowhere'", "-o", self.out, "--capture", "/nowhere")
         self.refused(2, "/nowhere", "-o", self.out, "--set", "/nowhere")
-        self.refused(2, f"report '{self.folder.name}': accepted: a new name or a regular file", "-o", self.folder.name)
-        self.refused(2, "report '/dev/full': accepted: a new name or a regular file", "-o", "/dev/full")
+        self.refused(2, f"report '{self.folder.name}': accepted: a file; this is a folder", "-o", self.folder.name)
+        self.refused(6, "report '/dev/full': No space left on device", "-o", "/dev/full")
         self.refused(6, "No such file or directory", "-o", self.path("none/page.html"))
         self.refused(6, "Not a directory", "-o", STACK + "/page.html")
 
@@ -267,6 +267,13 @@ class Report(unittest.TestCase):
                      preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (4096, 4096)))
         with open(self.out, encoding="utf-8") as file:
             self.assertEqual(file.read(), "old")
+
+    def test_a_device_gets_the_page_alone(self):
+        result = self.tool("report", "-o", "/dev/stdout")
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        self.assertTrue(result.stdout.startswith("<!DOCTYPE html>") and result.stdout.endswith("</html>\n"), result.stdout[-80:])
+        result = self.tool("-j", "report", "-o", "/dev/null")
+        self.assertEqual(json.loads(result.stdout)["rules"], [])
 
     def test_an_existing_page_is_replaced(self):
         with open(self.out, "w", encoding="utf-8") as file:

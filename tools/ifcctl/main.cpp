@@ -4,13 +4,18 @@
 #include "tools/ifcctl/commands/commands.h"
 #include "tools/ifcctl/commands/help.h"
 #include "tools/ifcctl/commands/option_table.h"
+#include "tools/ifcctl/commands/terminal.h"
 #include "tools/ifcctl/commands/wrap.h"
+#include "tools/ifcctl/completion/bash_completion.h"
+#include "tools/ifcctl/completion/completion.h"
 #include "tools/ifcctl/core/values.h"
+#include "tools/ifcctl/device/chip_path.h"
+#include "tools/ifcctl/manual/manual.h"
+#include "tools/ifcctl/shell/shell.h"
 #include "tools/state/state_file.h"
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <iostream>
 #include <optional>
 
@@ -23,10 +28,8 @@ namespace
 // starts with a fresh chip unless --state or IFC_STATE names a file.
 std::string statePath(const std::string &option, bool batch)
 {
-    const char *variable = std::getenv("IFC_STATE");
-    const std::string named = !option.empty() ? option : variable != nullptr ? variable : "";
-    if (!named.empty())
-        return named == "none" ? "" : named;
+    if (const auto named = namedChipPath(option))
+        return *named;
     if (batch) {
         std::cerr << "ifcctl: the batch runs on a fresh chip that is not kept; --state FILE keeps it\n";
         return "";
@@ -52,12 +55,12 @@ ExitCode printAlone(const std::string &text)
     return kExitDone;
 }
 
-ExitCode runAll(Session &session, std::optional<Batch> &batch, const std::vector<std::string> &words)
+ExitCode runAll(Session &session, std::optional<Batch> &batch, const CommandLine &line)
 {
     try {
         if (batch)
-            return batch->run(session);
-        runWords(session, words);
+            return batch->run(session, line.goesOn);
+        runWords(session, line.words);
         return session.code();
     } catch (const Error &error) {
         return failed(error);
@@ -81,6 +84,39 @@ ExitCode keepAll(Session &session, ExitCode code)
     return code;
 }
 
+ExitCode runSession(const Options &options, std::optional<Batch> &batch, const CommandLine &line)
+{
+    Session session(options);
+    return keepAll(session, runAll(session, batch, line));
+}
+
+// One line of the shell.
+ExitCode runShellLine(const Options &options, const std::string &line)
+{
+    try {
+        std::optional<Batch> none;
+        CommandLine command;
+        command.words = splitLine(line);
+        return runSession(options, none, command);
+    } catch (const Error &error) {
+        return failed(error);
+    }
+}
+
+// The answer to words that need no device; nothing for a command. `complete` and `help man` serve scripts.
+std::optional<std::string> answerWithoutDevice(const Words &words)
+{
+    if (words.size() == 2 && words[0] == "complete")
+        return bashAnswer(words[1]);
+    if (words == Words{"help", "man"})
+        return manualPage();
+    if (words.empty() || words[0] != kCompletionWord)
+        return std::nullopt;
+    if (words != Words{kCompletionWord, "bash"})
+        throw usage(kCompletionWord, words.size() < 2 ? "" : words.back(), "bash");
+    return bashScript();
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -91,16 +127,24 @@ int main(int argc, char **argv)
             return printAlone(line.version ? versionText() : programHelp(outputWidth()));
         if (line.isBatch && !line.words.empty())
             throw usage("command", line.words.front(), "a command or -b FILE, not both");
-        if (!line.isBatch && line.words.empty())
+        const bool asked = line.isBatch || !line.words.empty();
+        if (!asked && !onTerminal())
             throw usage("command", "", "a command, or -b FILE; 'ifcctl help' lists the commands");
+        if (const auto answer = answerWithoutDevice(line.words))
+            return printAlone(*answer);
         Options options = line.options;
         if (options.device == "sim")
             options.state = statePath(line.stateFile, line.isBatch);
+        options.colour = terminalStyle(line.colour).colour;
+        options.foldWidth = givenWidth();
+        if (!asked)
+            return runShell(options, runShellLine);
         std::optional<Batch> file;
         if (line.isBatch)
             file.emplace(line.batch);
-        Session session(options);
-        return keepAll(session, runAll(session, file, line.words));
+        if (options.dryRun)
+            std::cerr << "ifcctl: dry run on a copy; nothing is changed\n";
+        return runSession(options, file, line);
     } catch (const Error &error) {
         return failed(error);
     }

@@ -73,6 +73,20 @@ TEST_F(CmdTest, RowsOfTheHardware)
     gives("get row 0 0 0", "= -62\n");
 }
 
+TEST_F(CmdTest, ClearsOneCounter)
+{
+    for (auto &counter : chip.tables().counter)
+        counter[0] = counter[2] = 7;
+    gives("clear counter 39", "= ok\n");
+    EXPECT_EQ(events(), 8u); // the lock, four data registers, command, poll, the lock
+    for (unsigned entry = 0; entry < IFC_COUNTERS; ++entry)
+        EXPECT_EQ(chip.tables().counter[entry][0], entry == 39 ? 0u : 7u);
+    refuses("clear counter 40", "clear counter: index '40': accepted: 0 to 39");
+    refuses("clear counter", "clear counter: index '': accepted: 0 to 39");
+    refuses("clear counter 1 2", "clear counter '2': accepted: counter INDEX");
+    refuses("clear rule 1", "clear 'rule': accepted: counter INDEX");
+}
+
 TEST_F(CmdTest, Lut0)
 {
     gives("ifc_set_lut0_rules 2 1 28 3 0 0xffff 0 0x1234", "= 0\n");
@@ -220,8 +234,10 @@ TEST_F(CmdTest, RefusesNumbersThatDoNotFit)
 
 TEST_F(CmdTest, RefusesWrongNamesAndCounts)
 {
-    refuses("ifc_enabl", "operation 'ifc_enabl': accepted: help, get, set, or a name that 'help' lists");
-    refuses("ifc_enablee", "operation 'ifc_enablee': accepted: help, get, set, or a name that 'help' lists");
+    refuses("ifc_enabl",
+            "operation 'ifc_enabl': accepted: help, get, set, clear, or a name that 'help' lists");
+    refuses("ifc_enablee",
+            "operation 'ifc_enablee': accepted: help, get, set, clear, or a name that 'help' lists");
     refuses("ifc_enable 1", "ifc_enable: '1' is too much: accepted: ifc_enable");
     refuses("ifc_set_acnt 1",
             "ifc_set_acnt: 1 arguments are too few: accepted: ifc_set_acnt ifcIndex acntIdx");
@@ -309,7 +325,7 @@ TEST_F(CmdTest, HelpListsEveryOperationOfTheHeader)
                              "tcp_udp_checksum",
                              "dump_skb"})
         EXPECT_EQ(listed.count(name), 1u) << name;
-    EXPECT_EQ(listed.size(), 46u + 1u) << "and get/set";
+    EXPECT_EQ(listed.size(), 46u + 2u) << "and get/set, clear";
     gives("help ifc_set_acnt",
           "ifc_set_acnt ifcIndex acntIdx\n  ifcIndex: 0 to 4294967295\n  acntIdx: 0 to 4294967295\n");
     gives("help ifc_match_lut1", "ifc_match_lut1 FIELD:COMMAND:MASK:KEY\n");
@@ -341,7 +357,8 @@ TEST_F(CmdTest, KnowsWhichLinesOnlyRead)
                                             "ifc_clear_action",
                                             "clear_all_ifc_actions",
                                             "ifc_set_acnt",
-                                            "clear_all_ifc_acnt"};
+                                            "clear_all_ifc_acnt",
+                                            "clear"};
     run("help");
     std::istringstream lines(answer);
     for (std::string line; std::getline(lines, line);) {

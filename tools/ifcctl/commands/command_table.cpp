@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 #include "command_table.h"
 
+#include "flow_words.h"
+
 #include "tools/ifcctl/core/errors.h"
 #include "tools/ifcctl/core/nearest_word.h"
 
@@ -72,8 +74,9 @@ const std::vector<Command> &allCommands()
 {
     static const std::vector<Command> table = [] {
         std::vector<Command> all;
-        for (const auto &part : {ruleCommands(), switchCommands(), actionCommands(), operationCommands(),
-                                 setCommands(), tableCommands(), frameCommands(), reportCommands()})
+        for (const auto &part :
+             {ruleCommands(), switchCommands(), actionCommands(), counterCommands(), operationCommands(),
+              setCommands(), tableCommands(), frameCommands(), reportCommands(), flowCommands()})
             all.insert(all.end(), part.begin(), part.end());
         return all;
     }();
@@ -95,6 +98,7 @@ const std::vector<NamedHelp> &objectTable()
         {"resource", "free space of the tables"},
         {"frame", "frames through the engine"},
         {"report", "one page with everything"},
+        {"flow", "rules in the words of testpmd"},
         {"report", "one page about all of it, for a browser"},
     };
     static const std::vector<NamedHelp> table = [] {
@@ -120,6 +124,8 @@ const std::vector<NamedHelp> &placeholders()
         {"WORD", "a word of an action with its value; WORD off switches its sub-action off"},
         {"VALUE", "the value of a word"},
         {"ID", "a counter's number, 0 to 15"},
+        {"SECONDS", "a number from 0.1 to 86400; 1 if it is left out"},
+        {"COUNT", "1 to 1000000"},
         {"FILE", "a file; - for standard input"},
         {"OUT", "a file that is written"},
         {"TEXT", "any text, one word in a batch"},
@@ -128,6 +134,10 @@ const std::vector<NamedHelp> &placeholders()
         {"NUMBER", "the number of a frame in a capture, from 1"},
         {"OPERATION", "an operation that 'op help' lists"},
         {"TEXT", "any text"},
+        {"PORT", "0; there is one chip"},
+        {"ITEM", "ITEM [/ ITEM]...: one of " + flowItems() +
+                     ", with FIELD is VALUE; or FIELD spec, and FIELD mask, prefix or last"},
+        {"ACTION", "ACTION [/ ACTION]...: one of " + flowActions()},
         {"WHEN", "auto, always or never"},
         {"ARGUMENT", "an argument of the operation"},
     };

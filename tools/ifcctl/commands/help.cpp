@@ -2,6 +2,7 @@
 #include "help.h"
 
 #include "option_table.h"
+#include "program_facts.h"
 #include "wrap.h"
 
 #include "tools/ifcctl/core/errors.h"
@@ -90,6 +91,14 @@ std::string commandHelp(const HelpSubject &subject, unsigned width)
     return text;
 }
 
+std::string exitCodes()
+{
+    std::string text;
+    for (const NamedHelp &code : exitCodeTable())
+        text += (text.empty() ? "" : ", ") + code.name + ' ' + code.help;
+    return text;
+}
+
 } // namespace
 
 std::string versionText()
@@ -103,22 +112,23 @@ std::string programHelp(unsigned width)
         wrapped("Programs and questions a packet classifier, simulated or real, through its driver's rule "
                 "layer.",
                 width, 0) +
-        "\nUsage: ifcctl [OPTION...] COMMAND\n       ifcctl [OPTION...] -b FILE\n\nOptions:\n";
+        "\nUsage: ifcctl [OPTION...] COMMAND\n       ifcctl [OPTION...] -b FILE\n       ifcctl "
+        "[OPTION...]\n\nOptions:\n";
     for (const Option &option : optionTable())
         text += row(formOf(option), option.help, width, 26);
     text += "\nCommands:\n";
     for (const Command &command : allCommands())
         text += row(formOf(command), command.help, width, kColumn);
-    text += row("help [OBJECT [VERB]]", "this list, or the commands of an object with their words", width,
-                kColumn);
+    for (const NamedHelp &extra : commandsWithoutDevice())
+        text += row(extra.name, extra.help, width, kColumn);
     text +=
         wrapped("\nObjects and verbs may be abbreviated: 'rule sh', 'r s'. 'list' and 'ls' mean 'show'. In "
                 "a file '#' begins a comment, and '\\' at the end of a line continues it.",
                 width, 0);
-    return text + wrapped("\nExit codes: 0 done, 1 set diff found a difference, 2 usage, 3 refused by the "
-                          "rule layer, 4 hardware time-out, 5 "
-                          "device failed, 6 output failed.",
-                          width, 0);
+    text += wrapped("\nWithout a command, on a terminal: a prompt for commands, " + promptKind() + ". " +
+                        "'quit', 'exit' or Ctrl-D ends it.",
+                    width, 0);
+    return text + wrapped("\nExit codes: " + exitCodes() + '.', width, 0);
 }
 
 std::optional<HelpSubject> helpWanted(const Words &words)

@@ -235,7 +235,8 @@ void makeReport(Session &session, WordReader &words)
     data.checks.push_back(ofSet.check);
     data.capacity = capacities(set);
 
-    (void)writeTextFile("report", request.out, report::page(data));
+    // A device may be the standard output. It gets the page without the line that follows.
+    const bool isFile = writeTextFile("report", request.out, report::page(data));
 
     nlohmann::ordered_json json = {{"file", request.out}, {"title", data.title},
                                    {"made", data.made},   {"classifier", data.classifier},
@@ -249,9 +250,10 @@ void makeReport(Session &session, WordReader &words)
     size_t findings = 0;
     for (const report::Check &check : data.checks)
         findings += check.findings.size();
-    session.print("report: " + printable(request.out) + ": " + std::to_string(data.rules.size()) +
-                      (data.rules.size() == 1 ? " rule, " : " rules, ") + std::to_string(findings) +
-                      (findings == 1 ? " finding\n" : " findings\n"),
+    session.print(isFile ? "report: " + printable(request.out) + ": " + std::to_string(data.rules.size()) +
+                               (data.rules.size() == 1 ? " rule, " : " rules, ") + std::to_string(findings) +
+                               (findings == 1 ? " finding\n" : " findings\n")
+                         : "",
                   json);
 }
 

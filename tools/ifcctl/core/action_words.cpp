@@ -351,24 +351,28 @@ bool isActionWord(const std::string &word)
     return findWord(word) != nullptr || word == kEnableWord;
 }
 
-std::string actionWordsHelp()
+const std::vector<WordForm> &actionWordForms()
 {
-    std::string text;
-    const auto line = [&text](const std::string &word, const std::string &meaning) {
-        text +=
-            "  " + word + std::string(word.size() < 18 ? 18 - word.size() : 0, ' ') + ' ' + meaning + '\n';
-    };
-    for (const ActionWord &entry : kActionWords) {
-        std::string meaning = entry.most() == 1 ? "flag" : "0 to " + std::to_string(entry.most());
-        if (entry.lsb != 0)
-            meaning += ", " + namesOfCodePoints() + " (the code point of IPv4)";
-        else if (entry.actIdx == IFC_ACT_IPV4_DSCP)
-            meaning += " (the whole octet of IPv4)";
-        line(entry.word, meaning);
-    }
-    line(kEnableWord, "0 to " + std::to_string(ifc::actionFieldMost(ifc::kEnable)) +
-                          " (the raw enable bits, for entries that no other words can express)");
-    return text;
+    static const std::vector<WordForm> forms = [] {
+        std::vector<WordForm> all;
+        for (const ActionWord &entry : kActionWords) {
+            std::string values = entry.most() == 1 ? "flag" : "0 to " + std::to_string(entry.most());
+            std::string names = kOffWord;
+            if (entry.lsb != 0) {
+                values += ", " + namesOfCodePoints() + " (the code point of IPv4)";
+                names += ' ' + namesOfCodePoints();
+            } else if (entry.actIdx == IFC_ACT_IPV4_DSCP) {
+                values += " (the whole octet of IPv4)";
+            }
+            all.push_back({entry.word, values, names});
+        }
+        all.push_back({kEnableWord,
+                       "0 to " + std::to_string(ifc::actionFieldMost(ifc::kEnable)) +
+                           " (the raw enable bits, for entries that no other words can express)",
+                       ""});
+        return all;
+    }();
+    return forms;
 }
 
 void mergeAction(IFC_Action_Format &entry, WordReader &words, int revision)

@@ -42,16 +42,6 @@ std::optional<Ipv6> ipv6Mask(const std::string &text)
     return length ? std::optional(ipv6PrefixMask(*length)) : parseIpv6(text);
 }
 
-std::optional<unsigned> compareOf(const std::string &word)
-{
-    if (word == "!")
-        return IFC_COMPARE_NOT_EQUAL;
-    for (unsigned compare = IFC_COMPARE_EQUAL; compare <= IFC_COMPARE_RANGE; ++compare)
-        if (word == compareName(compare))
-            return compare;
-    return std::nullopt;
-}
-
 // A condition, and how it was written.
 struct Written {
     ifc_rule_condition condition;
@@ -319,6 +309,16 @@ private:
 };
 
 } // namespace
+
+std::optional<unsigned> compareOf(const std::string &word)
+{
+    if (word == "!")
+        return IFC_COMPARE_NOT_EQUAL;
+    for (unsigned compare = IFC_COMPARE_EQUAL; compare <= IFC_COMPARE_RANGE; ++compare)
+        if (word == compareName(compare))
+            return compare;
+    return std::nullopt;
+}
 
 void readMatch(WordReader &words, ifc_rule &rule)
 {

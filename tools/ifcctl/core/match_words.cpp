@@ -203,6 +203,16 @@ std::string didYouMeanMatch(const std::string &given)
     return didYouMean(small, matchWords());
 }
 
+bool isOtherName(const std::string &word)
+{
+    const auto found = wordTable().find(word);
+    if (found == wordTable().end())
+        return false;
+    const MatchWord &meaning = found->second;
+    const bool ownName = meaning.kind == Kind::Field && word == lowerCase(ifc::fieldName(meaning.field));
+    return ownName && meaning.field != FRAME_TYPE && meaning.field != FLOW_LABEL;
+}
+
 std::string acceptedValues(const MatchWord &word)
 {
     if (word.kind == Kind::Address)
@@ -219,37 +229,35 @@ std::string acceptedValues(const MatchWord &word)
     return names.empty() ? text : text + ", or one of " + names;
 }
 
-std::string matchWordsHelp()
+const std::vector<WordForm> &matchWordForms()
 {
-    std::string text;
-    const auto line = [&text](const std::string &name, const std::string &meaning) {
-        text +=
-            "  " + name + std::string(name.size() < 18 ? 18 - name.size() : 0, ' ') + ' ' + meaning + '\n';
-    };
-    for (const auto &[name, word] : wordTable()) {
-        const std::string field = ifc::fieldName(word.field);
-        const bool ownName = word.kind == Kind::Field && name == lowerCase(field);
-        if (ownName && word.field != FRAME_TYPE && word.field != FLOW_LABEL)
-            continue;
-        std::string fields = field;
-        if (word.kind == Kind::Versioned)
-            fields += std::string(" or ") + ifc::fieldName(word.field6);
-        else if (word.kind == Kind::Address)
-            fields += word.field == DIPv4 ? " or DIPv6" : " or SIPv6";
-        if (!word.isWholeField())
-            fields +=
-                " bits " + std::to_string(word.lsb + word.width - 1) + " to " + std::to_string(word.lsb);
-        std::string values = "address[/PREFIX|/MASK]";
-        if (word.kind != Kind::Address && !ifc::isMac(word.field))
-            values = "0 to " + std::to_string(ifc::lowBits(word.width));
-        const std::string names = namesOfValues(word);
-        if (!names.empty())
-            values.append(", ").append(names);
-        line(name, values.append(" (").append(fields).append(")"));
-    }
-    line("udf0 to udf15", "0 to 65535 (UDF0 to UDF15)");
-    line("dport, vid0, ...", "every field by its own name, as 'frame fields' prints it or in lower case");
-    return text;
+    static const std::vector<WordForm> forms = [] {
+        std::vector<WordForm> all;
+        for (const auto &[name, word] : wordTable()) {
+            if (isOtherName(name))
+                continue;
+            std::string fields = ifc::fieldName(word.field);
+            if (word.kind == Kind::Versioned)
+                fields += std::string(" or ") + ifc::fieldName(word.field6);
+            else if (word.kind == Kind::Address)
+                fields += word.field == DIPv4 ? " or DIPv6" : " or SIPv6";
+            if (!word.isWholeField())
+                fields +=
+                    " bits " + std::to_string(word.lsb + word.width - 1) + " to " + std::to_string(word.lsb);
+            std::string values = "address[/PREFIX|/MASK]";
+            if (word.kind != Kind::Address && !ifc::isMac(word.field))
+                values = "0 to " + std::to_string(ifc::lowBits(word.width));
+            const std::string names = namesOfValues(word);
+            if (!names.empty())
+                values.append(", ").append(names);
+            all.push_back({name, values.append(" (").append(fields).append(")"), names});
+        }
+        all.push_back({"udf0 to udf15", "0 to 65535 (UDF0 to UDF15)", ""});
+        all.push_back({"dport, vid0, ...",
+                       "every field by its own name, as 'frame fields' prints it or in lower case", ""});
+        return all;
+    }();
+    return forms;
 }
 
 std::optional<uint64_t> namedValue(const MatchWord &word, const std::string &name)

@@ -37,6 +37,9 @@ const std::vector<std::string> &matchWords();
 // values (`tcp`), upper case, and words of other tools (`vlan`, `proto`).
 std::string didYouMeanMatch(const std::string &given);
 
+// True: the field's own name in lower case, if a clearer word means the same or there are many such fields.
+bool isOtherName(const std::string &word);
+
 // The values that the word accepts, for messages.
 std::string acceptedValues(const MatchWord &word);
 
@@ -45,6 +48,9 @@ std::optional<uint64_t> namedValue(const MatchWord &word, const std::string &nam
 std::string namesOfValues(const MatchWord &word); // separated by spaces; "" if no value has a name
 // "" if it has none.
 std::string nameOfValue(const MatchWord &word, uint64_t value);
+
+// The comparison (enum ifc_compare) that the word between key and value names.
+std::optional<unsigned> compareOf(const std::string &word);
 
 // The code points of RFC 2474, 2597, 3246 and 5865.
 std::optional<uint64_t> codePointOf(const std::string &name);

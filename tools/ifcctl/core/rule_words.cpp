@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 #include "rule_words.h"
 
+#include <algorithm>
+
 namespace ifcctl
 {
 
@@ -17,6 +19,26 @@ std::string ruleText(const ifc_rule &rule, int revision)
 {
     const std::string action = actionText(rule.action, revision);
     return matchText(rule) + (action.empty() ? "" : ' ' + kActionWord + ' ' + action);
+}
+
+std::string wordLines(const std::vector<WordForm> &forms)
+{
+    constexpr size_t kColumn = 18;
+    std::string text;
+    for (const WordForm &form : forms)
+        text += "  " + form.word + std::string(kColumn - std::min(kColumn, form.word.size()), ' ') + ' ' +
+                form.values + '\n';
+    return text;
+}
+
+std::string matchWordsHelp()
+{
+    return wordLines(matchWordForms());
+}
+
+std::string actionWordsHelp()
+{
+    return wordLines(actionWordForms());
 }
 
 std::string ruleWordsHelp()

@@ -20,11 +20,21 @@ inline const std::string kActionWord = "action";
 // Alone instead of conditions: every frame. As a value: the frame has the field.
 inline const std::string kAnyWord = "any";
 
+// A word and what may follow it, for help and completion.
+struct WordForm {
+    std::string word;
+    std::string values; // "0 to 7", "flag"
+    std::string names;  // names of values, and `off`, separated by spaces
+};
+
 // --- Conditions: KEY [eq|ne|!|ge|le] VALUE[/MASK], KEY FIRST-LAST, KEY any; or `any` alone. ---
 
 // Reads up to the end of the line or to `action`. At least one word must be there. Sets count and conditions
 // only. Throws Error: Reason::Usage, or Reason::Contradiction with both words.
 void readMatch(WordReader &words, ifc_rule &rule);
+
+// Every word, but not each field's own name.
+const std::vector<WordForm> &matchWordForms();
 
 // In words that readMatch() accepts. If the rule contradicts itself, the fields' own names are used (VID0 0x1
 // VID0 0x2), because their conditions are not checked against each other.
@@ -41,6 +51,8 @@ nlohmann::ordered_json matchJson(const ifc_rule &rule);
 // `revision` of the chip decides the places of the enable bits. These functions do not access the chip.
 
 bool isActionWord(const std::string &word);
+
+const std::vector<WordForm> &actionWordForms();
 
 // Reads up to the end of the line and returns the entry that ifc_set_action() would make, starting from zero.
 // At least one word is required. Throws Error.
@@ -84,6 +96,8 @@ ifc_rule readRule(WordReader &words, int revision);
 // "dst_port 53 action queue 3": what `rule add` takes.
 std::string ruleText(const ifc_rule &rule, int revision);
 
+// Lines of a word and its values.
+std::string wordLines(const std::vector<WordForm> &forms);
 // Every word with its values, one on each line, for `rule add help`; then the two parts of that text.
 std::string ruleWordsHelp();
 std::string matchWordsHelp();

@@ -4,6 +4,7 @@
 #include "tools/ifcctl/core/errors.h"
 
 #include <filesystem>
+#include <utility>
 
 namespace ifcctl
 {
@@ -15,9 +16,21 @@ constexpr unsigned kWaitMilliseconds = 5000;
 
 } // namespace
 
-ChipStore::ChipStore(const std::string &path) : path_(path)
+ChipStore::ChipStore(const std::string &path, std::shared_ptr<std::string> memory, bool readOnly)
+    : path_(path), memory_(std::move(memory)), readOnly_(readOnly)
 {
-    if (path_.empty())
+    load();
+}
+
+void ChipStore::reopen()
+{
+    load();
+}
+
+void ChipStore::load()
+{
+    stored_.reset();
+    if (!keeps())
         return;
     const std::optional<std::string> bytes = content();
     if (!bytes)
@@ -35,13 +48,16 @@ ChipStore::ChipStore(const std::string &path) : path_(path)
 std::optional<std::string> ChipStore::content()
 {
     using state::FileError;
+    if (memory_)
+        return memory_->empty() ? std::nullopt : std::optional(*memory_);
     const bool isDefault = path_ == state::defaultPath();
     const std::filesystem::path folder = std::filesystem::path(path_).parent_path();
     std::error_code ignored;
     if (!isDefault && !folder.empty() && !std::filesystem::exists(folder, ignored))
         throw usage("--state", path_, "a file in a folder that exists; there is no " + folder.string());
     try {
-        file_ = std::make_unique<state::StateFile>(path_, kWaitMilliseconds, isDefault);
+        if (!readOnly_)
+            file_ = std::make_unique<state::StateFile>(path_, kWaitMilliseconds, isDefault);
     } catch (const FileError &error) {
         if (error.reason() == FileError::Reason::Busy)
             throw Error(Reason::DeviceFailed,
@@ -66,6 +82,10 @@ void ChipStore::keep(const state::ChipState &chip)
                                                "': the change is not saved, the old state stays (" + why +
                                                ')');
     };
+    if (memory_) {
+        before_ = *memory_ = bytes;
+        return;
+    }
     if (!file_)
         throw failed(whyReadOnly_);
     try {

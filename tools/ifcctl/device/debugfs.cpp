@@ -132,6 +132,17 @@ public:
         return reply;
     }
 
+    void pause() override { (void)flock(command_.descriptor(), LOCK_UN); }
+
+    void resume() override
+    {
+        while (flock(command_.descriptor(), LOCK_EX) != 0)
+            if (errno != EINTR)
+                throw command_.failed();
+        mirror();
+        copied_ = false;
+    }
+
     engine::RegisterWindow &window() override
     {
         if (!copied_)

@@ -23,12 +23,14 @@ namespace
 class Simulation : public Device
 {
 public:
-    explicit Simulation(const Options &options)
-        : store_(options.state), revision_(revisionOf(store_, options)), traceFile_(options.traceFile),
+    Simulation(const Options &options, const std::optional<state::ChipState> &chip)
+        : store_(options.state, options.memory, options.dryRun),
+          revision_(chip ? static_cast<int>(chip->revision) : revisionOf(store_, options)),
+          keeps_(store_.keeps() && !options.dryRun), traceFile_(options.traceFile),
           trace_(nullptr, std::fclose)
     {
         if (!options.traceFile.empty()) {
-            trace_.reset(std::fopen(options.traceFile.c_str(), "w"));
+            trace_.reset(std::fopen(options.traceFile.c_str(), options.appendTrace ? "a" : "w"));
             if (!trace_)
                 throw usage("--trace", options.traceFile,
                             std::string("a file that can be written (") + std::strerror(errno) + ")");
@@ -42,19 +44,39 @@ public:
         (void)clear_all_ifc_rules();
         ifc_ruleset_forget_undo();
         ifcSendToPpe = 0;
-        if (store_.stored())
+        if (chip)
+            state::restore(*chip, window_);
+        else if (store_.stored())
             state::restore(*store_.stored(), window_);
         else
             store_.begin(state::capture(window_, revision_));
-        window_.onAccess(
-            [](void *self, const engine::Access &access) { static_cast<Simulation *>(self)->watch(access); },
-            this);
+        hook();
     }
 
     void keep() override
     {
-        if (store_.keeps())
+        if (keeps_)
             store_.keep(state::capture(window_, revision_));
+    }
+
+    void pause() override
+    {
+        keep();
+        store_.release();
+    }
+
+    void resume() override
+    {
+        if (!store_.keeps())
+            return;
+        store_.reopen();
+        if (!store_.stored())
+            return;
+        window_.onAccess(nullptr, nullptr);
+        revision_ = static_cast<int>(store_.stored()->revision);
+        host::setRevision(revision_);
+        state::restore(*store_.stored(), window_);
+        hook();
     }
 
     void finish() override
@@ -113,6 +135,13 @@ public:
 private:
     static constexpr unsigned kPolls = 3; // of a transfer, see ifcChecConfigDone()
 
+    void hook()
+    {
+        window_.onAccess(
+            [](void *self, const engine::Access &access) { static_cast<Simulation *>(self)->watch(access); },
+            this);
+    }
+
     void watch(const engine::Access &access)
     {
         const bool read = access.kind == engine::AccessKind::Read;
@@ -139,6 +168,7 @@ private:
 
     ChipStore store_;
     int revision_;
+    bool keeps_;
     engine::RegisterWindow window_;
     unsigned polls_ = 0; // without the done bit, since the last transfer began
     unsigned long timeouts_ = 0;
@@ -149,17 +179,30 @@ private:
 
 } // namespace
 
-std::unique_ptr<Device> openSimulation(const Options &options)
+std::unique_ptr<Device> openSimulation(const Options &options, const std::optional<state::ChipState> &chip)
 {
-    return std::make_unique<Simulation>(options);
+    return std::make_unique<Simulation>(options, chip);
+}
+
+std::optional<std::string> moduleFolder(const std::string &device)
+{
+    const std::string kind = device.substr(0, device.find(':'));
+    const std::string rest = device.substr(kind.size());
+    if (kind != "debugfs" || rest == ":")
+        return std::nullopt;
+    return rest.empty() ? "/sys/kernel/debug/ifc" : rest.substr(1);
 }
 
 std::unique_ptr<Device> openDevice(const Options &options)
 {
-    const std::string kind = options.device.substr(0, options.device.find(':'));
-    const std::string rest = options.device.substr(kind.size());
-    if (kind == "debugfs" && rest != ":")
-        return openDebugfs(rest.empty() ? "/sys/kernel/debug/ifc" : rest.substr(1), options);
+    if (const auto folder = moduleFolder(options.device)) {
+        auto module = openDebugfs(*folder, options);
+        if (!options.dryRun)
+            return module;
+        const state::ChipState chip = state::capture(module->window(), module->revision());
+        module.reset();
+        return openSimulation(options, chip);
+    }
     if (options.device == "sim")
         return openSimulation(options);
     throw usage("--device", options.device, "sim, debugfs or debugfs:FOLDER");
