@@ -86,8 +86,8 @@ void capturePcap(benchmark::State &state)
         benchmark::DoNotOptimize(readPcap());
 }
 
-BENCHMARK(captureOwn)->UseRealTime();
-BENCHMARK(capturePcap)->UseRealTime();
+BENCHMARK(captureOwn);
+BENCHMARK(capturePcap);
 
 } // namespace
 
@@ -98,7 +98,7 @@ int main(int argc, char **argv)
         return 1;
     }
     const paired::Collector collector = paired::runAll(argc, argv);
-    paired::printRatio(collector, "400000 frames: own reader, pcap_next_ex", "captureOwn/real_time",
-                       "capturePcap/real_time", 0.25);
+    paired::printRatio(collector, "reading a captured frame of 64 bytes", "captureOwn", "pcap_next_ex",
+                       "capturePcap", 0.2, CaptureFile::kFrames);
     return 0;
 }

@@ -127,25 +127,29 @@ unsigned hitsOfBoth()
     return hits;
 }
 
-// Prints two lines about a set of rules: frames per second, and the time against the plain engine's.
-void printFrames(const paired::Collector &collector, const char *rules, unsigned hits, const char *fast,
+// The rows of a set of rules, all 40 entries in use: against a full line, and against the plain engine.
+void printFrames(const paired::Collector &collector, const std::string &rules, const char *fast,
                  const char *plain)
 {
     const auto found = collector.times.find(fast);
-    if (found == collector.times.end())
+    const auto slow = collector.times.find(plain);
+    if (found == collector.times.end() || slow == collector.times.end())
         return;
     const auto count = static_cast<double>(frameMix().size());
-    const double rate = count / paired::median(found->second) * 1e9;
-    std::printf("%s: all 40 entries in use, %.0f %% of %.0f frames hit\n", rules, 100 * hits / count, count);
-    std::printf("  parse, match, count: %.1f ns a frame, %.1f million a second on one core, %.2f of a full "
-                "10 Gbit/s line",
-                1e9 / rate, rate / 1e6, rate / kLineRate);
-    paired::printVerdict(rate / kLineRate, 1.5, paired::Bound::AtLeast);
-    std::printf("\n");
-    paired::printRatio(collector, "  fast, plain engine", fast, plain, 0.5);
+    const auto rate = [count](const std::vector<double> &times) {
+        return count / paired::median(times) * 1e9;
+    };
+    // A processor on which the plain engine does not reach this part of the line is too slow for the bound.
+    constexpr double kPlainAtLeast = 0.2;
+    const bool counts = rate(slow->second) / kLineRate >= kPlainAtLeast;
+    row::print("parse, match, count: " + rules, row::number(rate(found->second) / 1e6, "M/s"),
+               "10 Gbit/s line " + row::number(kLineRate / 1e6, "M/s"), rate(found->second) / kLineRate,
+               counts ? row::Bound::AtLeast : row::Bound::None, 2);
+    paired::printRatio(collector, "a frame: " + rules, fast, "plain engine", plain, 0.5, count);
 }
 
 } // namespace
+
 int main(int argc, char **argv)
 {
     const unsigned gatewayHits = hitsOfBoth<Rules::Gateway>();
@@ -155,11 +159,14 @@ int main(int argc, char **argv)
         return 1;
     }
     const paired::Collector collector = paired::runAll(argc, argv);
-    printFrames(collector, "gateway rules", gatewayHits, "gatewayFast", "gatewayPlain");
-    printFrames(collector, "rules of \"equal\" alone", equalHits, "equalFast", "equalPlain");
+    char gateway[40];
+    std::snprintf(gateway, sizeof gateway, "gateway, %.0f %% hits",
+                  100.0 * gatewayHits / static_cast<double>(frameMix().size()));
+    printFrames(collector, gateway, "gatewayFast", "gatewayPlain");
+    printFrames(collector, "\"equal\" alone", "equalFast", "equalPlain");
     const auto parse = collector.times.find("parseAlone");
     if (parse != collector.times.end())
-        std::printf("parse alone: %.1f ns a frame\n",
-                    paired::median(parse->second) / static_cast<double>(frameMix().size()));
+        row::printAlone("parse alone, a frame",
+                        paired::median(parse->second) / static_cast<double>(frameMix().size()), "ns");
     return 0;
 }

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // Ratios of two benchmarks. Their repetitions run interleaved; the result is the median of the ratios of each
-// pair. Times are processor times, so that other programs do not count. Benchmarks that wait for a file ask
-// for clock time.
+// pair. Times are processor times, so that other programs do not count.
 #pragma once
+
+#include "row.h"
 
 #include <benchmark/benchmark.h>
 
@@ -25,8 +26,7 @@ public:
     {
         for (const Run &run : runs)
             if (run.run_type == Run::RT_Iteration)
-                times[run.run_name.str()].push_back(
-                    run.run_name.time_type.empty() ? run.GetAdjustedCPUTime() : run.GetAdjustedRealTime());
+                times[run.run_name.str()].push_back(run.GetAdjustedCPUTime());
     }
     std::map<std::string, std::vector<double>> times;
 };
@@ -55,21 +55,10 @@ inline Collector runAll(int argc, char **argv)
     return collector;
 }
 
-enum class Bound { AtMost, AtLeast };
-
-// Prints at the end of a line whether the bound is met.
-inline void printVerdict(double value, double bound, Bound kind)
-{
-    const bool met = kind == Bound::AtMost ? value <= bound : value >= bound;
-    if (met)
-        std::printf("  met (bound %.2f)", bound);
-    else
-        std::printf("  NOT met (%.3f of %.2f)", value, bound);
-}
-
-// Prints one line: the median of A/B over the pairs of repetitions.
+// Prints the row of A against B: the median of A/B over the pairs of repetitions. `count`: operations in one
+// repetition. `bound`: 0 is none.
 inline void printRatio(const Collector &collector, const std::string &what, const std::string &a,
-                       const std::string &b, double bound)
+                       const std::string &yardstick, const std::string &b, double bound, double count = 1)
 {
     const auto ofA = collector.times.find(a);
     const auto ofB = collector.times.find(b);
@@ -78,11 +67,9 @@ inline void printRatio(const Collector &collector, const std::string &what, cons
     std::vector<double> ratios;
     for (size_t n = 0; n < std::min(ofA->second.size(), ofB->second.size()); ++n)
         ratios.push_back(ofA->second[n] / ofB->second[n]);
-    std::printf("%-44s %9.1f ns %9.1f ns  ratio %5.2f", what.c_str(), median(ofA->second),
-                median(ofB->second), median(ratios));
-    if (bound > 0)
-        printVerdict(median(ratios), bound, Bound::AtMost);
-    std::printf("  (%zu pairs)\n", ratios.size());
+    row::print(what, row::number(median(ofA->second) / count, "ns"),
+               yardstick + " " + row::number(median(ofB->second) / count, "ns"), median(ratios),
+               bound > 0 ? row::Bound::AtMost : row::Bound::None, bound);
 }
 
 } // namespace paired

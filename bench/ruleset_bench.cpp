@@ -12,6 +12,7 @@
 #include "gateway_rules.h"
 #include "ifc/ifc_util.h"
 #include "platform/host/host_platform.h"
+#include "row.h"
 #include "ruleset/ruleset.h"
 #include "tests/ruleset/rule_support.h"
 
@@ -23,17 +24,6 @@ constexpr double kWorstBound = 20'000; // alike
 constexpr double kBringUpBound = 0.02; // of the accesses of automatic placement
 constexpr unsigned kAddBound = 40;     // accesses
 constexpr unsigned kStretchBound = 64; // accesses in one hold of the lock
-
-void say(const char *what, double value, const char *unit, double bound)
-{
-    std::printf("%-52s %12.3f %-8s at most %-8g %s\n", what, value, unit, bound,
-                value <= bound ? "met" : "NOT met");
-}
-
-void show(const char *what, double value, const char *unit)
-{
-    std::printf("%-52s %12.3f %s\n", what, value, unit);
-}
 
 // Microseconds that this process has run.
 double processorTime()
@@ -188,13 +178,14 @@ void planSets(unsigned sets, uint64_t firstSeed)
     }
     std::sort(plans.begin(), plans.end());
     std::sort(builds.begin(), builds.end());
-    std::printf("%u sets, %u of them with a layout; processor time\n", sets, placed);
-    say("plan, median", plans[sets / 2], "us", kMedianBound);
-    show("plan, 99 of 100 within", plans[sets - 1 - sets / 100], "us");
-    say("plan, worst", plans.back(), "us", kWorstBound);
-    std::printf("    (set %llu)\n", static_cast<unsigned long long>(worstSeed));
-    show("all inserts of a set, median", builds[sets / 2], "us");
-    show("all inserts of a set, worst", builds.back(), "us");
+    row::printAlone("sets to plan", sets, "");
+    row::printAlone("sets with a layout", placed, "");
+    row::printLimit("plan, median", plans[sets / 2], "us", kMedianBound);
+    row::printAlone("plan, 99 of 100 within", plans[sets - 1 - sets / 100], "us");
+    row::printLimit("plan, worst", plans.back(), "us", kWorstBound);
+    row::printAlone("set of the worst plan", static_cast<double>(worstSeed), "");
+    row::printAlone("all inserts of a set, median", builds[sets / 2], "us");
+    row::printAlone("all inserts of a set, worst", builds.back(), "us");
 }
 
 void timeOverlap()
@@ -214,8 +205,10 @@ void timeOverlap()
             worst = std::max(worst, (processorTime() - first) / static_cast<double>(all.size()));
         }
         const double pairs = static_cast<double>(all.size() * all.size());
-        std::printf("overlap of a pair, kind %u: %8.3f us; with the slowest rule %8.3f us; %.0f %% overlap\n",
-                    kind, (processorTime() - begin) / pairs, worst, 100 * overlaps / pairs);
+        const std::string what = "overlap of a pair, kind " + std::to_string(kind);
+        row::printAlone(what, (processorTime() - begin) / pairs, "us");
+        row::printAlone(what + ", with the slowest rule", worst, "us");
+        row::printAlone(what + ", overlap", 100 * overlaps / pairs, "%");
     }
 }
 
@@ -268,9 +261,9 @@ void countAccesses()
             insert(*set, n, all[n], n);
         if (ifc_ruleset_apply(set.get(), 0, nullptr) != IFC_RULESET_OK)
             fail("the gateway has no layout");
-        show("the gateway by automatic placement", automatic, "accesses");
-        show("the gateway by one apply", chip.accesses, "accesses");
-        say("    as a part of automatic placement", double(chip.accesses) / automatic, "", kBringUpBound);
+        row::print("the gateway's rules by one apply", row::number(chip.accesses, "accesses"),
+                   "by automatic placement " + row::number(automatic, "accesses"),
+                   double(chip.accesses) / automatic, row::Bound::AtMost, kBringUpBound);
         longest = chip.longest;
     }
     // Each rule of three entries in turn is the last one to come.
@@ -295,15 +288,14 @@ void countAccesses()
         insert(*set, late, all[late], late);
         if (ifc_ruleset_apply(set.get(), 0, &report) != IFC_RULESET_OK)
             fail("a rule cannot be added");
-        std::printf("    rule %u: %u accesses, %u rules move\n", late, chip.accesses, report.moved);
         if (report.moved == 0)
             most = std::max(most, chip.accesses);
         longest = std::max(longest, chip.longest);
     }
     if (tried == 0 || most == 0)
         fail("no rule of three entries can be added without moves");
-    say("one more rule of three entries, none moves: most", most, "accesses", kAddBound);
-    say("longest hold of the lock", longest, "accesses", kStretchBound);
+    row::printLimit("one more rule of three entries, none moves: most", most, "accesses", kAddBound);
+    row::printLimit("longest hold of the lock", longest, "accesses", kStretchBound);
 }
 
 } // namespace

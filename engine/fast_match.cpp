@@ -3,25 +3,27 @@
 
 #include <stddef.h>
 
-#include "engine/match_kinds.h"
-
 namespace engine
 {
 
-HitBits FastMatch::failedResiduals(const FieldImage &fields) const
+HitBits FastMatch::withoutResiduals(HitBits hits, const FieldImage &fields) const
 {
-    HitBits failed = 0;
     for (unsigned n = 0; n < residuals_; ++n) {
-        if (!holds(residual_[n].condition, fields))
-            failed |= ruleBit(residual_[n].rule);
+        const HitBits rule = ruleBit(residual_[n].rule);
+        if ((hits & rule) != 0 && !holds(residual_[n].condition, fields))
+            hits &= ~rule;
     }
-    return failed;
+    return hits;
 }
 
 // Fetches one word of a stretch into each lane.
-void FastMatch::wordsAt(const Word *stretch, const Vector &index, Vector &words)
+[[gnu::always_inline]] inline void FastMatch::wordsAt(const Word *stretch, const Vector &index, Vector &words)
 {
-#if __has_builtin(__builtin_shuffle)
+#if defined(__AVX2__)
+    using Stretch = int32_t __attribute__((vector_size(32), aligned(4), may_alias));
+    words = reinterpret_cast<Vector>(__builtin_ia32_permvarsi256(*reinterpret_cast<const Stretch *>(stretch),
+                                                                 reinterpret_cast<SignedVector>(index)));
+#elif __has_builtin(__builtin_shuffle)
     using Stretch = Word __attribute__((vector_size(32), aligned(4)));
     words = __builtin_shuffle(*reinterpret_cast<const Stretch *>(stretch), index);
 #else
@@ -30,13 +32,12 @@ void FastMatch::wordsAt(const Word *stretch, const Vector &index, Vector &words)
 #endif
 }
 
-HitBits FastMatch::match(const FieldImage &fields) const
+[[gnu::always_inline]] inline HitBits FastMatch::failedInGroups(const Program &program,
+                                                                const FieldImage &fields) const
 {
     const auto *image = reinterpret_cast<const Word *>(&fields);
-    const Kind &kind = kind_[kindOf(fields.present)];
-    const Program &program = (fields.present & kKnownFields) == kind.present ? kind.program : any_;
     Vector failed = {};
-    for (size_t n = program.first; n < program.end; n += kStep) {
+    for (size_t n = program.firstGroup; n < program.endGroup; n += kStep) {
         for (size_t m = n; m < n + kStep; ++m) {
             Vector words;
             wordsAt(image + stretch_[m], group_[m].index, words);
@@ -53,10 +54,22 @@ HitBits FastMatch::match(const FieldImage &fields) const
         failed[kLanes / 2] |= failed[kLanes / 2 + lane];
     }
 #endif
-    HitBits hits = program.rules & ~hitBits(failed[0], failed[kLanes / 2]);
-    if ((hits & residualRules_) != 0) [[unlikely]]
-        hits &= ~failedResiduals(fields);
-    return hits;
+    return hitBits(failed[0], failed[kLanes / 2]);
+}
+
+// Out of line, so that match() itself needs no room on the stack.
+HitBits FastMatch::matchOther(const Program &program, const FieldImage &fields) const
+{
+    HitBits failed = 0;
+    if (program.octets == 0) {
+        failed = failedInGroups(program, fields);
+    } else {
+        failed = failedInOctet(program.octet, fields);
+        for (unsigned n = 1; n < program.octets; ++n)
+            failed |= failedInOctet(octet_[program.nextOctets + n - 1], fields);
+    }
+    const HitBits hits = program.rules & ~failed;
+    return (hits & residualRules_) == 0 ? hits : withoutResiduals(hits, fields);
 }
 
 } // namespace engine

@@ -15,6 +15,10 @@
 // the tables (LUT0 rules 0 to 3, LUT1 sub-table 0), the last four the other half. So the bits of a lane can
 // name all rules of its half.
 //
+// Rows are the other form of the same checks: a row holds checks of one word, and its lanes are the eight
+// rules of an octet of the hit bits. Rules that compare the same few words need few rows, and a lane that
+// fails is itself the answer. The compiler takes the cheaper form for each program.
+//
 // Most rules need fields that most frames do not have. So there is a program of groups for each kind of frame
 // that the parser makes. It leaves out the rules that cannot hit such a frame, and does not test which fields
 // are present. Any other image takes the catch-all program, which tests that too.
@@ -22,6 +26,7 @@
 
 #include "engine/condition.h"
 #include "engine/hits.h"
+#include "engine/match_kinds.h"
 #include "engine/register_window.h"
 
 namespace engine
@@ -31,7 +36,7 @@ class FastMatch
 {
 public:
     void compile(const Tables &tables);
-    HitBits match(const FieldImage &fields) const;
+    inline HitBits match(const FieldImage &fields) const;
 
     // The steps of compile(), for rules from another source. A rule is named by its bit in HitBits (0 to 39),
     // a condition by a field id below 64. require() is false when there is no room for another condition; the
@@ -54,8 +59,10 @@ private:
     static constexpr unsigned kChecks =
         IFC_LUT0_RULES * (IFC_LUT0_FIELDS + IFC_LAST_MAC_FIELD) + IFC_LUT1_RULES * 2;
     static constexpr unsigned kGroups = 256;
-    static constexpr unsigned kStep = 2; // the match loop takes two groups at a time
-    static constexpr unsigned kKinds = 128;
+    static constexpr unsigned kStep = 2;      // the match loop takes two groups at a time
+    static constexpr unsigned kAnyKind = 128; // the catch-all program, after those of the kinds
+    static constexpr unsigned kRows = 256;
+    static constexpr unsigned kOctets = 128;
     static constexpr unsigned kPresentWords = 2; // of the present bitmap, after the words of the image
     static constexpr unsigned kStretches = (kImageWords + 1 + kPresentWords + kLanes - 1) / kLanes;
     // The catch-all program always fits. It holds all checks, and those of the present bitmap. A stretch with
@@ -78,12 +85,29 @@ private:
         SignedVector span;
         Vector rules;
     };
+    struct alignas(128) Row {
+        Vector mask;
+        Vector low; // of a row that compares for equality the key, else as in a group
+        SignedVector span;
+        size_t word; // of the image
+    };
+    // First the rows whose checks all compare for equality, then the others. Both numbers are multiples of
+    // kStep.
+    struct alignas(8) Octet {
+        uint16_t first;
+        uint16_t equal;
+        uint16_t others;
+        uint16_t shift; // of its rules in HitBits
+    };
     struct Program {
         HitBits rules;
-        uint16_t first;
-        uint16_t end;
+        Octet octet;         // the first one
+        uint16_t octets;     // 0: groups
+        uint16_t nextOctets; // those after it, in octet_
+        uint16_t firstGroup;
+        uint16_t endGroup;
     };
-    struct Kind {
+    struct alignas(32) Kind {
         uint64_t present; // of the fields that tell the kinds apart
         Program program;
     };
@@ -94,17 +118,29 @@ private:
     };
 
     static void wordsAt(const Word *stretch, const Vector &index, Vector &words);
-    [[gnu::noinline]] HitBits failedResiduals(const FieldImage &fields) const;
+    static uint32_t laneBits(const Vector &lanes);
+    HitBits failedInOctet(const Octet &octet, const FieldImage &fields) const;
+    [[gnu::noinline]] HitBits matchOther(const Program &program, const FieldImage &fields) const;
+    HitBits failedInGroups(const Program &program, const FieldImage &fields) const;
+    [[gnu::noinline]] HitBits withoutResiduals(HitBits hits, const FieldImage &fields) const;
     bool addCheck(unsigned rule, unsigned word, uint32_t mask, uint32_t low, uint32_t span);
-    bool place(const Check &check, unsigned first);
+    template <typename Use>
+    bool forEachCheck(const Program &program, uint64_t known, Use use) const;
+    bool placeInGroup(const Check &check, unsigned first);
+    bool placeInRow(const Check &check, unsigned first);
+    bool addRow(unsigned word);
     bool addGroup(unsigned stretch);
+    bool emitRows(Program &program, uint64_t known);
     bool emit(Program &program, uint64_t known, uint64_t present);
 
     Group group_[kGroups];
     uint8_t stretch_[kGroups]; // first word of the stretch that the group reads
-    Kind kind_[kKinds];
-    Program any_;
+    Row row_[kRows];
+    Octet octet_[kOctets];
+    Kind kind_[kAnyKind + 1];
     unsigned groups_ = 0;
+    unsigned rows_ = 0;
+    unsigned octets_ = 0;
     HitBits residualRules_ = 0;
     unsigned residuals_ = 0;
     Residual residual_[kResiduals];
@@ -117,5 +153,55 @@ private:
     unsigned checks_ = 0;
     Check check_[kChecks];
 };
+
+// Bit n: lane n is not 0.
+inline uint32_t FastMatch::laneBits(const Vector &lanes)
+{
+    const auto set = lanes != 0;
+#ifdef __AVX__
+    using Floats = float __attribute__((vector_size(32)));
+    return static_cast<uint32_t>(__builtin_ia32_movmskps256(reinterpret_cast<Floats>(set)));
+#else
+    using Pairs = uint64_t __attribute__((vector_size(32)));
+    const auto pairs = reinterpret_cast<Pairs>(set & SignedVector{1, 2, 4, 8, 16, 32, 64, 128});
+    const uint64_t both = (pairs[0] | pairs[1]) | (pairs[2] | pairs[3]);
+    return static_cast<uint32_t>(both | both >> 32);
+#endif
+}
+
+// The bits of the rules that fail in an octet.
+[[gnu::always_inline]] inline HitBits FastMatch::failedInOctet(const Octet &octet,
+                                                               const FieldImage &fields) const
+{
+    const auto *image = reinterpret_cast<const Word *>(&fields);
+    const Row *row = row_ + octet.first;
+    Vector lanes = {};
+    for (const Row *const last = row + octet.equal; row != last; row += kStep) {
+        for (unsigned n = 0; n < kStep; ++n)
+            lanes |= ((Vector{} + image[row[n].word]) & row[n].mask) ^ row[n].low;
+    }
+    for (const Row *const last = row + octet.others; row != last; row += kStep) {
+        for (unsigned n = 0; n < kStep; ++n) {
+            const Vector over = ((Vector{} + image[row[n].word]) & row[n].mask) - row[n].low;
+            lanes |= reinterpret_cast<Vector>(reinterpret_cast<SignedVector>(over) > row[n].span);
+        }
+    }
+    return HitBits{laneBits(lanes)} << octet.shift;
+}
+
+inline HitBits FastMatch::match(const FieldImage &fields) const
+{
+    const Kind *kind = &kind_[kindOf(fields.present)];
+    if ((fields.present & kKnownFields) != kind->present)
+        kind = &kind_[kAnyKind];
+    const Program &program = kind->program;
+    if (program.octets != 1)
+        return matchOther(program, fields);
+    const HitBits failed = failedInOctet(program.octet, fields);
+    const HitBits hits = program.rules & ~failed;
+    if ((hits & residualRules_) == 0) [[likely]]
+        return hits;
+    return withoutResiduals(hits, fields);
+}
 
 } // namespace engine

@@ -26,6 +26,8 @@ constexpr uint64_t kSessionKinds[] = {0, kSessionFields};
 void FastMatch::begin()
 {
     groups_ = 0;
+    rows_ = 0;
+    octets_ = 0;
     residuals_ = 0;
     residualRules_ = 0;
     rules_ = 0;
@@ -129,7 +131,7 @@ bool FastMatch::addGroup(unsigned stretch)
 
 // Puts a check into the groups of a program that starts at `first`: into the lane that has the same check, or
 // into a free lane. False: there are no more groups.
-bool FastMatch::place(const Check &check, unsigned first)
+bool FastMatch::placeInGroup(const Check &check, unsigned first)
 {
     const unsigned lanes = halfOf(check.rule) * kLanes / 2;
     const unsigned index = check.word % kLanes;
@@ -155,38 +157,125 @@ bool FastMatch::place(const Check &check, unsigned first)
     return false;
 }
 
-// Emits a program for frames that have exactly the fields `present` of those `known`. Nothing known: the
-// catch-all program. False: it does not fit.
-bool FastMatch::emit(Program &program, uint64_t known, uint64_t present)
+bool FastMatch::addRow(unsigned word)
 {
-    program.rules = rules_;
-    for (HitBits left = rules_; left != 0; left &= left - 1) {
-        const unsigned rule = lowestBit(left);
-        if ((fields_[rule] & known & ~present) != 0)
-            program.rules &= ~ruleBit(rule);
-    }
-    const unsigned first = groups_;
-    bool fits = true;
+    if (rows_ == kRows)
+        return false;
+    __builtin_memset(&row_[rows_], 0, sizeof row_[rows_]); // a lane without a check passes
+    row_[rows_++].word = word;
+    return true;
+}
+
+// Puts a check into the rows that start at `first`, of an octet. False: there are no more rows.
+bool FastMatch::placeInRow(const Check &check, unsigned first)
+{
+    const unsigned lane = check.rule % kLanes;
+    unsigned n = first;
+    while (n < rows_ && (row_[n].word != check.word || row_[n].mask[lane] != 0))
+        ++n;
+    if (n == rows_ && !addRow(check.word))
+        return false;
+    row_[n].mask[lane] = check.mask;
+    row_[n].low[lane] = check.span == 0 ? check.low : check.low + kTopBit;
+    row_[n].span[lane] = static_cast<int32_t>(check.span ^ kTopBit);
+    return true;
+}
+
+// Calls use(check) for the checks of a program until one is false: those of its rules, and those of the
+// present bitmap for the fields that are not `known`.
+template <typename Use>
+bool FastMatch::forEachCheck(const Program &program, uint64_t known, Use use) const
+{
     for (unsigned n = 0; n < checks_; ++n) {
-        if ((program.rules >> check_[n].rule & 1) != 0)
-            fits = fits && place(check_[n], first);
+        if ((program.rules >> check_[n].rule & 1) != 0 && !use(check_[n]))
+            return false;
     }
     for (HitBits left = program.rules; left != 0; left &= left - 1) {
         const unsigned rule = lowestBit(left);
         for (unsigned n = 0; n < kPresentWords; ++n) {
             const auto ask = static_cast<uint32_t>((present_[rule] & ~known) >> 32 * n);
             const auto word = static_cast<uint8_t>(kPresentWord + n);
-            if (ask != 0)
-                fits = fits && place({static_cast<uint8_t>(rule), word, ask, ask, 0}, first);
+            if (ask != 0 && !use(Check{static_cast<uint8_t>(rule), word, ask, ask, 0}))
+                return false;
         }
     }
+    return true;
+}
+
+// Emits a program as rows. False: they do not fit.
+bool FastMatch::emitRows(Program &program, uint64_t known)
+{
+    program.octets = 0;
+    program.nextOctets = static_cast<uint16_t>(octets_);
+    for (unsigned shift = 0; shift < kRules; shift += kLanes) {
+        Program octet = program;
+        octet.rules &= HitBits{(1u << kLanes) - 1} << shift;
+        const unsigned first = rows_;
+        const auto place = [&](unsigned from, bool equal) {
+            bool fits = forEachCheck(octet, known, [&](const Check &check) {
+                return (check.span == 0) != equal || placeInRow(check, from);
+            });
+            while (fits && (rows_ - from) % kStep != 0)
+                fits = addRow(0);
+            return fits;
+        };
+        if (octets_ == kOctets || !place(first, true))
+            return false;
+        const unsigned others = rows_;
+        if (!place(others, false))
+            return false;
+        if (rows_ == first)
+            continue;
+        const Octet made = {static_cast<uint16_t>(first), static_cast<uint16_t>(others - first),
+                            static_cast<uint16_t>(rows_ - others), static_cast<uint16_t>(shift)};
+        if (program.octets++ == 0)
+            program.octet = made;
+        else
+            octet_[octets_++] = made;
+    }
+    return true;
+}
+
+// Emits a program for frames that have exactly the fields `present` of those `known`. Nothing known: the
+// catch-all program. False: it does not fit.
+bool FastMatch::emit(Program &program, uint64_t known, uint64_t present)
+{
+    program = {rules_, {}, 0, 0, 0, 0};
+    for (HitBits left = rules_; left != 0; left &= left - 1) {
+        const unsigned rule = lowestBit(left);
+        if ((fields_[rule] & known & ~present) != 0)
+            program.rules &= ~ruleBit(rule);
+    }
+    const unsigned first = groups_;
+    bool fits = forEachCheck(program, known, [&](const Check &check) { return placeInGroup(check, first); });
     while (fits && (groups_ - first) % kStep != 0)
         fits = addGroup(0);
-    if (!fits)
+    if (!fits) {
         groups_ = first;
-    program.first = static_cast<uint16_t>(first);
-    program.end = static_cast<uint16_t>(groups_);
-    return fits;
+        return false;
+    }
+    program.firstGroup = static_cast<uint16_t>(first);
+    program.endGroup = static_cast<uint16_t>(groups_);
+
+    // Rows, if they cost less: about the number of instructions, and what a group waits for words that the
+    // parser has just written one by one.
+    constexpr unsigned kGroupCost = 15;
+    constexpr unsigned kFoldCost = 20;
+    constexpr unsigned kRowCost = 7;
+    constexpr unsigned kOctetCost = 20;
+    const unsigned firstRow = rows_;
+    const unsigned firstOctet = octets_;
+    Program rows = program;
+    if (emitRows(rows, known) && rows.octets != 0 &&
+        kRowCost * (rows_ - firstRow) + kOctetCost * rows.octets <
+            kGroupCost * (groups_ - first) + kFoldCost) {
+        program = rows;
+        groups_ = first;
+    } else {
+        rows_ = firstRow;
+        octets_ = firstOctet;
+    }
+    return true;
 }
 
 void FastMatch::finish()
@@ -194,9 +283,10 @@ void FastMatch::finish()
     // The catch-all program always fits (static_assert in fast_match.h). Kinds whose own program does not fit
     // use it.
     static_assert(kPresentWord + kPresentWords <= kStretches * kLanes);
-    (void)emit(any_, 0, 0);
+    Kind &any = kind_[kAnyKind];
+    (void)emit(any.program, 0, 0);
     for (Kind &kind : kind_)
-        kind = {~uint64_t{0}, any_};
+        kind = {~uint64_t{0}, any.program};
     for (const uint64_t tags : kTagKinds) {
         for (const uint64_t network : kNetworkKinds) {
             for (const uint64_t session : kSessionKinds) {

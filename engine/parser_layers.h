@@ -48,9 +48,9 @@ struct Rest {
     Rest upTo(uint32_t bytes) const { return {at, bytes < left ? bytes : left}; }
 };
 
-// The state of all layers. Fields go to the image. Everything else stays here until the end, so that compilers
-// can keep it in registers across writes to the image. Each layer notes its present fields in a variable of
-// its own: a single variable would be written too often.
+// The state of all layers. Fields go to the image. Everything else stays here until the end, so that
+// compilers can keep it in registers across writes to the image. Each layer notes its present fields in a
+// variable of its own: a single variable would be written too often.
 struct ParserLayers {
     const uint8_t *data;
     uint32_t length;

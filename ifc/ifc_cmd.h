@@ -11,7 +11,7 @@
  * as hexadecimal digits, two a byte. `help` lists everything, `help NAME` one operation.
  * `get NAME` and `set NAME VALUE` reach dbgLevel and ifcSendToPpe. `get row SEL INDEX OFFSET` reads one row
  * of a table from the hardware and answers with IFC_DATA0 to IFC_DATA3 (or -62); SEL as in
- * ifcSetRuleConfig().
+ * ifcSetRuleConfig(). `clear counter INDEX` zeroes one counter entry, 0 to 39, and answers "= ok".
  *
  * The operation's own messages go through printk. Usable from C11 and C++, freestanding.
  */
@@ -32,11 +32,17 @@ enum {
 };
 
 /*
- * Runs one line. Not reentrant: callers are serialised, like those of the operations themselves. Takes no lock
- * itself: an operation takes the driver's where ifc_util.h says so, `get row` never. Uses less than 1 KiB of
- * stack itself; the request and the frame are in static memory.
+ * Runs one line. Not reentrant: callers are serialised, like those of the operations themselves. Takes no
+ * lock itself: an operation takes the driver's where ifc_util.h says so, `clear counter` does, `get row` never. Uses less than
+ * 1 KiB of stack itself; the request and the frame are in static memory.
  */
 int ifc_cmd_run(const char *line, ifc_cmd_print print, void *user);
+
+/*
+ * 1: running the line leaves tables, actions, counters and settings as they are. 0: it changes something, or
+ * may do so, or names no operation. Runs nothing.
+ */
+int ifc_cmd_only_reads(const char *line);
 
 #ifdef __cplusplus
 }

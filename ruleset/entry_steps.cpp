@@ -42,7 +42,7 @@ bool readEntries(Update &u, const UpdateRequest &request, Kind kind)
 {
     uint64_t needed = 0;
     for (unsigned number = 0; number < kMaxRules; ++number) {
-        const int source = u.source[number];
+        const auto source = u.source[number];
         if (source != kStays || (kind == kAction && givenAction(u, request, number) != nullptr))
             addRule(needed, number);
         if (source >= 0)
@@ -57,7 +57,7 @@ bool readEntries(Update &u, const UpdateRequest &request, Kind kind)
 bool writeEntries(Update &u, const UpdateRequest &request, Kind kind)
 {
     for (unsigned number = 0; number < kMaxRules; ++number) {
-        const int source = u.source[number];
+        const auto source = u.source[number];
         const IFC_Action_Format *const action = kind == kAction ? givenAction(u, request, number) : nullptr;
         if (source == kStays && action == nullptr)
             continue;
@@ -98,7 +98,7 @@ void moveBindings(Update &u)
     uint32_t differ[IFC_ACNT_CFG_COUNT] = {};
     unsigned concerned = 0;
     for (unsigned number = 0; number < kMaxRules; ++number) {
-        const int source = u.source[number];
+        const auto source = u.source[number];
         if (source == kStays)
             continue;
         const unsigned n = bindingsOf(u, number, known);

@@ -125,7 +125,7 @@ Verdict allDecided(const Together &all, unsigned field, uint64_t fixed, uint64_t
                    const RuleCondition *&tightest)
 {
     Verdict verdict = Verdict::Yes;
-    unsigned fewest = ~0u;
+    unsigned fewest = 0;
     unsigned at = 0;
     while (const RuleCondition *c = nextOn(all, field, at)) {
         const Verdict one = decided(*c, fixed, value);
@@ -133,12 +133,12 @@ Verdict allDecided(const Together &all, unsigned field, uint64_t fixed, uint64_t
             return one;
         if (one == Verdict::Yes)
             continue;
-        verdict = one;
         const unsigned free = countRules(c->mask & ~fixed);
-        if (free < fewest) {
+        if (verdict == Verdict::Yes || free < fewest) {
             fewest = free;
             tightest = c;
         }
+        verdict = one;
     }
     return verdict;
 }

@@ -1,15 +1,27 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT OR GPL-2.0
-# Runs every bench of a build folder. Prints whether each bound is met, and which peers are not installed.
-# Usage: bench.sh BUILD [PATTERN]: only those whose name holds PATTERN.
+# Runs the benches of a build folder and prints one table.
+# Usage: bench.sh BUILD [PATTERN]: only those whose name holds PATTERN. "over" in the last column: a bound is not met.
+#        bench.sh BUILD counts [new]: instruction counts against the committed ones
+#        bench.sh BUILD plots: draws docs/cost-by-rules.svg and docs/cost-by-bytes.svg
 set -euo pipefail
 build=$1
 pattern=${2:-}
+case $pattern in
+counts) exec scripts/bench-counts.sh "$build/bench/counted" ${3:+"$3"} ;;
+plots)
+    "$build/bench/curves" >"$build/curves.txt"
+    exec scripts/plot.py "$build/curves.txt" docs
+    ;;
+esac
+cpu=$(sed -n 's/^model name[^:]*: //p' /proc/cpuinfo 2>/dev/null | head -1)
+compiler=$(sed -n 's/^CMAKE_CXX_COMPILER:[^=]*=//p' "$build/CMakeCache.txt")
+printf '# %s; %s; %s\n' "${cpu:-unknown processor}" "$("$compiler" --version | head -1)" "$(date -u +'%Y-%m-%d %H:%M UTC')"
+printf '%-46s %14s  %-34s %8s  %-10s\n' "what" "figure" "yardstick in the same run" "ratio" "bound"
 found=0
 for bench in "$build"/bench/*_bench; do
     [ -x "$bench" ] && [[ $(basename "$bench") == *"$pattern"* ]] || continue
     found=$((found + 1))
-    echo "== $(basename "$bench")"
     "$bench"
 done
 [ "$found" -ne 0 ] || { echo "bench: nothing in $build/bench matches '$pattern'" >&2; exit 2; }

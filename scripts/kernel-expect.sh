@@ -22,7 +22,7 @@ fs=$build/root
 
 rm -rf "$fs"
 mkdir -p "$fs"/{bin,proc,sys,dev,tmp,expected}
-cp tests/kernel/{init,checks.sh,ktap.sh,ktap_test.sh,faults} examples/{stack,framings}.pcap "$fs/"
+cp tests/kernel/{init,check.sh,checks.sh,ktap.sh,ktap_test.sh,faults} examples/{stack,framings}.pcap "$fs/"
 chmod +x "$fs/init" "$fs/checks.sh"
 cp build/armhf-tool/tools/ifcctl/ifcctl "$fs/bin/"
 cp tests/kernel/batch.txt "$fs/batch"
@@ -33,16 +33,16 @@ cp "$fs/gateway.ifc" "$fs/rules.ifc"
 echo "frame replay /framings.pcap -o /tmp/out.pcap" >"$fs/replay.ifc"
 
 host=$root/build/release/tools/ifcctl/ifcctl
-{ sed 's/^/op /' "$fs/batch"; echo "table dump"; } | "$host" -b - >"$build/host.txt"
+{ sed 's/^/op /' "$fs/batch"; echo "table dump"; } | "$host" --state none -b - >"$build/host.txt"
 sed -n '/^$/,$p' "$build/host.txt" | sed -n '/LUT0-0/,$p' >"$build/host.dump"
 cd "$fs"
 rm -f "$build/sets.state"
-"$host" -b gateway.ifc >expected/gateway
+"$host" --state none -b gateway.ifc >expected/gateway
 # In the emulated machine the captures are in the root folder.
-sed 's| /\([a-z]*\.pcap\)| \1|' tool.ifc | "$host" -b - >expected/tool
-sed 's| /\([a-z]*\.pcap\)| \1|' tool.ifc | "$host" -j -b - >expected/tool.json
+sed 's| /\([a-z]*\.pcap\)| \1|' tool.ifc | "$host" --state none -b - >expected/tool
+sed 's| /\([a-z]*\.pcap\)| \1|' tool.ifc | "$host" --state none -j -b - >expected/tool.json
 sed 's| /set.ifc| set.ifc|' sets.ifc | "$host" --state "$build/sets.state" -b - >expected/sets
 "$host" --state "$build/sets.state" rule show >expected/shown
-"$host" -b rules.ifc >expected/rules
-sed 's| /framings| framings|; s|/tmp/out.pcap|expected/out.pcap|' rules.ifc replay.ifc | "$host" -b - |
+"$host" --state none -b rules.ifc >expected/rules
+sed 's| /framings| framings|; s|/tmp/out.pcap|expected/out.pcap|' rules.ifc replay.ifc | "$host" --state none -b - |
     tail -n +$(($(wc -l <expected/rules) + 1)) >expected/replay

@@ -2,25 +2,44 @@
 # SPDX-License-Identifier: MIT OR GPL-2.0
 # Builds the module with its ports, boots a 32-bit ARM kernel in an emulated machine and lets Linux's own front ends
 # program the classifier there: the kernel's own tests, unmodified, and ours. Or opens a shell in that machine.
-# Usage: kernel-net-test.sh [shell | PARTS]; PARTS: the parts of tests/kernel/net/ to run, all unless named
-# IFC_NET_SEED, IFC_NET_CHANGES: of the random filters
+# Usage: kernel-net-test.sh [KERNEL] [shell | PARTS]
+#   KERNEL  5.10, 6.1 or 6.12 of Debian's packages (6.1 unless named), or debug: 6.1 built here with all debug checks
+#   PARTS   of tests/kernel/net/ to run, all unless named
+# IFC_NET_SEED, IFC_NET_CHANGES: of the random filters; IFC_NET_LIMIT: seconds after which the machine is stopped
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
-parts=${*:-"device judges ours"}
-build=$root/build/kernel-net-test
-limit=1200
+kernel=6.1 packages=6.1 memory=256 limit=1200
+case ${1:-} in
+5.10 | 6.1 | 6.12)
+    kernel=$1 packages=$1
+    shift
+    ;;
+debug)
+    kernel=debug memory=768 limit=2400
+    shift
+    ;;
+esac
+limit=${IFC_NET_LIMIT:-$limit}
+parts=${*:-"device judges ours silent"}
+build=$root/build/kernel-net-test/$kernel
 mkdir -p "$build"
 start=$SECONDS
 step() { printf '%4d s  %s\n' $((SECONDS - start)) "$*"; }
 
 step "target: kernel, headers, programs, the kernel's tests"
-target=$(scripts/kernel-fetch.sh 6.1 2>"$build/fetch.log") &&
-    net=$(scripts/kernel-net-fetch.sh 6.1 2>>"$build/fetch.log") || {
+target=$(scripts/kernel-fetch.sh "$packages" 2>"$build/fetch.log") &&
+    net=$(scripts/kernel-net-fetch.sh "$packages" 2>>"$build/fetch.log") || {
     tail -20 "$build/fetch.log"
     exit 1
 }
+headers=$target/headers image=$target/vmlinuz
 release=$(cat "$target/complete")
+if [ "$kernel" = debug ]; then
+    folder=$(scripts/kernel-build.sh debug)
+    headers=$folder/headers image=$folder/vmlinuz
+    release=$(cat "$headers/include/config/kernel.release")
+fi
 
 module=$build/module
 mkdir -p "$module"
@@ -32,7 +51,7 @@ for file in "$module"/*.[ch] "$module"/*.cpp; do
     [ -e "platform/kernel/$(basename "$file")" ] || [ -e "platform/linux_net/$(basename "$file")" ] ||
         [ -e "tests/kernel/net/$(basename "$file")" ] || rm -f "$file"
 done
-env -u DEB_BUILD_ARCH -u DEB_HOST_ARCH make -C "$target/headers" M="$module" IFC_ROOT="$root" ARCH=arm \
+env -u DEB_BUILD_ARCH -u DEB_HOST_ARCH make -C "$headers" M="$module" IFC_ROOT="$root" ARCH=arm \
     CROSS_COMPILE=arm-linux-gnueabihf- CC=arm-linux-gnueabihf-gcc -j"$(nproc)" modules >"$build/module.log" 2>&1 || {
     tail -30 "$build/module.log"
     exit 1
@@ -64,11 +83,15 @@ if [ ! -e "$fs/.of" ] || [ "$(cat "$fs/.of")" != "$(cat "$net/complete")" ]; the
     mkdir -p "$fs/etc/netsniff-ng"
     cp -a "$net/etc/netsniff-ng/." "$fs/etc/netsniff-ng/" 2>/dev/null || true
     cp -a "$net/tools" "$fs/"
-    depmod -b "$net" "$release" 2>/dev/null || true
-    for name in bridge 8021q vrf veth dummy cls_flower cls_matchall sch_ingress sch_prio act_gact act_mirred act_vlan \
-        act_pedit act_skbedit act_csum act_police crc32c_generic; do
-        modprobe -d "$net" -S "$release" --show-depends "$name"
-    done 2>/dev/null | sed -n 's/^insmod \([^ ]*\).*/\1/p' | grep -v 'arm-ce' | awk '!seen[$0]++' >"$build/modules"
+    # The packaged kernel has these as modules, the debug kernel has them built in.
+    : >"$build/modules"
+    if [ "$kernel" != debug ]; then
+        depmod -b "$net" "$release" 2>/dev/null || true
+        for name in bridge 8021q vrf veth dummy cls_flower cls_matchall sch_ingress sch_prio act_gact act_mirred act_vlan \
+            act_pedit act_skbedit act_csum act_police crc32c_generic; do
+            modprobe -d "$net" -S "$release" --show-depends "$name"
+        done 2>/dev/null | sed -n 's/^insmod \([^ ]*\).*/\1/p' | grep -v 'arm-ce' | awk '!seen[$0]++' >"$build/modules"
+    fi
     while read -r file; do
         cp "$file" "$fs/modules/"
         basename "$file"
@@ -77,7 +100,7 @@ if [ ! -e "$fs/.of" ] || [ "$(cat "$fs/.of")" != "$(cat "$net/complete")" ]; the
 fi
 rm -rf "$fs/ours"
 mkdir "$fs/ours"
-cp tests/kernel/net/* tests/kernel/faults examples/*.pcap "$fs/ours/"
+cp tests/kernel/net/* tests/kernel/check.sh tests/kernel/faults examples/*.pcap "$fs/ours/"
 cp "$module"/ifc*.ko "$fs/ours/"
 for source in tests/kernel/net/*.c; do
     [[ $source == */ifc_* ]] || arm-linux-gnueabihf-gcc -O2 -Wall -Wextra -static -o "$fs/ours/$(basename "$source" .c)" "$source"
@@ -88,9 +111,9 @@ cp tests/kernel/net/init "$fs/init"
 chmod +x "$fs/init"
 (cd "$fs" && find . | cpio -o -H newc -R 0:0 2>/dev/null | gzip -1) >"$build/initrd.gz"
 
-machine=(qemu-system-arm -M virt -cpu cortex-a15 -smp 2 -m 256 -nographic -no-reboot -nic none
-    -kernel "$target/vmlinuz" -initrd "$build/initrd.gz")
-line="console=ttyAMA0 rdinit=/init panic=-1 quiet loglevel=1 log_buf_len=1M"
+machine=(qemu-system-arm -M virt -cpu cortex-a15 -smp 2 -m $memory -nographic -no-reboot -nic none
+    -kernel "$image" -initrd "$build/initrd.gz")
+line="console=ttyAMA0 rdinit=/init panic=-1 quiet loglevel=1 log_buf_len=4M kasan_multi_shot"
 if [ "$parts" = shell ]; then
     step "booting; leave by: poweroff -f"
     exec "${machine[@]}" -append "$line"

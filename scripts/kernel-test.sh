@@ -63,7 +63,7 @@ test_kernel() {
     return $result
 }
 
-step "ifcctl for this machine and for the target, and what this machine says"
+step "building ifcctl for this machine and for the target; recording the expected output on this machine"
 scripts/kernel-expect.sh "$base"
 status=0
 for kernel in "${kernels[@]}"; do

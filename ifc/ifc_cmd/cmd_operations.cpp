@@ -166,6 +166,12 @@ void sumTransport(const Arguments &a, Answer &answer)
 #define IFC_CMD_PLAIN(name) \
     {#name, nullptr, 0, Tail::None, [](const Arguments &, Answer &answer) { printNumber(answer, name()); }}
 
+constexpr Operation reads(Operation operation)
+{
+    operation.onlyReads = true;
+    return operation;
+}
+
 constexpr Operation kTable[] = {
     IFC_CMD_INT(ifcSetRuleConfig, kTransfer, Tail::None, static_cast<uint8_t>(a.u(0)),
                 static_cast<uint8_t>(a.u(1)),
@@ -176,13 +182,13 @@ constexpr Operation kTable[] = {
     IFC_CMD_INT(clear_ifc_rules, kInt, Tail::None, a.i(0)),
     IFC_CMD_PLAIN(ifc_enable),
     IFC_CMD_PLAIN(ifc_disable),
-    IFC_CMD_PLAIN(ifc_get_ifc_staus),
-    IFC_CMD_OWN(get_lut0_mask_key, kOneRule, Tail::None, getMaskKey),
+    reads(IFC_CMD_PLAIN(ifc_get_ifc_staus)),
+    reads(IFC_CMD_OWN(get_lut0_mask_key, kOneRule, Tail::None, getMaskKey)),
     IFC_CMD_OWN(set_lut0_mask_key, kSlot, Tail::None, setMaskKey),
-    IFC_CMD_OWN(set_lut0_mask_key_to_array, kOneRule, Tail::None, unpackMaskKey),
-    IFC_CMD_INT(ifc_get_rule_from_reg, kInt, Tail::None, a.i(0)),
-    IFC_CMD_INT(ifc_parser_lut0_rule, kShownRule, Tail::None, &IFC_LUT0_Rule[a.i(0)], a.i(1)),
-    IFC_CMD_INT(ifc_get_rule_from_hw, kInt, Tail::None, a.i(0)),
+    reads(IFC_CMD_OWN(set_lut0_mask_key_to_array, kOneRule, Tail::None, unpackMaskKey)),
+    reads(IFC_CMD_INT(ifc_get_rule_from_reg, kInt, Tail::None, a.i(0))),
+    reads(IFC_CMD_INT(ifc_parser_lut0_rule, kShownRule, Tail::None, &IFC_LUT0_Rule[a.i(0)], a.i(1))),
+    reads(IFC_CMD_INT(ifc_get_rule_from_hw, kInt, Tail::None, a.i(0))),
     IFC_CMD_INT(ifc_set_lut0_rules, kSetLut0, Tail::None, a.u(0), toMode(a, 1), a.u(2), a.u(3), a.u(4),
                 a.u(5), a.u(6),
                 a.u(7)),
@@ -191,45 +197,45 @@ constexpr Operation kTable[] = {
                 a.u(5), a.u(6),
                 a.u(7)),
     IFC_CMD_VOID(ifc_delete_lut1, kOneEntry, a.i(0)),
-    IFC_CMD_BITS(change_mask_from_48_to_32, kReduce, a.u(0), a.u(1), a.i(2)),
+    reads(IFC_CMD_BITS(change_mask_from_48_to_32, kReduce, a.u(0), a.u(1), a.i(2))),
     {"ifc_set_lut_rules_auto", nullptr, 0, Tail::Request,
      [](const Arguments &a, Answer &answer) { printNumber(answer, ifc_set_lut_rules_auto(a.request)); }},
-    IFC_CMD_INT(lut1_has_free_rule, kFree, Tail::None, a.u(0)),
+    reads(IFC_CMD_INT(lut1_has_free_rule, kFree, Tail::None, a.u(0))),
     {"ifc_del_lut_rules_auto", nullptr, 0, Tail::Request,
      [](const Arguments &a, Answer &answer) { printNumber(answer, ifc_del_lut_rules_auto(a.request)); }},
-    IFC_CMD_INT(ifc_match_rule_lut0, kMatchLut0, Tail::Request, a.request, a.u(0), a.u(1)),
-    IFC_CMD_INT(ifc_match_rule_lut1, kMatchLut1, Tail::Request, a.request, a.u(0), a.u(1)),
-    {"ifc_match_lut1", nullptr, 0, Tail::Condition, matchLut1},
+    reads(IFC_CMD_INT(ifc_match_rule_lut0, kMatchLut0, Tail::Request, a.request, a.u(0), a.u(1))),
+    reads(IFC_CMD_INT(ifc_match_rule_lut1, kMatchLut1, Tail::Request, a.request, a.u(0), a.u(1))),
+    reads({"ifc_match_lut1", nullptr, 0, Tail::Condition, matchLut1}),
     IFC_CMD_INT(ifc_set_action, kSetAction, Tail::None, a.u(0), a.u(1), toMode(a, 2), a.u(3), a.u(4), a.u(5),
                 a.u(6)),
     IFC_CMD_INT(ifc_clear_action, kOneIndex, Tail::None, a.u(0)),
     IFC_CMD_PLAIN(clear_all_ifc_actions),
-    IFC_CMD_INT(ifc_dump_action, kOneAction, Tail::None, a.i(0)),
+    reads(IFC_CMD_INT(ifc_dump_action, kOneAction, Tail::None, a.i(0))),
     IFC_CMD_INT(ifc_set_acnt, kBind, Tail::None, a.u(0), a.u(1)),
-    IFC_CMD_OWN(ifc_get_acnt, kOneIndex, Tail::None, getCounter),
+    reads(IFC_CMD_OWN(ifc_get_acnt, kOneIndex, Tail::None, getCounter)),
     {"clear_all_ifc_acnt", nullptr, 0, Tail::None,
      [](const Arguments &, Answer &answer) {
          clear_all_ifc_acnt();
          answer.say("= ok\n");
      }},
-    IFC_CMD_INT(checkIFCResult, kResult, Tail::None, a.i(0), a.i(1)),
-    IFC_CMD_PLAIN(ifc_dump_lut0_rules),
-    IFC_CMD_PLAIN(ifc_dump_lut1_rules),
-    IFC_CMD_PLAIN(ifc_dump_all_rules),
-    IFC_CMD_BITS(_getLowestBit, kValue, a.u(0)),
-    IFC_CMD_BITS(getLowestBit, kValue, a.u(0)),
-    IFC_CMD_INT(isTPID, kWord, Tail::None, static_cast<uint16_t>(a.u(0))),
-    IFC_CMD_INT(transTPIDtoVPM, kWord, Tail::None, static_cast<uint16_t>(a.u(0))),
-    IFC_CMD_BITS(transVPMtoTPID, kWord, static_cast<uint16_t>(a.u(0))),
-    IFC_CMD_OWN(getPppoeSid, kPppoe, Tail::Frame, readPppoe),
-    IFC_CMD_OWN(skb_chksum, kLength, Tail::Frame, sumBuffer),
-    IFC_CMD_OWN(ipv4_checksum, kOffset, Tail::Frame, sumIpv4Header),
-    IFC_CMD_OWN(tcp_udp_checksum, kTransport, Tail::Frame, sumTransport),
-    {"dump_skb", nullptr, 0, Tail::Frame,
+    reads(IFC_CMD_INT(checkIFCResult, kResult, Tail::None, a.i(0), a.i(1))),
+    reads(IFC_CMD_PLAIN(ifc_dump_lut0_rules)),
+    reads(IFC_CMD_PLAIN(ifc_dump_lut1_rules)),
+    reads(IFC_CMD_PLAIN(ifc_dump_all_rules)),
+    reads(IFC_CMD_BITS(_getLowestBit, kValue, a.u(0))),
+    reads(IFC_CMD_BITS(getLowestBit, kValue, a.u(0))),
+    reads(IFC_CMD_INT(isTPID, kWord, Tail::None, static_cast<uint16_t>(a.u(0)))),
+    reads(IFC_CMD_INT(transTPIDtoVPM, kWord, Tail::None, static_cast<uint16_t>(a.u(0)))),
+    reads(IFC_CMD_BITS(transVPMtoTPID, kWord, static_cast<uint16_t>(a.u(0)))),
+    reads(IFC_CMD_OWN(getPppoeSid, kPppoe, Tail::Frame, readPppoe)),
+    reads(IFC_CMD_OWN(skb_chksum, kLength, Tail::Frame, sumBuffer)),
+    reads(IFC_CMD_OWN(ipv4_checksum, kOffset, Tail::Frame, sumIpv4Header)),
+    reads(IFC_CMD_OWN(tcp_udp_checksum, kTransport, Tail::Frame, sumTransport)),
+    reads({"dump_skb", nullptr, 0, Tail::Frame,
      [](const Arguments &a, Answer &answer) {
          dump_skb(a.frame);
          answer.say("= ok\n");
-     }},
+     }}),
 };
 // clang-format on
 

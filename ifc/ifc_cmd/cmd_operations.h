@@ -13,6 +13,7 @@ struct Operation {
     uint count;
     Tail tail;
     void (*call)(const Arguments &, Answer &);
+    bool onlyReads = false; // tables, actions, counters and settings stay as they are
 };
 
 struct Operations {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 #include "ifc/ifc_cmd/cmd_operations.h"
 #include "ifc/ifc_regs.h"
+#include "ifc/ifc_util/window.h"
 
 using namespace ifc::cmd;
 
@@ -22,6 +23,9 @@ constexpr Variable kVariables[] = {
 
 // The arguments of `get row`: one row of a table in the hardware.
 constexpr Param kRow[] = {upTo("sel", IFC_SEL_COUNTER), upTo("index", 255), upTo("offset", 255)};
+
+// The argument of `clear counter`.
+constexpr Param kCounter = upTo("index", IFC_COUNTERS - 1);
 
 void printRow(Answer &answer, const int64_t *values)
 {
@@ -90,6 +94,7 @@ int printHelp(Answer &answer, const char *line)
     for (const Variable &variable : kVariables)
         answer.say("get %s | set %s VALUE\n", variable.param.name, variable.param.name);
     answer.say("get row SEL INDEX OFFSET\n");
+    answer.say("clear counter INDEX\n");
     return IFC_CMD_DONE;
 }
 
@@ -103,6 +108,23 @@ int runGetRow(Answer &answer, const char *line)
     if (const Word more = nextWord(line); more.length != 0)
         return refuseWord(answer, "get row", more, "row SEL INDEX OFFSET");
     printRow(answer, values);
+    return IFC_CMD_DONE;
+}
+
+// One counter entry; clear_all_ifc_acnt() clears all of them.
+int runClear(Answer &answer, const char *line)
+{
+    const Word name = nextWord(line);
+    if (!equals(name, "counter"))
+        return refuseWord(answer, "clear", name, "counter INDEX");
+    int64_t entry = 0;
+    if (!readNumber(answer, "clear counter", kCounter, nextWord(line), entry))
+        return IFC_CMD_REFUSED;
+    if (const Word more = nextWord(line); more.length != 0)
+        return refuseWord(answer, "clear counter", more, "counter INDEX");
+    const ifc::WindowLock lock;
+    ifc::writeZeroRow(static_cast<uint>(entry), IFC_SEL_COUNTER);
+    answer.say("= ok\n");
     return IFC_CMD_DONE;
 }
 
@@ -170,7 +192,18 @@ int ifc_cmd_run(const char *line, ifc_cmd_print print, void *user)
         return printHelp(answer, line);
     if (equals(name, "get") || equals(name, "set"))
         return runGetOrSet(answer, equals(name, "set"), line);
+    if (equals(name, "clear"))
+        return runClear(answer, line);
     if (const Operation *operation = findOperation(name))
         return callOperation(answer, *operation, line);
-    return refuseWord(answer, "operation", name, "help, get, set, or a name that 'help' lists");
+    return refuseWord(answer, "operation", name, "help, get, set, clear, or a name that 'help' lists");
+}
+
+int ifc_cmd_only_reads(const char *line)
+{
+    const Word name = nextWord(line);
+    if (name.length == 0 || *name.text == '#' || equals(name, "help") || equals(name, "get"))
+        return 1;
+    const Operation *operation = findOperation(name);
+    return operation != nullptr && operation->onlyReads ? 1 : 0;
 }

@@ -202,8 +202,8 @@ unsigned int headerChecksum(const unsigned char *p)
     return checksumOf(sum);
 }
 
-// Whether an operation takes the plain sum: it is traced, or too long for the wide one. The level is read once
-// in each operation, because another context may change it meanwhile.
+// Whether an operation takes the plain sum: it is traced, or too long for the wide one. The level is read
+// once in each operation, because another context may change it meanwhile.
 bool isPlain(uint level, uint bytes)
 {
     return level > DBG_ST || bytes > kWideLimit;

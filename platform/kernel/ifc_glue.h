@@ -50,6 +50,8 @@ struct ifc_glue_event {
     u32 reg;   /* for reads and writes */
     u32 value; /* for reads and writes; the milliseconds of a wait; the length of a piece */
 };
+/* Reports an event of the glue's own sources. */
+void ifc_glue_tell(enum ifc_glue_event_kind kind, u32 reg, u32 value);
 /* Calls watch for each event, in order. NULL: for none. */
 void ifc_glue_watch(void (*watch)(const struct ifc_glue_event *event));
 void ifc_glue_set_revision(int revision);

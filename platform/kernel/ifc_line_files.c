@@ -125,7 +125,7 @@ static bool run_line(char *line, u8 *room)
 {
     int result;
 
-    if (ifc_owner_name() && !ifc_owner_line_only_reads(line)) {
+    if (ifc_owner_name() && !ifc_cmd_only_reads(line)) {
         text_length = scnprintf(ifc_files_text, IFC_FILES_TEXT_SIZE,
                                 "the tables belong to %s: accepted: what only reads\n", ifc_owner_name());
         return false;

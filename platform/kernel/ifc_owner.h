@@ -17,7 +17,4 @@ void ifc_owner_give(const void *who);
 /* NULL: nobody. */
 const char *ifc_owner_name(void);
 
-/* Whether a line of the command handler leaves tables, actions, counters and registers as they are. */
-bool ifc_owner_line_only_reads(const char *line);
-
 #endif

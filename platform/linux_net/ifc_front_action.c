@@ -184,8 +184,12 @@ static const char *const action_names[] = {
     [FLOW_ACTION_TUNNEL_ENCAP] = "tunnel_key set",
     [FLOW_ACTION_TUNNEL_DECAP] = "tunnel_key unset",
     [FLOW_ACTION_ADD] = "pedit add",
+    [FLOW_ACTION_PTYPE] = "skbedit ptype",
     [FLOW_ACTION_SAMPLE] = "sample",
     [FLOW_ACTION_CT] = "ct",
+    [FLOW_ACTION_MPLS_PUSH] = "mpls push",
+    [FLOW_ACTION_MPLS_POP] = "mpls pop",
+    [FLOW_ACTION_MPLS_MANGLE] = "mpls modify",
 };
 
 /* One action that does not end the list. */
@@ -194,6 +198,7 @@ static int decode_edit(struct ifc_front_port *port, const struct flow_action_ent
 {
     const struct ifc_front_platform *platform = ifc_front_platform_of(port->front);
     struct ifc_front_action *action = &rule->action;
+    const char *name;
 
     switch (entry->id) {
     case FLOW_ACTION_VLAN_PUSH:
@@ -226,9 +231,11 @@ static int decode_edit(struct ifc_front_port *port, const struct flow_action_ent
     case FLOW_ACTION_POLICE:
         return decode_police(port, entry, action, why);
     default:
-        if (entry->id < ARRAY_SIZE(action_names) && action_names[entry->id])
-            return ifc_front_refuse(why, -EOPNOTSUPP, "action %s: the classifier cannot do it",
-                                    action_names[entry->id]);
+        name = entry->id < ARRAY_SIZE(action_names) ? action_names[entry->id] : NULL;
+        if (!name)
+            name = ifc_compat_action_name(entry->id);
+        if (name)
+            return ifc_front_refuse(why, -EOPNOTSUPP, "action %s: the classifier cannot do it", name);
         return ifc_front_refuse(why, -EOPNOTSUPP,
                                 "action %u of the flow interface: the classifier cannot do it", entry->id);
     }

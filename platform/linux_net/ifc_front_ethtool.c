@@ -33,24 +33,52 @@ static void want_four_bytes(struct ifc_front_rule *rule, __be32 key, __be32 mask
     ifc_front_want_bytes(rule, IFC_FRONT_TRANSPORT, 0, (u8 *)&key, (u8 *)&mask, 4);
 }
 
-static void decode_ipv4(struct ifc_front_rule *rule, __be32 source, __be32 source_mask, __be32 destination,
-                        __be32 destination_mask, u8 tos, u8 tos_mask)
+/* All flows of one IP version begin alike: addresses, four bytes of the transport header, DS octet. */
+static_assert(offsetof(struct ethtool_usrip4_spec, tos) == offsetof(struct ethtool_tcpip4_spec, tos));
+static_assert(offsetof(struct ethtool_usrip6_spec, tclass) == offsetof(struct ethtool_tcpip6_spec, tclass));
+
+static void decode_ipv4(struct ifc_front_rule *rule, const struct ethtool_usrip4_spec *key,
+                        const struct ethtool_usrip4_spec *mask)
 {
     want_ip(rule, 4);
-    ifc_front_want(rule, SIPv4, ntohl(source_mask), ntohl(source));
-    ifc_front_want(rule, DIPv4, ntohl(destination_mask), ntohl(destination));
-    if (tos_mask)
-        ifc_front_want_tos(rule, tos_mask, tos);
+    ifc_front_want(rule, SIPv4, ntohl(mask->ip4src), ntohl(key->ip4src));
+    ifc_front_want(rule, DIPv4, ntohl(mask->ip4dst), ntohl(key->ip4dst));
+    if (mask->tos)
+        ifc_front_want_tos(rule, mask->tos, key->tos);
 }
 
-static void decode_ipv6(struct ifc_front_rule *rule, const __be32 *source, const __be32 *source_mask,
-                        const __be32 *destination, const __be32 *destination_mask, u8 class, u8 class_mask)
+static void decode_ipv6(struct ifc_front_rule *rule, const struct ethtool_usrip6_spec *key,
+                        const struct ethtool_usrip6_spec *mask)
 {
     want_ip(rule, 6);
-    ifc_front_want_ipv6(rule, SIPv6_31_0, source, source_mask);
-    ifc_front_want_ipv6(rule, DIPv6_31_0, destination, destination_mask);
-    if (class_mask)
-        ifc_front_want_tos(rule, class_mask, class);
+    ifc_front_want_ipv6(rule, SIPv6_31_0, key->ip6src, mask->ip6src);
+    ifc_front_want_ipv6(rule, DIPv6_31_0, key->ip6dst, mask->ip6dst);
+    if (mask->tclass)
+        ifc_front_want_tos(rule, mask->tclass, key->tclass);
+}
+
+static u8 protocol_of(u32 type)
+{
+    switch (type) {
+    case TCP_V4_FLOW:
+    case TCP_V6_FLOW:
+        return IPPROTO_TCP;
+    case UDP_V4_FLOW:
+    case UDP_V6_FLOW:
+        return IPPROTO_UDP;
+    default:
+        return IPPROTO_SCTP;
+    }
+}
+
+/* The protocol of a flow that names it by number. */
+static int decode_protocol(struct ifc_front_rule *rule, u8 mask, u8 key, struct ifc_front_refusal *why)
+{
+    if (mask && mask != 0xFF)
+        return ifc_front_refuse(why, -EOPNOTSUPP, "l4proto: accepted: without a mask");
+    if (mask)
+        ifc_front_want_protocol(rule, key);
+    return 0;
 }
 
 static int decode_ether(const struct ethtool_rx_flow_spec *flow, struct ifc_front_rule *rule,
@@ -83,45 +111,29 @@ static int decode_flow(const struct ethtool_rx_flow_spec *flow, struct ifc_front
     case TCP_V4_FLOW:
     case UDP_V4_FLOW:
     case SCTP_V4_FLOW:
-        decode_ipv4(rule, h->tcp_ip4_spec.ip4src, m->tcp_ip4_spec.ip4src, h->tcp_ip4_spec.ip4dst,
-                    m->tcp_ip4_spec.ip4dst, h->tcp_ip4_spec.tos, m->tcp_ip4_spec.tos);
-        ifc_front_want_protocol(rule, type == TCP_V4_FLOW   ? IPPROTO_TCP
-                                      : type == UDP_V4_FLOW ? IPPROTO_UDP
-                                                            : IPPROTO_SCTP);
+        decode_ipv4(rule, &h->usr_ip4_spec, &m->usr_ip4_spec);
+        ifc_front_want_protocol(rule, protocol_of(type));
         want_ports(rule, h->tcp_ip4_spec.psrc, m->tcp_ip4_spec.psrc, h->tcp_ip4_spec.pdst,
                    m->tcp_ip4_spec.pdst);
         return 0;
     case TCP_V6_FLOW:
     case UDP_V6_FLOW:
     case SCTP_V6_FLOW:
-        decode_ipv6(rule, h->tcp_ip6_spec.ip6src, m->tcp_ip6_spec.ip6src, h->tcp_ip6_spec.ip6dst,
-                    m->tcp_ip6_spec.ip6dst, h->tcp_ip6_spec.tclass, m->tcp_ip6_spec.tclass);
-        ifc_front_want_protocol(rule, type == TCP_V6_FLOW   ? IPPROTO_TCP
-                                      : type == UDP_V6_FLOW ? IPPROTO_UDP
-                                                            : IPPROTO_SCTP);
+        decode_ipv6(rule, &h->usr_ip6_spec, &m->usr_ip6_spec);
+        ifc_front_want_protocol(rule, protocol_of(type));
         want_ports(rule, h->tcp_ip6_spec.psrc, m->tcp_ip6_spec.psrc, h->tcp_ip6_spec.pdst,
                    m->tcp_ip6_spec.pdst);
         return 0;
     case IPV4_USER_FLOW:
         if (m->usr_ip4_spec.ip_ver && h->usr_ip4_spec.ip_ver != ETH_RX_NFC_IP4)
             return ifc_front_refuse(why, -EINVAL, "ip_ver: accepted: 4");
-        decode_ipv4(rule, h->usr_ip4_spec.ip4src, m->usr_ip4_spec.ip4src, h->usr_ip4_spec.ip4dst,
-                    m->usr_ip4_spec.ip4dst, h->usr_ip4_spec.tos, m->usr_ip4_spec.tos);
-        if (m->usr_ip4_spec.proto == 0xFF)
-            ifc_front_want_protocol(rule, h->usr_ip4_spec.proto);
-        else if (m->usr_ip4_spec.proto)
-            return ifc_front_refuse(why, -EOPNOTSUPP, "l4proto: accepted: without a mask");
+        decode_ipv4(rule, &h->usr_ip4_spec, &m->usr_ip4_spec);
         want_four_bytes(rule, h->usr_ip4_spec.l4_4_bytes, m->usr_ip4_spec.l4_4_bytes);
-        return 0;
+        return decode_protocol(rule, m->usr_ip4_spec.proto, h->usr_ip4_spec.proto, why);
     case IPV6_USER_FLOW:
-        decode_ipv6(rule, h->usr_ip6_spec.ip6src, m->usr_ip6_spec.ip6src, h->usr_ip6_spec.ip6dst,
-                    m->usr_ip6_spec.ip6dst, h->usr_ip6_spec.tclass, m->usr_ip6_spec.tclass);
-        if (m->usr_ip6_spec.l4_proto == 0xFF)
-            ifc_front_want_protocol(rule, h->usr_ip6_spec.l4_proto);
-        else if (m->usr_ip6_spec.l4_proto)
-            return ifc_front_refuse(why, -EOPNOTSUPP, "l4proto: accepted: without a mask");
+        decode_ipv6(rule, &h->usr_ip6_spec, &m->usr_ip6_spec);
         want_four_bytes(rule, h->usr_ip6_spec.l4_4_bytes, m->usr_ip6_spec.l4_4_bytes);
-        return 0;
+        return decode_protocol(rule, m->usr_ip6_spec.l4_proto, h->usr_ip6_spec.l4_proto, why);
     default:
         return ifc_front_refuse(
             why, -EOPNOTSUPP, "flow-type %u: accepted: ether, ip4, tcp4, udp4, sctp4, ip6, tcp6, udp6, sctp6",

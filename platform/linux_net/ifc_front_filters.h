@@ -35,7 +35,7 @@ struct ifc_front {
     enum ifc_front_kind kind;
     char owner[48];
     bool was_on;   /* the classifier's switch before we took ownership */
-    bool leftover; /* the chip did not answer: the tables still hold rules that the set does not have */
+    bool leftover; /* the chip did not answer: the next change has to complete the last one, or its undo */
     u64 arrivals;
     u64 last_cookie;
     struct ifc_front_words words;
@@ -57,8 +57,12 @@ int ifc_front_filter_add(struct ifc_front *front, struct ifc_front_filter *filte
                          struct ifc_front_filter *old, enum ifc_front_kind kind,
                          const struct ifc_front_rule *rule, struct ifc_front_refusal *why);
 
-/* Removes the filter from list and tables, and frees it. */
-void ifc_front_filter_remove(struct ifc_front *front, struct ifc_front_filter *filter);
+/*
+ * Removes the filter from list and tables, and frees it. -EIO: the chip did not answer, and everything is as
+ * before. With `must` the filter goes in any case: a second update is tried, and if that fails too, the next
+ * change deletes the rule from the tables.
+ */
+int ifc_front_filter_remove(struct ifc_front *front, struct ifc_front_filter *filter, bool must);
 
 /* Adds the counts since the last read to bytes and packets. */
 int ifc_front_filter_read(struct ifc_front *front, struct ifc_front_filter *filter);

@@ -25,7 +25,6 @@ static const char *const key_names[] = {
     [FLOW_DISSECTOR_KEY_ENC_IP] = "enc_tos, enc_ttl",
     [FLOW_DISSECTOR_KEY_ENC_OPTS] = "geneve_opts, vxlan_opts, erspan_opts",
     [FLOW_DISSECTOR_KEY_CT] = "ct_state",
-    [FLOW_DISSECTOR_KEY_HASH] = "hash",
 };
 
 #define KEY(name) BIT_ULL(FLOW_DISSECTOR_KEY_##name)
@@ -49,13 +48,17 @@ static bool asks(const struct flow_rule *flow, enum flow_dissector_key_id key)
 static int check_keys(const struct flow_rule *flow, struct ifc_front_refusal *why)
 {
     u64 unknown = flow->match.dissector->used_keys & ~known_keys;
+    const char *name;
     unsigned int key;
 
     if (!unknown)
         return 0;
     key = __ffs64(unknown);
-    if (key < ARRAY_SIZE(key_names) && key_names[key])
-        return ifc_front_refuse(why, -EOPNOTSUPP, "%s: the classifier cannot match it", key_names[key]);
+    name = key < ARRAY_SIZE(key_names) ? key_names[key] : NULL;
+    if (!name)
+        name = ifc_compat_key_name(key);
+    if (name)
+        return ifc_front_refuse(why, -EOPNOTSUPP, "%s: the classifier cannot match it", name);
     return ifc_front_refuse(why, -EOPNOTSUPP, "key %u of the flow dissector: the classifier cannot match it",
                             key);
 }
@@ -147,27 +150,27 @@ static int decode_ethernet(const struct flow_rule *flow, __be16 protocol, struct
 #endif
     if (type == ETH_P_8021Q || type == ETH_P_8021AD)
         return ifc_front_refuse(why, -EOPNOTSUPP, "cvlan_ethtype: a third tag cannot be matched");
-#ifdef IFC_COMPAT_VLAN_ETH_TYPE
-    /* The next type of each tag is part of its key, so the tags before the type are known. */
-    if (cvlan.key && cvlan.mask->vlan_eth_type) {
-        type = ntohs(cvlan.key->vlan_eth_type);
+    /* Where the next type of each tag is part of its key, the tags before the type are known. */
+    if (cvlan.key && ifc_compat_vlan_type(cvlan.mask)) {
+        type = ifc_compat_vlan_type(cvlan.key);
         rule->tags = 2;
-    } else if (vlan.key && vlan.mask->vlan_eth_type && !cvlan.key) {
-        type = ntohs(vlan.key->vlan_eth_type);
-        rule->tags = 1;
-    } else if (vlan.key && vlan.mask->vlan_eth_type && cvlan.key && !cvlan.mask->vlan_tpid) {
-        return ifc_front_refuse(why, -EOPNOTSUPP, "cvlan: a key of the inner tag without its TPID");
+    } else if (vlan.key && ifc_compat_vlan_type(vlan.mask)) {
+        if (cvlan.key && !cvlan.mask->vlan_tpid)
+            return ifc_front_refuse(why, -EOPNOTSUPP, "cvlan: a key of the inner tag without its TPID");
+        if (!cvlan.key) {
+            type = ifc_compat_vlan_type(vlan.key);
+            rule->tags = 1;
+        }
     }
     if (type == ETH_P_8021Q || type == ETH_P_8021AD) {
         /* vlan_ethtype names the inner tag, and no other key asks about it. */
-        rule->tpid[rule->tags] = type;
-        if (rule->tags == 2)
+        if (rule->tags != 1)
             return ifc_front_refuse(why, -EOPNOTSUPP, "cvlan_ethtype: a third tag cannot be matched");
+        rule->tpid[1] = type;
         rule->least_tags = 2;
         rule->tags = IFC_FRONT_ANY_TAGS;
         type = 0;
     }
-#endif
     if (type && type < ETH_P_802_3_MIN)
         return ifc_front_refuse(why, -EOPNOTSUPP, "vlan_ethtype 0x%04x: accepted: EtherTypes", type);
     rule->type = type;

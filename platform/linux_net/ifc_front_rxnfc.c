@@ -93,9 +93,7 @@ int ifc_front_set_rxnfc(struct ifc_front_port *port, struct ethtool_rxnfc *comma
         result = insert(port, &command->fs);
     } else if (command->cmd == ETHTOOL_SRXCLSRLDEL) {
         filter = find(port, command->fs.location);
-        result = filter ? 0 : -ENOENT;
-        if (filter)
-            ifc_front_filter_remove(port->front, filter);
+        result = filter ? ifc_front_filter_remove(port->front, filter, false) : -ENOENT;
     }
     ifc_callers_unlock();
     return result;

@@ -81,13 +81,13 @@ static int replace(struct ifc_front_port *port, struct flow_cls_offload *flower)
     return result;
 }
 
-/* Known: the kernel also destroys a filter whose addition failed. */
+/* Known: the kernel also destroys a filter whose addition failed. A destruction cannot be refused. */
 static int destroy(struct ifc_front_port *port, struct flow_cls_offload *flower)
 {
     struct ifc_front_filter *filter = find(port, flower->cookie);
 
     if (filter)
-        ifc_front_filter_remove(port->front, filter);
+        ifc_front_filter_remove(port->front, filter, true);
     return 0;
 }
 

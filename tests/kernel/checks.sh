@@ -1,13 +1,6 @@
 # SPDX-License-Identifier: MIT OR GPL-2.0
-# Runs inside the emulated machine. Each check prints PASS or FAIL with what it is about.
-dir=/sys/kernel/debug/ifc
-checks=0
-check() { # WHAT COMMAND...
-    what=$1
-    shift
-    checks=$((checks + 1))
-    if "$@"; then echo "PASS $what"; else echo "FAIL $what"; fi
-}
+# Runs inside the emulated machine.
+. /check.sh
 fresh_log() { dmesg -c >>/tmp/kernel.log; } # the end of the run looks through the cleared log, too
 load() { insmod /ifc.ko "$@" 2>/dev/null; }
 unload() { rmmod ifc; }
@@ -15,7 +8,6 @@ afresh() { # PARAMETER...
     [ ! -e $dir ] || unload
     check "loads afresh${1:+ with $1}" load "$@"
 }
-op() { echo "$*" >$dir/command 2>/dev/null; }
 reply() { cat $dir/command; }
 is() { # OPERATION EXPECTED-LAST-LINE
     op "$1"
@@ -201,7 +193,7 @@ check "send_to_ppe takes a number" sh -c "echo 5 >$dir/send_to_ppe && [ \$(cat $
 
 # Bad commands.
 afresh
-check "unknown operation" refused "ifc_no_such" "operation 'ifc_no_such': accepted: help, get, set, or a name that 'help' lists"
+check "unknown operation" refused "ifc_no_such" "operation 'ifc_no_such': accepted: help, get, set, clear, or a name that 'help' lists"
 check "index out of range" refused "ifc_delete_lut0 8" "ifc_delete_lut0: rule '8': accepted: 0 to 7"
 check "too few arguments" refused "ifc_set_acnt 1" "ifc_set_acnt: 1 arguments are too few: accepted: ifc_set_acnt ifcIndex acntIdx"
 check "a refusal of the layer" is "ifc_set_acnt 40 0" "= -1"

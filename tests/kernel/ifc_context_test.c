@@ -9,8 +9,8 @@
 #include <linux/module.h>
 #include <linux/preempt.h>
 #include <linux/string.h>
-#include <linux/version.h>
 
+#include "ifc_compat.h"
 #include "ifc_files.h"
 #include "ifc_glue.h"
 #include "ifc_platform.h"
@@ -44,16 +44,6 @@ static enum hrtimer_restart timer_prints(struct hrtimer *unused)
 
 static struct hrtimer timer;
 
-static void setup_timer(void)
-{
-#if LINUX_VERSION_CODE >= KERNEL_VERSION(6, 13, 0)
-    hrtimer_setup(&timer, timer_prints, CLOCK_MONOTONIC, HRTIMER_MODE_REL_PINNED_HARD);
-#else
-    hrtimer_init(&timer, CLOCK_MONOTONIC, HRTIMER_MODE_REL_PINNED_HARD);
-    timer.function = timer_prints;
-#endif
-}
-
 /* An interrupt of this processor during this task, so `current` is this task. */
 static void from_an_interrupt(const char *line)
 {
@@ -61,7 +51,7 @@ static void from_an_interrupt(const char *line)
 
     to_print = line;
     reinit_completion(&printed);
-    setup_timer();
+    ifc_compat_hrtimer_setup(&timer, timer_prints, CLOCK_MONOTONIC, HRTIMER_MODE_REL_PINNED_HARD);
     preempt_disable();
     hrtimer_start(&timer, ms_to_ktime(1), HRTIMER_MODE_REL_PINNED_HARD);
     for (n = 0; n < 5000 && !try_wait_for_completion(&printed); n++)

@@ -208,6 +208,9 @@ TEST(Result, NothingHit)
     hits(0, 0, 0);
     EXPECT_EQ(checkIFCResult(IFC_LUT0, -1), 0);
     EXPECT_EQ(checkIFCResult(2, -1), 0) << "the table does not matter";
+    for (const int index : list({-2, -5, -0x7FFFFFFF - 1}))
+        for (const int table : list({0, 1, 2}))
+            EXPECT_EQ(checkIFCResult(table, index), 0) << "nor does the number " << index;
     EXPECT_EQ(checkIFCResult(2, 0), -1);
     EXPECT_EQ(checkIFCResult(-1, 0), -1);
     EXPECT_EQ(checkIFCResult(IFC_LUT1, 64), -1);
@@ -218,6 +221,7 @@ TEST(Result, NothingHit)
     EXPECT_EQ(checkIFCResult(IFC_LUT0, 256), 0);
     EXPECT_EQ(checkIFCResult(IFC_LUT0, 32), -1);
     EXPECT_EQ(checkIFCResult(IFC_LUT0, -5), -1);
+    EXPECT_EQ(checkIFCResult(IFC_LUT0, -0x7FFFFFFF - 1), -1);
     EXPECT_NO_TRAFFIC();
     EXPECT_NOTHING_PRINTED();
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// What each operation does inside the lock and what outside, as the header says. The recorder checks in all tests that
-// the lock is taken once, that it is released, and that the shadow stays while it is held.
+// What each operation does inside the lock and what outside, as the header says. The recorder checks in all
+// tests that the lock is taken once, that it is released, and that the shadow stays while it is held.
 #include "tests/support/check.h"
 #include "tests/support/layer.h"
 #include "tests/support/rules.h"

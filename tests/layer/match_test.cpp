@@ -196,7 +196,7 @@ TEST(NarrowMatch, ALowPartInMidRangeUsesUpTheNextEntry)
         << "the high part after is found, then the list's end is not";
     IFC_LUT1_Rule[2] = {};
     IFC_LUT1_Rule[3] = high;
-    EXPECT_EQ(matchNarrow(rule, 2, 0), 0) << "nothing left after the entry that was used up";
+    EXPECT_EQ(matchNarrow({rule[0], rule[0]}, 2, 0), 0) << "nothing left after the entry that was used up";
 }
 
 TEST(NarrowMatch, ALowPartAtTheEndLooksPastTheRange)

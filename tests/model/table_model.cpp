@@ -261,7 +261,7 @@ int Tables::remove(const Request &request)
     for (unsigned n = 0; n < 8; ++n)
         if (wideHolds(request, n)) {
             wide[n] = {};
-            actions[n] = {};
+            (void)clearAction(n);
             found = true;
         }
     const auto entries = static_cast<unsigned>(request.size()) + macs;
@@ -276,7 +276,7 @@ int Tables::remove(const Request &request)
         if (chain == entries && chainHolds(request, entries, last + 1 - entries)) {
             for (unsigned n = last + 1 - entries; n <= last; ++n) {
                 narrow[n] = {};
-                actions[n + 8] = {};
+                (void)clearAction(n + 8);
             }
             found = true;
         }
@@ -301,6 +301,7 @@ int Tables::clearAction(unsigned index)
     if (index > 39)
         return -1;
     actions[index] = {};
+    moves.push_back({Move::ZeroAction, index});
     return 0;
 }
 
@@ -309,13 +310,15 @@ int Tables::setAction(unsigned index, unsigned sub, bool on, const std::array<un
     if (index > 39 || sub > 16)
         return -1;
     if (!ppe && sub != 14) {
-        actions[index] = {};
+        (void)clearAction(index);
         if (index < 8)
             wide[index] = {};
         else
             narrow[index - 8] = {};
         return -1;
     }
+    moves.push_back({Move::ReadAction, index});
+    moves.push_back({Move::WriteAction, index});
     ActionFields &a = actions[index];
     const auto v = on || sub > 14 ? given : std::array<unsigned, 4>{};
     const auto put = [&a](unsigned field, unsigned value, unsigned width) {
@@ -381,6 +384,7 @@ int Tables::setAction(unsigned index, unsigned sub, bool on, const std::array<un
 
 void Tables::rewrite()
 {
+    moves.push_back({Move::Rewrite, 0});
     if (revision != 14 && revision != 15)
         hardwareWide = wide;
     hardwareNarrow = narrow;
@@ -391,6 +395,7 @@ void Tables::invalidate(int rule)
     for (int n = 0; n < 8; ++n) {
         if (rule >= 0 && rule < 8 && n != rule)
             continue;
+        moves.push_back({Move::ClearHead, static_cast<uint32_t>(n)});
         for (WideRule *r : {&wide[static_cast<unsigned>(n)], &hardwareWide[static_cast<unsigned>(n)]}) {
             r->valid = false;
             for (WideField &f : r->fields)
@@ -405,10 +410,78 @@ void Tables::clearRules()
     narrow = {};
 }
 
+void Tables::clearActions()
+{
+    actions = {};
+    moves.push_back({Move::ZeroActions, 0});
+}
+
+void Tables::clearCounters()
+{
+    counters = {};
+    moves.push_back({Move::ZeroCounters, 0});
+}
+
+void Tables::switchTo(bool on)
+{
+    moves.push_back({Move::ReadRegister, 0xBFB50200});
+    moves.push_back({Move::WriteRegister, 0xBFB50200});
+    global = global / 2 * 2 + (on ? 1 : 0);
+}
+
+void Tables::showTables(bool lut0, bool lut1)
+{
+    for (unsigned n = 0; n < 8 && lut0; ++n)
+        if (wide[n].valid)
+            moves.push_back({Move::ShowAction, n});
+    for (unsigned n = 0; n < 32 && lut1; ++n)
+        if (narrow[n].valid)
+            moves.push_back({Move::ShowAction, n + 8});
+}
+
+// Slots 0 to 2 are the words of one number of 96 bits: DMAC in the lower half, SMAC in the upper one.
+void Tables::setSlot(unsigned rule, unsigned slot, uint32_t mask, uint32_t key)
+{
+    const auto put = [slot](uint64_t &dmac, uint64_t &smac, uint64_t word) {
+        const uint64_t high = 0xFFFFFFFF00000000;
+        if (slot == 0)
+            dmac = (dmac & high) | word;
+        if (slot == 1)
+            dmac = (dmac & ~high) | (word & 0xFFFF) << 32, smac = (smac & ~uint64_t{0xFFFF}) | word >> 16;
+        if (slot == 2)
+            smac = (smac & 0xFFFF) | word << 16;
+    };
+    auto &fields = wide[rule].fields;
+    if (slot < 3) {
+        put(fields[1].mask, fields[2].mask, mask);
+        put(fields[1].key, fields[2].key, key);
+    } else {
+        fields[slot].mask = mask & ones(widthOf(slot));
+        fields[slot].key = key & ones(widthOf(slot));
+    }
+}
+
+// The word lies as in the frame: its bytes are exchanged.
+int Tables::vpmOf(unsigned frameWord)
+{
+    moves.push_back({Move::ReadRegister, 0xBFB50000});
+    const unsigned type = frameWord % 256 * 256 + frameWord / 256;
+    const unsigned user = tpid >> 16;
+    return type == 0x8100 ? 1 : type == 0x88A8 ? 2 : user != 0 && type == user ? 3 : -1;
+}
+
+unsigned Tables::tpidOf(unsigned vpm)
+{
+    moves.push_back({Move::ReadRegister, 0xBFB50000});
+    return vpm == 1 ? 0x8100 : vpm == 2 ? 0x88A8 : vpm == 3 ? tpid >> 16 : 0;
+}
+
 int Tables::bind(unsigned index, unsigned id)
 {
     if (index > 39 || id > 16)
         return -1;
+    moves.push_back({Move::ReadRegister, 0xBFB50240 + index / 8 * 4});
+    moves.push_back({Move::WriteRegister, 0xBFB50240 + index / 8 * 4});
     bindings[index / 8][index % 8] = id % 16;
     if (id == 16 && index % 8 != 7)
         bindings[index / 8][index % 8 + 1] |= 1;

@@ -81,6 +81,27 @@ struct FieldCondition {
 };
 using Request = std::vector<FieldCondition>;
 
+// A piece of what an operation does with the registers; traffic.h says which accesses it is.
+struct Move {
+    enum Kind {
+        Rewrite,      // of both rule tables
+        ReadAction,   // under the lock
+        WriteAction,  // under the lock
+        ZeroAction,   // under the lock
+        ZeroActions,  // all, under one lock
+        ZeroCounters, // all, under one lock
+        ShowAction,   // read without the lock
+        ReadCounter,
+        ReadRule,
+        ClearHead, // of a LUT0 rule
+        ReadRegister,
+        WriteRegister,
+        Command, // n: the command word
+    };
+    Kind kind;
+    uint32_t n; // of an entry, a register or a word
+};
+
 class Tables
 {
 public:
@@ -90,8 +111,13 @@ public:
     std::array<NarrowEntry, 32> hardwareNarrow;
     std::array<ActionFields, 40> actions{};
     std::array<std::array<unsigned, 8>, 5> bindings{};
+    std::array<std::array<uint32_t, 4>, 40> counters{}; // in the order of the data registers
+    uint32_t global = 0;                                // IFC_GLB_CFG
+    uint32_t tpid = 0;                                  // FE_TPID_CFG
     int revision = 0;
     bool ppe = false;
+
+    std::vector<Move> moves; // since somebody cleared it
 
     // The operations, with their results.
     int setLut0(unsigned index, bool on, unsigned field, unsigned command, uint64_t mask, uint64_t key);
@@ -107,13 +133,20 @@ public:
     void rewrite();
     void invalidate(int rule); // one LUT0 rule, or all for a number that is none
     void clearRules();
+    void clearActions();
+    void clearCounters();
+    void switchTo(bool on);
+    void showTables(bool lut0, bool lut1); // the dumps
+    bool wideHolds(const Request &request, unsigned rule) const;
+    bool chainHolds(const Request &request, unsigned entries, unsigned first) const;
+    void setSlot(unsigned rule, unsigned slot, uint32_t mask, uint32_t key); // of the codec's arrays
+    int vpmOf(unsigned frameWord);
+    unsigned tpidOf(unsigned vpm);
 
     static uint32_t reduce(uint64_t mask, int width);
 
 private:
     bool lut1HasCondition(const FieldCondition &c, unsigned entry) const;
-    bool chainHolds(const Request &request, unsigned entries, unsigned first) const;
-    bool wideHolds(const Request &request, unsigned rule) const;
 };
 
 } // namespace model

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// ifc_set_action(): each sub-action, on each kind of revision, in both modes, with corner values, over entries that
-// hold zeros, ones and a mixture. The definition: a row of 128 bits and a list of what each sub-action writes.
+// ifc_set_action(): each sub-action, on each kind of revision, in both modes, with corner values, over
+// entries that hold zeros, ones and a mixture. The definition: a row of 128 bits and a list of what each
+// sub-action writes.
 #include "bits.h"
 #include "machine.h"
 #include "prove.h"

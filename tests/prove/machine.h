@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// A machine for the rule layer that is fast enough for billions of calls: the simulated registers, the text that
-// was printed, and a spin lock that checks its use. There is one; a process that forks has its own.
+// A machine for the rule layer that is fast enough for billions of calls: the simulated registers, the text
+// that was printed, and a spin lock that checks its use. There is one; a process that forks has its own.
 #pragma once
 
 #include "engine/register_window.h"
@@ -25,7 +25,7 @@ void forgetText();
 using Printer = void (*)(const char *format, va_list arguments);
 void setPrinter(Printer printer);
 
-// The accesses since the last forgetAccesses().
+// The accesses since the last forgetCounts().
 struct Counts {
     unsigned reads;
     unsigned writes;

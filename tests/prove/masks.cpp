@@ -115,8 +115,8 @@ void begin()
     machine::setPrinter(hear);
 }
 
-// Calls with each low word of the slice, or a sample with all that can be reduced and their neighbours, and its
-// result. `high` is fixed.
+// Calls with each low word of the slice, or a sample with all that can be reduced and their neighbours, and
+// its result. `high` is fixed.
 template <typename Check>
 uint64_t sweep(const std::vector<Known> &list, uint64_t high, unsigned slice, bool sample, const Check &each)
 {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// The image of narrow entries: each field, each mask, each key bit, encoded, decoded and printed. The definition: two
-// rows of 32 bits and a mask as a set of 48 bits.
+// The image of narrow entries: each field, each mask, each key bit, encoded, decoded and printed. The
+// definition: two rows of 32 bits and a mask as a set of 48 bits.
 #include "bits.h"
 #include "machine.h"
 #include "prove.h"

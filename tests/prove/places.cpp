@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Where rules go in LUT1: each of the 2^16 occupancies of each sub-table, for each size of rule. The definition: cut the
-// sub-tables at the entries in use; of the pieces that are long enough take a shortest, and of these the first.
+// Where rules go in LUT1: each of the 2^16 occupancies of each sub-table, for each size of rule. The
+// definition: cut the sub-tables at the entries in use; of the pieces that are long enough take a shortest,
+// and of these the first.
 #include "machine.h"
 #include "prove.h"
 
@@ -57,8 +58,8 @@ std::string halfOf(unsigned occupancy)
     return half;
 }
 
-// The other sub-table counts only by its shortest piece that is long enough. So one piece of each length, at its
-// start or at its end, stands for all its occupancies.
+// The other sub-table counts only by its shortest piece that is long enough. So one piece of each length, at
+// its start or at its end, stands for all its occupancies.
 std::vector<std::string> others()
 {
     std::vector<std::string> list;
@@ -89,7 +90,7 @@ uint64_t forOccupancies(unsigned slice, unsigned step, const Each &each)
 uint64_t allRuns(unsigned slice, bool sample)
 {
     machine::reset();
-    return forOccupancies(slice, sample ? 16 : 1, [](const std::string &half, bool second) {
+    return forOccupancies(slice, sample ? 85 : 1, [](const std::string &half, bool second) {
         uint64_t cases = 0;
         for (const std::string &other : kOthers) {
             const std::string entries = second ? other + half : half + other;

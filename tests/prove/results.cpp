@@ -70,8 +70,8 @@ uint64_t checkHits(unsigned bit)
     return cases;
 }
 
-// Each index that there is: no hit, one in LUT0 and one in LUT1, asked for in the table that has it. The definition
-// for numbers instead of sets, so that it is fast enough.
+// Each index that there is: no hit, one in LUT0 and one in LUT1, asked for in the table that has it. The
+// definition for numbers instead of sets, so that it is fast enough.
 uint64_t checkIndexes(unsigned slice, bool sample)
 {
     uint64_t cases = 0;

@@ -135,6 +135,22 @@ inline ifc_rule randomRule(Random &random, unsigned most, bool userDefined = tru
     return made;
 }
 
+// The same conditions for automatic placement. Ranges have no command there; the caller leaves them out.
+inline orva_ifc_param requestOf(const ifc_rule &rule)
+{
+    orva_ifc_param request = {};
+    for (unsigned n = 0; n < rule.count; ++n) {
+        const ifc_rule_condition &c = rule.condition[n];
+        request.fieldIdx[n] = c.field;
+        request.command[n] = c.compare;
+        request.mask_low[n] = static_cast<uint32_t>(c.mask);
+        request.mask_high[n] = static_cast<uint32_t>(c.mask >> 32);
+        request.key_low[n] = static_cast<uint32_t>(c.key);
+        request.key_high[n] = static_cast<uint32_t>(c.key >> 32);
+    }
+    return request;
+}
+
 inline std::string describe(const ifc_rule &rule)
 {
     std::ostringstream text;

@@ -295,7 +295,6 @@ TEST_F(RuleOnChip, EntriesAreThoseOfAutomaticPlacement)
                 if (random.oneIn(2))
                     rule.condition[rule.count++] = equal(field, random.wide() & ifc::fieldOnes(field));
         }
-        orva_ifc_param request = {};
         bool sayable = rule.count != 0;
         for (unsigned n = 0; n < rule.count; ++n) {
             const ifc_rule_condition &c = rule.condition[n];
@@ -305,17 +304,12 @@ TEST_F(RuleOnChip, EntriesAreThoseOfAutomaticPlacement)
                 sayable = sayable && reduced.word != ifc::kReduceFailed &&
                           ifc::expandMask(c.field, reduced.word) == c.mask;
             }
-            request.fieldIdx[n] = c.field;
-            request.command[n] = c.compare;
-            request.mask_low[n] = static_cast<uint32_t>(c.mask);
-            request.mask_high[n] = static_cast<uint32_t>(c.mask >> 32);
-            request.key_low[n] = static_cast<uint32_t>(c.key);
-            request.key_high[n] = static_cast<uint32_t>(c.key >> 32);
         }
         const ifc_rule_shape shape = shapeOf(rule);
         if (!sayable)
             continue;
         clear_all_ifc_rules();
+        orva_ifc_param request = requestOf(rule);
         const int number = ifc_set_lut_rules_auto(&request);
         EXPECT_TRUE(shape.counted >= 9 || number >= 8 || number < 0);
         if (number >= 0 && number < 8 && shape.wide != 0) {

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -43,9 +45,12 @@ protected:
     fs::path path;
 };
 
-TEST_F(StateFileTest, a_missing_file_is_no_content_and_its_folder_is_made)
+TEST_F(StateFileTest, a_missing_file_is_no_content_and_its_folder_is_made_on_request)
 {
-    const StateFile file(folder / "a" / "b" / "chip.state", 0);
+    const fs::path below = folder / "a" / "b" / "chip.state";
+    EXPECT_THROW(StateFile(below, 0), FileError);
+    EXPECT_FALSE(fs::exists(folder / "a")) << "made only on request";
+    const StateFile file(below, 0, true);
     EXPECT_FALSE(file.load().has_value());
     file.save("hello");
     EXPECT_EQ(file.load(), "hello");
@@ -134,22 +139,38 @@ TEST_F(StateFileTest, a_full_disk_leaves_the_old_content)
 TEST_F(StateFileTest, a_kill_at_any_moment_leaves_the_old_or_the_new)
 {
     const std::string contents[2] = {std::string(4484, 'A'), std::string(4484, 'B')};
+    using Clock = std::chrono::steady_clock;
+    auto saveTime = Clock::duration::zero(); // of the slowest save so far, on this disk
     {
         const StateFile file(path, 0);
-        file.save(contents[0]);
+        for (int n = 0; n < 5; ++n) {
+            const auto start = Clock::now();
+            file.save(contents[0]);
+            saveTime = std::max(saveTime, Clock::now() - start);
+        }
     }
     std::mt19937 random(3);
     int seen[2] = {};
     for (int n = 0; n < 300; ++n) {
+        int saved[2]; // gets a byte after each save
+        ASSERT_EQ(::pipe(saved), 0);
         const pid_t child = ::fork();
         ASSERT_GE(child, 0);
         if (child == 0) {
             const StateFile file(path, 60000);
-            for (unsigned k = 0;; ++k)
+            for (unsigned k = 0;; ++k) {
                 file.save(contents[k & 1]);
+                if (::write(saved[1], "", 1) != 1)
+                    ::_exit(1);
+            }
         }
-        std::this_thread::sleep_for(std::chrono::microseconds(random() % 3000));
+        char byte;
+        for (auto wait = random() % 3; wait != 0; --wait)
+            ASSERT_EQ(::read(saved[0], &byte, 1), 1);
+        std::this_thread::sleep_for(saveTime * (random() % 1000) / 1000);
         ::kill(child, SIGKILL);
+        ::close(saved[0]);
+        ::close(saved[1]);
         ::waitpid(child, nullptr, 0);
         const StateFile file(path, 60000); // a killed process holds no lock
         const std::string found = file.load().value_or("");

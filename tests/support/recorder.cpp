@@ -59,8 +59,8 @@ unsigned prefixLength(const char *text, unsigned length)
 // A test that checks the record must check all of it.
 bool lost;
 
-// The lock is taken once and released, and the shadow does not change while it is held: no operation of the layer
-// edits it there.
+// The lock is taken once and released, and the shadow does not change while it is held: no operation of the
+// layer edits it there.
 struct Shadow {
     IFC_LUT0_Format lut0[8];
     IFC_LUT1_Format lut1[32];

@@ -12,6 +12,8 @@ import sys
 import tempfile
 import unittest
 
+from capture_file import records
+
 IFCCTL, ROOT = sys.argv[1], sys.argv[2]
 os.environ["IFC_STATE"] = "none"  # each run begins with a fresh chip
 STACK = os.path.join(ROOT, "examples", "stack.pcap")
@@ -29,17 +31,6 @@ def batch(*lines, args=()):
     return result.returncode, result.stdout.decode(), result.stderr.decode()
 
 
-def records(name):
-    with open(name, "rb") as file:
-        data = file.read()
-    frames, at = [], 24
-    while at < len(data):
-        length = struct.unpack_from("<I", data, at + 8)[0]
-        frames.append(data[at + 16:at + 16 + length])
-        at += 16 + length
-    return frames
-
-
 class Frames(unittest.TestCase):
     def setUp(self):
         self.folder = tempfile.TemporaryDirectory()
@@ -52,7 +43,7 @@ class Frames(unittest.TestCase):
         code, out, err = batch(*RULE, "frame send " + DNS, "result check lut1 1", "counter show 9")
         self.assertEqual((code, err), (0, ""))
         self.assertIn("hits: LUT1-1\n", out)
-        self.assertIn("exactly this was hit\n", out)
+        self.assertIn("the last frame hit exactly this\n", out)
         self.assertIn("    9          1                 42\n", out)
         code, out, _ = batch(*RULE, "frame send " + DNS, args=("-j",))
         sent = json.loads(out.splitlines()[-1])
@@ -71,7 +62,7 @@ class Frames(unittest.TestCase):
     def test_a_miss(self):
         _, out, _ = batch(*RULE, "frame send " + DNS.replace("0035", "0036"), "result check none")
         self.assertIn("hits: none\n", out)
-        self.assertIn("exactly this was hit\n", out)
+        self.assertIn("the last frame hit exactly this\n", out)
 
     def test_explain(self):
         code, out, _ = batch(*RULE, "rule add dst_port 54", "rule explain 9 " + DNS, "rule explain " + DNS, args=("-j",))

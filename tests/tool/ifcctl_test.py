@@ -163,7 +163,7 @@ class Batch(unittest.TestCase):
         lines = ("rule add dst_mac 01:02:03:04:05:06", "rule add dst_mac 01:02:ff:ff:ff:ff", "rule del auto dst_mac 01:02:03:04:05:06")
         self.assertIn("the automatic deletion of rule 9 would also take rule 11\n", self.good(*lines[:2], "rule check"))
         self.assertEqual(self.good(*lines, args=("--force",)).count("deleted:"), 2)
-        self.assertEqual(self.good(*lines[:2], "rule del id 8").count("deleted: rule 9"), 1)
+        self.assertEqual(self.good(*lines[:2], "rule del id LUT1-0").count("deleted: rule 9"), 1)
         self.assertEqual(self.good(*lines[:2], "rule del dst_mac 01:02:03:04:05:06").count("deleted:"), 1)
 
     def test_a_mac_mask_that_lut1_holds_wider(self):
@@ -188,7 +188,7 @@ class Batch(unittest.TestCase):
         out = self.good("classifier status", "classifier enable", "classifier status", "classifier disable", "classifier status",
                         "counter bind 3 5", "counter show 3", "counter reset", "result check none")
         self.assertEqual(out, "IFC :Disable .\nIFC :Enable .\nIFC :Disable .\nentry    packets              bytes\n"
-                         "    3          0                  0\nexactly this was hit\n")
+                         "    3          0                  0\nthe last frame hit exactly this\n")
 
     def test_actions(self):
         out = self.good("ppe on", "action set 9 channel 3 queue 2 vpm0 1 vo0 2 vprio0 3 vid0 100 cpu nbq 4", "action show 9",

@@ -55,7 +55,7 @@ TEST(Deletion, NamesItsGap)
 TEST(Values, ControlCharactersAreEscaped)
 {
     EXPECT_EQ(printable(std::string("a\0b\x1b[1m\n\x7f", 9)), "a\\x00b\\x1b[1m\\x0a\\x7f");
-    EXPECT_EQ(printable("gr\xc3\xbc\xc3\x9f \xff"), "gr\xc3\xbc\xc3\x9f \xff");
+    EXPECT_EQ(printable("gr\xc3\xbc\xc3\x9f \xff"), "gr\xc3\xbc\xc3\x9f \\xff");
     EXPECT_EQ(printable("\xc2\x9b\xc2\xa0"), "\\x9b\xc2\xa0");
 }
 

@@ -48,7 +48,7 @@ class Options(unittest.TestCase):
         self.bad(2, "--state=", "rule", "show", parts=("--state '': accepted: a file, or none",))
         self.bad(2, "-b", "-", "rule", "show", parts=("a command or -b FILE, not both",), text="")
         self.bad(2, parts=("a command, or -b FILE",))
-        self.assertEqual(self.good("--debug=0", "--", "rule", "show"), "# no rules\n")
+        self.assertEqual(self.good("--debug=0", "--", "rule", "show"), "ppe off\nclassifier disable\n# no rules\n")
 
     def test_version(self):
         self.assertRegex(self.good("-V"), r"^ifcctl \d+\.\d+\n$")

@@ -30,7 +30,19 @@ TABLE = (
     (USAGE, "rule add dst_prt 1", ("match 'dst_prt'", "did you mean dst_port?")),
     (USAGE, "rule add vlan_id 4096", ("vlan_id '4096'", "0 to 0xfff"), ("ppe on",)),
     (USAGE, "rule add dst_port 80x", ("dst_port '80x'", "a number from 0 to 0xffff")),
-    (USAGE, "rule add dst_port 9-5", ("dst_port '9-5'", "FIRST-LAST")),
+    (USAGE, "rule add dst_port 9-5", ("dst_port '9-5'", "FIRST-LAST with FIRST up to LAST, such as 5-9")),
+    (USAGE, "rule add dst_port ge 5-6", ("dst_port 'ge 5-6': accepted: one value after ge, or 5-6 without it",)),
+    (USAGE, "rule add dst_port ne 5-6", ("dst_port 'ne 5-6': accepted: one value after ne",)),
+    (USAGE, "rule add vlan 7", ("match 'vlan'", "did you mean vlan_id?")),
+    (USAGE, "rule add proto udp", ("match 'proto'", "did you mean ip_proto?")),
+    (USAGE, "rule add tcp", ("match 'tcp'", "did you mean ip_proto tcp?")),
+    (USAGE, "rule add DST_PORT 5", ("match 'DST_PORT'", "did you mean dst_port?")),
+    (USAGE, "rule add DST_PRT 5", ("match 'DST_PRT'", "did you mean dst_port?")),
+    (USAGE, "rule add arp", ("match 'arp'", "did you mean eth_type arp?")),
+    (USAGE, "rule add dst_port 1 action QUEUE 1", ("action 'QUEUE'", "did you mean queue?"), ("ppe on",)),
+    (USAGE, "rule show -j", ("rule show '-j': accepted: nothing more; options stand before the command",)),
+    (USAGE, "rule change 8 action channel off", ("channel 'off': accepted: together with 'queue off'",),
+     ("ppe on", "rule add dst_port 1 action channel 2 queue 3")),
     (USAGE, "rule add dst_mac 01:00:5e:00:00", ("dst_mac '01:00:5e:00:00'", "a MAC address such as")),
     (USAGE, "rule add dst_ip 192.168.1.256", ("dst_ip '192.168.1.256'", "an IPv4 or IPv6 address")),
     (USAGE, "rule add dst_ip 192.168.1.0/33", ("dst_ip '192.168.1.0/33'", "/PREFIX")),
@@ -49,22 +61,37 @@ TABLE = (
     (USAGE, "rule add dst_port 1 action queu 1", ("action 'queu'", "did you mean queue?"), ("ppe on",)),
     (USAGE, "rule add dst_port 1 action dscp 64", ("dscp '64'", "0 to 63", "af11", "ef"), ("ppe on",)),
     (REFUSED, "rule add dst_port 1 action queue 1", ("while the PPE is off", "say 'ppe on'")),
-    (REFUSED, "rule change 9 action queue 1", ("while the PPE is off",), ("rule add dst_mac 02:00:00:00:00:01",)),
+    (REFUSED, "rule change 8 action nbq 4", ("action 'nbq 4': refused: while the PPE is off",), ("rule add dst_port 1",)),
+    (REFUSED, "rule add dst_port 1 action fast 0", ("action 'fast 0': refused: while the PPE is off",)),
+    (REFUSED, "rule change 9 action queue 1", ("action 'queue 1'", "while the PPE is off",), ("rule add dst_mac 02:00:00:00:00:01",)),
     (REFUSED, "action set 8 queue 1", ("and the rule layer would delete the rule; say 'ppe on' first",)),
     # Rules by number.
     (USAGE, "rule insert before x dst_port 1", ("rule insert before 'x'", "0 to 39")),
-    (USAGE, "rule del 40", ("rule del id '40'", "0 to 39")),
-    (USAGE, "rule del id 40", ("rule del id '40'", "0 to 39")),
+    (USAGE, "rule del 40", ("rule del '40'", "0 to 39")),
+    (USAGE, "rule del id 40", ("rule del '40'", "0 to 39")),
     (USAGE, "rule move 8", ("rule move ''", "before last"), THREE),
     (USAGE, "rule move 8 after 9", ("rule move 'after'", "before last"), THREE),
     (USAGE, "rule change 8 queue 1", ("rule change 'queue'", "action"), THREE),
     (USAGE, "rule flush all", ("rule flush", "all"), THREE),
-    (REFUSED, "rule del 12", ("rule del id '12'", "there is no rule at this place (see 'rule show')"), THREE),
-    (REFUSED, "rule move 12 before 8", ("rule move '12'", "there is no rule"), THREE),
-    (REFUSED, "rule move 8 before 12", ("rule move before '12'", "there is no rule"), THREE),
-    (REFUSED, "rule insert before 12 udf0 1", ("rule insert before '12'", "there is no rule"), THREE),
-    (REFUSED, "rule change 12 action cpu", ("rule change '12'", "there is no rule"), THREE),
-    (REFUSED, "rule del dst_port 81", ("no rule holds exactly these conditions (see 'rule show')",), THREE),
+    (REFUSED, "rule del 12", ("rule del '12'", "no rule has this number; there are 8, 9, 10;"), THREE),
+    (REFUSED, "rule move 12 before 8", ("rule move '12'", "no rule has this number; there are 8, 9, 10"), THREE),
+    (REFUSED, "rule move 8 before 12", ("rule move before '12'", "no rule has this number; there are 8, 9, 10"), THREE),
+    (REFUSED, "rule insert before 12 udf0 1", ("rule insert before '12'", "no rule has this number; there are 8, 9, 10"), THREE),
+    (REFUSED, "rule change 12 action cpu", ("rule change '12'", "no rule has this number; there are 8, 9, 10"), THREE),
+    (REFUSED, "rule del 8", ("no rule has this number; there is only 9; LUT1 entries 0-1 belong to rule 9",),
+     ("rule add dst_port 1 src_port 2",)),
+    (REFUSED, "rule insert before 9 udf0 1", ("there is only 10; LUT1 entries 0-2 belong to rule 10",),
+     ("rule add dst_port 1 src_port 2 udf3 4",)),
+    (REFUSED, "rule change 8 action cpu", ("rule change '8': refused: no rule has this number; there are no rules",)),
+    (REFUSED, "rule del LUT1-3", ("rule del 'LUT1-3': refused: no rule stands there; there are 8, 9, 10",), THREE),
+    (REFUSED, "rule move LUT0-1 last", ("rule move 'LUT0-1': refused: no rule stands there",), THREE),
+    (USAGE, "rule del LUT1-32", ("rule del 'LUT1-32'", "such as LUT0-2 or LUT1-3"), THREE),
+    (USAGE, "rule del LUT2-1", ("rule del 'LUT2-1'", "such as LUT0-2 or LUT1-3"), THREE),
+    (REFUSED, "rule explain 12 ffffffffffff02000000000108060000", ("rule explain '12'", "there are 8, 9, 10"), THREE),
+    # The whole match is named.
+    (REFUSED, "rule find dst_port 81 vlan_id 9", ("rule 'dst_port 81 vlan_id 9': refused",), THREE),
+    (REFUSED, "rule del dst_port 81", ("rule 'dst_port 81'", "no rule holds exactly these conditions (see 'rule show')",), THREE),
+    (REFUSED, "rule del auto dst_port 81 vlan_id 9", ("rule 'dst_port 81 vlan_id 9': refused",), THREE),
     (REFUSED, "rule find dst_port 81", ("no rule holds exactly these conditions",), THREE),
     # No table holds such a rule.
     (REFUSED, "rule add udf0 1 " + HOLES.format(1),
@@ -151,6 +178,34 @@ class Refusals(unittest.TestCase):
             result = batch("rule add udf0 1", line, args=("--done-after", "0"))
             self.assertEqual(result.returncode, TIMEOUT, result.stderr)
             self.assertIn("did not report completion", result.stderr)
+
+    def test_a_time_out_prints_nothing_and_says_what_it_means(self):
+        may_differ, not_changed = "may differ from the shadow", "could not be read; nothing was changed"
+        for words, part in ((("rule", "clear"), may_differ), (("counter", "reset"), may_differ), (("table", "verify"), not_changed),
+                            (("rule", "list"), not_changed), (("rule", "show"), not_changed), (("rule", "flush"), not_changed),
+                            (("set", "load", "/dev/null"), not_changed), (("set", "save"), not_changed), (("rule", "del", "8"), not_changed)):
+            with tempfile.TemporaryDirectory() as folder:
+                state = ("--state", os.path.join(folder, "chip"))
+                subprocess.run([IFCCTL, *state, "rule", "add", "dst_port", "5"], check=True, capture_output=True, timeout=60)
+                result = subprocess.run([IFCCTL, *state, "--done-after", "0", *words], capture_output=True, text=True, timeout=60)
+            self.assertEqual((result.returncode, result.stdout), (TIMEOUT, ""), words)
+            self.assertIn(part, result.stderr, words)
+
+    def test_bytes_that_are_no_text(self):
+        for given, shown in ((b"\xff", r"\xff"), (b"\xc3\x28", r"\xc3("), (b"\xed\xa0\x80", r"\xed\xa0\x80"), (b"\xf5\x80", r"\xf5\x80"),
+                             ("\u00fc".encode(), "\u00fc")):
+            result = subprocess.run([IFCCTL, b"rule", b"add", b"x" + given, b"1"], capture_output=True, timeout=60)
+            self.assertEqual(result.returncode, USAGE)
+            self.assertIn(f"match 'x{shown}'", result.stderr.decode())
+
+    def test_a_file_that_ends_with_a_backslash(self):
+        result = batch("rule add udf0 1", "rule add dst_port 1 \\")
+        self.assertEqual((result.returncode, result.stdout.count("\n")), (USAGE, 1))
+        self.assertIn("standard input:2: line '\\': accepted: another line after it; this is the last one; stopped", result.stderr)
+
+    def test_a_byte_order_mark(self):
+        result = subprocess.run([IFCCTL, "-b", "-"], input=b"\xef\xbb\xbfrule add dst_port 1\n", capture_output=True, timeout=60)
+        self.assertEqual((result.returncode, result.stderr), (0, b""))
 
 
 if __name__ == "__main__":

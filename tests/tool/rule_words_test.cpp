@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // Rules as operators write and read them: words in, words out, and why a line is refused.
 #include "tools/ifcctl/core/errors.h"
+#include "tools/ifcctl/core/match_words.h"
 #include "tools/ifcctl/core/nearest_word.h"
 #include "tools/ifcctl/core/rule_words.h"
 #include "tools/ifcctl/core/values.h"
@@ -166,7 +167,7 @@ TEST(RuleWords, RangesAndInequality)
     EXPECT_NE(refusalOf("dst_port 70-60"), "accepted");
     EXPECT_NE(refusalOf("dst_port range 5"), "accepted");
     EXPECT_EQ(refusalOf("dst_port ne 60-70"),
-              "dst_port '60-70': accepted: a range without ne: what is outside it takes two rules");
+              "dst_port 'ne 60-70': accepted: one value after ne; what is outside a range takes two rules");
 }
 
 TEST(RuleWords, AnyFrameAndAnyValue)
@@ -194,16 +195,16 @@ TEST(RuleWords, ContradictionsNameBothWords)
 {
     const auto contradiction = [](const std::string &line) { return refusalOf(line, Reason::Contradiction); };
     EXPECT_EQ(contradiction("eth_type ipv4 dst_ip 2001:db8::1"),
-              "match 'dst_ip 2001:db8::1': contradicts 'eth_type ipv4': no frame fits both");
+              "match 'dst_ip 2001:db8::1': contradicts 'eth_type ipv4': no frame matches both");
     EXPECT_EQ(contradiction("src_ip 10.0.0.1 src_ip 10.0.0.2"),
-              "match 'src_ip 10.0.0.2': contradicts 'src_ip 10.0.0.1': no frame fits both");
+              "match 'src_ip 10.0.0.2': contradicts 'src_ip 10.0.0.1': no frame matches both");
     EXPECT_EQ(contradiction("vlan_id 1 vlan_id 2"),
-              "match 'vlan_id 2': contradicts 'vlan_id 1': no frame fits both");
+              "match 'vlan_id 2': contradicts 'vlan_id 1': no frame matches both");
     for (const char *line :
          {"dst_ip 10.0.0.1 src_ip 2001:db8::1", "ip_proto icmpv6 eth_type ipv4", "vlan_prio 5 pbit0 3",
           "dst_port 10-20 dst_port ge 21", "dst_port 1 dport 2", "dst_port ne 5 dst_port 5",
           "src_ip 10.0.0.0/8 src_ip 11.0.0.0/16", "dscp ef ip_tos 0", "VID0 1 vlan_id 2"})
-        EXPECT_NE(contradiction(line).find("no frame fits both"), std::string::npos) << line;
+        EXPECT_NE(contradiction(line).find("no frame matches both"), std::string::npos) << line;
     for (const char *line :
          {"dst_port ge 10 dst_port le 20", "src_ip 10.0.0.0/8 src_ip ne 10.0.0.1", "eth_type arp dst_port 53",
           "vlan_id 1 cvlan_id 2", "eth_type pppoe dst_ip 2001:db8::1", "VID0 1 VID0 2"})
@@ -227,7 +228,6 @@ TEST(RuleWords, RefusalNamesFieldValueAndWhatIsAccepted)
     EXPECT_NE(refusalOf("dst_ip ::/0").find("a mask of 0 compares nothing"), std::string::npos);
     EXPECT_NE(refusalOf("dst_port 0/0").find("a mask of 0 compares nothing"), std::string::npos);
     EXPECT_NE(refusalOf("dst_ip 2001::1/64").find("bits outside its mask"), std::string::npos);
-    EXPECT_NE(refusalOf("dst_ip any"), "accepted");
     std::string many;
     for (unsigned n = 0; n <= IFC_RULE_CONDITIONS; ++n)
         many += "dst_port ne " + std::to_string(n) + ' ';
@@ -249,6 +249,55 @@ TEST(RuleWords, AWrongWordSuggestsTheNearest)
     EXPECT_EQ(nearestWord("x", {"ab", "y"}), "");
     EXPECT_EQ(nearestWord("", {"ab"}), "");
     EXPECT_EQ(nearestWord(std::string(1000, 'a'), {"aaa"}), "");
+}
+
+TEST(RuleWords, WordsOfOtherToolsAndValuesSuggestTheirOwn)
+{
+    const auto suggestion = [](const std::string &word) {
+        const std::string text = refusalOf(word + " 5");
+        const size_t at = text.find("did you mean ");
+        return at == std::string::npos ? "" : text.substr(at + 13, text.size() - at - 14);
+    };
+    const std::pair<const char *, const char *> words[] = {{"vlan", "vlan_id"},
+                                                           {"proto", "ip_proto"},
+                                                           {"tcp", "ip_proto tcp"},
+                                                           {"DST_PORT", "dst_port"},
+                                                           {"arp", "eth_type arp"},
+                                                           {"ef", "dscp ef"},
+                                                           {"Vlan", "vlan_id"},
+                                                           {"DstPort", "dst_port"},
+                                                           {"ethertype", "eth_type"},
+                                                           {"saddr", "src_ip"},
+                                                           {"tos", "ip_tos"},
+                                                           {"UDP", "ip_proto udp"},
+                                                           {"dst_mac_addr", "dst_mac_type"},
+                                                           {"zzzzzz", ""}};
+    for (const auto &[word, meant] : words)
+        EXPECT_EQ(suggestion(word), meant) << word;
+}
+
+TEST(RuleWords, AnyOfEveryFieldIsReadBack)
+{
+    for (const std::string &word : matchWords()) {
+        const ifc_rule rule = matchOf(word + " any");
+        ASSERT_EQ(rule.count, 1u) << word;
+        EXPECT_EQ(rule.condition[0].mask, 0u) << word;
+        const ifc_rule text = matchOf(matchText(rule));
+        EXPECT_EQ(text.condition[0].field, rule.condition[0].field) << word << ": " << matchText(rule);
+        EXPECT_EQ(text.condition[0].mask, 0u) << word;
+        const nlohmann::ordered_json json = matchJson(rule)[0];
+        const auto plain = [](const nlohmann::ordered_json &value) {
+            return value.is_string() ? value.get<std::string>() : value.dump();
+        };
+        const ifc_rule again = matchOf(plain(json["field"]) + ' ' + plain(json["command"]) + ' ' +
+                                       plain(json["key"]) + '/' + plain(json["mask"]));
+        EXPECT_EQ(again.condition[0].field, rule.condition[0].field) << word;
+        EXPECT_EQ(again.condition[0].mask, 0u) << word;
+    }
+    expectCondition(matchOf("dst_ip any"), 0, DIPv4, IFC_COMPARE_EQUAL, 0, 0);
+    expectCondition(matchOf("src_ip any eth_type ipv6"), 0, SIPv6_31_0, IFC_COMPARE_EQUAL, 0, 0);
+    EXPECT_NE(refusalOf("dst_port 0/0").find("a mask of 0"), std::string::npos)
+        << "only under the field's own name";
 }
 
 TEST(RuleWords, JsonHasNumbersAsNumbersAndAddressesAsText)
@@ -312,7 +361,7 @@ TEST(ActionWords, ArePrintedAsTheyAreRead)
     EXPECT_EQ(actionText({}, 0), "");
     EXPECT_EQ(actionAgain("gem 5"), "sp_tag 0x5");
     EXPECT_EQ(refusalOf("any action cpu fport 3"),
-              "action 'cpu fport': accepted: one of them: fport clears the cpu flag");
+              "action 'cpu fport': accepted: cpu or fport: fport clears the cpu flag");
     EXPECT_EQ(actionAgain("enable 2 cpu fport 3"), "fport 3 cpu enable 0x2");
     EXPECT_EQ(refusalOf("any action fast fast"), "action 'fast': accepted: each word once");
     EXPECT_EQ(refusalOf("any action"), "action '': accepted: a word of actions that 'rule add help' lists");
@@ -330,9 +379,39 @@ TEST(ActionWords, MergeLeavesWhatIsNotNamed)
     EXPECT_EQ(merged("channel 3", "fast"), "channel 3 fast");
     EXPECT_EQ(merged("cpu nbq 3", "nbq 4"), "nbq 4 cpu");
     EXPECT_EQ(merged("cpu nbq 3", "fport 2"), "fport 2 nbq 3");
-    EXPECT_EQ(merged("channel 3 queue 2 dscp ef", "channel off"), "dscp ef");
+    EXPECT_EQ(merged("channel 3 queue 2 dscp ef", "channel off queue off"), "dscp ef");
+    EXPECT_EQ(merged("channel 3 dscp ef", "channel off"), "dscp ef");
     EXPECT_EQ(merged("fast dscp ef", "fast off"), "dscp ef");
-    EXPECT_EQ(merged("cpu nbq 3 dscp ef", "cpu off"), "dscp ef");
+    EXPECT_EQ(merged("cpu nbq 3 dscp ef", "cpu off nbq off"), "dscp ef");
+    EXPECT_EQ(merged("cpu dscp ef", "cpu off"), "dscp ef");
+    EXPECT_EQ(merged("queue 5", "queue off"), "");
+}
+
+TEST(ActionWords, OffDropsNoOtherValueSilently)
+{
+    const auto refusal = [](const std::string &before, const std::string &line) -> std::string {
+        IFC_Action_Format entry = actionOf(before);
+        const IFC_Action_Format old = entry;
+        WordReader words = readerOf(line);
+        try {
+            mergeAction(entry, words, 0);
+        } catch (const Error &error) {
+            EXPECT_TRUE(std::equal(std::begin(old.word), std::end(old.word), entry.word))
+                << "nothing is written";
+            return error.text();
+        }
+        return "accepted: " + actionText(entry, 0);
+    };
+    EXPECT_EQ(refusal("channel 3 queue 2", "channel off"),
+              "channel 'off': accepted: together with 'queue off': they are one sub-action");
+    EXPECT_EQ(refusal("cpu nbq 3", "cpu off"),
+              "cpu 'off': accepted: together with 'nbq off': they are one sub-action");
+    EXPECT_EQ(refusal("vpm0 1 vo0 2 vid0 3", "vid0 off"),
+              "vid0 'off': accepted: together with 'vpm0 off' 'vo0 off': they are one sub-action");
+    // dpi and keep_pcp share an enable bit, which stays for the other one.
+    EXPECT_EQ(refusal("keep_pcp dpi", "dpi off"), "accepted: keep_pcp");
+    EXPECT_EQ(refusal("keep_pcp dpi", "keep_pcp off"), "accepted: dpi");
+    EXPECT_EQ(refusal("keep_pcp dpi", "keep_pcp off dpi off"), "accepted: ");
 }
 
 TEST(ActionWords, WithoutThePpeOnlyTheCpuIsAccepted)

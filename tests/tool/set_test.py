@@ -62,6 +62,13 @@ class SetTest(unittest.TestCase):
         self.assertEqual(self.content(), before, "a refused command changed the chip")
         return result
 
+    def differences(self, name):
+        """set diff, whose exit code tells as well."""
+        result = self.tool("-j", "set", "diff", name)
+        found = json.loads(result.stdout)
+        self.assertEqual((result.returncode, result.stderr), (0 if found["same"] else 1, ""))
+        return found
+
     def content(self):
         if not os.path.exists(self.state):
             return None
@@ -201,6 +208,48 @@ class SetTest(unittest.TestCase):
             self.assertEqual(self.json("set", "load", self.saved())["accesses"], 0)
             self.assertEqual(done["kept"] + done["moved"] + done["added"], len(lines) - 1)
 
+    def test_switches_twice(self):
+        rule = "rule add dst_port 5 action queue 3\n"
+        self.good("set", "load", self.file("ppe on\n" + rule + "ppe off\n"))
+        self.assertEqual(self.json("ppe", "status"), {"ppe": False})
+        self.bad(2, "set", "load", self.file("ppe on\n" + rule + "ppe off\n" + rule), parts=[":4: ", "rules before the second line of ppe"])
+        self.bad(2, "set", "load", self.file("ppe on\n" + rule + "ppe off\nppe on\n"), parts=[":4: ppe 'on': accepted: one line of ppe"])
+
+    def test_shown_and_saved_rules_run_as_a_batch_and_load_whatever_the_switches_are(self):
+        action = "action channel 3 queue 2"
+        for lines in ((), ("rule add dst_port 5065 action cpu",), ("rule add dst_port 5065 " + action, "rule add ip_proto udp")):
+            for ppe in ("on", "off"):
+                for classifier in ("enable", "disable"):
+                    self.setUp()
+                    self.good("-b", "-", text="\n".join(("ppe on", *lines, f"ppe {ppe}", f"classifier {classifier}")) + "\n")
+                    tables, sent = self.good("table", "dump"), self.good("frame", "send", TO_5065)
+                    texts = self.good("rule", "show"), self.good("set", "save")
+                    for text in texts:
+                        for how in (("-b",), ("set", "load")):
+                            for before in ("", "ppe on\nclassifier enable\n"):
+                                if os.path.exists(self.state):
+                                    os.remove(self.state)
+                                self.good("-b", "-", text=before)
+                                self.good(*how, self.file(text))
+                                self.assertEqual(self.good("table", "dump"), tables)
+                                self.assertEqual(self.good("frame", "send", TO_5065), sent)
+                                self.assertEqual(self.json("ppe", "status"), {"ppe": ppe == "on"})
+                                self.assertEqual(self.good("classifier", "status"), f"IFC :{classifier.title()} .\n")
+
+    def test_save_to_a_device(self):
+        self.good("rule", "add", "dst_port", "5")
+        text = self.good("set", "save")
+        self.assertEqual(self.good("set", "save", "-"), text)
+        self.assertEqual(self.good("set", "save", "/dev/stdout"), text)
+        self.assertEqual(self.good("set", "save", "/dev/null"), "")
+        if os.path.exists("/dev/full"):
+            self.bad(6, "set", "save", "/dev/full", parts=["set save '/dev/full': No space left"])
+
+    def test_a_byte_order_mark_and_an_unfinished_line(self):
+        self.good("set", "load", self.file("\ufeffrule add dst_port 5\n"))
+        self.bad(2, "set", "load", self.file("rule add dst_port 5\nrule add dst_port 6 \\\n"),
+                 parts=[":2: line '\\': accepted: another line after it"])
+
     # ------------------------------------------------------------------ refusals
 
     def test_a_refused_file_names_line_and_reason_and_changes_nothing(self):
@@ -228,7 +277,7 @@ class SetTest(unittest.TestCase):
         self.bad(2, "set", "load", parts=["accepted: a file of 'rule add' lines"])
         self.bad(2, "set", "load", self.file(SET), "more", parts=["nothing more"])
         self.bad(2, "set", "load", "-", parts=["standard input:2: "], text="\nrule ad\n")
-        self.bad(2, "set", "save", self.folder.name, parts=["a regular file"])
+        self.bad(2, "set", "save", self.folder.name, parts=["this is a folder"])
         self.bad(6, "set", "save", self.path("none/file"), parts=["No such file"])
 
     def test_a_time_out_changes_nothing(self):
@@ -240,15 +289,27 @@ class SetTest(unittest.TestCase):
     def test_diff(self):
         self.good("set", "load", self.file(SET))
         other = SET.replace("queue 6", "queue 5").replace("dst_port 22", "dst_port 23").replace("classifier enable", "classifier disable")
-        result = self.json("set", "diff", self.file(other))
+        result = self.differences(self.file(other))
         self.assertFalse(result["same"])
         self.assertEqual([d["kind"] for d in result["differences"]], ["action", "file only", "tables only", "switch"])
-        text = self.good("set", "diff", self.path("rules.set"))
-        self.assertEqual([line[0] for line in text.splitlines()], list("!+-!"))
+        text = self.tool("set", "diff", self.path("rules.set"))
+        self.assertEqual(([line[0] for line in text.stdout.splitlines()], text.returncode, text.stderr), (list("!+-!"), 1, ""))
         swapped = "rule add ip_proto udp\nrule add dst_port 5060\n"
         self.good("set", "load", self.file(swapped))
         swapped = "rule add dst_port 5060\nrule add ip_proto udp\n"
-        self.assertEqual([d["kind"] for d in self.json("set", "diff", self.file(swapped))["differences"]], ["order"])
+        self.assertEqual([d["kind"] for d in self.differences(self.file(swapped))["differences"]], ["order"])
+
+    def test_a_difference_does_not_stop_a_batch(self):
+        name = self.file("rule add dst_port 5\n")
+        self.assertIn("+ dst_port 5\n", self.good("-b", "-", text=f"set diff {name}\nclassifier enable\n"))
+        self.assertEqual(self.good("classifier", "status"), "IFC :Enable .\n")
+
+    def test_a_rule_that_stays_is_shown_as_it_stands(self):
+        self.good("set", "load", self.file("rule add dst_port ge 0 vlan_id 5\n"))
+        out = self.good("set", "load", self.file("rule add dst_port any vlan_id 5\n"))
+        self.assertTrue(out.startswith("keep rule 9: dst_port ge 0 vlan_id 5\n"), out)
+        out = self.good("set", "load", self.file("rule add dst_port any vlan_id 5 action cpu\n"))
+        self.assertTrue(out.startswith("change rule 9: dst_port ge 0 vlan_id 5 action cpu\n"), out)
 
     def test_verify_against_a_file(self):
         self.good("set", "load", self.file(SET))
@@ -306,7 +367,7 @@ class SetTest(unittest.TestCase):
             time.sleep(chance.uniform(0, 1.3 * longest))
             program.send_signal(signal.SIGKILL)
             program.wait(timeout=60)
-            same = [self.json("set", "diff", name)["same"] for name in files]
+            same = [self.differences(name)["same"] for name in files]
             self.assertEqual(sum(same), 1, same)
             old += same[now]
             new += same[1 - now]

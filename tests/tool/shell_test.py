@@ -64,7 +64,7 @@ class Shell(unittest.TestCase):
         shell = self.start("--state", "none")
         self.assertIn("did you mean dst_port?", self.line(shell, "rule add dst_prt 53"))
         self.assertIn("accepted: ", self.line(shell, "no such thing"))
-        self.assertEqual(self.line(shell, "rule show"), "# no rules")
+        self.assertIn("# no rules", self.line(shell, "rule show"))
         self.assertEqual(self.line(shell, ""), "")
         self.assertEqual(self.line(shell, "# a comment"), "")
         self.assertEqual(self.line(shell, "rule add dst_port 53"), "rule 8: LUT1 entry 0, action 8")
@@ -75,12 +75,12 @@ class Shell(unittest.TestCase):
         shell = self.start("--state", "none")
         shell.send("rule add dst_po\x03")
         shell.expect(PROMPT)
-        self.assertEqual(self.line(shell, "rule show"), "# no rules")
+        self.assertIn("# no rules", self.line(shell, "rule show"))
         shell.send("rule add \\\n")
         shell.expect("\n> ")
         shell.send("dst\x03")
         shell.expect(PROMPT)
-        self.assertEqual(self.line(shell, "rule show"), "# no rules")
+        self.assertIn("# no rules", self.line(shell, "rule show"))
 
     def test_interrupt_ends_a_command(self):
         for state in ("none", os.path.join(self.folder.name, "chip")):
@@ -117,7 +117,7 @@ class Shell(unittest.TestCase):
         self.assertIn("rule 8", self.line(shell, "rule add dst_port 53"))
         self.assertIn("PPE on", self.line(shell, "ppe on") + self.line(shell, "ppe status"))
         self.assertIn("dst_port 53", self.line(shell, "rule show"))
-        self.assertEqual(self.call("--state", "none", "rule", "show").stdout, "# no rules\n")
+        self.assertIn("# no rules", self.call("--state", "none", "rule", "show").stdout)
         self.assertFalse(os.path.exists(os.path.join(self.folder.name, "ifcctl", "chip.state")))
 
     def test_options_hold_for_each_command(self):

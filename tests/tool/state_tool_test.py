@@ -76,7 +76,7 @@ class StateTest(unittest.TestCase):
         self.assertIn(f"{sent['rule']}", self.good("counter", "show", str(sent["rule"])))
         packets = re.findall(r"\b3\b", self.good("counter", "show", str(sent["rule"])))
         self.assertTrue(packets, "three frames were counted")
-        self.assertEqual(self.good("result", "check", "lut1", str(sent["rule"] - 8)), "exactly this was hit\n")
+        self.assertEqual(self.good("result", "check", "lut1", str(sent["rule"] - 8)), "the last frame hit exactly this\n")
 
     def test_the_file_of_each_way_to_name_it(self):
         option = os.path.join(self.folder.name, "option")
@@ -170,7 +170,7 @@ class StateTest(unittest.TestCase):
         with open(self.file + ".lock", "rb") as lock:
             fcntl.flock(lock, fcntl.LOCK_EX)
             since = time.monotonic()
-            self.bad(5, "rule", "list", parts=["another ifcctl", "nothing was done"])
+            self.bad(5, "rule", "list", parts=["another ifcctl", "nothing was changed"])
             self.assertGreater(time.monotonic() - since, 2)
             waiting = subprocess.Popen([IFCCTL, "-j", "rule", "list"], stdout=subprocess.PIPE, env={"IFC_STATE": self.file})
             time.sleep(0.2)
@@ -183,6 +183,17 @@ class StateTest(unittest.TestCase):
                                      env={"IFC_STATE": self.file}) for n in range(12)]
         self.assertEqual([program.wait(timeout=60) for program in programs], [0] * 12)
         self.assertEqual(self.rules(), 12)
+
+    def test_no_folders_are_made_for_a_named_file(self):
+        name = os.path.join(self.folder.name, "a", "b", "chip")
+        for run in (lambda: self.tool("--state", name, "rule", "show"), lambda: self.run_tool("rule", "show", IFC_STATE=name)):
+            result = run()
+            self.assertEqual((result.returncode, result.stdout), (2, ""))
+            self.assertIn("a file in a folder that exists; there is no ", result.stderr)
+            self.assertEqual(os.listdir(self.folder.name), [])
+        home = os.path.join(self.folder.name, "home")
+        self.assertEqual(self.run_tool("rule", "add", "dst_port", "1", HOME=home).returncode, 0)
+        self.assertTrue(os.path.exists(os.path.join(home, ".local/state/ifcctl/chip.state")))
 
     def test_a_place_that_cannot_be_written(self):
         # Below a file there is no folder, for root too.
@@ -198,13 +209,13 @@ class StateTest(unittest.TestCase):
         os.remove(self.file + ".lock")
         os.mkdir(self.file + ".lock")
         self.assertEqual(self.rules(), 1)
-        self.bad(6, "rule", "add", "dst_port", "2", parts=["what changed is not kept, the old state stands", "Is a directory"])
+        self.bad(6, "rule", "add", "dst_port", "2", parts=["the change is not saved, the old state stays", "Is a directory"])
         self.assertEqual(self.content(), before)
         # The same for the unfinished file.
         os.rmdir(self.file + ".lock")
         os.mkdir(self.file + ".new")
         self.assertEqual(self.rules(), 1)
-        self.bad(6, "rule", "add", "dst_port", "2", parts=["is not kept"])
+        self.bad(6, "rule", "add", "dst_port", "2", parts=["is not saved"])
         self.assertEqual(self.content(), before)
 
     def test_output_that_cannot_be_written_does_not_lose_the_state(self):

@@ -6,6 +6,7 @@ import os
 import random
 import subprocess
 import sys
+import tempfile
 import unittest
 
 IFCCTL, ROOT = sys.argv[1], sys.argv[2]
@@ -137,6 +138,65 @@ class Verbs(unittest.TestCase):
         one = self.documents(*lines, f"rule explain {numbers[1]} {DNS}")[-1]
         self.assertEqual((one["hits"], one["decides"]), (True, False))
 
+    def test_explain_one_rule_that_misses(self):
+        lines = ("rule add vlan_id 7", "rule add dst_port 54")
+        out = self.good(*lines, "rule explain 9 " + DNS)
+        self.assertRegex(out, "rule 9 .*: misses, 1 of 1 conditions do not hold\n(.*\n)*rule 8 decides this frame\n")
+        self.assertEqual(self.documents(*lines, "rule explain 9 " + DNS)[-1]["decider"], 8)
+        self.assertIn("no rule decides this frame\n", self.good(lines[1], "rule explain LUT1-0 " + DNS))
+        self.assertIn("no rule decides this frame\n", self.good(lines[1], "rule explain " + DNS))
+        self.assertIsNone(self.documents(lines[1], "rule explain 8 " + DNS)[-1]["decider"])
+
+    def test_explain_with_the_classifier_off(self):
+        out = self.good("rule add vlan_id 7", "classifier disable", "rule explain 8 " + DNS)
+        self.assertIn("the classifier is off, no rule decides; with 'classifier enable':\nrule 8 (LUT1 entry 0): hits and decides\n", out)
+        self.assertFalse(self.documents("rule add vlan_id 7", "classifier disable", "rule explain 8 " + DNS)[-1]["classifier"])
+
+    def test_a_move_says_between_which_rules(self):
+        lines = ("rule add dst_port 53", "rule add vlan_id 7", "rule add src_port 1024")
+        for line, told in (("rule move 8 last", "decides after all others"), ("rule move 10 before 8", "decides before all others"),
+                           ("rule move 10 before 9", "decides after rule 8 and before rule 11"), ("rule move 8 before 8", "rule 8 keeps its number: ")):
+            self.assertIn(told, self.good(*lines, line), line)
+        self.assertNotIn("position", self.good(*lines, "rule move 8 last"))
+
+    def test_an_action_that_was_switched_off(self):
+        self.assertIn("\nrule 8: no action\n", self.good("rule add dst_port 1 action queue 5", "rule change 8 action queue off"))
+
+    def test_text_has_words_not_json(self):
+        lines = ("rule add dst_port 53 action channel 3 queue 2", "rule list", "frame send " + DNS)
+        out = self.good(*lines)
+        self.assertNotIn("{", out)
+        self.assertIn("\n  action channel 3 queue 2\n", out)
+        self.assertIn("rule 8 (LUT1-0) decides, action channel 3 queue 2\n", out)
+
+    def test_rules_by_their_entries(self):
+        lines = ("rule add dst_port 53 vlan_id 7", "rule add src_port 9")
+        self.assertEqual(self.shown(*lines, "rule del LUT1-0"), ["src_port 9"])
+        self.assertEqual(self.shown(*lines, "rule insert before lut1-0 udf0 1")[0], "udf0 0x1")
+        self.assertEqual(self.shown(*lines, "rule move LUT1-2 before LUT1-1")[0], "src_port 9")
+        self.assertEqual(self.shown(*lines, "rule change LUT1-1 action cpu")[0], "dst_port 53 vlan_id 7 action cpu")
+        self.assertEqual(self.good(*lines, "action show LUT1-1"), self.good(*lines, "action show 9"))
+
+    def test_show_names_rules_that_only_the_hardware_has(self):
+        """A transfer that times out leaves the shadow without what the hardware holds, or the other way round."""
+        with tempfile.TemporaryDirectory() as folder:
+            def tool(*args):
+                return subprocess.run([IFCCTL, "--state", os.path.join(folder, "chip"), *args], capture_output=True, text=True, timeout=60)
+            self.assertEqual(tool("rule", "add", "dst_port", "53").returncode, 0)
+            self.assertEqual(tool("rule", "add", "vlan_id", "7").returncode, 0)
+            self.assertEqual(tool("--done-after", "0", "rule", "clear").returncode, 4)
+            shown = tool("rule", "show").stdout
+            self.assertIn("# LUT1 entry 0: only in the hardware, not in the shadow: dst_port 53\n", shown)
+            self.assertIn("# LUT1 entry 1: only in the hardware, not in the shadow: vlan_id 7\n", shown)
+            rules = json.loads(tool("-j", "rule", "show").stdout)
+            self.assertEqual([(rule["rule"], rule["only_in"]) for rule in rules], [(8, "hardware"), (9, "hardware")])
+            self.assertEqual(tool("op", "write_all_ifc_rule_to_hw").returncode, 0)
+            self.assertNotIn("only in", tool("rule", "show").stdout)
+            self.assertEqual(tool("--done-after", "0", "op", "ifc_set_lut1_rules 0 1 1 28 0 0xffff 0 9").returncode, 4)
+            shown = tool("rule", "show").stdout
+            self.assertIn("rule add dst_port 9", shown)
+            self.assertIn("# rule 8: not in the hardware; 'op write_all_ifc_rule_to_hw' writes the shadow there\n", shown)
+
     def test_ppe_status(self):
         self.assertEqual(run("ppe", "status").stdout, "PPE off: rules can only send to the CPU\n")
         self.assertEqual(self.documents("ppe status")[-1], {"ppe": True})
@@ -151,10 +211,11 @@ class Verbs(unittest.TestCase):
 
     def test_show_is_a_batch(self):
         gateway = open(os.path.join(ROOT, "examples", "gateway.ifc"), encoding="utf-8").read().splitlines()
-        for columns in ("", "40", "80", "200"):
+        for columns in ("", "20", "40", "80", "200"):
             shown = self.good(*gateway, "rule show", columns=columns)
             shown = shown[shown.index("ppe on\n"):]
-            self.assertLessEqual(max(map(len, shown.splitlines())), int(columns or 100))
+            # A word and its value stand apart, so the longest word decides below 30 columns.
+            self.assertLessEqual(max(map(len, shown.splitlines())), max(30, int(columns or 100)))
             again = run("-b", "-", text=shown + "rule show\ntable dump\n", columns=columns)
             self.assertEqual((again.returncode, again.stderr), (0, ""))
             self.assertIn(shown, again.stdout)

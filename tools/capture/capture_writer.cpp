@@ -39,7 +39,7 @@ CaptureWriter::CaptureWriter(const std::string &path, bool nanoseconds) : path_(
     };
     const bool exists = stat(path.c_str(), &about) == 0;
     if (!exists && lstat(path.c_str(), &about) == 0)
-        throw cannotCreate(path, "it is a link to nothing");
+        throw cannotCreate(path, "the link leads to no file");
     if (exists && S_ISDIR(about.st_mode))
         throw cannotCreate(path, "it is a folder");
     if (exists && access(path.c_str(), W_OK) != 0)

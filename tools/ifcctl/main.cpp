@@ -35,8 +35,8 @@ std::string statePath(const std::string &option, bool batch)
     }
     std::string path = state::defaultPath();
     if (path.empty())
-        std::cerr
-            << "ifcctl: neither XDG_STATE_HOME nor HOME names a folder: a fresh chip that is not kept\n";
+        std::cerr << "ifcctl: neither XDG_STATE_HOME nor HOME names a folder; this runs on a fresh chip that "
+                     "is not kept\n";
     return path;
 }
 
@@ -60,7 +60,7 @@ ExitCode runAll(Session &session, std::optional<Batch> &batch, const std::vector
         if (batch)
             return batch->run(session);
         runWords(session, words);
-        return kExitDone;
+        return session.code();
     } catch (const Error &error) {
         return failed(error);
     }
@@ -71,13 +71,14 @@ ExitCode keepAll(Session &session, ExitCode code)
 {
     try {
         session.device().keep();
-        if (std::fflush(stdout) != 0 && code == kExitDone)
+        const bool done = code == kExitDone || code == kExitDiffers;
+        if (std::fflush(stdout) != 0 && done)
             throw outputFailed("standard output");
-        if (code == kExitDone)
+        if (done)
             session.device().finish();
     } catch (const Error &error) {
         const ExitCode worse = failed(error);
-        return code == kExitDone ? worse : code;
+        return code == kExitDone || code == kExitDiffers ? worse : code;
     }
     return code;
 }

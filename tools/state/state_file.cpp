@@ -89,10 +89,12 @@ std::string folderOf(const std::string &path)
 
 } // namespace
 
-StateFile::StateFile(const std::string &path, unsigned waitMilliseconds) : path_(followLinks(path))
+StateFile::StateFile(const std::string &path, unsigned waitMilliseconds, bool makeFolder)
+    : path_(followLinks(path))
 {
     std::error_code error;
-    fs::create_directories(folderOf(path_), error);
+    if (makeFolder)
+        fs::create_directories(folderOf(path_), error);
     if (error)
         throw systemError(folderOf(path_), error.value());
     if (fs::exists(path_, error) && !fs::is_regular_file(path_, error))

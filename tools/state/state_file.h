@@ -31,10 +31,10 @@ private:
 class StateFile
 {
 public:
-    // Makes the folder if it is missing and takes the lock. Waits up to `waitMilliseconds` until
-    // another program releases it. A symbolic link is followed: the file that it names is replaced. Throws
-    // FileError.
-    StateFile(const std::string &path, unsigned waitMilliseconds);
+    // Takes the lock, and with `makeFolder` makes the folder if it is missing. Waits up to `waitMilliseconds`
+    // until another program releases it. A symbolic link is followed: the file that it names is replaced.
+    // Throws FileError.
+    StateFile(const std::string &path, unsigned waitMilliseconds, bool makeFolder = false);
     ~StateFile();
     StateFile(const StateFile &) = delete;
     StateFile &operator=(const StateFile &) = delete;

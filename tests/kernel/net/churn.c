@@ -587,7 +587,7 @@ static size_t make_frame(uint8_t *frame, uint32_t number)
 
 struct way {
     const char *name;
-    const char *wire, *port, *other, *behind;
+    const char *wire, *port, *other, *sink; // frames redirected to `other` arrive at `sink`
     int send, receive;
     struct {
         size_t length;
@@ -595,8 +595,8 @@ struct way {
     } seen[PENDING];
 };
 static struct way ways[2] = {
-    {.name = "chip", .wire = "ifc0w", .port = "ifc0", .other = "ifc1", .behind = "ifc1w"},
-    {.name = "twin", .wire = "tw0w", .port = "tw0", .other = "tw1", .behind = "tw1w"}};
+    {.name = "chip", .wire = "ifc0w", .port = "ifc0", .other = "ifc1", .sink = "ifc1w"},
+    {.name = "twin", .wire = "tw0w", .port = "tw0", .other = "tw1", .sink = "tw1w"}};
 
 static int open_socket(const char *device)
 {
@@ -716,7 +716,7 @@ int main(int argc, char **argv)
     setsockopt(netlink_socket, SOL_NETLINK, NETLINK_EXT_ACK, &yes, sizeof yes);
     for (int w = 0; w < 2; w++) {
         ways[w].send = open_socket(ways[w].wire);
-        ways[w].receive = open_socket(ways[w].behind);
+        ways[w].receive = open_socket(ways[w].sink);
     }
     // The last frame of each batch: its own filter, before all others.
     static const uint8_t last[60] = {2, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 2, 0, 0, 0, 0, 9, 0x88, 0xB6};
@@ -785,7 +785,8 @@ int main(int argc, char **argv)
             if (send(ways[w].send, final, sizeof final, 0) < 0)
                 perror("send");
             if (!collect(&ways[w], first, batch)) {
-                printf("NOTE the last frame of batch %u did not arrive behind the %s\n", n, ways[w].name);
+                printf("NOTE change %u: the last frame of the batch did not arrive by way of the %s\n", n,
+                       ways[w].name);
                 return 1;
             }
         }

@@ -1,12 +1,6 @@
 # SPDX-License-Identifier: MIT OR GPL-2.0
-# Runs inside the emulated machine. Each check prints PASS or FAIL and its subject.
-checks=0
-check() { # WHAT COMMAND...
-    what=$1
-    shift
-    checks=$((checks + 1))
-    if "$@"; then echo "PASS $what"; else echo "FAIL $what"; fi
-}
+# What the parts share. Runs inside the emulated machine.
+. ./check.sh
 load() { # PORTS
     insmod ifc.ko 2>/dev/null
     [ ! -e ifc_front.ko ] || insmod ifc_front.ko
@@ -17,11 +11,25 @@ unload() {
     [ ! -e /sys/module/ifc_front ] || rmmod ifc_front
     rmmod ifc
 }
-dir=/sys/kernel/debug/ifc
-op() { echo "$*" >$dir/command 2>/dev/null; }
 count() { ethtool -S "$1" | awk -v name="$2:" '$1 == name { print $2 }'; } # DEVICE COUNTER
 frames() { # FROM COUNT ARGUMENTS...: UDP frames
     from=$1 much=$2
     shift 2
     mausezahn "$from" -q -c "$much" -p 64 -a own -b 02:00:00:00:00:99 -A 192.0.2.1 -B 192.0.2.2 -t udp "$@" >/dev/null 2>&1
+}
+valid() { grep -c 'valid:1' $dir/rules; }
+owner() { sed -n 's/^the tables belong to //p' $dir/status; }
+empty() { [ "$(valid)" = 0 ] && ! grep -v 'enable:0,' $dir/actions | grep -q 'Action: enable' && [ -z "$(owner)" ]; }
+add() { tc filter add dev ifc0 ingress "$@" 2>/tmp/error; }
+packets() { # PREF
+    tc -j -s filter show dev ifc0 ingress pref "$1" | jq "[.[] | select(.options.actions) | .options.actions[0].stats.packets] | add"
+}
+# Two ports, all ends up, and a place for filters at the first one.
+start() {
+    load 2
+    for dev in ifc0 ifc0w ifc1 ifc1w; do
+        sysctl -qw net.ipv6.conf.$dev.disable_ipv6=1
+        ip link set $dev up
+    done
+    tc qdisc add dev ifc0 clsact
 }

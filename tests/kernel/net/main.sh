@@ -19,5 +19,6 @@ echo "END OF CHECKS $checks"
 echo "BEGIN REPORTS"
 dmesg >>/tmp/kernel.log
 grep -E -A 12 -f faults /tmp/kernel.log
+leaks
 echo "END REPORTS"
 poweroff -f

@@ -1,18 +1,6 @@
 # SPDX-License-Identifier: MIT OR GPL-2.0
 # Filters of tc and rules of ethtool: what is accepted and refused, order, counters, room, owners.
-load 2
-for dev in ifc0 ifc0w ifc1 ifc1w; do
-    sysctl -qw net.ipv6.conf.$dev.disable_ipv6=1
-    ip link set $dev up
-done
-tc qdisc add dev ifc0 clsact
-valid() { grep -c 'valid:1' $dir/rules; }
-empty() { [ "$(valid)" = 0 ] && ! grep -v 'enable:0,' $dir/actions | grep -q 'Action: enable' && [ -z "$(owner)" ]; }
-owner() { sed -n 's/^the tables belong to //p' $dir/status; }
-add() { tc filter add dev ifc0 ingress "$@" 2>/tmp/error; }
-packets() { # PREF
-    tc -j -s filter show dev ifc0 ingress pref "$1" | jq "[.[] | select(.options.actions) | .options.actions[0].stats.packets] | add"
-}
+start
 
 # Every line of the table.
 wrong=0 tried=0
@@ -125,6 +113,8 @@ for k in 1 2 3 4 5 6 7 8; do add pref $k protocol ip flower skip_sw src_mac 02:0
 check "LUT0 has its own room" [ $k = 8 ]
 add pref 9 protocol ip flower skip_sw src_mac 02:00:00:00:00:09/ff:00:ff:00:00:0f action drop
 check "until that is full" grep -q "no room: needed in LUT0 9 rules of 8" /tmp/error
+insmod ifc_first_frame_test.ko 2>/dev/null
+echo "NOTE $(dmesg | sed -n 's/.*\(first frame after a change\)/\1/p' | tail -1)"
 tc filter del dev ifc0 ingress
 check "deleting all leaves nothing" empty
 add pref 1 protocol ip flower skip_sw ip_proto udp dst_port 80 action drop

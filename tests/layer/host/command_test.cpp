@@ -35,7 +35,7 @@ protected:
 
 TEST_F(CmdTest, EmptyLinesAndCommentsDoNothing)
 {
-    for (const char *line : {"", "   ", "\t\r\n", "# a comment", "  #"}) {
+    for (const char *line : {"", "   ", "\t\r\n", "# a comment", "  #", "#comment"}) {
         EXPECT_EQ(run(line), IFC_CMD_NOTHING);
         EXPECT_EQ(answer, "");
     }
@@ -70,6 +70,20 @@ TEST_F(CmdTest, RowsOfTheHardware)
     refuses("set row 0", "set 'row': accepted: dbgLevel ifcSendToPpe");
     powerOn(0);
     gives("get row 0 0 0", "= -62\n");
+}
+
+TEST_F(CmdTest, ClearsOneCounter)
+{
+    for (auto &counter : chip.tables().counter)
+        counter[0] = counter[2] = 7;
+    gives("clear counter 39", "= ok\n");
+    EXPECT_EQ(events(), 8u); // the lock, four data registers, command, poll, the lock
+    for (unsigned entry = 0; entry < IFC_COUNTERS; ++entry)
+        EXPECT_EQ(chip.tables().counter[entry][0], entry == 39 ? 0u : 7u);
+    refuses("clear counter 40", "clear counter: index '40': accepted: 0 to 39");
+    refuses("clear counter", "clear counter: index '': accepted: 0 to 39");
+    refuses("clear counter 1 2", "clear counter '2': accepted: counter INDEX");
+    refuses("clear rule 1", "clear 'rule': accepted: counter INDEX");
 }
 
 TEST_F(CmdTest, Lut0)
@@ -219,8 +233,10 @@ TEST_F(CmdTest, RefusesNumbersThatDoNotFit)
 
 TEST_F(CmdTest, RefusesWrongNamesAndCounts)
 {
-    refuses("ifc_enabl", "operation 'ifc_enabl': accepted: help, get, set, or a name that 'help' lists");
-    refuses("ifc_enablee", "operation 'ifc_enablee': accepted: help, get, set, or a name that 'help' lists");
+    refuses("ifc_enabl",
+            "operation 'ifc_enabl': accepted: help, get, set, clear, or a name that 'help' lists");
+    refuses("ifc_enablee",
+            "operation 'ifc_enablee': accepted: help, get, set, clear, or a name that 'help' lists");
     refuses("ifc_enable 1", "ifc_enable: '1' is too much: accepted: ifc_enable");
     refuses("ifc_set_acnt 1",
             "ifc_set_acnt: 1 arguments are too few: accepted: ifc_set_acnt ifcIndex acntIdx");
@@ -308,10 +324,79 @@ TEST_F(CmdTest, HelpListsEveryOperationOfTheHeader)
                              "tcp_udp_checksum",
                              "dump_skb"})
         EXPECT_EQ(listed.count(name), 1u) << name;
-    EXPECT_EQ(listed.size(), 46u + 1u) << "and get/set";
+    EXPECT_EQ(listed.size(), 46u + 2u) << "and get/set, clear";
     gives("help ifc_set_acnt",
           "ifc_set_acnt ifcIndex acntIdx\n  ifcIndex: 0 to 4294967295\n  acntIdx: 0 to 4294967295\n");
     gives("help ifc_match_lut1", "ifc_match_lut1 FIELD:COMMAND:MASK:KEY\n");
     gives("help dump_skb", "dump_skb HEX\n");
     gives("help ifc_del_lut_rules_auto", "ifc_del_lut_rules_auto [FIELD:COMMAND:MASK:KEY]...\n");
+}
+
+TEST_F(CmdTest, KnowsWhichLinesOnlyRead)
+{
+    for (const char *line : {"", "  # a comment", "help", "help ifc_enable", "get dbgLevel", "get row 1 0 0"})
+        EXPECT_EQ(ifc_cmd_only_reads(line), 1) << line;
+    for (const char *line : {"set dbgLevel 1", "ifc_no_such", "ifc_get", "ifc_get_acnts 0"})
+        EXPECT_EQ(ifc_cmd_only_reads(line), 0) << line;
+    const std::set<std::string> changing = {"ifcSetRuleConfig",
+                                            "ifcChecConfigDone",
+                                            "write_all_ifc_rule_to_hw",
+                                            "clear_all_ifc_rules",
+                                            "clear_ifc_rules",
+                                            "ifc_enable",
+                                            "ifc_disable",
+                                            "set_lut0_mask_key",
+                                            "ifc_set_lut0_rules",
+                                            "ifc_delete_lut0",
+                                            "ifc_set_lut1_rules",
+                                            "ifc_delete_lut1",
+                                            "ifc_set_lut_rules_auto",
+                                            "ifc_del_lut_rules_auto",
+                                            "ifc_set_action",
+                                            "ifc_clear_action",
+                                            "clear_all_ifc_actions",
+                                            "ifc_set_acnt",
+                                            "clear_all_ifc_acnt",
+                                            "clear"};
+    run("help");
+    std::istringstream lines(answer);
+    for (std::string line; std::getline(lines, line);) {
+        const std::string name = line.substr(0, line.find(' '));
+        if (name != "get" && name != "set") {
+            EXPECT_EQ(ifc_cmd_only_reads(name.c_str()), changing.count(name) == 0 ? 1 : 0) << name;
+        }
+    }
+    run("ifc_set_lut0_rules 0 1 28 0 0 0xffff 0 80");
+    run("ifc_set_lut1_rules 3 1 1 28 0 0xffff 0 81");
+    run("ifc_set_action 11 1 1 3 0 0 0");
+    for (const char *line : {"ifc_get_ifc_staus",
+                             "get_lut0_mask_key 0",
+                             "set_lut0_mask_key_to_array 0",
+                             "ifc_get_rule_from_reg 0",
+                             "ifc_parser_lut0_rule 0 5",
+                             "ifc_get_rule_from_hw 8",
+                             "change_mask_from_48_to_32 0 0xff 48",
+                             "lut1_has_free_rule 3",
+                             "ifc_match_rule_lut0 1 0 28:0:1:1",
+                             "ifc_match_rule_lut1 1 0 28:0:1:1",
+                             "ifc_match_lut1 28:0:0xffff:5060",
+                             "ifc_dump_action 11",
+                             "ifc_get_acnt 3",
+                             "checkIFCResult 0 -1",
+                             "ifc_dump_lut0_rules",
+                             "ifc_dump_lut1_rules",
+                             "ifc_dump_all_rules",
+                             "_getLowestBit 6",
+                             "getLowestBit 0",
+                             "isTPID 0x81",
+                             "transTPIDtoVPM 0x81",
+                             "transVPMtoTPID 1",
+                             "getPppoeSid 0 11001234000200210000",
+                             "skb_chksum 2 4500",
+                             "ipv4_checksum 0 450000730000400040110000C0A80001C0A800C7",
+                             "tcp_udp_checksum 0 0 0 4500",
+                             "dump_skb 0102"}) {
+        EXPECT_EQ(ifc_cmd_only_reads(line), 1) << line;
+        expectNothingChanges([&] { EXPECT_EQ(run(line), IFC_CMD_DONE) << line; });
+    }
 }

@@ -63,11 +63,21 @@ ExitCode Batch::run(Session &session)
     for (std::string line; next(line);) {
         ++number;
         const unsigned begun = number;
-        for (std::string more; goesOn(line) && next(more); ++number)
-            joinLines(line, more);
+        if (number == 1)
+            dropByteOrderMark(line);
+        bool isWhole = true;
+        while (isWhole && goesOn(line)) {
+            std::string more;
+            isWhole = next(more);
+            if (isWhole)
+                joinLines(line, more);
+            number += isWhole;
+        }
         if (line.find_first_not_of(" \t\r") == line.find('#')) // empty, or a comment
             continue;
         try {
+            if (!isWhole)
+                throw noNextLine();
             runLine(session, line);
         } catch (const Error &error) {
             std::fflush(stdout);

@@ -63,7 +63,8 @@ void resultCheck(Session &session, WordReader &words)
         index = static_cast<int>(words.takeNumber("result check", table == 0 ? 7 : 31));
     words.expectEnd("result check");
     const bool as = session.call("checkIFCResult", table == 1 ? 1 : 0, index) == 0;
-    session.print(as ? "exactly this was hit\n" : "something else was hit\n", {{"result", as}});
+    session.print(as ? "the last frame hit exactly this\n" : "the last frame hit something else\n",
+                  {{"result", as}});
 }
 
 // Passes the line to the driver's command handler. The operation's output comes before its result.
@@ -86,7 +87,7 @@ void op(Session &session, WordReader &words)
             text += "warning: " + warning + '\n';
             json["warnings"].push_back(warning);
         }
-    session.print(text, json);
+    session.printAlways(text, json);
 }
 
 } // namespace
@@ -95,7 +96,7 @@ std::vector<Command> switchCommands()
 {
     return {
         {"ppe", "on", "", "frames that hit may go to the packet engine", ppeOn},
-        {"ppe", "off", "", "they may not: rules only send to the CPU", ppeOff},
+        {"ppe", "off", "", "they may not; rules only send to the CPU", ppeOff},
         {"ppe", "status", "", "print whether they may", ppeStatus},
         {"classifier", "enable", "", "switch the classifier on", classifierEnable},
         {"classifier", "disable", "", "switch it off", classifierDisable},

@@ -72,8 +72,9 @@ const std::vector<Command> &allCommands()
 {
     static const std::vector<Command> table = [] {
         std::vector<Command> all;
-        for (const auto &part : {ruleCommands(), switchCommands(), actionCommands(), operationCommands(),
-                                 setCommands(), tableCommands(), frameCommands(), reportCommands()})
+        for (const auto &part :
+             {ruleCommands(), switchCommands(), actionCommands(), counterCommands(), operationCommands(),
+              setCommands(), tableCommands(), frameCommands(), reportCommands()})
             all.insert(all.end(), part.begin(), part.end());
         return all;
     }();
@@ -84,7 +85,7 @@ const std::vector<NamedHelp> &objectTable()
 {
     static const std::vector<NamedHelp> known = {
         {"rule", "the ordered rules"},
-        {"ppe", "may frames that hit go to the packet engine"},
+        {"ppe", "whether frames that hit may go to the packet engine"},
         {"classifier", "the switch of the classifier"},
         {"action", "one action entry"},
         {"counter", "the counters"},
@@ -94,6 +95,7 @@ const std::vector<NamedHelp> &objectTable()
         {"table", "the tables of the hardware and their shadow"},
         {"resource", "free space of the tables"},
         {"frame", "frames through the engine"},
+        {"report", "one page with everything"},
         {"report", "one page about all of it, for a browser"},
     };
     static const std::vector<NamedHelp> table = [] {
@@ -113,19 +115,23 @@ const std::vector<NamedHelp> &objectTable()
 const std::vector<NamedHelp> &placeholders()
 {
     static const std::vector<NamedHelp> table = {
-        {"N", "a rule's number, or LUT0-3, LUT1-7; of `action` and `counter` an entry, 0 to 39"},
+        {"N", "a rule's number, or LUT0-3, LUT1-7; of 'action' and 'counter': an entry, 0 to 39"},
         {"M", "another rule, written like N"},
         {"MATCH", "KEY [eq|ne|!|ge|le] VALUE[/MASK], KEY FIRST-LAST, KEY any, or any alone"},
         {"WORD", "a word of an action with its value; WORD off switches its sub-action off"},
         {"VALUE", "the value of a word"},
         {"ID", "a counter's number, 0 to 15"},
+        {"SECONDS", "a number from 0.1 to 86400; 1 if it is left out"},
+        {"COUNT", "1 to 1000000"},
         {"FILE", "a file; - for standard input"},
         {"OUT", "a file that is written"},
         {"TEXT", "any text, one word in a batch"},
         {"WHEN", "auto, always or never"},
         {"HEX", "a frame in hex digits, without FCS"},
         {"NUMBER", "the number of a frame in a capture, from 1"},
-        {"OPERATION", "an operation that `op help` lists"},
+        {"OPERATION", "an operation that 'op help' lists"},
+        {"TEXT", "any text"},
+        {"WHEN", "auto, always or never"},
         {"ARGUMENT", "an argument of the operation"},
     };
     return table;

@@ -55,6 +55,7 @@ const Command &findCommand(const Words &words, size_t &used);
 std::vector<Command> ruleCommands();
 std::vector<Command> switchCommands();
 std::vector<Command> actionCommands();
+std::vector<Command> counterCommands();
 std::vector<Command> operationCommands();
 std::vector<Command> setCommands();
 std::vector<Command> tableCommands();

@@ -4,6 +4,7 @@
 
 #include "command_table.h"
 
+#include "tools/ifcctl/core/counter_rates.h"
 #include "tools/ifcctl/core/rule_words.h"
 
 #include <string>
@@ -16,11 +17,7 @@ namespace ifcctl
 void runLine(Session &session, const std::string &line);
 void runWords(Session &session, const Words &words);
 
-// Frames and bytes that the rule with this number decided.
-struct Counter {
-    unsigned long long frames;
-    unsigned long long bytes;
-};
+// The counter of an entry. Throws Error.
 Counter readCounter(Session &session, unsigned entry);
 
 // Programs each sub-action of an entry and returns what the rule layer printed. Throws Error if one is

@@ -2,6 +2,7 @@
 // frame send, frame fields; the table of these commands.
 #include "frame_replay.h"
 #include "frame_support.h"
+#include "wrap.h"
 
 #include "tools/capture/frame_capture.h"
 #include "tools/ifcctl/core/rule_words.h"
@@ -37,11 +38,13 @@ void frameSend(Session &session, WordReader &words)
     if (result.entry == engine::kNoEntry) {
         json["rule"] = nullptr;
     } else {
-        const auto action = actionJson(actionOf(session, result.entry), session.device().revision());
-        text += "rule " + std::to_string(result.entry) + " (" + entryName(result.entry) +
-                ") decides, action " + action.dump() + "\n";
+        const IFC_Action_Format action = actionOf(session, result.entry);
+        const int revision = session.device().revision();
+        text += wrapped("rule " + std::to_string(result.entry) + " (" + entryName(result.entry) +
+                            ") decides, " + actionLine(action, revision),
+                        outputWidth(), 2);
         json["rule"] = result.entry;
-        json["action"] = action;
+        json["action"] = actionJson(action, revision);
     }
     text += out == frame ? "frame leaves as it came\n"
                          : "frame leaves as " + formatFrameHex(out.data(), out.size()) + "\n";

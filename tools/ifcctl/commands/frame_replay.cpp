@@ -133,10 +133,10 @@ void frameReplay(Session &session, WordReader &words)
             words.reject("the file to write");
     }
     if (selection.which == Selection::Which::Hits && outPath.empty())
-        throw usage("--only-hits", "", "only together with -o OUT");
+        throw usage("--only-hits", "", "--only-hits together with -o OUT only");
 
     if (!outPath.empty() && paths.size() != 1)
-        throw usage("-o", outPath, "together with one capture");
+        throw usage("-o", outPath, "-o with one capture only");
 
     std::optional<capture::CaptureWriter> out;
     const auto classifier = std::make_unique<engine::Classifier>(session.device().window());

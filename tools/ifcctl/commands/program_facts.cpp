@@ -19,6 +19,7 @@ const std::vector<NamedHelp> &exitCodeTable()
 {
     static const std::vector<NamedHelp> table = {
         {std::to_string(kExitDone), "done"},
+        {std::to_string(kExitDiffers), "set diff found a difference"},
         {std::to_string(kExitUsage), "usage"},
         {std::to_string(kExitRefused), "refused by the rule layer"},
         {std::to_string(kExitTimeout), "hardware time-out"},

@@ -145,7 +145,7 @@ struct SetCheck {
 
 SetCheck checkSet(Session &session, const std::string &path)
 {
-    SetCheck result{{"set verify", "Hardware and shadow, by rule and field.", "they agree", {}}, {}};
+    SetCheck result{{"set verify", "Hardware and shadow, by rule and field.", "they agree", true, {}}, {}};
     const Findings fields = fieldFindings(session);
     result.check.findings = fields.lines;
     result.json = {{"hardware_shadow", fields.json}};
@@ -229,13 +229,14 @@ void makeReport(Session &session, WordReader &words)
     data.checks.push_back({"rule check",
                            "Rules that never decide, rules whose order matters, and rules that the automatic "
                            "deletion takes together.",
-                           "nothing found", ofRules.lines});
+                           "nothing found", false, ofRules.lines});
     data.checks.push_back(
-        {"table verify", "Hardware and shadow, word by word.", "they agree", ofTables.lines});
+        {"table verify", "Hardware and shadow, word by word.", "they agree", true, ofTables.lines});
     data.checks.push_back(ofSet.check);
     data.capacity = capacities(set);
 
-    writeTextFile("report", request.out, report::page(data));
+    // A device may be the standard output. It gets the page without the line that follows.
+    const bool isFile = writeTextFile("report", request.out, report::page(data));
 
     nlohmann::ordered_json json = {{"file", request.out}, {"title", data.title},
                                    {"made", data.made},   {"classifier", data.classifier},
@@ -249,9 +250,10 @@ void makeReport(Session &session, WordReader &words)
     size_t findings = 0;
     for (const report::Check &check : data.checks)
         findings += check.findings.size();
-    session.print("report: " + printable(request.out) + ": " + std::to_string(data.rules.size()) +
-                      (data.rules.size() == 1 ? " rule, " : " rules, ") + std::to_string(findings) +
-                      (findings == 1 ? " finding\n" : " findings\n"),
+    session.print(isFile ? "report: " + printable(request.out) + ": " + std::to_string(data.rules.size()) +
+                               (data.rules.size() == 1 ? " rule, " : " rules, ") + std::to_string(findings) +
+                               (findings == 1 ? " finding\n" : " findings\n")
+                         : "",
                   json);
 }
 

@@ -26,10 +26,10 @@ std::string deletionNote(const Match &match, bool lut0)
     return describe(deletability(match, lut0));
 }
 
-Error notFound(const WordReader &words, const Match &match)
+Error notFound(const ifc_rule &rule, const Match &match)
 {
     const std::string why = describe(deletability(match, false));
-    return refused(Reason::NoSuchRule, "rule", words.first(),
+    return refused(Reason::NoSuchRule, "rule", matchText(rule),
                    why.empty() ? "no rule holds exactly these conditions"
                                : why + "; see 'rule show' and use 'rule del N'");
 }
@@ -98,7 +98,7 @@ void ruleAddAuto(Session &session, WordReader &words)
     const Plan plan = planPlacement(match, session.options().force);
     const int id = session.call("ifc_set_lut_rules_auto", requestText(match));
     if (id < 0)
-        throw refused(Reason::LayerRefused, "rule", words.first(), session.lastMessage());
+        throw refused(Reason::LayerRefused, "rule", matchText(rule), session.lastMessage());
     session.checkTransfers();
 
     RuleSet set(session);
@@ -146,25 +146,26 @@ void ruleValidateAuto(Session &session, WordReader &words)
 
 void ruleDeleteAuto(Session &session, WordReader &words)
 {
-    const Match match = automaticRequest(ruleFrom(session, words));
+    const ifc_rule rule = ruleFrom(session, words);
+    const Match match = automaticRequest(rule);
     // The automatic deletion may compare only the upper 16 bits of a MAC in LUT1, and then deletes other
     // rules too.
     if (!session.options().force)
-        for (const PlacedRule &rule : takenByDeletion(session, match))
-            if (!sameConditions(rule.conditions, match))
-                throw refused(Reason::TakesOthersAlong, "rule", words.first(),
-                              "the automatic deletion would also take rule " + std::to_string(rule.id) +
+        for (const PlacedRule &taken : takenByDeletion(session, match))
+            if (!sameConditions(taken.conditions, match))
+                throw refused(Reason::TakesOthersAlong, "rule", matchText(rule),
+                              "the automatic deletion would also take rule " + std::to_string(taken.id) +
                                   ", whose MAC differs in its lower 32 bits; use 'rule del N' (or --force)");
     const auto before = placedRules();
     if (session.call("ifc_del_lut_rules_auto", requestText(match)) != 0)
-        throw notFound(words, match);
+        throw notFound(rule, match);
     std::string text;
     auto json = nlohmann::ordered_json::array();
-    for (const PlacedRule &rule : before) {
-        if (ruleOf(rule.id))
+    for (const PlacedRule &deleted : before) {
+        if (ruleOf(deleted.id))
             continue;
-        text += "deleted: rule " + std::to_string(rule.id) + ", " + describePlace(rule) + '\n';
-        json.push_back(toJson(rule));
+        text += "deleted: rule " + std::to_string(deleted.id) + ", " + describePlace(deleted) + '\n';
+        json.push_back(toJson(deleted));
     }
     session.print(text, {{"deleted", json}});
 }

@@ -3,6 +3,7 @@
 #include "rule_commands.h"
 #include "rule_notes.h"
 #include "tools/ifcctl/core/errors.h"
+#include "tools/ifcctl/core/rule_name.h"
 #include "tools/ifcctl/core/rule_words.h"
 #include "tools/ifcctl/core/rules.h"
 #include "tools/ifcctl/core/values.h"
@@ -72,7 +73,7 @@ void ruleFind(Session &session, WordReader &words)
         json.push_back(entry);
     }
     if (json.empty())
-        throw refused(Reason::NoSuchRule, "rule", words.first(),
+        throw refused(Reason::NoSuchRule, "rule", matchText(rule),
                       "no rule holds exactly these conditions (see 'rule show')");
     session.print(text, json);
 }
@@ -88,8 +89,9 @@ void ruleList(Session &session, WordReader &words)
         for (unsigned n = 0; n < rule.rule.count; ++n)
             text += "  " + conditionText(rule.rule.condition[n]) + '\n';
         auto entry = toJson(rule);
-        entry["actions"] = actionJson(readAction(session, rule.id), session.device().revision());
-        text += "  action " + entry["actions"].dump() + '\n';
+        const IFC_Action_Format action = readAction(session, rule.id);
+        entry["actions"] = actionJson(action, session.device().revision());
+        text += "  " + actionLine(action, session.device().revision()) + '\n';
         json.push_back(entry);
     }
     session.print(text.empty() ? "no rules\n" : text, json);
@@ -106,7 +108,7 @@ std::string wordsText(const uint32_t *words, size_t count)
 // Shows the hardware and the shadow.
 void ruleRead(Session &session, WordReader &words)
 {
-    const unsigned id = words.takeNumber("rule read", IFC_ACTIONS - 1);
+    const unsigned id = takeEntry(words, "rule read");
     words.expectEnd("rule read");
     std::string hardware;
     std::string shadow;
@@ -152,7 +154,9 @@ std::vector<Command> ruleCommands()
          "delete rule N, or every rule with exactly these conditions; auto: by the layer's own deletion",
          ruleDelete},
         {"rule", "flush", "", "delete all rules", ruleFlush},
-        {"rule", "show", "", "the rules in the order in which they decide, as lines of a batch", ruleShow},
+        {"rule", "show", "[-s]",
+         "the rules in the order in which they decide, as lines of a batch; -s: their packets and bytes",
+         ruleShow},
         {"rule", "check", "", "rules that never decide, overlaps, rules that the layer deletes together",
          ruleCheck},
         {"rule", "explain", "[N] HEX|FILE:NUMBER [iface VALUE] [gem_port VALUE]",

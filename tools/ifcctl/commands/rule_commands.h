@@ -13,7 +13,7 @@ namespace ifcctl
 // the automatic deletion finds it only there. Throws Error, also if the action needs the PPE and it is off.
 ifc_rule ruleFrom(Session &session, WordReader &words);
 
-// Reads a rule's number and returns the rule's position. Throws Error.
+// Reads a rule's number or a table entry of it and returns the rule's position. Throws Error.
 unsigned takeRuleNumber(const RuleSet &set, WordReader &words, const std::string &field);
 
 // The positions of the rules with exactly these conditions, in any order.

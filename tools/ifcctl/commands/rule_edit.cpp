@@ -4,8 +4,8 @@
 #include "rule_notes.h"
 
 #include "tools/ifcctl/core/errors.h"
+#include "tools/ifcctl/core/rule_name.h"
 #include "tools/ifcctl/core/rule_words.h"
-#include "tools/ifcctl/core/values.h"
 
 #include "ifc/ifc_glb.h"
 
@@ -80,6 +80,20 @@ void place(Session &session, RuleSet &set, unsigned position, const ifc_rule &ru
     session.print(text, json);
 }
 
+// Between which rules a rule decides.
+std::string orderText(const RuleSet &set, unsigned position)
+{
+    const auto name = [&](unsigned n) { return "rule " + std::to_string(set.number(n)); };
+    const bool first = position == 0;
+    const bool last = position + 1 == set.count();
+    if (first && last)
+        return "";
+    if (first)
+        return ", decides before all others";
+    return last ? ", decides after all others"
+                : ", decides after " + name(position - 1) + " and before " + name(position + 1);
+}
+
 } // namespace
 
 void ruleAdd(Session &session, WordReader &words)
@@ -119,9 +133,10 @@ void ruleMove(Session &session, WordReader &words)
     refuseNotes(session, set, notes);
     const Applied applied(set);
     const std::string number = std::to_string(set.number(to));
-    std::string text = "rule " + std::to_string(ifc_ruleset_number(was)) + " is at position " +
-                       std::to_string(to + 1) + " of " + std::to_string(set.count()) + ": rule " + number +
-                       ", " + describePlace(set.place(to)) + '\n';
+    const std::string before = std::to_string(ifc_ruleset_number(was));
+    std::string text = "rule " + before +
+                       (before == number ? " keeps its number" : " is now rule " + number) + ": " +
+                       describePlace(set.place(to)) + ", action " + number + orderText(set, to) + '\n';
     auto json = standingJson(set, to, session.device().revision());
     json["position"] = to + 1;
     text += applied.text;
@@ -141,8 +156,8 @@ void ruleChange(Session &session, WordReader &words)
     refuseWithoutPpe(rule.action);
     set.replace(position, rule, IFC_RULESET_ACTION);
     (void)set.apply();
-    session.print("rule " + std::to_string(set.number(position)) + ": " + kActionWord + ' ' +
-                      actionText(rule.action, revision) + '\n',
+    session.print("rule " + std::to_string(set.number(position)) + ": " + actionLine(rule.action, revision) +
+                      '\n',
                   standingJson(set, position, revision));
 }
 
@@ -154,9 +169,8 @@ void ruleDelete(Session &session, WordReader &words)
     }
     RuleSet set(session);
     std::vector<unsigned> positions;
-    if (words.nextIs("id") || (!words.atEnd() && parseNumber(words.peek()))) {
-        (void)words.skip("id");
-        positions.push_back(takeRuleNumber(set, words, "rule del id"));
+    if (words.skip("id") || isRuleName(words.peek())) {
+        positions.push_back(takeRuleNumber(set, words, "rule del"));
         words.expectEnd("rule del");
     } else {
         ifc_rule rule{};
@@ -164,7 +178,7 @@ void ruleDelete(Session &session, WordReader &words)
         words.expectEnd("rule del");
         positions = positionsOf(set, rule);
         if (positions.empty())
-            throw refused(Reason::NoSuchRule, "rule", words.first(),
+            throw refused(Reason::NoSuchRule, "rule", matchText(rule),
                           "no rule holds exactly these conditions (see 'rule show')");
     }
     std::string text;

@@ -6,6 +6,10 @@
 #include "tools/capture/frame_capture.h"
 #include "tools/ifcctl/core/explain.h"
 #include "tools/ifcctl/core/frame_fields.h"
+#include "tools/ifcctl/core/rule_name.h"
+
+#include "engine/plain_match.h"
+#include "ifc/records/chip.h"
 
 #include <cerrno>
 #include <cstring>
@@ -43,16 +47,39 @@ FrameBytes frameFrom(const std::string &text)
     throw usage("rule explain", text, "frame 1 to " + std::to_string(number) + " of this capture");
 }
 
+// The rules of the hardware that can hit.
+std::vector<RulePlace> rulesIn(const engine::Tables &tables)
+{
+    std::vector<RulePlace> rules;
+    for (unsigned n = 0; n < IFC_LUT0_RULES; ++n)
+        if (engine::wideValid(tables.lut0[n]))
+            rules.push_back({n, true, n, n});
+    engine::Chain chain{};
+    for (unsigned from = 0; engine::nextChain(tables, from, chain); from = chain.end + 1)
+        rules.push_back({ifc::actionOfEntry(chain.end), false, chain.first, chain.end});
+    return rules;
+}
+
+std::string deciderText(std::optional<unsigned> decides)
+{
+    return decides ? "rule " + std::to_string(*decides) + " decides this frame\n"
+                   : "no rule decides this frame\n";
+}
+
 } // namespace
 
 // If a frame follows, the first word is a rule's number.
 void ruleExplain(Session &session, WordReader &words)
 {
-    constexpr const char *kAccepted = "[rule number] and a frame in hex or as FILE:NUMBER";
+    constexpr const char *kAccepted =
+        "a frame in hex digits or as FILE:NUMBER, after the number of a rule or alone";
+    const engine::Tables &tables = session.device().window().tables();
     std::optional<unsigned> id;
     const std::string &second = words.peek(1);
-    if (!second.empty() && second != "iface" && second != "gem_port")
-        id = words.takeNumber("rule explain", IFC_ACTIONS - 1);
+    if (!second.empty() && second != "iface" && second != "gem_port") {
+        const std::vector<RulePlace> rules = rulesIn(tables);
+        id = rules[takeRule(words, "rule explain", rules)].number;
+    }
     const std::string text = words.take("rule explain", kAccepted);
     // Two digits are a rule's number without a frame, not a frame of one byte.
     if (!id && text.size() <= 2 && text.find_first_not_of("0123456789") == std::string::npos)
@@ -66,26 +93,31 @@ void ruleExplain(Session &session, WordReader &words)
     const auto classifier = std::make_unique<engine::Classifier>(session.device().window());
     engine::ParsedFrame parsed;
     classifier->parse(frame.data(), frame.size(), side, parsed);
-    const engine::Tables &tables = session.device().window().tables();
-    std::string out =
-        classifierOn(session) ? "" : "the classifier is off: nothing hits before 'classifier enable'\n";
+    const bool on = classifierOn(session);
+    std::string out = on ? "" : "the classifier is off, no rule decides; with 'classifier enable':\n";
     const auto all = explainAll(tables, parsed.fields);
     const auto decides = decidingRule(all);
     if (id) {
-        const auto verdict = explainRule(tables, *id, parsed.fields);
-        if (!verdict)
-            throw refused(Reason::NoSuchRule, "rule explain", std::to_string(*id),
-                          "no rule is there (or its chain has no end)");
-        session.print(out + toText(*verdict, decides) + kModelNote, toJson(*verdict, decides));
+        const auto verdict = *explainRule(tables, *id, parsed.fields);
+        auto json = toJson(verdict, decides);
+        json["classifier"] = on;
+        json["decider"] = decides ? nlohmann::ordered_json(*decides) : nlohmann::ordered_json(nullptr);
+        out += toText(verdict, decides);
+        if (!verdict.hits)
+            out += deciderText(decides);
+        session.print(out + kModelNote, json);
         return;
     }
     auto json = nlohmann::ordered_json::array();
     for (const RuleVerdict &verdict : all) {
         out += toText(verdict, decides);
         json.push_back(toJson(verdict, decides));
+        json.back()["classifier"] = on;
     }
     if (json.empty())
-        out += "no rule is valid\n";
+        out += "there are no rules\n";
+    else if (!decides)
+        out += deciderText(decides);
     session.print(out + kModelNote, json);
 }
 

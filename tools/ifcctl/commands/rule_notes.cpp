@@ -72,11 +72,11 @@ std::string describe(const RuleSet &set, const RuleNote &note)
     case RuleNote::Kind::Repeats:
         return self + " repeats " + other + ", which decides before it";
     case RuleNote::Kind::Covered:
-        return self + " never decides: " + other + " fits all its frames and decides before it";
+        return self + " never decides: " + other + " matches all its frames and decides before it";
     case RuleNote::Kind::Overlap:
         break;
     }
-    return self + " and " + other + " may fit the same frame and act differently: the first one decides";
+    return self + " and " + other + " may match the same frame and act differently: the first one decides";
 }
 
 const char *kindName(RuleNote::Kind kind)

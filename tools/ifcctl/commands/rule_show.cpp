@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// rule show: the rules in the order in which they decide, as lines of a batch.
+// rule show: the rules in the order in which they decide, as lines of a batch, or their counters.
+#include "counter_table.h"
 #include "rule_commands.h"
 #include "wrap.h"
 
 #include "tools/ifcctl/commands/frame_support.h"
 #include "tools/ifcctl/core/rule_words.h"
 #include "tools/ifcctl/core/rules.h"
+#include "tools/ifcctl/core/set_file.h"
+#include "tools/ifcctl/device/hardware.h"
 
 namespace ifcctl
 {
@@ -31,16 +34,22 @@ std::string withComment(const std::string &text, const std::string &comment, uns
 
 void ruleShow(Session &session, WordReader &words)
 {
+    const bool statistics = words.skip("-s");
     words.expectEnd("rule show");
+    if (statistics) {
+        const Reading reading = readRuleCounters(session);
+        session.print(counterTable(reading), counterJson(reading));
+        return;
+    }
     const RuleSet set(session);
     const int revision = session.device().revision();
     const unsigned width = outputWidth();
-    std::string text;
+    std::vector<ifc_rule> rules;
+    for (unsigned n = 0; n < set.count(); ++n)
+        rules.push_back(set.rule(n));
+    const SwitchLines switches = switchLines(rules, ifcSendToPpe != 0, classifierOn(session));
+    std::string text = switches.before;
     auto json = nlohmann::ordered_json::array();
-    if (ifcSendToPpe != 0)
-        text += "ppe on\n";
-    if (classifierOn(session))
-        text += "classifier enable\n";
     for (unsigned n = 0; n < set.count(); ++n) {
         const Counter counter = readCounter(session, set.number(n));
         text += withComment("rule add " + ruleText(set.rule(n), revision),
@@ -53,12 +62,27 @@ void ruleShow(Session &session, WordReader &words)
         entry["bytes"] = counter.bytes;
         json.push_back(entry);
     }
+    text += switches.after;
+    const auto remark = [&](const std::string &remarked) {
+        text += wrapped("# " + remarked, width, 2, "", "# ");
+    };
     for (const PlacedRule &rule : placedRules())
         if (!set.find(rule.id))
-            text += "# " + describePlace(rule) + ": " +
-                    (rule.lut0 ? "not in the hardware of this revision" : "no end flag, never hits") + '\n';
+            remark(describePlace(rule) + ": " +
+                   (rule.lut0 ? "not in the hardware of this revision" : "no end flag, never hits"));
+    const TableRules differing = differingRules(session);
+    for (const PlacedRule &rule : differing.onlyHardware) {
+        remark(describePlace(rule) + ": only in the hardware, not in the shadow: " + matchText(rule.rule));
+        auto entry = toJson(rule);
+        entry["actions"] = actionJson(readAction(session, rule.id), revision);
+        entry["only_in"] = "hardware";
+        json.push_back(entry);
+    }
+    for (const PlacedRule &rule : differing.onlyShadow)
+        remark("rule " + std::to_string(rule.id) +
+               ": not in the hardware; 'op write_all_ifc_rule_to_hw' writes the shadow there");
     if (set.count() == 0)
-        text += "# no rules\n";
+        remark("no rules");
     session.print(text, json);
 }
 

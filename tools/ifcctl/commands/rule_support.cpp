@@ -2,6 +2,7 @@
 #include "rule_commands.h"
 
 #include "tools/ifcctl/core/errors.h"
+#include "tools/ifcctl/core/rule_name.h"
 #include "tools/ifcctl/core/rule_words.h"
 
 #include "ifc/ifc_glb.h"
@@ -69,12 +70,13 @@ ifc_rule ruleFrom(Session &session, WordReader &words)
 
 unsigned takeRuleNumber(const RuleSet &set, WordReader &words, const std::string &field)
 {
-    const unsigned number = words.takeNumber(field, IFC_ACTIONS - 1);
-    const auto position = set.find(number);
-    if (!position)
-        throw refused(Reason::NoSuchRule, field, std::to_string(number),
-                      "there is no rule at this place (see 'rule show')");
-    return *position;
+    std::vector<RulePlace> rules;
+    for (unsigned n = 0; n < set.count(); ++n) {
+        const ifc_ruleset_place place = set.place(n);
+        rules.push_back(
+            {set.number(n), place.table == IFC_RULESET_LUT0, place.first, place.first + place.entries - 1u});
+    }
+    return static_cast<unsigned>(takeRule(words, field, rules));
 }
 
 std::vector<unsigned> positionsOf(const RuleSet &set, const ifc_rule &rule)

@@ -139,7 +139,7 @@ void setLoad(Session &session, WordReader &words)
     }
     const unsigned changed = plan.changedActions();
     text += std::string(only ? "would be loaded: " : "loaded: ") + counted(report.kept, "kept, ") +
-            counted(report.moved, report.fewest != 0 ? "moved, " : "moved (perhaps fewer could), ") +
+            counted(report.moved, report.fewest != 0 ? "moved, " : "moved (fewer may suffice), ") +
             counted(report.added, "added, ") + counted(report.deleted, "deleted, ") +
             counted(changed, "with a new action; ") + (only ? "at most " : "") +
             counted(report.accesses, "register accesses\n");
@@ -166,6 +166,8 @@ void setDiff(Session &session, WordReader &words)
     const Difference difference = differenceOf(session, file, plan);
     session.print(difference.text.empty() ? "no difference\n" : difference.text,
                   {{"file", file.name}, {"same", difference.text.empty()}, {"differences", difference.json}});
+    if (!difference.text.empty())
+        session.setCode(kExitDiffers);
 }
 
 void setSave(Session &session, WordReader &words)
@@ -180,13 +182,15 @@ void setSave(Session &session, WordReader &words)
         rules.push_back(set.rule(n));
     const std::string text =
         setFileText(rules, ifcSendToPpe != 0, classifierOn(session), session.device().revision());
-    if (path.empty()) {
+    if (path.empty() || path == "-") {
         session.print(text, {{"text", text}, {"rules", rules.size()}});
         return;
     }
-    writeTextFile("set save", path, text);
-    session.print("saved: " + counted(set.count(), "rules in ") + path + '\n',
-                  {{"file", path}, {"rules", rules.size()}});
+    const bool isFile = writeTextFile("set save", path, text);
+    const unsigned count = set.count();
+    session.print(isFile ? "saved: " + counted(count, count == 1 ? "rule in " : "rules in ") + path + '\n'
+                         : "",
+                  {{"file", path}, {"rules", count}});
 }
 
 } // namespace
@@ -213,11 +217,12 @@ Difference differenceOf(Session &session, const SetFile &file, const SetPlan &pl
     for (const OrderFault &fault : plan.orderFaults()) {
         const SetStep &first = plan.steps()[fault.first];
         const SetStep &second = plan.steps()[fault.second];
-        add("> " + nameOf(second.from) + " decides before " + nameOf(first.from) + ", in the file after it",
+        add("> " + nameOf(second.from) + " decides before " + nameOf(first.from) +
+                "; the file has them the other way round",
             {{"kind", "order"}, {"first", *first.from}, {"second", *second.from}});
     }
     for (const Switch &change : switchesOf(session, file))
-        add(std::string("! ") + change.name + " is not: " + change.word,
+        add(std::string("! ") + change.name + ": the file says " + change.word,
             {{"kind", "switch"}, {"switch", change.name}, {"wanted", change.wanted}});
     return difference;
 }

@@ -76,8 +76,9 @@ void tableVerify(Session &session, WordReader &words)
                   {{"same", count == 0}, {"differences", found.json}});
     session.checkTransfers();
     if (count != 0)
-        throw refused(Reason::TablesDiffer, "table verify", std::to_string(count),
-                      "words differ between hardware and shadow");
+        throw refused(Reason::TablesDiffer, "table verify",
+                      std::to_string(count) + (count == 1 ? " word" : " words"),
+                      "hardware and shadow differ");
 }
 
 } // namespace

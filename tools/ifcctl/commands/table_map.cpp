@@ -170,9 +170,9 @@ std::string ownersText(const TableMap &map, const std::vector<std::string> &word
         place.resize(std::max<size_t>(place.size(), kWordsFrom - 10), ' ');
         const std::string number = std::to_string(rule.id);
         const std::string label = ' ' + std::string(2 - number.size(), ' ') + number + ' ';
-        const std::string lines =
-            folded(wrapped(std::string(kIndent, ' ') + label + "  " + place + words[n], style.width, indent),
-                   style.width, indent);
+        std::string line(kIndent, ' ');
+        line.append(label).append("  ").append(place).append(words[n]);
+        const std::string lines = folded(wrapped(line, style.width, indent), style.width, indent);
         text += std::string(kIndent, ' ') + coloured(style, colourOf(map.owners[n], n), label) +
                 lines.substr(kIndent + label.size());
     }

@@ -14,7 +14,7 @@ namespace ifcctl
 namespace
 {
 
-constexpr unsigned kLeastWidth = 40;
+constexpr unsigned kLeastWidth = 20;
 constexpr unsigned kNoTerminal = 100;
 
 } // namespace
@@ -30,11 +30,12 @@ unsigned outputWidth()
     return kNoTerminal;
 }
 
-std::string wrapped(const std::string &text, unsigned width, unsigned indent, const std::string &more)
+std::string wrapped(const std::string &text, unsigned width, unsigned indent, const std::string &more,
+                    const std::string &prefix)
 {
     std::string out;
     std::string line;
-    const std::string start(indent, ' ');
+    const std::string start = prefix + std::string(indent, ' ');
     bool hasWord = false;
     for (size_t from = 0; from < text.size();) {
         size_t to = text.find(' ', from + (text[from] == ' ' ? 1 : 0));

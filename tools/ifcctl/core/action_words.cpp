@@ -9,6 +9,7 @@
 #include "ifc/records/action_record.h"
 
 #include <algorithm>
+#include <cctype>
 #include <iterator>
 #include <optional>
 #include <vector>
@@ -78,6 +79,30 @@ std::vector<std::string> knownWords()
     return words;
 }
 
+std::string lowerCase(std::string word)
+{
+    std::transform(word.begin(), word.end(), word.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return word;
+}
+
+// The end of a message about an unknown word.
+std::string didYouMeanAction(const std::string &given)
+{
+    static const std::pair<const char *, const char *> ofOtherTools[] = {
+        {"mark", "sp_tag"}, {"tag", "sp_tag"},   {"gem_port", "gem"},  {"port", "fport"},
+        {"vlan", "vid0"},   {"vid", "vid0"},     {"vlan_id", "vid0"},  {"vlan_prio", "vprio0"},
+        {"prio", "queue"},  {"tos", "ds_octet"}, {"counter", "count"}, {"controller", "cpu"},
+    };
+    const std::string word = lowerCase(given);
+    if (findWord(word) != nullptr)
+        return "; did you mean " + word + "?";
+    for (const auto &[other, own] : ofOtherTools)
+        if (word == other)
+            return std::string("; did you mean ") + own + "?";
+    return didYouMean(word, knownWords());
+}
+
 bool sameField(const ActionWord &one, const ActionWord &other)
 {
     return one.field().lsb == other.field().lsb;
@@ -116,9 +141,11 @@ public:
         const bool toPort = isNamed("fport");
         const bool toCpu = isNamed("cpu");
         if (toPort && toCpu && !enable_)
-            throw usage("action", "cpu fport", "one of them: fport clears the cpu flag");
+            throw usage("action", "cpu fport", "cpu or fport: fport clears the cpu flag");
         // Two sub-actions share the field nbq. It belongs to the one that is named or on.
         nbqOfCpu_ = toCpu || (!toPort && ifc::getActionField(entry_.word, ifc::kCpu) != 0);
+        for (const Given &given : given_)
+            refuseSilentOff(given);
         for (const Given &given : given_)
             apply(given);
         if (enable_)
@@ -131,7 +158,7 @@ public:
         std::vector<SubAction> all;
         for (const Given &given : given_) {
             if (given.off)
-                throw usage("action", kOffWord, "values: this programs what the words name");
+                throw usage("action", kOffWord, "a value; 'action clear' switches an entry off");
             const unsigned actIdx = subActionOf(*given.entry);
             if (std::any_of(all.begin(), all.end(),
                             [&](const SubAction &sub) { return sub.actIdx == actIdx; }))
@@ -141,7 +168,7 @@ public:
                 sub.values[n] = ifc::getActionField(entry_.word, ifc::kSetFields[actIdx][n]);
         }
         if (enable_)
-            throw usage("action", kEnableWord, "the other words: this programs what they name");
+            throw usage("action", kEnableWord, "words other than enable; 'rule change' takes it");
         return all;
     }
 
@@ -153,7 +180,7 @@ private:
         const std::string word = words_.peek();
         const ActionWord *entry = findWord(word);
         if (entry == nullptr && word != kEnableWord)
-            throw usage("action", word, kAcceptedWord + didYouMean(word, knownWords()));
+            throw usage("action", word, kAcceptedWord + didYouMeanAction(word));
         (void)words_.takeKey();
         if (entry == nullptr) {
             refuseTwice(enable_.has_value(), word, word);
@@ -213,10 +240,37 @@ private:
         return &word == findWord("nbq") && nbqOfCpu_ ? unsigned{IFC_ACT_CPU_NBQ} : word.actIdx;
     }
 
+    // `off` switches a whole sub-action off. Its other values are dropped only if they are named as well.
+    void refuseSilentOff(const Given &given) const
+    {
+        if (!given.off)
+            return;
+        std::string others;
+        for (const ActionWord &word : kActionWords) {
+            const bool named = std::any_of(given_.begin(), given_.end(),
+                                           [&](const Given &other) { return sameField(*other.entry, word); });
+            if (!named && subActionOf(word) == subActionOf(*given.entry) && isWordFor(word, entry_.word) &&
+                ifc::getActionField(entry_.word, word.field()) != 0)
+                others += " '" + std::string(word.word) + " off'";
+        }
+        if (!others.empty())
+            throw usage(given.entry->word, kOffWord, "together with" + others + ": they are one sub-action");
+    }
+
+    // Another sub-action that uses the same enable bit has values.
+    bool isBitShared(unsigned actIdx) const
+    {
+        const unsigned mask = ifc::enableMask(actIdx, revision_);
+        return std::any_of(std::begin(kActionWords), std::end(kActionWords), [&](const ActionWord &word) {
+            return word.actIdx != actIdx && ifc::enableMask(word.actIdx, revision_) == mask &&
+                   ifc::getActionField(entry_.word, word.field()) != 0;
+        });
+    }
+
     void apply(const Given &given)
     {
         const unsigned actIdx = subActionOf(*given.entry);
-        switchEnable(actIdx, !given.off);
+        switchEnable(actIdx, !given.off || isBitShared(actIdx));
         if (actIdx == IFC_ACT_FPORT_NBQ && !enable_)
             ifc::setActionField(entry_.word, ifc::kCpu, 0);
         if (given.off) {
@@ -308,13 +362,13 @@ const std::vector<WordForm> &actionWordForms()
                 values += ", " + namesOfCodePoints() + " (the code point of IPv4)";
                 names += ' ' + namesOfCodePoints();
             } else if (entry.actIdx == IFC_ACT_IPV4_DSCP) {
-                values += " (the octet of IPv4 as the entry holds it)";
+                values += " (the whole octet of IPv4)";
             }
             all.push_back({entry.word, values, names});
         }
         all.push_back({kEnableWord,
                        "0 to " + std::to_string(ifc::actionFieldMost(ifc::kEnable)) +
-                           " (the enable bits as they stand, for entries that no other words make)",
+                           " (the raw enable bits, for entries that no other words can express)",
                        ""});
         return all;
     }();
@@ -354,6 +408,12 @@ std::string actionText(const IFC_Action_Format &entry, int revision)
     return text + kEnableWord + ' ' + formatHex(ifc::getActionField(entry.word, ifc::kEnable));
 }
 
+std::string actionLine(const IFC_Action_Format &entry, int revision)
+{
+    const std::string action = actionText(entry, revision);
+    return action.empty() ? "no action" : kActionWord + ' ' + action;
+}
+
 nlohmann::ordered_json actionJson(const IFC_Action_Format &entry, int revision)
 {
     const uint32_t *words = entry.word;
@@ -371,15 +431,38 @@ nlohmann::ordered_json actionJson(const IFC_Action_Format &entry, int revision)
     return json;
 }
 
+namespace
+{
+
+// The first part of the entry that needs the PPE, in words; "" if it needs none.
+std::string partForPpe(const IFC_Action_Format &entry)
+{
+    const bool toCpu = ifc::getActionField(entry.word, ifc::kCpu) != 0;
+    for (const ActionWord &word : kActionWords) {
+        const bool free = &word == findWord("cpu") || (&word == findWord("nbq") && toCpu);
+        if (!free && isWordFor(word, entry.word) && ifc::getActionField(entry.word, word.field()) != 0)
+            return wordAndValue(word, entry.word);
+    }
+    const unsigned enable = ifc::getActionField(entry.word, ifc::kEnable);
+    if (enable == 0)
+        return "";
+    for (const ActionWord &word : kActionWords)
+        if (isWordFor(word, entry.word) && (ifc::enableMask(word.actIdx, 0) & enable) != 0)
+            return wordAndValue(word, entry.word);
+    return kEnableWord + ' ' + formatHex(enable);
+}
+
+} // namespace
+
+bool needsPpe(const IFC_Action_Format &entry)
+{
+    return !partForPpe(entry).empty();
+}
+
 void refuseWithoutPpe(const IFC_Action_Format &entry)
 {
-    IFC_Action_Format others = entry;
-    ifc::setActionField(others.word, ifc::kCpu, 0);
-    if (ifc::getActionField(entry.word, ifc::kCpu) != 0)
-        ifc::setActionField(others.word, ifc::kNbq, 0);
-    if (ifcSendToPpe == 0 &&
-        !std::all_of(std::begin(others.word), std::end(others.word), [](uint32_t word) { return word == 0; }))
-        throw refused(Reason::PpeOff, "action", "ppe off",
+    if (ifcSendToPpe == 0 && needsPpe(entry))
+        throw refused(Reason::PpeOff, "action", partForPpe(entry),
                       "while the PPE is off only 'cpu' (with nbq) is accepted, and the rule layer would "
                       "delete the rule; say 'ppe on' first");
 }

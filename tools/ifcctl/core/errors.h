@@ -13,6 +13,7 @@ namespace ifcctl
 
 enum ExitCode {
     kExitDone = 0,
+    kExitDiffers = 1, // `set diff` found a difference
     kExitUsage = 2,
     kExitRefused = 3,
     kExitTimeout = 4,
@@ -94,6 +95,12 @@ inline Error refused(Reason reason, const std::string &field, const std::string 
 inline Error outputFailed(const std::string &where)
 {
     return {Reason::OutputFailed, where + ": " + std::strerror(errno)};
+}
+
+// For a line that ends with a backslash, without a next one.
+inline Error noNextLine()
+{
+    return usage("line", "\\", "another line after it; this is the last one");
 }
 
 inline Error timedOut(const std::string &more = "")

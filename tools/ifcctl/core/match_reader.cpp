@@ -106,7 +106,7 @@ private:
     {
         if (isActionWord(given))
             return "conditions before '" + kActionWord + "'; " + given + " is a word of actions";
-        return "a word that 'rule add help' lists" + didYouMean(given, matchWords());
+        return "a word that 'rule add help' lists" + didYouMeanMatch(given);
     }
 
     // The value and the mask in the unit of the word.
@@ -145,8 +145,6 @@ private:
 
     void readAny()
     {
-        if (word_.kind == MatchWord::Kind::Address)
-            words_.reject(acceptedValues(word_));
         if (compare_ == IFC_COMPARE_RANGE)
             words_.reject("FIRST-LAST");
         add(word_.field, 0, 0);
@@ -162,7 +160,9 @@ private:
         const auto mask = maskText ? maskOf(*maskText) : ifc::lowBits(word_.width);
         if (!key || !mask)
             words_.reject(accepted + didYouMean(value_, wordsOf(namesOfValues(word_))));
-        refuseEmptyMask(*mask, accepted);
+        // Under the field's own name a mask of 0 is `any`, as JSON has it.
+        if (!(word_.asItStands && *key == 0))
+            refuseEmptyMask(*mask, accepted);
         refuseOutside(*key, *mask, accepted);
         add(word_.field, *mask << word_.lsb, *key << word_.lsb);
         const bool icmpv6 = word_.field6 == IPv6_NEXT_HEADER && *key == kIcmpv6;
@@ -174,11 +174,17 @@ private:
         const size_t dash = value_.find('-');
         const auto first = valueOf(value_.substr(0, dash));
         const auto last = valueOf(value_.substr(dash + 1));
-        if (!first || !last || *last < *first)
+        if (!first || !last)
             words_.reject(acceptedValues(word_));
+        if (*last < *first)
+            words_.reject("FIRST-LAST with FIRST up to LAST, such as " + value_.substr(dash + 1) + '-' +
+                          value_.substr(0, dash));
         if (compare_ != IFC_COMPARE_EQUAL && compare_ != IFC_COMPARE_RANGE)
-            words_.reject("a range without " + std::string(compareName(compare_)) +
-                          ": what is outside it takes two rules");
+            throw usage(words_.key(), compareName(compare_) + (' ' + value_),
+                        compare_ == IFC_COMPARE_NOT_EQUAL
+                            ? "one value after ne; what is outside a range takes two rules"
+                            : std::string("one value after ") + compareName(compare_) + ", or " + value_ +
+                                  " without it");
         const uint64_t below = ifc::lowBits(word_.lsb);
         if (word_.lsb + word_.width == ifc::fieldWidth(word_.field)) {
             add(makeRange(word_.field, *first << word_.lsb, *last << word_.lsb | below));
@@ -242,7 +248,12 @@ private:
 
     void add(const ifc_rule_condition &condition) { read_.push_back({condition, word_, text_, false}); }
 
-    static bool isVersioned(const Written &w) { return w.word.kind == MatchWord::Kind::Versioned; }
+    // The IP version of the rule decides the field: of some words, and of `dst_ip any`.
+    static bool isVersioned(const Written &w)
+    {
+        return w.word.kind == MatchWord::Kind::Versioned ||
+               (w.word.kind == MatchWord::Kind::Address && w.condition.mask == 0);
+    }
 
     void chooseIpVersion()
     {
@@ -252,7 +263,7 @@ private:
         if (!ipv6)
             return;
         for (Written &w : read_)
-            if (isVersioned(w))
+            if (isVersioned(w)) // a frame has all words of an address or none
                 w.condition.field = static_cast<uint8_t>(w.word.field6);
     }
 
@@ -263,7 +274,7 @@ private:
                 if (!(read_[i].word.asItStands && read_[k].word.asItStands) &&
                     excludeEachOther(read_[k].condition, read_[i].condition))
                     throw Error(Reason::Contradiction, "match '" + read_[i].text + "': contradicts '" +
-                                                           read_[k].text + "': no frame fits both");
+                                                           read_[k].text + "': no frame matches both");
     }
 
     // `vlan_prio 5 vlan_dei 1` is one condition of the field.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 #include "match_words.h"
 
+#include "nearest_word.h"
 #include "rule_words.h"
 #include "values.h"
 
@@ -183,6 +184,33 @@ bool isOtherName(const std::string &word)
     const MatchWord &meaning = found->second;
     const bool ownName = meaning.kind == Kind::Field && word == lowerCase(ifc::fieldName(meaning.field));
     return ownName && meaning.field != FRAME_TYPE && meaning.field != FLOW_LABEL;
+}
+
+std::string didYouMeanMatch(const std::string &given)
+{
+    static const std::map<std::string, std::string> ofOtherTools = {
+        {"vlan", "vlan_id"},       {"vid", "vlan_id"},          {"cvlan", "cvlan_id"},
+        {"pcp", "vlan_prio"},      {"prio", "vlan_prio"},       {"priority", "vlan_prio"},
+        {"dei", "vlan_dei"},       {"proto", "ip_proto"},       {"protocol", "ip_proto"},
+        {"l4proto", "ip_proto"},   {"next_header", "ip_proto"}, {"nexthdr", "ip_proto"},
+        {"tos", "ip_tos"},         {"traffic_class", "ip_tos"}, {"ecn", "ip_ecn"},
+        {"dst", "dst_ip"},         {"src", "src_ip"},           {"dip", "dst_ip"},
+        {"sip", "src_ip"},         {"daddr", "dst_ip"},         {"saddr", "src_ip"},
+        {"ip", "dst_ip"},          {"mac", "dst_mac"},          {"port", "dst_port"},
+        {"ethertype", "eth_type"}, {"ether_type", "eth_type"},  {"interface", "iface"},
+        {"dev", "iface"},          {"gem", "gem_port"},         {"session", "pppoe_sid"},
+        {"flow", "flow_label"},
+    };
+    const auto mean = [](const std::string &words) { return "; did you mean " + words + "?"; };
+    const std::string small = lowerCase(given);
+    if (wordTable().count(small) != 0)
+        return mean(small);
+    if (const auto found = ofOtherTools.find(small); found != ofOtherTools.end())
+        return mean(found->second);
+    for (const char *word : {"ip_proto", "eth_type", "dscp"})
+        if (namedValue(*findMatchWord(word), small))
+            return mean(word + (' ' + small));
+    return didYouMean(small, matchWords());
 }
 
 std::string acceptedValues(const MatchWord &word)

@@ -47,9 +47,9 @@ void checkLut1Mask(const Condition &c, bool force)
     const std::string asked = formatFieldValue(c.field, c.mask);
     if (stored.fit == StoredMask::Fit::Impossible)
         throw refused(Reason::MaskNotContiguous, c.word, c.value,
-                      "LUT1 holds masks of ones that begin at the first or the last bit of " +
-                          std::string(ifc::fieldName(c.field)) + " (or of the address word), and " + asked +
-                          " is none");
+                      "LUT1 only holds masks of ones that begin at the first or the last bit of " +
+                          std::string(ifc::fieldName(c.field)) + " (or of an address word), and " + asked +
+                          " is not such a mask");
     throw refused(Reason::MaskStoredWider, c.word, c.value,
                   "LUT1 would compare the bits " + formatFieldValue(c.field, stored.mask) + " instead of " +
                       asked + " (--force places it so)");
@@ -62,6 +62,14 @@ unsigned entriesWritten(const Match &match)
     for (const Condition &c : match)
         count += storedMask(c).entries;
     return count;
+}
+
+std::string textOf(const Match &match)
+{
+    std::string text;
+    for (const Condition &c : match)
+        text += (text.empty() ? "" : " ") + c.word + ' ' + c.value;
+    return text;
 }
 
 } // namespace
@@ -97,7 +105,7 @@ Plan planPlacement(const Match &match, bool force)
         const FreeSpace space = freeSpace();
         const unsigned longest =
             space.runs.empty() ? 0 : *std::max_element(space.runs.begin(), space.runs.end());
-        throw refused(Reason::NoSpace, "rule", match.front().word + " ...",
+        throw refused(Reason::NoSpace, "rule", textOf(match),
                       "no space: it needs " + std::to_string(count) +
                           " free LUT1 entries in a row (a MAC counts 2), the longest free run is " +
                           std::to_string(longest) +

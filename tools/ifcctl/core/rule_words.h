@@ -74,9 +74,15 @@ std::vector<SubAction> readSubActions(WordReader &words, IFC_Action_Format &entr
 // In words that readAction() accepts; "" for an entry of zeros.
 std::string actionText(const IFC_Action_Format &entry, int revision);
 
+// For a line of text: "action channel 3", or "no action".
+std::string actionLine(const IFC_Action_Format &entry, int revision);
+
 // {"enable":1,"channel":3,"queue":5,"cpu":0,"owf":0}: the sub-actions that are on, with all their values, and
 // the flags without an enable bit. Other values that are not 0 follow.
 nlohmann::ordered_json actionJson(const IFC_Action_Format &entry, int revision);
+
+// True: the entry does more than send the frame to the CPU.
+bool needsPpe(const IFC_Action_Format &entry);
 
 // While the PPE is off, the rule layer accepts only `cpu`; any other sub-action makes it delete the rule of
 // that entry. Such an entry is refused here, before anything is written. Throws Error.

@@ -20,24 +20,29 @@ PlacedRule placed(bool lut0, unsigned first, unsigned last, bool complete, const
 
 } // namespace
 
-std::vector<PlacedRule> placedRules()
+std::vector<PlacedRule> placedRulesIn(const IFC_LUT0_Format *lut0, const IFC_LUT1_Format *lut1)
 {
     std::vector<PlacedRule> rules;
     for (unsigned index = 0; index < IFC_LUT0_RULES; ++index) {
-        if (!ifc::wideValid(IFC_LUT0_Rule[index].word))
+        if (!ifc::wideValid(lut0[index].word))
             continue;
         ifc_rule rule{};
-        ifc_rule_decode_wide(&IFC_LUT0_Rule[index], &rule);
+        ifc_rule_decode_wide(&lut0[index], &rule);
         rules.push_back(placed(true, index, index, true, rule));
     }
     ifc::Chain run{};
-    for (unsigned from = 0; ifc::nextRun(IFC_LUT1_Rule, from, run); from = run.end + 1) {
+    for (unsigned from = 0; ifc::nextRun(lut1, from, run); from = run.end + 1) {
         ifc_rule rule{};
-        if (ifc_rule_decode_narrow(&IFC_LUT1_Rule[run.first], run.end - run.first + 1, &rule) != 0)
+        if (ifc_rule_decode_narrow(&lut1[run.first], run.end - run.first + 1, &rule) != 0)
             rule.count = 0;
         rules.push_back(placed(false, run.first, run.end, run.complete, rule));
     }
     return rules;
+}
+
+std::vector<PlacedRule> placedRules()
+{
+    return placedRulesIn(IFC_LUT0_Rule, IFC_LUT1_Rule);
 }
 
 std::optional<PlacedRule> ruleOf(unsigned id)

@@ -4,6 +4,8 @@
 
 #include "match.h"
 
+#include "ifc/ifc_glb.h"
+
 #include <nlohmann/json.hpp>
 
 #include <optional>
@@ -22,6 +24,8 @@ struct PlacedRule {
 };
 
 std::vector<PlacedRule> placedRules();
+// The same of other tables: IFC_LUT0_RULES rules and IFC_LUT1_RULES entries.
+std::vector<PlacedRule> placedRulesIn(const IFC_LUT0_Format *lut0, const IFC_LUT1_Format *lut1);
 // The rule with this action index; the index may be that of any entry of its chain.
 std::optional<PlacedRule> ruleOf(unsigned id);
 

@@ -138,22 +138,52 @@ std::vector<std::string> wordsOf(const std::string &text)
     return words;
 }
 
+namespace
+{
+
+// The length of the UTF-8 character that begins there; 0: the bytes are none. RFC 3629.
+size_t characterLength(const std::string &text, size_t at)
+{
+    const auto byte = [&](size_t n) {
+        return at + n < text.size() ? static_cast<unsigned char>(text[at + n]) : 0u;
+    };
+    const unsigned lead = byte(0);
+    const size_t length = lead < 0x80                   ? 1
+                          : lead >= 0xC2 && lead < 0xE0 ? 2
+                          : lead >= 0xE0 && lead < 0xF0 ? 3
+                          : lead >= 0xF0 && lead < 0xF5 ? 4
+                                                        : 0;
+    for (size_t n = 1; n < length; ++n)
+        if ((byte(n) & 0xC0) != 0x80)
+            return 0;
+    const bool tooLong = (lead == 0xE0 && byte(1) < 0xA0) || (lead == 0xF0 && byte(1) < 0x90);
+    const bool surrogate = lead == 0xED && byte(1) >= 0xA0;
+    const bool beyond = lead == 0xF4 && byte(1) >= 0x90;
+    return tooLong || surrogate || beyond ? 0 : length;
+}
+
+} // namespace
+
 std::string printable(const std::string &text)
 {
     std::string out;
-    for (size_t n = 0; n < text.size(); ++n) {
+    for (size_t n = 0; n < text.size();) {
         const auto byte = static_cast<unsigned char>(text[n]);
-        const auto next = n + 1 < text.size() ? static_cast<unsigned char>(text[n + 1]) : 0;
+        const size_t length = characterLength(text, n);
         // In UTF-8 the control characters U+0080 to U+009F begin with 0xC2.
-        const bool longControl = byte == 0xC2 && next >= 0x80 && next <= 0x9F;
-        if (byte >= 0x20 && byte != 0x7F && !longControl) {
-            out += text[n];
+        const bool longControl =
+            length == 2 && byte == 0xC2 && static_cast<unsigned char>(text[n + 1]) < 0xA0;
+        if (length != 0 && byte >= 0x20 && byte != 0x7F && !longControl) {
+            out.append(text, n, length);
+            n += length;
             continue;
         }
-        char escape[8];
-        (void)std::snprintf(escape, sizeof escape, "\\x%02x", longControl ? next : byte);
-        out += escape;
         n += longControl;
+        char escape[8];
+        (void)std::snprintf(escape, sizeof escape, "\\x%02x",
+                            static_cast<unsigned>(static_cast<unsigned char>(text[n])));
+        out += escape;
+        ++n;
     }
     return out;
 }

@@ -49,7 +49,7 @@ constexpr uint64_t highBits(unsigned width, unsigned count)
     return ifc::lowBits(width) & ~ifc::lowBits(width - count);
 }
 
-// The text with each control character as \xNN, so that a terminal does not execute it.
+// The text with each control character, and each byte that is no UTF-8, as \xNN: a terminal executes neither.
 std::string printable(const std::string &text);
 
 } // namespace ifcctl

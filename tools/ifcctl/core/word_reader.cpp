@@ -42,6 +42,12 @@ void joinLines(std::string &line, const std::string &more)
     line.replace(line.rfind(kContinuation), std::string::npos, " " + more);
 }
 
+void dropByteOrderMark(std::string &line)
+{
+    if (line.compare(0, 3, "\xEF\xBB\xBF") == 0)
+        line.erase(0, 3);
+}
+
 WordReader::WordReader(Words words, size_t at)
     : words_(std::move(words)), first_(std::min(at, words_.size())), at_(first_)
 {
@@ -121,7 +127,9 @@ size_t WordReader::takeChoice(const std::string &field, const Words &choices)
 void WordReader::expectEnd(const std::string &command) const
 {
     if (!atEnd())
-        throw usage(command, words_[at_], "nothing more");
+        throw usage(command, words_[at_],
+                    words_[at_][0] == '-' ? "nothing more; options stand before the command"
+                                          : "nothing more");
 }
 
 void WordReader::reject(const std::string &accepted) const

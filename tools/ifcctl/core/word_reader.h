@@ -21,6 +21,9 @@ bool goesOn(const std::string &line);
 // Replaces the backslash by the next line.
 void joinLines(std::string &line, const std::string &more);
 
+// Removes the mark that some editors put before the first line of a UTF-8 file.
+void dropByteOrderMark(std::string &line);
+
 class WordReader
 {
 public:

@@ -3,6 +3,7 @@
 
 #include "tools/ifcctl/core/errors.h"
 
+#include <filesystem>
 #include <utility>
 
 namespace ifcctl
@@ -18,6 +19,17 @@ constexpr unsigned kWaitMilliseconds = 5000;
 ChipStore::ChipStore(const std::string &path, std::shared_ptr<std::string> memory)
     : path_(path), memory_(std::move(memory))
 {
+    load();
+}
+
+void ChipStore::reopen()
+{
+    load();
+}
+
+void ChipStore::load()
+{
+    stored_.reset();
     if (!keeps())
         return;
     const std::optional<std::string> bytes = content();
@@ -38,13 +50,18 @@ std::optional<std::string> ChipStore::content()
     using state::FileError;
     if (memory_)
         return memory_->empty() ? std::nullopt : std::optional(*memory_);
+    const bool isDefault = path_ == state::defaultPath();
+    const std::filesystem::path folder = std::filesystem::path(path_).parent_path();
+    std::error_code ignored;
+    if (!isDefault && !folder.empty() && !std::filesystem::exists(folder, ignored))
+        throw usage("--state", path_, "a file in a folder that exists; there is no " + folder.string());
     try {
-        file_ = std::make_unique<state::StateFile>(path_, kWaitMilliseconds);
+        file_ = std::make_unique<state::StateFile>(path_, kWaitMilliseconds, isDefault);
     } catch (const FileError &error) {
         if (error.reason() == FileError::Reason::Busy)
-            throw Error(Reason::DeviceFailed, "state file '" + path_ + "': another ifcctl has used it for " +
-                                                  std::to_string(kWaitMilliseconds / 1000) +
-                                                  " seconds and still does; nothing was done");
+            throw Error(Reason::DeviceFailed,
+                        "state file '" + path_ + "': another ifcctl still uses it after " +
+                            std::to_string(kWaitMilliseconds / 1000) + " seconds; nothing was changed");
         whyReadOnly_ = error.what();
     }
     try {
@@ -61,7 +78,7 @@ void ChipStore::keep(const state::ChipState &chip)
         return;
     const auto failed = [this](const std::string &why) {
         return Error(Reason::OutputFailed, "state file '" + path_ +
-                                               "': what changed is not kept, the old state stands (" + why +
+                                               "': the change is not saved, the old state stays (" + why +
                                                ')');
     };
     if (memory_) {

@@ -18,6 +18,7 @@ public:
     // Waits some seconds while another program uses the file. "": keeps nothing. Without write permission for
     // the lock or the folder, the file is only read. Throws Error for a file that is in use, cannot be read,
     // or is no state file.
+    // Only the default file's folder is made if it is missing.
     // `memory` takes the place of the file, if there is one; "" then stands for no file yet.
     explicit ChipStore(const std::string &path, std::shared_ptr<std::string> memory = nullptr);
 
@@ -30,8 +31,14 @@ public:
     // Writes the chip if it has changed. Throws Error (Reason::OutputFailed).
     void keep(const state::ChipState &chip);
 
+    // Lets other programs use the file, and reads it again. Throws Error as the constructor does.
+    void release() { file_.reset(); }
+    void reopen();
+
 private:
     std::optional<std::string> content();
+
+    void load();
 
     std::string path_;
     std::shared_ptr<std::string> memory_;

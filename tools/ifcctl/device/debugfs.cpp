@@ -100,7 +100,7 @@ public:
                             "the folder of a loaded ifc.ko (" + file->path() + ": " + std::strerror(errno) +
                                 ")");
         if (flock(command_.descriptor(), LOCK_EX | LOCK_NB) != 0) {
-            std::fputs("ifcctl: another one is at work on this device, waiting\n", stderr);
+            std::fputs("ifcctl: another ifcctl uses this device; waiting\n", stderr);
             if (flock(command_.descriptor(), LOCK_EX) != 0)
                 throw command_.failed();
         }
@@ -130,6 +130,17 @@ public:
         mirror();
         copied_ = false;
         return reply;
+    }
+
+    void pause() override { (void)flock(command_.descriptor(), LOCK_UN); }
+
+    void resume() override
+    {
+        while (flock(command_.descriptor(), LOCK_EX) != 0)
+            if (errno != EINTR)
+                throw command_.failed();
+        mirror();
+        copied_ = false;
     }
 
     engine::RegisterWindow &window() override
@@ -172,7 +183,7 @@ public:
         const int result = ifc_ruleset_read(&set, nullptr);
         host::attach(nullptr);
         if (result != IFC_RULESET_OK)
-            throw timedOut();
+            throw timedOut(" (the hardware could not be read; nothing was changed)");
     }
 
     int applyRules(ifc_ruleset &set, const RuleEdits &edits, unsigned flags,
@@ -182,7 +193,7 @@ public:
         if (!file.there())
             throw refused(
                 Reason::NoSetOperations, "device", folder_,
-                "this module takes no sets of rules; 'rule add auto' and 'op' place them one by one");
+                "this module does not take sets of rules; 'rule add auto' and 'op' place them one by one");
         (void)send(file, edits, flags, report);
         if (report.result != IFC_RULESET_OK || (flags & IFC_RULESET_PLAN_ONLY) != 0)
             return report.result;
@@ -302,7 +313,7 @@ private:
                                        .answer;
         unsigned data[IFC_ROW_WORDS];
         if (std::sscanf(answer.c_str(), "= %x %x %x %x", &data[0], &data[1], &data[2], &data[3]) != 4)
-            throw timedOut();
+            throw timedOut(" (the hardware could not be read; nothing was changed)");
         for (unsigned n = 0; n < IFC_ROW_WORDS; ++n)
             copy_.write(IFC_DATA0 + 4 * n, data[n]);
         copy_.write(IFC_RULE_CFG, ifc_rule_cfg_word(index, offset, sel, IFC_TYPE_WRITE));

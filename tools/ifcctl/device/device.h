@@ -76,6 +76,11 @@ public:
     // How many transfers did not report completion since the device was opened.
     virtual unsigned long timeouts() = 0;
 
+    // Between pause() and resume() others may use the device: another ifcctl is not kept waiting. Call nothing
+    // else in between. pause() saves as keep() does. A chip that is kept nowhere stays as it is. Both throw Error.
+    virtual void pause() {}
+    virtual void resume() {}
+
     // Saves changes for the next run, also after a command that failed. Throws Error; what was saved before
     // is then unchanged.
     virtual void keep() {}

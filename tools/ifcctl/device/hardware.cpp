@@ -5,6 +5,7 @@
 #include "ifc/records/chip.h"
 
 #include <algorithm>
+#include <array>
 
 namespace ifcctl
 {
@@ -49,6 +50,34 @@ bool tablesDiffer(Device &device)
     for (unsigned n = 0; n < IFC_LUT1_RULES; ++n)
         same = same && std::ranges::equal(tables.lut1[n], IFC_LUT1_Rule[n].word);
     return !same;
+}
+
+TableRules differingRules(Session &session)
+{
+    const engine::Tables &tables = session.device().window().tables();
+    const bool hasLut0 = ifc::hasWritableLut0(session.device().revision());
+    std::array<IFC_LUT0_Format, IFC_LUT0_RULES> lut0{};
+    std::array<IFC_LUT1_Format, IFC_LUT1_RULES> lut1{};
+    for (size_t n = 0; n < lut0.size() && hasLut0; ++n)
+        std::ranges::copy(tables.lut0[n], lut0[n].word);
+    for (size_t n = 0; n < lut1.size(); ++n)
+        std::ranges::copy(tables.lut1[n], lut1[n].word);
+    const auto same = [&](const PlacedRule &rule) {
+        if (rule.lut0)
+            return std::ranges::equal(lut0[rule.first].word, IFC_LUT0_Rule[rule.first].word);
+        for (unsigned n = rule.first; n <= rule.last; ++n)
+            if (!std::ranges::equal(lut1[n].word, IFC_LUT1_Rule[n].word))
+                return false;
+        return true;
+    };
+    TableRules differing;
+    for (const PlacedRule &rule : placedRulesIn(lut0.data(), lut1.data()))
+        if (!same(rule))
+            differing.onlyHardware.push_back(rule);
+    for (const PlacedRule &rule : placedRules())
+        if (!same(rule) && (hasLut0 || !rule.lut0))
+            differing.onlyShadow.push_back(rule);
+    return differing;
 }
 
 } // namespace ifcctl

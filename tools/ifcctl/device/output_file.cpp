@@ -4,24 +4,33 @@
 #include "tools/ifcctl/core/errors.h"
 #include "tools/state/state_file.h"
 
+#include <cstdio>
 #include <filesystem>
+#include <memory>
 
 #include <unistd.h>
 
 namespace ifcctl
 {
 
-void writeTextFile(const std::string &command, const std::string &path, const std::string &text)
+bool writeTextFile(const std::string &command, const std::string &path, const std::string &text)
 {
     std::error_code error;
-    const bool exists = std::filesystem::exists(path, error);
-    if (exists && !std::filesystem::is_regular_file(path, error))
-        throw usage(command, path, "a new name or a regular file");
+    if (std::filesystem::is_directory(path, error))
+        throw usage(command, path, "a file; this is a folder");
+    if (std::filesystem::exists(path, error) && !std::filesystem::is_regular_file(path, error)) {
+        const std::unique_ptr<std::FILE, int (*)(std::FILE *)> file(std::fopen(path.c_str(), "we"),
+                                                                    std::fclose);
+        if (!file || std::fputs(text.c_str(), file.get()) < 0 || std::fflush(file.get()) != 0)
+            throw outputFailed(command + " '" + path + '\'');
+        return false;
+    }
     try {
         state::replaceFile(path, path + '.' + std::to_string(getpid()) + ".new", text);
     } catch (const state::FileError &failure) {
         throw Error(Reason::OutputFailed, command + ": " + failure.what());
     }
+    return true;
 }
 
 } // namespace ifcctl

@@ -7,9 +7,9 @@
 namespace ifcctl
 {
 
-// Writes a new file in the same folder and renames it, so that a failure leaves the old one. `command` begins
-// the messages. Throws Error: Reason::Usage if something else than a regular file has this name,
-// Reason::OutputFailed if it cannot be written.
-void writeTextFile(const std::string &command, const std::string &path, const std::string &text);
+// Writes a new file in the same folder and renames it, so that a failure leaves the old one. A device or a
+// pipe is written directly, and then the result is false: it may be the standard output. `command` begins the
+// messages. Throws Error: Reason::Usage for a folder, Reason::OutputFailed if the file cannot be written.
+bool writeTextFile(const std::string &command, const std::string &path, const std::string &text);
 
 } // namespace ifcctl

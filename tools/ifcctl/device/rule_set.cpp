@@ -99,14 +99,9 @@ unsigned RuleSet::number(unsigned position) const
 
 std::optional<unsigned> RuleSet::find(unsigned number) const
 {
-    for (unsigned n = 0; n < count(); ++n) {
-        const ifc_ruleset_place at = place(n);
-        if (!standsAt(at))
-            continue;
-        const unsigned last = this->number(n);
-        if (number <= last && number + at.entries > last)
+    for (unsigned n = 0; n < count(); ++n)
+        if (standsAt(place(n)) && this->number(n) == number)
             return n;
-    }
     return std::nullopt;
 }
 

@@ -25,7 +25,7 @@ public:
     ifc_ruleset_place place(unsigned position) const { return ifc_ruleset_place_of(set_.get(), position); }
     // The number of a rule that is in the tables.
     unsigned number(unsigned position) const;
-    // The position of the rule with this number, which may be that of any entry of its chain.
+    // The position of the rule with this number.
     std::optional<unsigned> find(unsigned number) const;
 
     // In messages: "rule 9 (dst_port 53)"; a rule that is not in the tables yet: "the new rule (dst_port

@@ -16,6 +16,9 @@ const Reply &Session::run(const std::string &line)
 {
     last_ = device_->run(line);
     called_ = true;
+    const auto begins = [&](const char *with) { return line.rfind(with, 0) == 0; };
+    mayWrite_ =
+        mayWrite_ || !(begins("get ") || begins("ifc_get") || begins("ifc_dump") || begins("ifc_match"));
     if (options_.debug != 0)
         std::fwrite(last_.printed.data(), 1, last_.printed.size(), stderr);
     return last_;
@@ -61,11 +64,14 @@ void Session::checkTransfers()
 {
     if (!called_)
         return;
+    const bool mayDiffer = mayWrite_;
     called_ = false;
+    mayWrite_ = false;
     const unsigned long before = timeouts_;
     timeouts_ = device_->timeouts();
     if (timeouts_ != before)
-        throw timedOut(" (the tables in the hardware may differ from the shadow)");
+        throw timedOut(mayDiffer ? " (the tables in the hardware may differ from the shadow)"
+                                 : " (the hardware could not be read; nothing was changed)");
 }
 
 } // namespace ifcctl

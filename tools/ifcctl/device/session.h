@@ -60,9 +60,22 @@ public:
 
     // Throws Error if a transfer did not complete since the last call.
     void checkTransfers();
+    // The exit code of a command that succeeded: kExitDone, unless the command sets another one.
+    ExitCode code() const { return code_; }
+    void setCode(ExitCode code) { code_ = code; }
 
-    // Prints text, or one JSON document in a line. `text` ends with a line end.
-    void print(const std::string &text, const nlohmann::ordered_json &json) { printer_.print(text, json); }
+    // Prints text, or one JSON document in a line. `text` ends with a line end. What was read in a transfer
+    // that did not complete is not printed: throws Error.
+    void print(const std::string &text, const nlohmann::ordered_json &json)
+    {
+        checkTransfers();
+        printAlways(text, json);
+    }
+    // The same without that check.
+    void printAlways(const std::string &text, const nlohmann::ordered_json &json)
+    {
+        printer_.print(text, json);
+    }
 
 private:
     static const std::string &word(const std::string &text) { return text; }
@@ -77,7 +90,10 @@ private:
     Printer printer_;
     std::unique_ptr<Device> device_;
     Reply last_{};
-    bool called_ = false; // since the last checkTransfers()
+    // Since the last checkTransfers():
+    bool called_ = false;
+    bool mayWrite_ = false;
+    ExitCode code_ = kExitDone;
     unsigned long timeouts_ = 0;
 };
 

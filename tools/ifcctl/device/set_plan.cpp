@@ -78,6 +78,8 @@ void SetPlan::makeSteps(const SetFile &file)
         if (same_[n]) {
             step.from = set_.number(*same_[n]);
             step.newAction = !sameAction(set_.rule(*same_[n]), file.rules[n]);
+            step.rule = set_.rule(*same_[n]);
+            step.rule.action = file.rules[n].action;
         }
         steps_.push_back(step);
         for (unsigned before = 0; before < n && same_[n]; ++before)
@@ -164,17 +166,17 @@ void SetPlan::throwNoPlace(const SetFile &file) const
                         std::to_string(file.lines[report_.later]) +
                         ", which would decide first; nothing was changed");
     case IFC_RULESET_ORDER:
-        throw Error(Reason::OrderConflict,
-                    file.name + ": refused: the rules of the lines " + lines +
-                        " fit, but in no place that keeps their order; nothing was changed");
+        throw Error(Reason::OrderConflict, file.name + ": refused: the rules of the lines " + lines +
+                                               " fit, but no places keep their order; nothing was changed");
     default:
-        throw Error(
-            Reason::NoSpace,
-            file.name + ": refused: no space for the rules of the lines " + lines + ": only LUT0 holds " +
-                std::to_string(report_.wide_needed) + " of all rules (" + std::to_string(report_.wide_free) +
-                " places), only LUT1 rules of " + std::to_string(report_.narrow_needed) + " entries (of " +
-                std::to_string(report_.narrow_free) + "), either " + std::to_string(report_.either_rules) +
-                " rules of " + std::to_string(report_.either_entries) + " entries; nothing was changed");
+        throw Error(Reason::NoSpace,
+                    file.name + ": refused: no space for the rules of the lines " + lines + ": " +
+                        std::to_string(report_.wide_needed) + " rules need LUT0 (it holds " +
+                        std::to_string(report_.wide_free) + "), rules of " +
+                        std::to_string(report_.narrow_needed) + " entries need LUT1 (it holds " +
+                        std::to_string(report_.narrow_free) + "), and " +
+                        std::to_string(report_.either_rules) + " rules of " +
+                        std::to_string(report_.either_entries) + " entries fit either; nothing was changed");
     }
 }
 

@@ -21,7 +21,7 @@ struct SetStep {
     std::optional<int> from; // its number before
     std::optional<int> to;   // its number after
     unsigned line;           // of the file; 0: none
-    ifc_rule rule;           // of the file; if deleted: of the tables
+    ifc_rule rule;           // as the tables will hold it: the conditions of a rule that was there stay
 };
 
 // Two rules in the tables whose order differs from the file, although a frame may match both.

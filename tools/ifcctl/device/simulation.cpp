@@ -46,15 +46,33 @@ public:
             state::restore(*store_.stored(), window_);
         else
             store_.begin(state::capture(window_, revision_));
-        window_.onAccess(
-            [](void *self, const engine::Access &access) { static_cast<Simulation *>(self)->watch(access); },
-            this);
+        hook();
     }
 
     void keep() override
     {
         if (store_.keeps())
             store_.keep(state::capture(window_, revision_));
+    }
+
+    void pause() override
+    {
+        keep();
+        store_.release();
+    }
+
+    void resume() override
+    {
+        if (!store_.keeps())
+            return;
+        store_.reopen();
+        if (!store_.stored())
+            return;
+        window_.onAccess(nullptr, nullptr);
+        revision_ = static_cast<int>(store_.stored()->revision);
+        host::setRevision(revision_);
+        state::restore(*store_.stored(), window_);
+        hook();
     }
 
     void finish() override
@@ -94,7 +112,7 @@ public:
     void readRules(ifc_ruleset &set) override
     {
         if (ifc_ruleset_read(&set, nullptr) != IFC_RULESET_OK)
-            throw timedOut();
+            throw timedOut(" (the hardware could not be read; nothing was changed)");
     }
 
     int applyRules(ifc_ruleset &set, const RuleEdits & /*edits*/, unsigned flags,
@@ -112,6 +130,13 @@ public:
 
 private:
     static constexpr unsigned kPolls = 3; // of a transfer, see ifcChecConfigDone()
+
+    void hook()
+    {
+        window_.onAccess(
+            [](void *self, const engine::Access &access) { static_cast<Simulation *>(self)->watch(access); },
+            this);
+    }
 
     void watch(const engine::Access &access)
     {

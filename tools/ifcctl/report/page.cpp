@@ -38,7 +38,7 @@ void header(Html &html, const Data &data)
     html.open("dl", {{"class", "facts"}});
     fact(html, "Classifier", data.classifier ? "on" : "off",
          data.ppe ? "packet engine on" : "packet engine off");
-    fact(html, "Rules", std::to_string(data.rules.size()), "");
+    fact(html, "Rules", std::to_string(data.rules.size()), "of at most " + std::to_string(IFC_RULESET_RULES));
     fact(html, "LUT0", map.lut0Works ? std::to_string(map.freeOf(map.lut0)) + " free" : "not used",
          "of " + std::to_string(IFC_LUT0_RULES) + " wide rules");
     fact(html, "LUT1", std::to_string(map.freeOf(map.lut1)) + " free",
@@ -47,7 +47,7 @@ void header(Html &html, const Data &data)
         fact(html, "Decided by a rule", share(data.replay->hit, data.replay->frames),
              "of " + counted(data.replay->frames, "frame"));
     const size_t findings = countFindings(data);
-    fact(html, "Findings", std::to_string(findings), "of " + counted(data.checks.size(), "check"));
+    fact(html, "Findings", std::to_string(findings), "from " + counted(data.checks.size(), "check"));
     html.close();
     html.open("nav", {{"aria-label", "Sections"}}).open("ul");
     const std::pair<const char *, const char *> sections[] = {
@@ -68,7 +68,10 @@ void findingsSection(Html &html, const Data &data)
     for (const Check &check : data.checks) {
         const bool good = check.findings.empty();
         html.open("div", {{"class", "check"}}).open("h3").element("code", check.command).text(" ");
-        html.element("span", {{"class", good ? "state good" : "state bad"}},
+        html.element("span",
+                     {{"class", good          ? "state good"
+                                : check.grave ? "state bad"
+                                              : "state note"}},
                      good ? check.good : counted(check.findings.size(), "finding"));
         html.close();
         html.element("p", check.about);
@@ -98,7 +101,7 @@ void capacitySection(Html &html, const Data &data)
     }
     html.close();
     openTable(html, "fits", "More rules that fit, by shape",
-              {"Shape", "Room", ">Now", ">If rules move", ">Empty chip"});
+              {"Shape", ">Now", ">If rules move", ">Empty chip"});
     unsigned most = 0;
     for (const Capacity &shape : data.capacity)
         most = std::max(most, shape.empty);
@@ -108,8 +111,6 @@ void capacitySection(Html &html, const Data &data)
         html.text(shape.name);
         html.element("span", {{"class", "place"}},
                      std::to_string(shape.entries) + (shape.entries == 1 ? " entry" : " entries"));
-        html.close();
-        openCell(html, "room wider", "Room");
         drawBullet(html, shape.now, shape.moving, shape.empty, most);
         html.close();
         for (const unsigned value : {shape.now, shape.moving, shape.empty}) {

@@ -12,6 +12,9 @@ namespace ifcctl::report
 // prefix of the picture's ids and unique in the page.
 void drawTable(Html &html, const TableMap &map, bool lut0, unsigned inRow, const std::string &name);
 
+// A patch in the colour that the rule has in the map.
+void drawSwatch(Html &html, const TableMap &map, unsigned number);
+
 // A bar of `part` (0 to 1) of its width, next to a number that says the same.
 void drawBar(Html &html, double part);
 
@@ -20,5 +23,8 @@ void drawBullet(Html &html, unsigned first, unsigned some, unsigned all, unsigne
 
 // A column for each part of a capture.
 void drawActivity(Html &html, const std::vector<uint64_t> &parts);
+
+// The pairs of Data::overlaps as arcs from the rule that decides to the other one. There must be a pair.
+void drawOverlaps(Html &html, const Data &data);
 
 } // namespace ifcctl::report

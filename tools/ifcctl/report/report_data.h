@@ -55,6 +55,7 @@ struct Check {
     std::string command;
     std::string about;
     std::string good; // what it says if nothing was found
+    bool grave;       // a finding means that something is wrong
     std::vector<std::string> findings;
 };
 

@@ -80,6 +80,7 @@ void rulesSection(Html &html, const Data &data)
     for (const Rule &rule : data.rules) {
         openRow(html, "rule-" + std::to_string(rule.number));
         openRowHeader(html, "name");
+        drawSwatch(html, data.map, rule.number);
         html.text(nameOf(rule)).element("span", {{"class", "place"}}, rule.place);
         html.close();
         openCell(html, "matches", "Matches");
@@ -105,6 +106,7 @@ void overlapsSection(Html &html, const Data &data)
         "p",
         "Some frames match both rules of a pair, and the rules act differently. The first one decides these "
         "frames. Overlaps of rules with the same action are left out.");
+    drawOverlaps(html, data);
     openTable(html, "stack overlaps", "Pairs of rules whose order matters",
               {"Decides", "Its action", "Not this rule, with its action"});
     for (unsigned winner = 0; winner < data.rules.size(); ++winner) {
@@ -115,8 +117,9 @@ void overlapsSection(Html &html, const Data &data)
             if (!begun) {
                 const Rule &rule = data.rules[winner];
                 openRow(html);
-                openRowHeader(html, "name");
+                openRowHeader(html, "pair");
                 linkTo(html, rule);
+                html.element("span", {{"class", "place"}}, rule.match);
                 html.close();
                 openCell(html, "action", "Its action");
                 writeAction(html, rule.action);
@@ -128,8 +131,10 @@ void overlapsSection(Html &html, const Data &data)
             const Rule &loser = data.rules[overlap.loser];
             html.open("li");
             linkTo(html, loser);
-            html.text(" ");
+            html.element("span", {{"class", "place"}}, loser.match);
+            html.open("span", {{"class", "then"}});
             writeAction(html, loser.action);
+            html.close();
             html.close();
         }
         if (begun)

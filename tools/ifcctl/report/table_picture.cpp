@@ -13,7 +13,7 @@ constexpr unsigned kColours = 6; // classes o0 to o5 of the style
 constexpr unsigned kBoxHeight = 44;
 constexpr unsigned kNumbers = 20; // height of the entries' numbers above a row
 constexpr unsigned kRowGap = 12;  // below a row
-constexpr unsigned kBorder = 30;  // height of the border between two sub-tables
+constexpr unsigned kBorder = 40;  // height of the border between two sub-tables
 constexpr unsigned kGap = 3;      // between two boxes
 constexpr unsigned kRadius = 7;
 constexpr unsigned kWideCell = 66; // LUT1 entry if a whole sub-table is in a row
@@ -22,6 +22,11 @@ constexpr unsigned kNarrowCell = 44;
 std::string number(unsigned value)
 {
     return std::to_string(value);
+}
+
+std::string colourOf(size_t owner)
+{
+    return "o" + std::to_string(owner % kColours);
 }
 
 // A box whose corners are round where the chain begins and ends.
@@ -76,11 +81,11 @@ public:
 private:
     void border(unsigned y)
     {
-        const std::string at = number(y + kBorder / 2 - 8);
+        const std::string at = number(y + kBorder / 2 - 12);
         html_.leaf("line",
                    {{"class", "border"}, {"x1", "0"}, {"x2", number(width_)}, {"y1", at}, {"y2", at}});
-        html_.element("text", {{"class", "note"}, {"x", "0"}, {"y", number(y + kBorder / 2 + 8)}},
-                      "no chain crosses the border of the sub-tables");
+        html_.element("text", {{"class", "note"}, {"x", "0"}, {"y", number(y + kBorder / 2 + 7)}},
+                      "sub-table 1; no chain crosses this border");
     }
 
     void row(unsigned first, unsigned y)
@@ -120,8 +125,7 @@ private:
                       name + ", " + describePlace(owner.placed) +
                           (works ? "" : std::string(": ") + stateName(owner.state) + ", never hits"));
         html_.leaf("path",
-                   {{"class", works ? "owner o" + number(static_cast<unsigned>(segment.owner) % kColours)
-                                    : "owner bad"},
+                   {{"class", works ? "owner " + colourOf(static_cast<size_t>(segment.owner)) : "owner bad"},
                     {"d", path}});
         for (unsigned n = 1; n < count; ++n) {
             const std::string at = number((column + n) * cell_);
@@ -154,6 +158,13 @@ private:
 };
 
 } // namespace
+
+void drawSwatch(Html &html, const TableMap &map, unsigned rule)
+{
+    for (size_t n = 0; n < map.owners.size(); ++n)
+        if (map.owners[n].placed.id == rule)
+            html.element("i", {{"class", "swatch " + colourOf(n)}, {"aria-hidden", "true"}}, "");
+}
 
 void drawTable(Html &html, const TableMap &map, bool lut0, unsigned inRow, const std::string &name)
 {

@@ -11,9 +11,9 @@ namespace ifcctl::report
 namespace
 {
 
-void framesCell(Html &html, uint64_t frames, uint64_t all, uint64_t most)
+void framesCell(Html &html, uint64_t frames, uint64_t all, uint64_t most, const char *style)
 {
-    openCell(html, "frames", "Frames decided");
+    openCell(html, style, "Frames decided");
     html.element("span", {{"class", "figure"}}, thousands(frames));
     html.text(" ");
     html.element("span", {{"class", "soft"}}, share(frames, all));
@@ -24,11 +24,11 @@ void framesCell(Html &html, uint64_t frames, uint64_t all, uint64_t most)
 void restOfRow(Html &html, const Traffic &traffic, bool replayed, bool hits)
 {
     if (replayed) {
-        openCell(html, "course", "Over the capture");
+        openCell(html, hits ? "course" : "course nobody", "Over the capture");
         drawActivity(html, traffic.activity);
         html.close();
     }
-    openCell(html, "number short", "Bytes");
+    openCell(html, "number short bytes", "Bytes");
     html.text(thousands(traffic.bytes)).close();
     if (replayed) {
         openCell(html, "number short", "Hits");
@@ -47,7 +47,12 @@ void missTable(Html &html, const Replay &replay)
     openTable(html, "stack misses",
               "By shape, most frames first, with the command that explains the first one",
               {"Shape", ">Frames", "Command"});
-    for (const Miss &miss : replay.missShapes) {
+    constexpr size_t kMost = 20; // lines
+    uint64_t others = 0;
+    for (size_t n = kMost; n < replay.missShapes.size(); ++n)
+        others += replay.missShapes[n].frames;
+    for (size_t n = 0; n < std::min(kMost, replay.missShapes.size()); ++n) {
+        const Miss &miss = replay.missShapes[n];
         openRow(html);
         openRowHeader(html);
         html.text(miss.shape).close();
@@ -57,6 +62,10 @@ void missTable(Html &html, const Replay &replay)
         html.element("code", miss.explain).close().close();
     }
     closeTable(html);
+    if (others != 0)
+        html.element("p", {{"class", "soft"}},
+                     "And " + counted(others, "frame") + " of " +
+                         counted(replay.missShapes.size() - kMost, "other shape") + '.');
 }
 
 } // namespace
@@ -92,17 +101,18 @@ void trafficSection(Html &html, const Data &data)
     for (const Rule &rule : data.rules) {
         openRow(html);
         openRowHeader(html, "name");
+        drawSwatch(html, data.map, rule.number);
         html.element("a", {{"href", "#rule-" + std::to_string(rule.number)}},
                      "Rule " + std::to_string(rule.number));
         html.close();
-        framesCell(html, rule.traffic.frames, all, most);
+        framesCell(html, rule.traffic.frames, all, most, "frames");
         restOfRow(html, rule.traffic, data.replay.has_value(), true);
     }
     if (data.replay) {
         openRow(html);
-        openRowHeader(html, "name");
+        openRowHeader(html, "name nobody");
         html.text("No rule").close();
-        framesCell(html, data.replay->misses.frames, all, most);
+        framesCell(html, data.replay->misses.frames, all, most, "frames nobody");
         restOfRow(html, data.replay->misses, true, false);
     }
     closeTable(html);
