@@ -43,8 +43,8 @@ public:
         (void)el_set(editor_, EL_ADDFN, "ifcctl-complete", "Completes the word", &EditedLines::completeOf);
         (void)el_set(editor_, EL_BIND, "^I", "ifcctl-complete", nullptr);
         (void)el_set(editor_, EL_BIND, "^R", "em-inc-search-prev", nullptr);
-        // Ctrl-C is a key while a line is edited. As a signal it could come just before a read that then waits.
-        // So the other keys with signals are keys as well.
+        // Ctrl-C is a key while a line is edited: as a signal it could come just before a read that then
+        // waits. So the other keys with signals are keys as well.
         (void)el_set(editor_, EL_SETTY, "-d", "-isig", nullptr);
         (void)el_set(editor_, EL_ADDFN, "ifcctl-drop", "Drops the line", &EditedLines::dropOf);
         (void)el_set(editor_, EL_ADDFN, "ifcctl-stop", "Stops the program", &EditedLines::stopOf);
@@ -107,7 +107,7 @@ private:
         return CC_NEWLINE;
     }
 
-    // libedit restores the terminal before the program stops, and the line when it goes on.
+    // libedit restores the terminal before the program stops. When it goes on, the line is empty.
     static unsigned char stopOf(EditLine * /*editor*/, int /*key*/)
     {
         (void)::raise(SIGTSTP);
