@@ -116,7 +116,8 @@ TEST_F(ClassifierTest, UserDefinedFieldsAreComparedWhereConfigured)
     EXPECT_EQ(classify(kFrame).entry, kNoEntry);
 }
 
-// In the default order all sixteen are taken at once. A move of one, or of the rules, changes that at the next frame.
+// In the default order all sixteen are taken at once. A move of one, or of the rules, changes that at the
+// next frame.
 TEST_F(ClassifierTest, UserDefinedFieldsMoveBetweenFrames)
 {
     const Bytes frame = macs() + word16(0x0806) + fill(14) + word16(0x2222) + word16(0x3333) + fill(28);

@@ -9,6 +9,7 @@
 #include "tools/ifcctl/commands/wrap.h"
 
 #include <clocale>
+#include <csignal>
 #include <cstdio>
 #include <utility>
 
@@ -42,6 +43,13 @@ public:
         (void)el_set(editor_, EL_ADDFN, "ifcctl-complete", "Completes the word", &EditedLines::completeOf);
         (void)el_set(editor_, EL_BIND, "^I", "ifcctl-complete", nullptr);
         (void)el_set(editor_, EL_BIND, "^R", "em-inc-search-prev", nullptr);
+        // Ctrl-C is a key while a line is edited: as a signal it could come just before a read that then
+        // waits. So the other keys with signals are keys as well.
+        (void)el_set(editor_, EL_SETTY, "-d", "-isig", nullptr);
+        (void)el_set(editor_, EL_ADDFN, "ifcctl-drop", "Drops the line", &EditedLines::dropOf);
+        (void)el_set(editor_, EL_ADDFN, "ifcctl-stop", "Stops the program", &EditedLines::stopOf);
+        (void)el_set(editor_, EL_BIND, "^C", "ifcctl-drop", nullptr);
+        (void)el_set(editor_, EL_BIND, "^Z", "ifcctl-stop", nullptr);
         (void)el_source(editor_, nullptr);
     }
 
@@ -58,16 +66,19 @@ public:
     Result read(const std::string &prompt, std::string &line) override
     {
         prompt_ = prompt;
-        const InterruptCatch interrupt;
+        dropped_ = false;
+        const InterruptCatch interrupt; // another process may send it
         int length = 0;
         const char *text = el_gets(editor_, &length);
-        if (text != nullptr && length > 0) {
+        if (!dropped_ && text != nullptr && length > 0) {
             line.assign(text, static_cast<size_t>(length));
             while (!line.empty() && (line.back() == '\n' || line.back() == '\r'))
                 line.pop_back();
             return Result::Line;
         }
         (void)std::fputs("\n", stdout);
+        if (dropped_)
+            return Result::Dropped;
         if (!interrupt.happened())
             return Result::End;
         el_reset(editor_);
@@ -89,6 +100,19 @@ private:
     }
     static const char *promptOf(EditLine *editor) { return self(editor).prompt_.c_str(); }
     static unsigned char completeOf(EditLine *editor, int /*key*/) { return self(editor).complete(); }
+
+    static unsigned char dropOf(EditLine *editor, int /*key*/)
+    {
+        self(editor).dropped_ = true;
+        return CC_NEWLINE;
+    }
+
+    // libedit restores the terminal before the program stops. When it goes on, the line is empty.
+    static unsigned char stopOf(EditLine * /*editor*/, int /*key*/)
+    {
+        (void)::raise(SIGTSTP);
+        return CC_REDISPLAY;
+    }
 
     // Inserts what all candidates have in common. If that is nothing, lists them.
     unsigned char complete()
@@ -115,6 +139,7 @@ private:
 
     LineCompleter completer_;
     std::string prompt_;
+    bool dropped_ = false; // the line that is read
     EditLine *editor_;
     History *history_;
 };
