@@ -33,8 +33,8 @@ enum {
 
 /*
  * Runs one line. Not reentrant: callers are serialised, like those of the operations themselves. Takes no
- * lock itself: an operation takes the driver's where ifc_util.h says so, `clear counter` does, `get row` never. Uses less than
- * 1 KiB of stack itself; the request and the frame are in static memory.
+ * lock itself: an operation takes the driver's where ifc_util.h says so, `clear counter` does, `get row`
+ * never. Uses less than 1 KiB of stack itself; the request and the frame are in static memory.
  */
 int ifc_cmd_run(const char *line, ifc_cmd_print print, void *user);
 

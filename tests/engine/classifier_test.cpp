@@ -116,6 +116,22 @@ TEST_F(ClassifierTest, UserDefinedFieldsAreComparedWhereConfigured)
     EXPECT_EQ(classify(kFrame).entry, kNoEntry);
 }
 
+// In the default order all sixteen are taken at once. A move of one, or of the rules, changes that at the next frame.
+TEST_F(ClassifierTest, UserDefinedFieldsMoveBetweenFrames)
+{
+    const Bytes frame = macs() + word16(0x0806) + fill(14) + word16(0x2222) + word16(0x3333) + fill(28);
+    classifier->setUdf(7, {UdfBase::Network, 14}); // the default place
+    ifc_set_lut1_rules(0, IFC_ENABLE, 1, UDF0 + 7, 0, 0xFFFF, 0, 0x2222);
+    EXPECT_EQ(classify(frame).entry, 8);
+    classifier->setUdf(7, {UdfBase::Network, 16});
+    EXPECT_EQ(classify(frame).entry, kNoEntry);
+    classifier->setUdf(7, {UdfBase::Network, 14});
+    EXPECT_EQ(classify(frame).entry, 8);
+    ifc_set_lut1_rules(0, IFC_DISABLE, 1, UDF0 + 7, 0, 0xFFFF, 0, 0x2222);
+    ifc_set_lut1_rules(1, IFC_ENABLE, 1, UDF0 + 8, 0, 0xFFFF, 0, 0x3333);
+    EXPECT_EQ(classify(frame).entry, 9);
+}
+
 // parse() shows all sixteen; classify() takes out those that some rule looks at.
 TEST_F(ClassifierTest, ParsingTakesAllUserDefinedFields)
 {

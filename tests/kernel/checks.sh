@@ -115,6 +115,8 @@ for form in "" .json; do
     ifcctl --device debugfs ${form:+-j} -b /tool.ifc >/tmp/tool$form 2>&1
     check "every command of ifcctl${form:+, as JSON}" cmp /tmp/tool$form /expected/tool$form
 done
+check "counter watch reads again and lets others in between" \
+    [ "$(ifcctl --device debugfs counter watch 0.1 -n 3 | grep -c '^reading')" = 3 ]
 exits() { # CODE ARGUMENT...
     code=$1
     shift
@@ -214,7 +216,7 @@ for line in "ifcSetRuleConfig 0 0 0 0" "ifcChecConfigDone 0xBFB50200 1" write_al
 done
 check "checksum" is "ipv4_checksum 0 450000730000400040110000C0A80001C0A800C7" "= 0xb861"
 check "PPPoE header" is "getPppoeSid 0 11001234000200210000" "= 0 sid 0x3412 ppp_tag 0x2100"
-check "all 46 operations are offered" [ "$(op help; reply | grep -vc '^get ')" = 46 ]
+check "all 46 operations are offered" [ "$(op help; reply | grep -vcE '^(get|clear) ')" = 46 ]
 
 # Two processors at once.
 hammer() {

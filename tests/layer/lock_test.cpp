@@ -159,35 +159,52 @@ Places places()
     return found;
 }
 
+// A transfer that times out takes milliseconds of real time on a machine, and a placement rewrites all rows
+// for each condition. So the short operations alone meet a chip that is silent.
+constexpr unsigned kShort = 2; // takings of the lock
+
+void expectPromise(const Promise &promise, bool silent)
+{
+    (void)clear_all_ifc_rules();
+    ifcSendToPpe = 0;
+    promise.prepare();
+    if (silent)
+        surroundings_time_out(0, ~0u);
+    forget();
+    promise.call();
+    surroundings_time_out(0, 0);
+    const Places found = places();
+    EXPECT_EQ(count(Kind::Lock), promise.locks) << promise.name << (silent ? ", silent" : "");
+    EXPECT_EQ(count(Kind::Unlock), promise.locks) << promise.name;
+    // The revision is asked for outside the lock by ifc_set_action() alone.
+    const bool asks = contains(promise.name, "ifc_set_action") && !contains(promise.name, "refused") &&
+                      !contains(promise.name, "without");
+    if (promise.inside) {
+        EXPECT_EQ(found.outside, asks ? 1u : 0u) << promise.name;
+        EXPECT_GT(found.inside, 0u) << promise.name;
+    } else {
+        EXPECT_EQ(found.inside, 0u) << promise.name;
+    }
+    EXPECT_FALSE(lockIsHeld()) << promise.name;
+}
+
 } // namespace
 
 TEST(Locking, EachOperationKeepsThePromiseOfItsHeader)
 {
     skb = bufferOf(packet, sizeof packet);
-    for (const Promise &promise : kPromises)
-        for (const unsigned doneAfter : list({1u, 3u, 0u}))
-            for (const int revision : list({0, 12, 14})) {
-                setRevision(revision);
-                powerOn(doneAfter);
-                (void)clear_all_ifc_rules();
-                ifcSendToPpe = 0;
-                promise.prepare();
-                forget();
-                promise.call();
-                const Places found = places();
-                EXPECT_EQ(count(Kind::Lock), promise.locks) << promise.name << " " << doneAfter << revision;
-                EXPECT_EQ(count(Kind::Unlock), promise.locks) << promise.name;
-                // The revision is asked for outside the lock by ifc_set_action() alone.
-                const bool asks = contains(promise.name, "ifc_set_action") &&
-                                  !contains(promise.name, "refused") && !contains(promise.name, "without");
-                if (promise.inside) {
-                    EXPECT_EQ(found.outside, asks ? 1u : 0u) << promise.name;
-                    EXPECT_GT(found.inside, 0u) << promise.name;
-                } else {
-                    EXPECT_EQ(found.inside, 0u) << promise.name;
-                }
-                EXPECT_FALSE(lockIsHeld()) << promise.name;
-            }
+    for (const Promise &promise : kPromises) {
+        for (const int revision : list({0, 12, 14})) {
+            setRevision(revision);
+            powerOn();
+            expectPromise(promise, false);
+        }
+        if (promise.locks <= kShort) {
+            setRevision(0);
+            powerOn();
+            expectPromise(promise, true);
+        }
+    }
 }
 
 END_OF_TESTS(lockTests)

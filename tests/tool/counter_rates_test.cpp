@@ -74,11 +74,11 @@ TEST(MetricsText, the_formats_differ_by_the_name_of_the_family)
     const std::vector<RuleMetrics> rules = {{8, "LUT1 entry 0", "dst_port 53", {kLastPacket, UINT64_MAX}}};
     const std::string labels = "{rule=\"8\",place=\"LUT1 entry 0\",match=\"dst_port 53\"} ";
     const auto expected = [&](const std::string &suffix) {
-        return "# HELP ifc_rule_packets" + suffix + " Frames that the rule decided.\n# TYPE ifc_rule_packets" +
-               suffix + " counter\nifc_rule_packets_total" + labels + "72057594037927935\n" +
-               "# HELP ifc_rule_bytes" + suffix + " Bytes of the frames that the rule decided.\n" +
-               "# TYPE ifc_rule_bytes" + suffix + " counter\nifc_rule_bytes_total" + labels +
-               "18446744073709551615\n# EOF\n";
+        return "# HELP ifc_rule_packets" + suffix +
+               " Frames that the rule decided.\n# TYPE ifc_rule_packets" + suffix +
+               " counter\nifc_rule_packets_total" + labels + "72057594037927935\n" + "# HELP ifc_rule_bytes" +
+               suffix + " Bytes of the frames that the rule decided.\n" + "# TYPE ifc_rule_bytes" + suffix +
+               " counter\nifc_rule_bytes_total" + labels + "18446744073709551615\n# EOF\n";
     };
     EXPECT_EQ(metricsText(rules, MetricsFormat::Prometheus), expected("_total"));
     EXPECT_EQ(metricsText(rules, MetricsFormat::OpenMetrics), expected(""));

@@ -110,13 +110,13 @@ class Batch(unittest.TestCase):
 
     def test_every_field_has_a_word(self):
         listed = self.good(*(f"rule add {w} 1" for w in ("iface", "frame_type", "vpm0", "cvlan_vpm", "vlan_prio", "cvlan_id",
-                             "cvlan_prio", "gemport", "ip_tos", "src_port", "pppoe_sid", "dst_mac_type", "udf9")), "rule list")
+                             "cvlan_prio", "gemport", "ip_tos", "src_port", "pppoe_sid", "dst_mac_type", "udf9")), "rule show", args=("-d",))
         for text in ("iface 1", "frame_type 1", "vlan_vpm 1", "cvlan_vpm 1", "vlan_prio 1", "cvlan_id 1", "cvlan_prio 1", "gem_port 1",
                      "ipv4_dscp 0x1", "src_port 1", "pppoe_sid 0x1", "dst_mac_type 1", "udf9 0x1"):
             self.assertIn(f"\n  {text}\n", listed)
 
     def test_ipv6(self):
-        out = self.good("rule add auto dst_ip 2001:db8:1::/48 ip_proto tcp", "rule list")
+        out = self.good("rule add auto dst_ip 2001:db8:1::/48 ip_proto tcp", "rule show", args=("-d",))
         self.assertIn("dipv6_127_96 0x20010db8\n", out)
         self.assertIn("dipv6_95_64 0x10000/0xffff0000\n", out)
         self.assertIn("ipv6_next_header tcp\n", out)
@@ -125,7 +125,7 @@ class Batch(unittest.TestCase):
         self.assertNotIn("note", self.good("rule add auto src_ip 10.0.0.0/8 ip_proto tcp"))
 
     def test_commands_and_masks(self):
-        out = self.good("rule add dst_port ge 1024 src_port le 99 vlan_id ne 7 eth_type 0x8800/0xff00", "rule list")
+        out = self.good("rule add dst_port ge 1024 src_port le 99 vlan_id ne 7 eth_type 0x8800/0xff00", "rule show", args=("-d",))
         for line in ("dst_port ge 1024\n", "src_port le 99\n", "vlan_id ne 7\n", "eth_type 0x8800/0xff00\n"):
             self.assertIn(line, out)
 
@@ -162,13 +162,13 @@ class Batch(unittest.TestCase):
     def test_a_deletion_that_would_take_others_along(self):
         lines = ("rule add dst_mac 01:02:03:04:05:06", "rule add dst_mac 01:02:ff:ff:ff:ff", "rule del auto dst_mac 01:02:03:04:05:06")
         self.assertIn("the automatic deletion of rule 9 would also take rule 11\n", self.good(*lines[:2], "rule check"))
-        self.assertEqual(self.good(*lines, args=("--force",)).count("deleted:"), 2)
+        self.assertEqual(self.good(*lines, args=("--inexact",)).count("deleted:"), 2)
         self.assertEqual(self.good(*lines[:2], "rule del id LUT1-0").count("deleted: rule 9"), 1)
         self.assertEqual(self.good(*lines[:2], "rule del dst_mac 01:02:03:04:05:06").count("deleted:"), 1)
 
     def test_a_mac_mask_that_lut1_holds_wider(self):
         rule = "dst_mac 00:01:02:03:04:05/00:ff:ff:ff:ff:ff"
-        self.assertIn("rule 9: LUT1 entries 0-1", self.good("rule add auto " + rule, args=("--force",)))
+        self.assertIn("rule 9: LUT1 entries 0-1", self.good("rule add auto " + rule, args=("--inexact",)))
         self.assertIn("rule 0: LUT0 rule 0", self.good("rule add " + rule))
 
     def test_wide_rules(self):

@@ -1,13 +1,16 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT OR GPL-2.0
-"""Options, help, and abbreviated words. Usage: options_test.py IFCCTL"""
+"""Options, help, and abbreviated words. Usage: options_test.py IFCCTL SOURCE-ROOT"""
 import json
 import os
+import pty
+import re
 import subprocess
 import sys
+import tempfile
 import unittest
 
-IFCCTL = sys.argv[1]
+IFCCTL, ROOT = sys.argv[1], sys.argv[2]
 ENVIRONMENT = {**os.environ, "IFC_STATE": "none", "COLUMNS": ""}
 
 
@@ -53,6 +56,133 @@ class Options(unittest.TestCase):
     def test_version(self):
         self.assertRegex(self.good("-V"), r"^ifcctl \d+\.\d+\n$")
         self.assertEqual(self.good("--version"), self.good("-V"))
+
+    def test_pretty_json(self):
+        flat, pretty = self.good("-j", "resource", "show"), self.good("-j", "-p", "resource", "show")
+        self.assertEqual((flat.count("\n"), json.loads(flat)), (1, json.loads(pretty)))
+        self.assertIn('\n  "lut0_free": 8,\n', pretty)
+
+    def test_rules_brief_and_in_detail(self):
+        lines = "ppe on\nrule add dst_port 53 vlan_id 7 action queue 3\nrule add src_port 9\nrule list\n"
+        brief = self.good("-br", "-b", "-", text=lines)
+        self.assertTrue(brief.endswith("\n 9  dst_port 53 vlan_id 7 -> queue 3\n10  src_port 9 -> no action\n"), brief)
+        self.assertEqual(self.good("--brief", "-b", "-", text=lines), brief)
+        detailed = self.good("-d", "-b", "-", text=lines)
+        self.assertTrue(detailed.endswith("rule 9: LUT1 entries 0-1\n  dst_port 53\n  vlan_id 7\n  action queue 3\n"
+                                          "rule 10: LUT1 entry 2\n  src_port 9\n  no action\n"), detailed)
+        self.assertEqual(self.good("-br", "rule", "show"), "no rules\n")
+
+    def test_statistics(self):
+        frame = "020000000002" "020000000001" "0800" "450000200000000040110000" "0a0000010a000002" "04000035000c0000" "00000000"
+        lines = f"classifier enable\nrule add dst_port 53\nrule add vlan_id 7\nframe send {frame}\nrule show\ncounter show\n"
+        self.assertIn("\nrule  packets  bytes  place         conditions\n   8        1     46  LUT1 entry 0  dst_port 53\n",
+                      self.good("-s", "-b", "-", text=lines))
+        self.assertEqual(len(self.good("-s", "counter", "show").splitlines()), 41)
+        self.assertEqual(len(self.good("counter", "show").splitlines()), 1)
+        self.assertNotIn("packets  bytes  place", self.good("-b", "-", text=lines))
+
+    def test_list_and_ls_are_show(self):
+        for words in (("rule",), ("counter",), ("resource",), ("action", "9")):
+            shown = self.good(words[0], "show", *words[1:])
+            for verb in ("list", "ls", "l"):
+                self.assertEqual(self.good(words[0], verb, *words[1:]), shown)
+
+    def test_colour(self):
+        rule = "rule add dst_port 53\nrule add dst_port 53 vlan_id 7\nrule show\n"
+        plain = self.good("-b", "-", text=rule)
+        self.assertNotIn("\033", plain)
+        for option in ("-c", "-color", "--color", "--color=always", "-c=always"):
+            out = self.good(option, "-b", "-", text=rule, NO_COLOR="1")
+            self.assertIn("\033[33mwarning:\033[0m", out)
+            self.assertIn("\033[2m  # 8:".replace("  ", " "), out)
+            self.assertEqual(re.sub("\033\\[[0-9;]*m", "", out), plain)
+        self.assertNotIn("\033", self.good("--color=never", "-b", "-", text=rule))
+        self.assertNotIn("\033", self.good("-c", "-j", "-b", "-", text=rule))
+        self.bad(2, "--color=red", "rule", "show", parts=("--color 'red': accepted: auto, always or never",))
+
+    def test_colour_on_a_terminal(self):
+        def on_terminal(**variables):
+            master, slave = pty.openpty()
+            with subprocess.Popen([IFCCTL, "rule", "show"], stdout=slave, env={**ENVIRONMENT, "TERM": "xterm", **variables}) as program:
+                os.close(slave)
+                out = b""
+                try:
+                    while True:
+                        piece = os.read(master, 4096)
+                        if not piece:
+                            break
+                        out += piece
+                except OSError:
+                    pass
+                program.wait(timeout=60)
+            os.close(master)
+            return out
+        self.assertIn(b"\033[2m# no rules", on_terminal(NO_COLOR=""))
+        self.assertNotIn(b"\033", on_terminal(NO_COLOR="1"))
+        self.assertNotIn(b"\033", on_terminal(NO_COLOR="", TERM="dumb"))
+
+    def test_dry_run(self):
+        note = "ifcctl: dry run on a copy; nothing is changed\n"
+        with tempfile.TemporaryDirectory() as folder:
+            state = ("--state", os.path.join(folder, "chip"))
+            result = run("-n", *state, "rule", "add", "dst_port", "53")
+            self.assertEqual((result.returncode, result.stdout, result.stderr), (0, "rule 8: LUT1 entry 0, action 8\n", note))
+            self.assertEqual(os.listdir(folder), [])
+            self.good(*state, "rule", "add", "dst_port", "53")
+            with open(state[1], "rb") as file:
+                before = file.read()
+            for words in (("rule", "flush"), ("rule", "clear"), ("ppe", "on"), ("classifier", "enable"), ("counter", "reset"),
+                          ("action", "set", "8", "cpu"), ("rule", "insert", "vlan_id", "7"), ("op", "clear_all_ifc_rules"),
+                          ("flow", "flush", "0"), ("rule", "del", "8")):
+                result = run("--dry-run", *state, *words)
+                self.assertEqual((result.returncode, result.stderr), (0, note), words)
+                with open(state[1], "rb") as file:
+                    self.assertEqual(file.read(), before, words)
+            out = run("-n", *state, "-b", "-", text="rule add vlan_id 7\nrule show\n").stdout
+            self.assertIn("rule add vlan_id 7", out)
+            for words in (("set", "save", os.path.join(folder, "x")), ("frame", "replay", "x", "-o", os.path.join(folder, "x"))):
+                result = run("-n", *state, *words)
+                self.assertEqual(result.returncode, 2)
+                self.assertIn("without -n; this command writes a file", result.stderr)
+            self.assertEqual(run("-n", *state, "set", "save").returncode, 0)
+            self.assertEqual(sorted(os.listdir(folder)), ["chip", "chip.lock"])
+
+    def test_a_batch_that_goes_on_after_errors(self):
+        lines = "rule add dst_port 1\nrule adx\nrule del 39\nrule add dst_port 2\n"
+        stopped = run("-b", "-", text=lines)
+        self.assertEqual((stopped.returncode, stopped.stdout.count("\n"), stopped.stderr.count("\n")), (2, 1, 1))
+        for option in ("-force", "--force"):
+            result = run(option, "-b", "-", text=lines)
+            self.assertEqual((result.returncode, result.stdout), (2, "rule 8: LUT1 entry 0, action 8\nrule 9: LUT1 entry 1, action 9\n"))
+            messages = result.stderr.splitlines()
+            self.assertEqual(len(messages), 3)
+            self.assertTrue(messages[0].startswith("ifcctl: standard input:2: rule 'adx'"), messages)
+            self.assertTrue(messages[1].startswith("ifcctl: standard input:3: rule del '39'"), messages)
+            self.assertEqual(messages[2], "ifcctl: standard input: 2 lines failed, 2 lines took effect")
+        self.assertEqual(run("-force", "-b", "-", text="rule del 39\nrule adx\n").returncode, 3, "the first failure")
+        self.assertEqual(run("-force", "-b", "-", text="rule add dst_port 1\n").returncode, 0)
+
+    def test_no_line_is_wider_than_the_terminal(self):
+        stack = os.path.join(ROOT, "examples", "stack.pcap")
+        gateway = os.path.join(ROOT, "examples", "gateway.ifc")
+        with open(gateway, encoding="utf-8") as file:
+            rules = file.read()
+        lines = ("rule show", "rule check", "rule explain " + stack + ":66", "frame send " + "ff" * 100, "frame replay " + stack, "set save",
+                 "resource show", "resource show fits dst_port 5", "rule validate dst_port 5 vlan_id 7", "rule insert dst_port 80 vlan_id 7",
+                 "rule add dst_port 80 vlan_id 7", "rule move LUT1-0 last", "table verify", "set load -n " + gateway, "table map", "help rule add",
+                 "flow create 0 pattern ipv4 / udp dst is 5 / end actions queue index 2 / end", "rule del dst_port 80 vlan_id 7")
+        for args in ((), ("-d",), ("-br",), ("-s",)):
+            for columns in (60, 80, 120):
+                out = self.good(*args, "-b", "-", text=rules + "\n".join(lines) + "\n", COLUMNS=str(columns))
+                wide = [line for line in out.splitlines() if len(line) > columns]
+                self.assertEqual(wide, [], (args, columns))
+
+    def test_what_set_save_folds_is_read_as_before(self):
+        rule = "rule add dst_mac 01:02:03:04:05:06 src_ip 192.168.100.0/24 dst_port 5060-5070 vlan_id 7 ip_proto udp\n"
+        folded = self.good("-b", "-", text=rule + "set save\n", COLUMNS="60").split("\n", 1)[1]
+        self.assertLessEqual(max(map(len, folded.splitlines()[1:])), 60)
+        whole = self.good("-b", "-", text=rule + "set save\n").split("\n", 1)[1]
+        self.assertEqual(self.good("-b", "-", text=folded + "set save\n").split("\n", 1)[1], whole)
 
     # ------------------------------------------------------------------ help
 

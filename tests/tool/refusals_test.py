@@ -129,7 +129,7 @@ TABLE = (
     (REFUSED, "rule add auto any", ("rule 'any'", "at least one condition")),
     (REFUSED, "rule add auto vlan_id 5 " + HOLES.format(1), ("dst_ip", "begin at the first or the last bit"), ("rule add dst_port 80",)),
     (REFUSED, "rule add auto dst_mac 00:01:02:03:04:05/00:ff:ff:ff:ff:ff",
-     ("would compare the bits 7f:ff:ff:ff:ff:ff instead of 00:ff:ff:ff:ff:ff", "--force")),
+     ("would compare the bits 7f:ff:ff:ff:ff:ff instead of 00:ff:ff:ff:ff:ff", "--inexact")),
     (REFUSED, "rule add auto dst_port 1", ("no space", "longest free run is 0"), FOUR_CHAINS),
     (REFUSED, "rule add auto " + " ".join(f"udf{n} 1" for n in range(9)), ("LUT0, which holds no user-defined field",)),
     (REFUSED, "rule del auto dst_port 81", ("no rule holds exactly these conditions",), ("rule add dst_port 80",)),

@@ -117,7 +117,7 @@ class Shell(unittest.TestCase):
         self.assertIn("rule 8", self.line(shell, "rule add dst_port 53"))
         self.assertIn("PPE on", self.line(shell, "ppe on") + self.line(shell, "ppe status"))
         self.assertIn("dst_port 53", self.line(shell, "rule show"))
-        self.assertIn("# no rules", self.call("--state", "none", "rule", "show").stdout)
+        self.assertEqual(self.call("--state", "none", "rule", "show").stdout, "ppe off\nclassifier disable\n# no rules\n")
         self.assertFalse(os.path.exists(os.path.join(self.folder.name, "ifcctl", "chip.state")))
 
     def test_options_hold_for_each_command(self):

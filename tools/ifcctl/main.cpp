@@ -4,6 +4,7 @@
 #include "tools/ifcctl/commands/commands.h"
 #include "tools/ifcctl/commands/help.h"
 #include "tools/ifcctl/commands/option_table.h"
+#include "tools/ifcctl/commands/terminal.h"
 #include "tools/ifcctl/commands/wrap.h"
 #include "tools/ifcctl/completion/bash_completion.h"
 #include "tools/ifcctl/completion/completion.h"
@@ -54,12 +55,12 @@ ExitCode printAlone(const std::string &text)
     return kExitDone;
 }
 
-ExitCode runAll(Session &session, std::optional<Batch> &batch, const std::vector<std::string> &words)
+ExitCode runAll(Session &session, std::optional<Batch> &batch, const CommandLine &line)
 {
     try {
         if (batch)
-            return batch->run(session);
-        runWords(session, words);
+            return batch->run(session, line.goesOn);
+        runWords(session, line.words);
         return session.code();
     } catch (const Error &error) {
         return failed(error);
@@ -83,10 +84,10 @@ ExitCode keepAll(Session &session, ExitCode code)
     return code;
 }
 
-ExitCode runSession(const Options &options, std::optional<Batch> &batch, const Words &words)
+ExitCode runSession(const Options &options, std::optional<Batch> &batch, const CommandLine &line)
 {
     Session session(options);
-    return keepAll(session, runAll(session, batch, words));
+    return keepAll(session, runAll(session, batch, line));
 }
 
 // One line of the shell.
@@ -94,7 +95,9 @@ ExitCode runShellLine(const Options &options, const std::string &line)
 {
     try {
         std::optional<Batch> none;
-        return runSession(options, none, splitLine(line));
+        CommandLine command;
+        command.words = splitLine(line);
+        return runSession(options, none, command);
     } catch (const Error &error) {
         return failed(error);
     }
@@ -132,12 +135,16 @@ int main(int argc, char **argv)
         Options options = line.options;
         if (options.device == "sim")
             options.state = statePath(line.stateFile, line.isBatch);
+        options.colour = terminalStyle(line.colour).colour;
+        options.foldWidth = givenWidth();
         if (!asked)
             return runShell(options, runShellLine);
         std::optional<Batch> file;
         if (line.isBatch)
             file.emplace(line.batch);
-        return runSession(options, file, line.words);
+        if (options.dryRun)
+            std::cerr << "ifcctl: dry run on a copy; nothing is changed\n";
+        return runSession(options, file, line);
     } catch (const Error &error) {
         return failed(error);
     }

@@ -46,6 +46,7 @@ TEST_F(CmdTest, Transfers)
     gives("ifcSetRuleConfig 3 10 0 1", "= 0\n");
     EXPECT_TRAFFIC(Traffic().transfer(0x00030A03));
     gives("ifcChecConfigDone 0xBFB50200 1", "= -62\n");
+    gives("ifcChecConfigDone 0xBFB50204 0x10000", "= 0\n"); // a bit of the index, which is 3
     gives("ifc_enable", "= 0\n");
     EXPECT_EQ(chip.globalConfig(), 1u);
     EXPECT_STREQ(text(), "Exec. Success.\n");

@@ -56,17 +56,19 @@ bool Batch::next(std::string &line)
     return length > 0;
 }
 
-ExitCode Batch::run(Session &session)
+ExitCode Batch::run(Session &session, bool goesOn)
 {
     const std::string name = path_ == kStandardInput ? "standard input" : path_;
     unsigned number = 0;
+    unsigned failures = 0;
+    ExitCode code = kExitDone;
     for (std::string line; next(line);) {
         ++number;
         const unsigned begun = number;
         if (number == 1)
             dropByteOrderMark(line);
         bool isWhole = true;
-        while (isWhole && goesOn(line)) {
+        while (isWhole && ifcctl::goesOn(line)) {
             std::string more;
             isWhole = next(more);
             if (isWhole)
@@ -81,15 +83,28 @@ ExitCode Batch::run(Session &session)
             runLine(session, line);
         } catch (const Error &error) {
             std::fflush(stdout);
-            const std::string message = printable("ifcctl: " + name + ':' + std::to_string(begun) + ": " +
-                                                  error.text() + "; stopped, " + std::to_string(done_) +
-                                                  (done_ == 1 ? " line" : " lines") + " took effect");
-            std::fprintf(stderr, "%s\n", message.c_str());
-            return exitCodeOf(error.reason());
+            const bool stops = !goesOn || error.reason() == Reason::OutputFailed;
+            std::string message = "ifcctl: " + name + ':' + std::to_string(begun) + ": " + error.text();
+            if (stops)
+                message += "; stopped, " + effect();
+            std::fprintf(stderr, "%s\n", printable(message).c_str());
+            if (failures++ == 0)
+                code = exitCodeOf(error.reason());
+            if (stops)
+                return code;
+            continue;
         }
         ++done_;
     }
-    return kExitDone;
+    if (failures != 0)
+        std::fprintf(stderr, "ifcctl: %s: %u %s failed, %s\n", printable(name).c_str(), failures,
+                     failures == 1 ? "line" : "lines", effect().c_str());
+    return code;
+}
+
+std::string Batch::effect() const
+{
+    return std::to_string(done_) + (done_ == 1 ? " line" : " lines") + " took effect";
 }
 
 } // namespace ifcctl

@@ -20,11 +20,13 @@ public:
     Batch(const Batch &) = delete;
     Batch &operator=(const Batch &) = delete;
 
-    // At the first line that fails it prints a message on standard error and stops.
-    ExitCode run(Session &session);
+    // At a line that fails it prints a message on standard error. Then it stops, or with `goesOn` continues
+    // and returns the code of the first failure. Output that cannot be written always ends it.
+    ExitCode run(Session &session, bool goesOn);
 
 private:
     bool next(std::string &line);
+    std::string effect() const;
 
     std::string path_;
     std::FILE *file_;

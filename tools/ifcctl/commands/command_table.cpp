@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 #include "command_table.h"
 
+#include "flow_words.h"
+
 #include "tools/ifcctl/core/errors.h"
 #include "tools/ifcctl/core/nearest_word.h"
 
@@ -74,7 +76,7 @@ const std::vector<Command> &allCommands()
         std::vector<Command> all;
         for (const auto &part :
              {ruleCommands(), switchCommands(), actionCommands(), counterCommands(), operationCommands(),
-              setCommands(), tableCommands(), frameCommands(), reportCommands()})
+              setCommands(), tableCommands(), frameCommands(), reportCommands(), flowCommands()})
             all.insert(all.end(), part.begin(), part.end());
         return all;
     }();
@@ -96,6 +98,7 @@ const std::vector<NamedHelp> &objectTable()
         {"resource", "free space of the tables"},
         {"frame", "frames through the engine"},
         {"report", "one page with everything"},
+        {"flow", "rules in the words of testpmd"},
         {"report", "one page about all of it, for a browser"},
     };
     static const std::vector<NamedHelp> table = [] {
@@ -131,6 +134,10 @@ const std::vector<NamedHelp> &placeholders()
         {"NUMBER", "the number of a frame in a capture, from 1"},
         {"OPERATION", "an operation that 'op help' lists"},
         {"TEXT", "any text"},
+        {"PORT", "0; there is one chip"},
+        {"ITEM", "ITEM [/ ITEM]...: one of " + flowItems() +
+                     ", with FIELD is VALUE; or FIELD spec, and FIELD mask, prefix or last"},
+        {"ACTION", "ACTION [/ ACTION]...: one of " + flowActions()},
         {"WHEN", "auto, always or never"},
         {"ARGUMENT", "an argument of the operation"},
     };

@@ -61,5 +61,6 @@ std::vector<Command> setCommands();
 std::vector<Command> tableCommands();
 std::vector<Command> frameCommands();
 std::vector<Command> reportCommands();
+std::vector<Command> flowCommands();
 
 } // namespace ifcctl

@@ -29,6 +29,13 @@ Error errorOf(const capture::Error &error)
     return {Reason::Usage, reason};
 }
 
+// True: besides the device the command writes a file.
+bool writesFile(const Command &command, const WordReader &words)
+{
+    const bool saves = std::string(command.object) == "set" && std::string(command.verb) == "save";
+    return saves ? !words.atEnd() && !words.nextIs("-") : words.holds("-o");
+}
+
 } // namespace
 
 void runWords(Session &session, const Words &words)
@@ -43,6 +50,8 @@ void runWords(Session &session, const Words &words)
     size_t used = 0;
     const Command &command = findCommand(words, used);
     WordReader reader(words, used);
+    if (session.options().dryRun && writesFile(command, reader))
+        throw usage(command.object, words.back(), "without -n; this command writes a file");
     try {
         command.run(session, reader);
     } catch (const capture::Error &error) {

@@ -29,7 +29,7 @@ void counterShow(Session &session, WordReader &words)
     for (unsigned entry = first; entry <= last; ++entry) {
         const auto [packets, bytes] = readCounter(session, entry);
         json.push_back({{"entry", entry}, {"packets", packets}, {"bytes", bytes}});
-        if (!one && bytes == 0 && packets == 0)
+        if (!one && bytes == 0 && packets == 0 && !session.options().statistics)
             continue;
         char line[80];
         (void)std::snprintf(line, sizeof line, "%5u %10llu %18llu\n", entry, packets, bytes);

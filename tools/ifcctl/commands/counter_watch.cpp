@@ -66,7 +66,8 @@ std::string headingOf(const Wish &wish, unsigned number)
     return "reading " + std::to_string(number) + (wish.count ? " of " + std::to_string(*wish.count) : "");
 }
 
-// Reads, shows and waits. `show` gets the number of the reading and the two readings; `wait` returns false to end.
+// Reads, shows and waits. `show` gets the number of the reading and the two readings; `wait` returns false to
+// end.
 template <typename Show, typename Wait>
 void eachReading(Session &session, const Wish &wish, const Show &show, const Wait &wait)
 {

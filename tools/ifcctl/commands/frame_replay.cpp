@@ -90,7 +90,7 @@ void printTotals(Session &session, const std::vector<Replayed> &captures, const 
                                  {"bytes", entry.bytes},
                                  {"conditions", matchJson(rule.rule)}});
     }
-    std::string text = rulesText(session, totals);
+    std::string text = session.options().brief ? "" : rulesText(session, totals);
     for (const Replayed &capture : captures)
         text += printable(capture.name) + ": " + framesText(capture.frames) + ", " +
                 std::to_string(capture.hit) + " decided by a rule, " +

@@ -160,7 +160,10 @@ bool LiveScreen::quitKey()
 bool LiveScreen::wait(double seconds)
 {
     const double end = now() + seconds;
-    for (double left = seconds; left > 0; left = end - now()) {
+    for (;;) {
+        const double left = end - now();
+        if (left <= 0)
+            return true;
         pollfd keys = {keys_, POLLIN, 0}; // -1 is ignored
         const timespec time = {static_cast<time_t>(left), static_cast<long>((left - std::floor(left)) * 1e9)};
         const int ready = ppoll(&keys, 1, &time, &oldMask_);
@@ -175,7 +178,6 @@ bool LiveScreen::wait(double seconds)
         if (endedBy_ != 0 || (ready > 0 && quitKey()))
             return false;
     }
-    return true;
 }
 
 } // namespace ifcctl

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// A text on the whole terminal that is drawn again and again, and keys. The terminal is restored at the end, on a
-// signal and while the program is stopped.
+// A text on the whole terminal that is drawn again and again, and keys. The terminal is restored at the end,
+// on a signal and while the program is stopped.
 #pragma once
 
 #include <string>

@@ -40,7 +40,8 @@ const Option *findOption(const std::string &name)
 {
     const auto &table = optionTable();
     const auto found = std::find_if(table.begin(), table.end(), [&](const Option &option) {
-        return name == option.longName || (*option.shortName != '\0' && name == option.shortName);
+        return name == option.longName || (*option.shortName != '\0' && name == option.shortName) ||
+               (name == "-color" && option.longName == std::string("--color"));
     });
     return found == table.end() ? nullptr : &*found;
 }
@@ -72,13 +73,33 @@ const std::vector<Option> &optionTable()
          }},
         {"-j", "--json", "", "print JSON, one document for each command", false,
          [](Line &line, Text) { line.options.json = true; }},
+        {"-p", "--pretty", "", "with -j: indented JSON", false,
+         [](Line &line, Text) { line.options.pretty = true; }},
+        {"-s", "--statistics", "", "rule show: packets and bytes in a table; counter show: all entries",
+         false, [](Line &line, Text) { line.options.statistics = true; }},
+        {"-d", "--details", "", "rule show: by place, a line for each condition", false,
+         [](Line &line, Text) { line.options.details = true; }},
+        {"-br", "--brief", "", "rule show: a line for each rule; set load, frame replay: only the totals",
+         false, [](Line &line, Text) { line.options.brief = true; }},
+        {"-c", "--color", "[=WHEN]", "colour: auto (default), always or never; -c alone: always", false,
+         [](Line &line, Text value) {
+             const Words choices = {"auto", "always", "never"};
+             const auto found = std::find(choices.begin(), choices.end(), value.empty() ? choices[1] : value);
+             if (found == choices.end())
+                 throw usage("--color", value, "auto, always or never");
+             line.colour = static_cast<ColourChoice>(found - choices.begin());
+         }},
+        {"-n", "--dry-run", "", "run on a copy of the chip: nothing is changed or kept", false,
+         [](Line &line, Text) { line.options.dryRun = true; }},
+        {"-force", "--force", "", "after an error in a batch go on with the next line", false,
+         [](Line &line, Text) { line.goesOn = true; }},
         {"", "--strict", "", "refuse a rule that never decides a frame, instead of a warning", false,
          [](Line &line, Text) { line.options.strict = true; }},
         {"", "--keep-order", "", "do not put a MAC condition last", false,
          [](Line &line, Text) { line.options.keepOrder = true; }},
-        {"", "--force", "",
-         "with auto: store a MAC mask wider than asked, and delete rules that the deletion takes along",
-         false, [](Line &line, Text) { line.options.force = true; }},
+        {"", "--inexact", "",
+         "with auto: store a MAC mask wider than asked, and let a deletion take other rules along", false,
+         [](Line &line, Text) { line.options.inexact = true; }},
         {"", "--device", "DEVICE",
          "sim: a driver of its own on a simulated chip (default); debugfs[:FOLDER]: a loaded ifc.ko", false,
          [](Line &line, Text value) { line.options.device = value; }},

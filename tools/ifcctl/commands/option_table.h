@@ -2,6 +2,8 @@
 // The options of the command line: one table, and the reader that uses it.
 #pragma once
 
+#include "terminal.h"
+
 #include "tools/ifcctl/core/word_reader.h"
 #include "tools/ifcctl/device/device.h"
 
@@ -17,6 +19,7 @@ struct CommandLine {
     std::string stateFile; // --state as given
     bool isBatch = false;
     bool goesOn = false; // a batch: after an error
+    ColourChoice colour = ColourChoice::Auto;
     bool help = false;
     bool version = false;
     Words words; // the command

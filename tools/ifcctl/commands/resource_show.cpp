@@ -73,7 +73,7 @@ void resourceShow(Session &session, WordReader &words)
         std::string each;
         if (automatic) {
             const Match match = automaticRequest(rule);
-            fits = countFits(match, session.options().force);
+            fits = countFits(match, session.options().inexact);
             each = std::to_string(entryCount(match)) + " entries each";
         } else {
             ifc_rule_shape shape{};

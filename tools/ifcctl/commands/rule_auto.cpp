@@ -95,7 +95,7 @@ void ruleAddAuto(Session &session, WordReader &words)
 {
     const ifc_rule rule = ruleFrom(session, words);
     const Match match = automaticRequest(rule);
-    const Plan plan = planPlacement(match, session.options().force);
+    const Plan plan = planPlacement(match, session.options().inexact);
     const int id = session.call("ifc_set_lut_rules_auto", requestText(match));
     if (id < 0)
         throw refused(Reason::LayerRefused, "rule", matchText(rule), session.lastMessage());
@@ -129,7 +129,7 @@ void ruleValidateAuto(Session &session, WordReader &words)
 {
     const ifc_rule rule = ruleFrom(session, words);
     const Match match = automaticRequest(rule);
-    const Plan plan = planPlacement(match, session.options().force);
+    const Plan plan = planPlacement(match, session.options().inexact);
     std::string text =
         "would go to " + plan.place() + ", " + std::to_string(entryCount(match)) + " entries counted\n";
     for (unsigned n = 0; n < rule.count; ++n)
@@ -150,12 +150,13 @@ void ruleDeleteAuto(Session &session, WordReader &words)
     const Match match = automaticRequest(rule);
     // The automatic deletion may compare only the upper 16 bits of a MAC in LUT1, and then deletes other
     // rules too.
-    if (!session.options().force)
+    if (!session.options().inexact)
         for (const PlacedRule &taken : takenByDeletion(session, match))
             if (!sameConditions(taken.conditions, match))
-                throw refused(Reason::TakesOthersAlong, "rule", matchText(rule),
-                              "the automatic deletion would also take rule " + std::to_string(taken.id) +
-                                  ", whose MAC differs in its lower 32 bits; use 'rule del N' (or --force)");
+                throw refused(
+                    Reason::TakesOthersAlong, "rule", matchText(rule),
+                    "the automatic deletion would also take rule " + std::to_string(taken.id) +
+                        ", whose MAC differs in its lower 32 bits; use 'rule del N' (or --inexact)");
     const auto before = placedRules();
     if (session.call("ifc_del_lut_rules_auto", requestText(match)) != 0)
         throw notFound(rule, match);

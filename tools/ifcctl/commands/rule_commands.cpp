@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// rule validate, find, list, read, clear; the table of all rule commands.
+// rule validate, find, read, clear; the table of all rule commands.
 #include "rule_commands.h"
 #include "rule_notes.h"
 #include "tools/ifcctl/core/errors.h"
@@ -24,39 +24,6 @@ std::string rulesText(unsigned count)
     return std::to_string(count) + (count == 1 ? " rule" : " rules");
 }
 
-// The place of the rule after `rule add`, and the changes that this needs.
-void ruleValidate(Session &session, WordReader &words)
-{
-    if (words.skip("auto")) {
-        ruleValidateAuto(session, words);
-        return;
-    }
-    RuleSet set(session);
-    set.append(ruleFrom(session, words));
-    const unsigned position = set.count() - 1;
-    const ifc_rule &rule = set.rule(position);
-    const ifc_ruleset_report plan = set.plan();
-    const std::string place = describePlace(plan.place[position]);
-    std::string text = "would go to " + place;
-    if (plan.moved != 0)
-        text += ", " + rulesText(plan.moved) + " would move";
-    text += ", at most " + std::to_string(plan.accesses) + " register accesses\n";
-    for (unsigned n = 0; n < rule.count; ++n)
-        text += "  " + conditionText(rule.condition[n]) + '\n';
-    nlohmann::ordered_json json = {{"rule", ifc_ruleset_number(plan.place[position])},
-                                   {"place", place},
-                                   {"entries", plan.place[position].entries},
-                                   {"moved", plan.moved},
-                                   {"accesses", plan.accesses},
-                                   {"conditions", matchJson(rule)}};
-    for (const RuleNote &note : notesAround(set, position)) {
-        const std::string warning = describe(set, note);
-        text += "  warning: " + warning + '\n';
-        json["warnings"].push_back(warning);
-    }
-    session.print(text, json);
-}
-
 void ruleFind(Session &session, WordReader &words)
 {
     ifc_rule rule{};
@@ -76,25 +43,6 @@ void ruleFind(Session &session, WordReader &words)
         throw refused(Reason::NoSuchRule, "rule", matchText(rule),
                       "no rule holds exactly these conditions (see 'rule show')");
     session.print(text, json);
-}
-
-void ruleList(Session &session, WordReader &words)
-{
-    words.expectEnd("rule list");
-    std::string text;
-    auto json = nlohmann::ordered_json::array();
-    for (const PlacedRule &rule : placedRules()) {
-        text += "rule " + std::to_string(rule.id) + ": " + describePlace(rule) +
-                (rule.complete ? "\n" : ", no end flag: never hits\n");
-        for (unsigned n = 0; n < rule.rule.count; ++n)
-            text += "  " + conditionText(rule.rule.condition[n]) + '\n';
-        auto entry = toJson(rule);
-        const IFC_Action_Format action = readAction(session, rule.id);
-        entry["actions"] = actionJson(action, session.device().revision());
-        text += "  " + actionLine(action, session.device().revision()) + '\n';
-        json.push_back(entry);
-    }
-    session.print(text.empty() ? "no rules\n" : text, json);
 }
 
 std::string wordsText(const uint32_t *words, size_t count)
@@ -140,6 +88,39 @@ void ruleClear(Session &session, WordReader &words)
 
 } // namespace
 
+// The place of the rule after `rule add`, and the changes that this needs.
+void ruleValidate(Session &session, WordReader &words)
+{
+    if (words.skip("auto")) {
+        ruleValidateAuto(session, words);
+        return;
+    }
+    RuleSet set(session);
+    set.append(ruleFrom(session, words));
+    const unsigned position = set.count() - 1;
+    const ifc_rule &rule = set.rule(position);
+    const ifc_ruleset_report plan = set.plan();
+    const std::string place = describePlace(plan.place[position]);
+    std::string text = "would go to " + place;
+    if (plan.moved != 0)
+        text += ", " + rulesText(plan.moved) + " would move";
+    text += ", at most " + std::to_string(plan.accesses) + " register accesses\n";
+    for (unsigned n = 0; n < rule.count; ++n)
+        text += "  " + conditionText(rule.condition[n]) + '\n';
+    nlohmann::ordered_json json = {{"rule", ifc_ruleset_number(plan.place[position])},
+                                   {"place", place},
+                                   {"entries", plan.place[position].entries},
+                                   {"moved", plan.moved},
+                                   {"accesses", plan.accesses},
+                                   {"conditions", matchJson(rule)}};
+    for (const RuleNote &note : notesAround(set, position)) {
+        const std::string warning = describe(set, note);
+        text += "  warning: " + warning + '\n';
+        json["warnings"].push_back(warning);
+    }
+    session.print(text, json);
+}
+
 std::vector<Command> ruleCommands()
 {
     return {
@@ -164,7 +145,6 @@ std::vector<Command> ruleCommands()
         {"rule", "validate", "[auto] MATCH... [action WORD...]",
          "where 'rule add' would put it; nothing is changed", ruleValidate},
         {"rule", "find", "MATCH...", "the places of the rules with exactly these conditions", ruleFind},
-        {"rule", "list", "", "all rules by place, condition by condition", ruleList},
         {"rule", "read", "N", "an entry of the hardware and of its shadow", ruleRead},
         {"rule", "clear", "", "rewrite the tables without rules and actions", ruleClear},
     };

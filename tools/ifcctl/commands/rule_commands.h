@@ -23,7 +23,11 @@ std::vector<unsigned> positionsOf(const RuleSet &set, const ifc_rule &rule);
 nlohmann::ordered_json standingJson(const RuleSet &set, unsigned position, int revision);
 
 // Handlers of the table in rule_commands.cpp, by source.
+// Deletes the rules at these positions, in ascending order, and prints them.
+void deleteRules(Session &session, RuleSet &set, const std::vector<unsigned> &positions);
+
 void ruleAdd(Session &session, WordReader &words);
+void ruleValidate(Session &session, WordReader &words);
 void ruleInsert(Session &session, WordReader &words);
 void ruleMove(Session &session, WordReader &words);
 void ruleChange(Session &session, WordReader &words);

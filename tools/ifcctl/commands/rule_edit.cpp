@@ -161,6 +161,21 @@ void ruleChange(Session &session, WordReader &words)
                   standingJson(set, position, revision));
 }
 
+void deleteRules(Session &session, RuleSet &set, const std::vector<unsigned> &positions)
+{
+    std::string text;
+    auto json = nlohmann::ordered_json::array();
+    for (const unsigned position : positions) {
+        text += "deleted: rule " + std::to_string(set.number(position)) + ", " +
+                describePlace(set.place(position)) + '\n';
+        json.push_back(standingJson(set, position, session.device().revision()));
+    }
+    for (auto position = positions.rbegin(); position != positions.rend(); ++position)
+        set.remove(*position);
+    const Applied applied(set);
+    session.print(text + applied.text, {{"deleted", json}, {"moved", applied.moved}});
+}
+
 void ruleDelete(Session &session, WordReader &words)
 {
     if (words.skip("auto")) {
@@ -181,17 +196,7 @@ void ruleDelete(Session &session, WordReader &words)
             throw refused(Reason::NoSuchRule, "rule", matchText(rule),
                           "no rule holds exactly these conditions (see 'rule show')");
     }
-    std::string text;
-    auto json = nlohmann::ordered_json::array();
-    for (const unsigned position : positions) {
-        text += "deleted: rule " + std::to_string(set.number(position)) + ", " +
-                describePlace(set.place(position)) + '\n';
-        json.push_back(standingJson(set, position, session.device().revision()));
-    }
-    for (auto position = positions.rbegin(); position != positions.rend(); ++position)
-        set.remove(*position);
-    const Applied applied(set);
-    session.print(text + applied.text, {{"deleted", json}, {"moved", applied.moved}});
+    deleteRules(session, set, positions);
 }
 
 void ruleFlush(Session &session, WordReader &words)

@@ -10,6 +10,8 @@
 #include "tools/ifcctl/core/set_file.h"
 #include "tools/ifcctl/device/hardware.h"
 
+#include <algorithm>
+
 namespace ifcctl
 {
 
@@ -30,15 +32,51 @@ std::string withComment(const std::string &text, const std::string &comment, uns
     return lines + '\n';
 }
 
+// All rules by place, condition by condition.
+void showDetails(Session &session)
+{
+    std::string text;
+    auto json = nlohmann::ordered_json::array();
+    for (const PlacedRule &rule : placedRules()) {
+        text += "rule " + std::to_string(rule.id) + ": " + describePlace(rule) +
+                (rule.complete ? "\n" : ", no end flag: never hits\n");
+        for (unsigned n = 0; n < rule.rule.count; ++n)
+            text += "  " + conditionText(rule.rule.condition[n]) + '\n';
+        auto entry = toJson(rule);
+        const IFC_Action_Format action = readAction(session, rule.id);
+        entry["actions"] = actionJson(action, session.device().revision());
+        text += "  " + actionLine(action, session.device().revision()) + '\n';
+        json.push_back(entry);
+    }
+    session.print(text.empty() ? "no rules\n" : text, json);
+}
+
+// A line for each rule, in the order in which they decide.
+std::string briefText(const RuleSet &set, int revision)
+{
+    std::string text;
+    for (unsigned n = 0; n < set.count(); ++n) {
+        const std::string action = actionText(set.rule(n).action, revision);
+        const std::string number = std::to_string(set.number(n));
+        text += std::string(2 - std::min<size_t>(2, number.size()), ' ') + number + "  " +
+                matchText(set.rule(n)) + " -> " + (action.empty() ? "no action" : action) + '\n';
+    }
+    return text.empty() ? "no rules\n" : text;
+}
+
 } // namespace
 
 void ruleShow(Session &session, WordReader &words)
 {
-    const bool statistics = words.skip("-s");
+    const bool statistics = words.skip("-s") || session.options().statistics;
     words.expectEnd("rule show");
     if (statistics) {
         const Reading reading = readRuleCounters(session);
         session.print(counterTable(reading), counterJson(reading));
+        return;
+    }
+    if (session.options().details) {
+        showDetails(session);
         return;
     }
     const RuleSet set(session);
@@ -83,7 +121,7 @@ void ruleShow(Session &session, WordReader &words)
                ": not in the hardware; 'op write_all_ifc_rule_to_hw' writes the shadow there");
     if (set.count() == 0)
         remark("no rules");
-    session.print(text, json);
+    session.print(session.options().brief ? briefText(set, revision) : text, json);
 }
 
 } // namespace ifcctl

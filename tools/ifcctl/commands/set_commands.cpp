@@ -4,6 +4,7 @@
 
 #include "frame_support.h"
 #include "rule_notes.h"
+#include "wrap.h"
 
 #include "tools/ifcctl/core/rule_words.h"
 #include "tools/ifcctl/device/output_file.h"
@@ -12,6 +13,7 @@
 #include "ruleset/edits.h"
 
 #include <algorithm>
+#include <sstream>
 
 namespace ifcctl
 {
@@ -124,7 +126,8 @@ void setLoad(Session &session, WordReader &words)
     std::string text;
     auto steps = nlohmann::ordered_json::array();
     for (const SetStep &step : plan.steps()) {
-        text += stepText(step, revision);
+        if (!session.options().brief)
+            text += stepText(step, revision);
         steps.push_back(stepJson(step, revision));
     }
     auto changes = nlohmann::ordered_json::object();
@@ -170,6 +173,16 @@ void setDiff(Session &session, WordReader &words)
         session.setCode(kExitDiffers);
 }
 
+// The lines broken so that a batch reads them as before.
+std::string continued(const std::string &text, unsigned width)
+{
+    std::string out;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);)
+        out += line[0] == '#' ? line + '\n' : wrapped(line, width, 4, " \\");
+    return out;
+}
+
 void setSave(Session &session, WordReader &words)
 {
     std::string path;
@@ -183,7 +196,9 @@ void setSave(Session &session, WordReader &words)
     const std::string text =
         setFileText(rules, ifcSendToPpe != 0, classifierOn(session), session.device().revision());
     if (path.empty() || path == "-") {
-        session.print(text, {{"text", text}, {"rules", rules.size()}});
+        // Standard output is folded as a batch is.
+        session.print(session.options().foldWidth != 0 ? continued(text, session.options().foldWidth) : text,
+                      {{"text", text}, {"rules", rules.size()}});
         return;
     }
     const bool isFile = writeTextFile("set save", path, text);

@@ -206,7 +206,7 @@ std::string drawTables(const TableMap &map, const std::vector<std::string> &word
 
 void tableMapCommand(Session &session, WordReader &words)
 {
-    ColourChoice colour = ColourChoice::Auto;
+    ColourChoice colour = session.options().colour ? ColourChoice::Always : ColourChoice::Never;
     while (!words.atEnd())
         if (!parseColour(words, colour))
             (void)words.takeChoice("table map", {"--color"});

@@ -19,7 +19,7 @@ constexpr unsigned kNoTerminal = 100;
 
 } // namespace
 
-unsigned outputWidth()
+unsigned givenWidth()
 {
     if (const char *columns = std::getenv("COLUMNS"))
         if (const auto width = parseNumber(columns); width && *width >= kLeastWidth && *width <= UINT16_MAX)
@@ -27,7 +27,13 @@ unsigned outputWidth()
     winsize size{};
     if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col >= kLeastWidth)
         return size.ws_col;
-    return kNoTerminal;
+    return 0;
+}
+
+unsigned outputWidth()
+{
+    const unsigned width = givenWidth();
+    return width != 0 ? width : kNoTerminal;
 }
 
 std::string wrapped(const std::string &text, unsigned width, unsigned indent, const std::string &more,

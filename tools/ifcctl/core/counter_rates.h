@@ -14,8 +14,8 @@ struct Counter {
     unsigned long long bytes;
 };
 
-// What was counted from one reading to the next. A wrap is taken into account. A counter that seems to have grown
-// by half its range or more was reset in between: the later reading is then what it counted since.
+// What was counted from one reading to the next. A wrap is taken into account. A counter that seems to have
+// grown by half its range or more was reset in between: the later reading is then what it counted since.
 Counter growth(const Counter &earlier, const Counter &later);
 
 struct Rates {

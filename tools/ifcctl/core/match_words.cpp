@@ -176,16 +176,6 @@ const std::vector<std::string> &matchWords()
     return all;
 }
 
-bool isOtherName(const std::string &word)
-{
-    const auto found = wordTable().find(word);
-    if (found == wordTable().end())
-        return false;
-    const MatchWord &meaning = found->second;
-    const bool ownName = meaning.kind == Kind::Field && word == lowerCase(ifc::fieldName(meaning.field));
-    return ownName && meaning.field != FRAME_TYPE && meaning.field != FLOW_LABEL;
-}
-
 std::string didYouMeanMatch(const std::string &given)
 {
     static const std::map<std::string, std::string> ofOtherTools = {
@@ -211,6 +201,16 @@ std::string didYouMeanMatch(const std::string &given)
         if (namedValue(*findMatchWord(word), small))
             return mean(word + (' ' + small));
     return didYouMean(small, matchWords());
+}
+
+bool isOtherName(const std::string &word)
+{
+    const auto found = wordTable().find(word);
+    if (found == wordTable().end())
+        return false;
+    const MatchWord &meaning = found->second;
+    const bool ownName = meaning.kind == Kind::Field && word == lowerCase(ifc::fieldName(meaning.field));
+    return ownName && meaning.field != FRAME_TYPE && meaning.field != FLOW_LABEL;
 }
 
 std::string acceptedValues(const MatchWord &word)

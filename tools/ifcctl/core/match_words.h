@@ -33,12 +33,12 @@ std::optional<MatchWord> findMatchWord(const std::string &word);
 // Every word in lower case, in alphabetical order.
 const std::vector<std::string> &matchWords();
 
-// True: the field's own name in lower case, if a clearer word means the same or there are many such fields.
-bool isOtherName(const std::string &word);
-
 // The end of a message about an unknown word: "; did you mean dst_port?", or "". It also knows names of
 // values (`tcp`), upper case, and words of other tools (`vlan`, `proto`).
 std::string didYouMeanMatch(const std::string &given);
+
+// True: the field's own name in lower case, if a clearer word means the same or there are many such fields.
+bool isOtherName(const std::string &word);
 
 // The values that the word accepts, for messages.
 std::string acceptedValues(const MatchWord &word);

@@ -34,15 +34,15 @@ const Condition *conditionOnlyLut1Holds(const Match &match)
     return nullptr;
 }
 
-bool accepted(StoredMask::Fit fit, bool force)
+bool accepted(StoredMask::Fit fit, bool inexact)
 {
-    return fit == StoredMask::Fit::Exact || (fit == StoredMask::Fit::Wider && force);
+    return fit == StoredMask::Fit::Exact || (fit == StoredMask::Fit::Wider && inexact);
 }
 
-void checkLut1Mask(const Condition &c, bool force)
+void checkLut1Mask(const Condition &c, bool inexact)
 {
     const StoredMask stored = storedMask(c);
-    if (accepted(stored.fit, force))
+    if (accepted(stored.fit, inexact))
         return;
     const std::string asked = formatFieldValue(c.field, c.mask);
     if (stored.fit == StoredMask::Fit::Impossible)
@@ -52,7 +52,7 @@ void checkLut1Mask(const Condition &c, bool force)
                           " is not such a mask");
     throw refused(Reason::MaskStoredWider, c.word, c.value,
                   "LUT1 would compare the bits " + formatFieldValue(c.field, stored.mask) + " instead of " +
-                      asked + " (--force places it so)");
+                      asked + " (--inexact accepts that)");
 }
 
 // Entries that the chain takes: a MAC mask that lies in one half of the address takes one, not two.
@@ -85,7 +85,7 @@ FreeSpace freeSpace()
     return space;
 }
 
-Plan planPlacement(const Match &match, bool force)
+Plan planPlacement(const Match &match, bool inexact)
 {
     const unsigned count = entryCount(match);
     const int lut0 = firstFreeLut0();
@@ -99,7 +99,7 @@ Plan planPlacement(const Match &match, bool force)
         return {true, static_cast<unsigned>(lut0), static_cast<unsigned>(lut0)};
     }
     for (const Condition &c : match)
-        checkLut1Mask(c, force);
+        checkLut1Mask(c, inexact);
     const int first = lut1_has_free_rule(count);
     if (first < 0) {
         const FreeSpace space = freeSpace();
@@ -114,7 +114,7 @@ Plan planPlacement(const Match &match, bool force)
     return {false, static_cast<unsigned>(first), static_cast<unsigned>(first) + entriesWritten(match) - 1};
 }
 
-unsigned countFits(const Match &match, bool force)
+unsigned countFits(const Match &match, bool inexact)
 {
     const unsigned count = entryCount(match);
     FreeSpace space = freeSpace();
@@ -125,7 +125,7 @@ unsigned countFits(const Match &match, bool force)
         fits += space.lut0;
     }
     for (const Condition &c : match)
-        if (!accepted(storedMask(c).fit, force))
+        if (!accepted(storedMask(c).fit, inexact))
             return fits;
     const unsigned written = entriesWritten(match);
     for (;;) {

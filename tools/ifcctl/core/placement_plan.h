@@ -20,11 +20,11 @@ struct Plan {
     std::string place() const { return describePlace(lut0, first, last); }
 };
 
-// `force` accepts a MAC mask that LUT1 widens. Throws Error if the match cannot be placed.
-Plan planPlacement(const Match &match, bool force);
+// `inexact` accepts a MAC mask that LUT1 widens. Throws Error if the match cannot be placed.
+Plan planPlacement(const Match &match, bool inexact);
 
 // How many times planPlacement() and the rule layer would accept this match, one after the other.
-unsigned countFits(const Match &match, bool force);
+unsigned countFits(const Match &match, bool inexact);
 
 struct FreeSpace {
     unsigned lut0;

@@ -16,8 +16,8 @@ constexpr unsigned kWaitMilliseconds = 5000;
 
 } // namespace
 
-ChipStore::ChipStore(const std::string &path, std::shared_ptr<std::string> memory)
-    : path_(path), memory_(std::move(memory))
+ChipStore::ChipStore(const std::string &path, std::shared_ptr<std::string> memory, bool readOnly)
+    : path_(path), memory_(std::move(memory)), readOnly_(readOnly)
 {
     load();
 }
@@ -56,7 +56,8 @@ std::optional<std::string> ChipStore::content()
     if (!isDefault && !folder.empty() && !std::filesystem::exists(folder, ignored))
         throw usage("--state", path_, "a file in a folder that exists; there is no " + folder.string());
     try {
-        file_ = std::make_unique<state::StateFile>(path_, kWaitMilliseconds, isDefault);
+        if (!readOnly_)
+            file_ = std::make_unique<state::StateFile>(path_, kWaitMilliseconds, isDefault);
     } catch (const FileError &error) {
         if (error.reason() == FileError::Reason::Busy)
             throw Error(Reason::DeviceFailed,

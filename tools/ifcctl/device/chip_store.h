@@ -20,7 +20,9 @@ public:
     // or is no state file.
     // Only the default file's folder is made if it is missing.
     // `memory` takes the place of the file, if there is one; "" then stands for no file yet.
-    explicit ChipStore(const std::string &path, std::shared_ptr<std::string> memory = nullptr);
+    // `readOnly`: neither lock nor folder is made, and nothing can be kept.
+    explicit ChipStore(const std::string &path, std::shared_ptr<std::string> memory = nullptr,
+                       bool readOnly = false);
 
     bool keeps() const { return !path_.empty() || memory_; }
     // The stored chip. Nothing: there is no file yet.
@@ -37,11 +39,11 @@ public:
 
 private:
     std::optional<std::string> content();
-
     void load();
 
     std::string path_;
     std::shared_ptr<std::string> memory_;
+    bool readOnly_;
     std::unique_ptr<state::StateFile> file_;
     std::string whyReadOnly_;
     std::string before_; // the chip's bytes

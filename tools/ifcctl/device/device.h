@@ -10,6 +10,7 @@
 
 #include "engine/classifier.h"
 #include "engine/register_window.h"
+#include "tools/state/chip_state.h"
 
 #include <memory>
 #include <optional>
@@ -20,7 +21,14 @@ namespace ifcctl
 
 struct Options {
     bool json = false;
-    bool force = false;
+    bool pretty = false;     // JSON with line ends
+    bool statistics = false; // more numbers
+    bool details = false;    // every condition in its line
+    bool brief = false;      // one line for each rule
+    bool colour = false;
+    unsigned foldWidth = 0; // lines of text are folded at this width; 0: not
+    bool dryRun = false;    // on a copy of the device, which is left as it is
+    bool inexact = false;   // wider MAC masks and deletions
     bool keepOrder = false;
     bool strict = false;
     int revision = 0;
@@ -76,8 +84,9 @@ public:
     // How many transfers did not report completion since the device was opened.
     virtual unsigned long timeouts() = 0;
 
-    // Between pause() and resume() others may use the device: another ifcctl is not kept waiting. Call nothing
-    // else in between. pause() saves as keep() does. A chip that is kept nowhere stays as it is. Both throw Error.
+    // Between pause() and resume() others may use the device: another ifcctl is not kept waiting. Call
+    // nothing else in between. pause() saves as keep() does. A chip that is kept nowhere stays as it is. Both
+    // throw Error.
     virtual void pause() {}
     virtual void resume() {}
 
@@ -89,7 +98,9 @@ public:
     virtual void finish() {}
 };
 
-std::unique_ptr<Device> openSimulation(const Options &options);
+// `chip`: the chip to start with, instead of that of the state file.
+std::unique_ptr<Device> openSimulation(const Options &options,
+                                       const std::optional<state::ChipState> &chip = std::nullopt);
 std::unique_ptr<Device> openDebugfs(const std::string &folder, const Options &options);
 // The folder of the module's files, if Options::device names a module.
 std::optional<std::string> moduleFolder(const std::string &device);

@@ -8,7 +8,8 @@ namespace ifcctl
 {
 
 Session::Session(const Options &options)
-    : options_(options), printer_(options.json), device_(openDevice(options)), timeouts_(device_->timeouts())
+    : options_(options), printer_({options.json, options.pretty, options.colour, options.foldWidth}),
+      device_(openDevice(options)), timeouts_(device_->timeouts())
 {
 }
 

@@ -23,9 +23,11 @@ namespace
 class Simulation : public Device
 {
 public:
-    explicit Simulation(const Options &options)
-        : store_(options.state, options.memory), revision_(revisionOf(store_, options)),
-          traceFile_(options.traceFile), trace_(nullptr, std::fclose)
+    Simulation(const Options &options, const std::optional<state::ChipState> &chip)
+        : store_(options.state, options.memory, options.dryRun),
+          revision_(chip ? static_cast<int>(chip->revision) : revisionOf(store_, options)),
+          keeps_(store_.keeps() && !options.dryRun), traceFile_(options.traceFile),
+          trace_(nullptr, std::fclose)
     {
         if (!options.traceFile.empty()) {
             trace_.reset(std::fopen(options.traceFile.c_str(), options.appendTrace ? "a" : "w"));
@@ -42,7 +44,9 @@ public:
         (void)clear_all_ifc_rules();
         ifc_ruleset_forget_undo();
         ifcSendToPpe = 0;
-        if (store_.stored())
+        if (chip)
+            state::restore(*chip, window_);
+        else if (store_.stored())
             state::restore(*store_.stored(), window_);
         else
             store_.begin(state::capture(window_, revision_));
@@ -51,7 +55,7 @@ public:
 
     void keep() override
     {
-        if (store_.keeps())
+        if (keeps_)
             store_.keep(state::capture(window_, revision_));
     }
 
@@ -63,7 +67,7 @@ public:
 
     void resume() override
     {
-        if (!store_.keeps())
+        if (!keeps_)
             return;
         store_.reopen();
         if (!store_.stored())
@@ -164,6 +168,7 @@ private:
 
     ChipStore store_;
     int revision_;
+    bool keeps_;
     engine::RegisterWindow window_;
     unsigned polls_ = 0; // without the done bit, since the last transfer began
     unsigned long timeouts_ = 0;
@@ -174,9 +179,9 @@ private:
 
 } // namespace
 
-std::unique_ptr<Device> openSimulation(const Options &options)
+std::unique_ptr<Device> openSimulation(const Options &options, const std::optional<state::ChipState> &chip)
 {
-    return std::make_unique<Simulation>(options);
+    return std::make_unique<Simulation>(options, chip);
 }
 
 std::optional<std::string> moduleFolder(const std::string &device)
@@ -190,8 +195,14 @@ std::optional<std::string> moduleFolder(const std::string &device)
 
 std::unique_ptr<Device> openDevice(const Options &options)
 {
-    if (const auto folder = moduleFolder(options.device))
-        return openDebugfs(*folder, options);
+    if (const auto folder = moduleFolder(options.device)) {
+        auto module = openDebugfs(*folder, options);
+        if (!options.dryRun)
+            return module;
+        const state::ChipState chip = state::capture(module->window(), module->revision());
+        module.reset();
+        return openSimulation(options, chip);
+    }
     if (options.device == "sim")
         return openSimulation(options);
     throw usage("--device", options.device, "sim, debugfs or debugfs:FOLDER");

@@ -22,7 +22,7 @@ public:
     {
         if (frames_ / width_ == kParts)
             halve();
-        ++parts_[entry][frames_ / width_];
+        ++parts_[entry][static_cast<size_t>(frames_ / width_)];
         ++frames_;
     }
     // Frames of an entry by part; as many parts as there were frames for.
