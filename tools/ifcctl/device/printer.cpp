@@ -59,7 +59,7 @@ std::string foldedLine(const std::string &line, size_t width)
         }
         out += rest.substr(0, rest.find_last_not_of(' ', cut - 1) + 1) + '\n';
         next = std::min(rest.find_first_not_of(' ', next), rest.size());
-        rest = start + rest.substr(next);
+        rest.replace(0, next, start);
     }
     return out + rest;
 }
