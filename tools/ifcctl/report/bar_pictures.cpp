@@ -2,6 +2,7 @@
 #include "pictures.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 
 namespace ifcctl::report
@@ -13,7 +14,7 @@ namespace
 // With one decimal, whatever the locale.
 std::string tenths(double value)
 {
-    const auto whole = static_cast<unsigned long>(value * 10 + 0.5);
+    const auto whole = static_cast<unsigned long>(std::lround(value * 10));
     return std::to_string(whole / 10) + '.' + std::to_string(whole % 10);
 }
 

@@ -2,6 +2,8 @@
 // The parts that the sections share.
 #include "sections.h"
 
+#include <cmath>
+
 namespace ifcctl::report
 {
 
@@ -20,10 +22,8 @@ std::string counted(uint64_t value, const std::string &thing)
 
 std::string share(uint64_t part, uint64_t whole)
 {
-    const uint64_t tenths =
-        whole == 0
-            ? 0
-            : static_cast<uint64_t>(1000.0 * static_cast<double>(part) / static_cast<double>(whole) + 0.5);
+    const double exact = whole == 0 ? 0 : 1000.0 * static_cast<double>(part) / static_cast<double>(whole);
+    const long tenths = std::lround(exact);
     return std::to_string(tenths / 10) + '.' + std::to_string(tenths % 10) + "\xC2\xA0%";
 }
 
