@@ -6,6 +6,7 @@
 
 #include "ifc/ifc_regs.h"
 #include "ifc/ifc_util.h"
+#include "tests/support/host/silent_services.h"
 
 void straightUnpack(const IFC_LUT0_Format &rule, unsigned *masks, unsigned *keys);
 void straightPack(IFC_LUT0_Format &rule, const unsigned *masks, const unsigned *keys);
@@ -26,15 +27,6 @@ __attribute__((noinline)) void set_frame_engine_data(uint32_t reg, uint32_t valu
 {
     registers[(reg - FE_BASE) / 4 % 256] = value;
 }
-int GET_HIR(void)
-{
-    return 0;
-}
-int printk(const char *, ...)
-{
-    return 0;
-}
-void mdelay(unsigned long) {}
 unsigned long ifc_spin_lock_irqsave(spinlock_t *)
 {
     return 0;
