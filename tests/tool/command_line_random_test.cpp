@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // Random command lines in one process: each ends in an answer or in one clear line, and a refused one changes
 // no rule and no action. IFC_COMMAND_LINES in the environment sets their number (default 1,000),
-// IFC_COMMAND_SEED the seed.
+// IFC_COMMAND_SEED the random seed.
 #include "tests/engine/random.h"
 #include "tests/tool/foretell_support.h"
 #include "tools/ifcctl/commands/commands.h"
