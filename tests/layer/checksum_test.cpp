@@ -89,6 +89,24 @@ TEST(Checksum, RangesThatOverflowTheAccumulatorWrapIt)
     }
 }
 
+TEST(Checksum, SumsThatAreNearlyFullCarryToTheirEnd)
+{
+    // Ones but for two bytes: any accumulator of whole words is then near its overflow, and the fold carries or not.
+    unsigned char data[80];
+    for (size_t length = 2; length <= sizeof data; ++length) {
+        for (size_t at = 0; at + 1 < length; ++at) {
+            for (const int value : list({0x0000, 0x0001, 0x0100, 0x0101, 0xFFFE, 0xFEFF})) {
+                __builtin_memset(data, 0xFF, sizeof data);
+                data[at] = static_cast<unsigned char>(value >> 8);
+                data[at + 1] = static_cast<unsigned char>(value);
+                sk_buff skb = bufferOf(data, static_cast<unsigned>(length));
+                ASSERT_EQ(skb_chksum(&skb, static_cast<int>(length)), finish(slowSum(data, length)))
+                    << length << " " << at << " " << value;
+            }
+        }
+    }
+}
+
 TEST(Checksum, EmptyRangesEnd)
 {
     unsigned char data[] = {1, 2, 3};
