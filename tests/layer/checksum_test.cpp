@@ -203,6 +203,25 @@ TEST(Checksum, TracesByLevel)
     }
 }
 
+TEST(Checksum, TracesOfLongAndEmptyRangesByLevel)
+{
+    static unsigned char data[65537];
+    sk_buff skb = bufferOf(data, sizeof data);
+    for (const int level : list({0, 1})) {
+        setLevel(level);
+        EXPECT_EQ(skb_chksum(&skb, sizeof data), 0xFFFFu);
+        EXPECT_EQ(tcp_udp_checksum(&skb, 0, 0, 0), 0xFFFFu);
+        EXPECT_EQ(ipv4_checksum(&skb, -1), 0xFFFFu);
+        EXPECT_NOTHING_PRINTED();
+    }
+    gpIfcPriv->dbgLevel = 2;
+    EXPECT_EQ(skb_chksum(&skb, sizeof data), 0xFFFFu);
+    EXPECT_EQ(tcp_udp_checksum(&skb, 0, 0, 0), 0xFFFFu);
+    EXPECT_EQ(ipv4_checksum(&skb, -1), 0xFFFFu);
+    EXPECT_PRINTED("@data: 0\n", "@tcp_udp_checksum: offset:0\n", "@checksum1: 0\n",
+                   "@ipv4_checksum: offset:-1\n", "@data: 0\n");
+}
+
 TEST(Checksum, TracesOfAnIpv4Header)
 {
     unsigned char d[24] = {};
