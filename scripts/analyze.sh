@@ -40,7 +40,7 @@ findings() {
 
 # judge TOOL SUBJECT: of the findings on standard input, prints those that are no exceptions of the tool.
 judge() {
-    awk -v tool="$1" -v subject="$2" -v file=$exceptions '
+    awk -v tool="$1" -v subject="$2" -v file="$exceptions" '
         function pattern(glob) {
             gsub(/[.+?(){}^$|\[\]\\]/, "\\\\&", glob)
             gsub(/\*/, ".*", glob)
@@ -83,7 +83,7 @@ part_cppcheck() {
     # Not the tests in C++: the macros of their vocabulary and of GoogleTest are more than it can read.
     mapfile -t cpp < <(git ls-files '*.cpp' ':!platform/kernel' ':!tests')
     mapfile -t c < <(git ls-files '*.c' 'platform/kernel/*.cpp')
-    local options=(--quiet -j "$jobs" --enable=warning,performance,portability
+    local options=(--quiet -j "$jobs" "--enable=warning,performance,portability"
         --library=scripts/cppcheck.cfg -UIFC_REPORT -I. -Iinclude '--template={file}:{line}: {message} [{id}]')
     step "cppcheck: $((${#cpp[@]} + ${#c[@]})) sources"
     mkdir -p "$build/cppcheck/user" "$build/cppcheck/kernel"
@@ -165,7 +165,14 @@ awk '
     /^(#|$)/ { next }
     /^ / == open && (open || NF == 3) { open = !open; next }
     { print FILENAME ":" FNR ": accepted: TOOL FINDING FILES, and then an indented line with the reason"; bad = 1 }
-    END { exit bad || open }' $exceptions || status=1
-for part in "${parts[@]}"; do "part_$part"; done
+    END { exit bad || open }' "$exceptions" || status=1
+for part in "${parts[@]}"; do
+    case $part in
+    cppcheck) part_cppcheck ;;
+    gcc) part_gcc ;;
+    kernel) part_kernel ;;
+    scripts) part_scripts ;;
+    esac
+done
 [ $status -ne 0 ] || step "no findings"
 exit $status
