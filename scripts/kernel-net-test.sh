@@ -122,11 +122,16 @@ if [ "$parts" = shell ]; then
     step "booting; leave by: poweroff -f"
     exec "${machine[@]}" -append "$line parts=shell"
 fi
-# The kernel's own tests mostly wait, so they have a machine of their own beside that of the other parts.
+# The kernel's own tests mostly wait, so they have machines of their own beside that of the other parts.
 machines=()
-others=$(printf '%s ' $parts | sed 's/\<judges //; s/ $//')
+others=
+for part in $parts; do
+    case $part in
+    judges | more) machines+=("$part") ;;
+    *) others="$others${others:+ }$part" ;;
+    esac
+done
 [ -z "$others" ] || machines+=("$others")
-[[ " $parts " != *" judges "* ]] || machines+=(judges)
 step "booting, $(stat -c %s "$build/initrd.gz") bytes packed"
 for n in "${!machines[@]}"; do
     # The kernel passes parts= to its first program.

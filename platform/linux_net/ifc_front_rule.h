@@ -60,8 +60,7 @@ struct ifc_front_rule {
     u8 least_tags;   /* every matching frame has at least so many, whatever `tags` says */
     u8 version;      /* of IP: 4, 6, or 0 if it is not known */
     bool first_only; /* the condition "no fragment" is already there */
-    bool
-        fragments; /* fragments match too, without the conditions on the transport header: needs a rule more */
+    bool fragments;  /* fragments match too, whatever the transport header: needs one more rule */
     struct ifc_front_action action;
 };
 

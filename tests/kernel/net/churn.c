@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Compares flower filters at two ports: at one the classifier decides (skip_sw), at its twin, a veth pair,
-// software does (skip_hw). The same frames are sent to both. Frames that a filter redirects arrive at `sink`;
-// what the host receives arrives there too, with mark and priority as a trailer (ifc_host_test.ko). Each frame
-// must arrive at both, byte for byte the same, or at none.
+// Compares flower filters at two ports: at one the classifier decides (skip_sw), at its twin, a veth
+// pair, software does (skip_hw). The same frames are sent to both. Frames that a filter redirects arrive
+// at `sink`; what the host receives arrives there too, with mark and priority as a trailer
+// (ifc_host_test.ko). Each frame must arrive at both, byte for byte the same, or at none.
 // Usage: churn SEED CHANGES EVERY FRAMES [CAPTURE...]
-//   CHANGES  random filters are added and deleted at both ports. Mostly they push a tag with their own number.
-//            After every EVERY changes FRAMES random frames are sent, some from the captures.
+//   CHANGES  random filters are added and deleted at both ports. Mostly they push a tag with their own
+//            number. After every EVERY changes FRAMES random frames are sent, some from the captures.
 //   0        the filters that are there: each frame of the captures as it is, then FRAMES random frames
 // Prints a summary; exits with 1 if a result differs. The filters stay.
 #define _GNU_SOURCE // sched_setaffinity

@@ -46,11 +46,14 @@ struct filter {
 };
 /* A number and a protocol for the next filter. */
 struct filter make_filter(uint32_t handle);
-/* The same filter for either port if the generator starts from the same state. tag: the VLAN ID that shows it. */
+/*
+ * The same filter for either port if the generator starts from the same state. tag: the VLAN ID that shows
+ * it.
+ */
 int add(int device, int to, const struct filter *filter, uint32_t tag, uint32_t flags);
 int delete (int device, const struct filter *filter);
 
-/* version: 4 or 6, if every frame that the filter matches is of that IP version after at most one tag, or 0. */
+/* version: 4 or 6, if every matching frame has that IP version after at most one tag, or 0. */
 void put_actions(int to, uint16_t tag, unsigned version);
 
 /* Frames. Both return the length. With `number` the frame ends with an identifier of IDENTIFIER bytes. */

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Shows what the host receives at some netdevs. Each frame that is left after the filters of `from` is received
-// again at its `to`, with a trailer: a magic number, mark, priority, receive queue (~0: none), four bytes each.
+// Shows what the host receives at some netdevs. Each frame that is left after the filters of `from` is
+// received again at its `to`, with a trailer: a magic number, mark, priority, receive queue (~0: none), of
+// four bytes each.
 #include <linux/etherdevice.h>
 #include <linux/module.h>
 #include <linux/netdevice.h>
