@@ -97,7 +97,6 @@ const std::vector<NamedHelp> &objectTable()
         {"table", "the tables of the hardware and their shadow"},
         {"resource", "free space of the tables"},
         {"frame", "frames through the engine"},
-        {"report", "one page with everything"},
         {"flow", "rules in the words of testpmd"},
         {"report", "one page about all of it, for a browser"},
     };
@@ -133,12 +132,10 @@ const std::vector<NamedHelp> &placeholders()
         {"HEX", "a frame in hex digits, without FCS"},
         {"NUMBER", "the number of a frame in a capture, from 1"},
         {"OPERATION", "an operation that 'op help' lists"},
-        {"TEXT", "any text"},
         {"PORT", "0; there is one chip"},
         {"ITEM", "ITEM [/ ITEM]...: one of " + flowItems() +
                      ", with FIELD is VALUE; or FIELD spec, and FIELD mask, prefix or last"},
         {"ACTION", "ACTION [/ ACTION]...: one of " + flowActions()},
-        {"WHEN", "auto, always or never"},
         {"ARGUMENT", "an argument of the operation"},
     };
     return table;
