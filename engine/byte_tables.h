@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Checks for equality by look-ups: a table for a byte of the field image says for each value of the byte which
-// rules fail. All programs share the tables, and each looks only at its own rules. Words of the image are
-// little-endian.
+// Checks for equality by look-ups: a table for a byte of the field image says for each value of the byte
+// which rules fail. All programs share the tables, and each looks only at its own rules. Words of the image
+// are little-endian.
 #pragma once
 
 #include "engine/field_image.h"

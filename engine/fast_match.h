@@ -15,14 +15,14 @@
 // the tables (LUT0 rules 0 to 3, LUT1 sub-table 0), the last four the other half. So the bits of a lane can
 // name all rules of its half.
 //
-// Rows are the other form of the same checks: a row holds checks of one word, and its lanes are the eight
+// Rows are another form of the same checks: a row holds checks of one word, and its lanes are the eight
 // rules of an octet of the hit bits. Rules that compare the same few words need few rows, and a lane that
 // fails is itself the answer.
 //
 // Bytes are the third form, of the checks for equality: byte_tables.h. The other checks are groups then. The
 // compiler takes the cheapest form for each program.
 //
-// Most rules need fields that most frames do not have. So there is a program of groups for each kind of frame
+// Most rules need fields that most frames do not have. So there is a program for each kind of frame
 // that the parser makes. It leaves out the rules that cannot hit such a frame, and does not test which fields
 // are present. Any other image takes the catch-all program, which tests that too.
 #pragma once

@@ -13,9 +13,9 @@ namespace
 constexpr unsigned kPresentWord = offsetof(FieldImage, present) / 4;
 constexpr uint32_t kTopBit = 0x80000000;
 
-// The costs of the forms are about the number of instructions, and what a group waits for words that the parser
-// has just written one by one. A look-up of a byte costs more than its instructions, because the tables fill
-// the first cache.
+// The costs of the forms are about the number of instructions, and what a group waits for words that the
+// parser has just written one by one. A look-up of a byte costs more than its instructions, as was measured:
+// its tables fill the first cache.
 constexpr unsigned kGroupCost = 15;
 constexpr unsigned kFoldCost = 20;
 constexpr unsigned kRowCost = 7;
@@ -174,8 +174,8 @@ void FastMatch::addTable(unsigned byte)
     forEach([&](HitBits rule, uint8_t mask, uint8_t key) { bytes_.pass(byte, rule, mask, key); });
 }
 
-// Emits the checks for equality of a program as look-ups of bytes, and the others as groups. False: they do not
-// fit, or the look-ups alone cost `limit`.
+// Emits the checks for equality of a program as look-ups of bytes, and the others as groups. False: they do
+// not fit, or the look-ups alone cost `limit`.
 bool FastMatch::emitBytes(Program &program, uint64_t known, unsigned limit)
 {
     bool wanted[sizeof(FieldImage)] = {};

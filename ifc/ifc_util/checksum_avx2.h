@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// Sums with AVX2 in a program that is compiled for any x86-64. The processor is asked once. This stands only in
-// builds whose platform allows it (IFC_VECTORS_BY_PROCESSOR of ifc_platform.h), and asks for no symbol.
+// Sums with AVX2 in a program that is compiled for any x86-64. The processor is asked once. This stands only
+// in builds whose platform allows it (IFC_VECTORS_BY_PROCESSOR of ifc_platform.h), and asks for no symbol.
 #pragma once
 
 #include "ifc/ifc_util.h"

@@ -381,8 +381,8 @@ TEST(Match, FastEqualsPlainOnRandomTablesAndFields)
 namespace
 {
 
-// Expects that rules hit exactly where all of their conditions hold, with images of the rules' keys, often with
-// one field changed. Returns the number of hits.
+// Expects that rules hit exactly where all of their conditions hold, with images of the rules' keys, often
+// with one field changed. Returns the number of hits.
 uint64_t expectHolds(Random &random, const std::vector<std::vector<Condition>> &rules, uint64_t alsoPresent)
 {
     const auto fast = std::make_unique<FastMatch>();

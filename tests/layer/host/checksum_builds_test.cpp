@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// The checksum source in the builds that sum in other ways than the library here: without vector registers, and
-// with those of any x86-64 alone.
+// The checksum source in the builds that sum in other ways than the library here: without vector registers,
+// and with those of any x86-64 alone.
 #include "ifc/ifc_util.h"
 
 #include <gtest/gtest.h>
