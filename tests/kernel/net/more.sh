@@ -14,5 +14,5 @@ judge_if no_forwarding.sh "" 0 $four
 judge_if tc_police.sh "police_mtu_rx_test" 0 $four ifc2 ifc2w
 judge_if tc_tunnel_key.sh "" 0 $four
 judge_if loopback.sh "" 0 $two
-cd /ours
+cd /ours || exit
 unload
