@@ -185,6 +185,8 @@ inline uint64_t addNative(const unsigned char *p, uint bytes)
 #endif
 
 #ifdef IFC_SUM_BY_PROCESSOR
+constexpr uint kLongFrom = ifc::kAvx2From;
+
 // Apart, so that short ranges lose no time.
 [[gnu::noinline]] unsigned int longChecksum(const unsigned char *p, uint bytes)
 {
@@ -195,6 +197,8 @@ inline uint64_t addNative(const unsigned char *p, uint bytes)
     const uint64_t sum = ifc::addByAvx2(p, bytes) + bytes * kBias;
     return checksumOf(sum + addRest(p + bytes, rest));
 }
+#else
+constexpr uint kLongFrom = kWideLimit + 1;
 #endif
 
 // The checksum of a range up to kWideLimit.
@@ -246,9 +250,9 @@ unsigned int skb_chksum(const struct sk_buff *skb, int lens)
 {
     const uint level = gpIfcPriv->dbgLevel;
     const uint bytes = lens > 0 ? static_cast<uint>(lens) : 0;
-    if (isPlain(level, bytes)) [[unlikely]]
-        return plainChecksum(skb->data, bytes, level);
-    return nativeChecksum(skb->data, bytes);
+    if (level <= DBG_ST && bytes < kLongFrom) [[likely]]
+        return checksumOf(addNative(skb->data, bytes));
+    return isPlain(level, bytes) ? plainChecksum(skb->data, bytes, level) : nativeChecksum(skb->data, bytes);
 }
 
 unsigned int ipv4_checksum(const struct sk_buff *skb, int offset)
