@@ -2,7 +2,7 @@
 # Runs the kernel's own tests, unmodified, on our ports. Each verdict that they print becomes one of ours.
 load 2
 for dev in ifc0 ifc0w ifc1 ifc1w; do ip link set $dev up; done
-cd /tools/testing/selftests/net/forwarding
+cd /tools/testing/selftests/net/forwarding || exit
 export NETIF_CREATE=no WAIT_TIME=1 TC_HIT_TIMEOUT=300 HIT_TIMEOUT=1000 PING_COUNT=2 PING_TIMEOUT=2 WAIT_TIMEOUT=5
 two="ifc0w ifc0"
 four="ifc0w ifc0 ifc1 ifc1w"
@@ -68,6 +68,6 @@ judge skbedit_priority.sh "test_ingress" 8 $four
 ours='ingress'
 judge tc_vlan_modify.sh "vlan_modify_ingress" 1 $four
 PATH=$path
-cd /ours
+cd /ours || exit
 check "no rule is left" [ "$(cat $dir/rules | grep -c 'valid:1')" = 0 ]
 unload

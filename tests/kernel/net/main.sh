@@ -12,7 +12,8 @@ if [ "$(cat parts)" = shell ]; then
 fi
 . ./lib.sh
 . ./settings
-for part in $(cat parts); do
+read -r -a wanted <parts
+for part in "${wanted[@]}"; do
     [ ! -e "$part.sh" ] || . "./$part.sh"
 done
 echo "END OF CHECKS $checks"
