@@ -228,6 +228,15 @@ static int decode_edit(struct ifc_front_port *port, const struct flow_action_ent
         action->mark_set = true;
         action->mark = (u16)entry->mark;
         return 0;
+#ifdef IFC_COMPAT_ACTION_RX_QUEUE
+    case FLOW_ACTION_RX_QUEUE_MAPPING:
+        if (platform->fport_host < 0 || entry->rx_queue >= platform->rx_queues)
+            return ifc_front_refuse(why, -EOPNOTSUPP, "skbedit queue_mapping %u: accepted: below %u",
+                                    entry->rx_queue, platform->fport_host < 0 ? 0 : platform->rx_queues);
+        action->queue_set = true;
+        action->queue = entry->rx_queue;
+        return 0;
+#endif
     case FLOW_ACTION_POLICE:
         return decode_police(port, entry, action, why);
     default:

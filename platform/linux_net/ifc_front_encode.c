@@ -140,12 +140,13 @@ static void enable(IFC_Action_Format *action, unsigned int sub_action)
 
 /* Each value is cut to the width of its member. */
 static void encode_action(const struct ifc_front_platform *platform, const struct ifc_front_action *from,
-                          unsigned int variant, IFC_Action_Format *to)
+                          unsigned int dei, IFC_Action_Format *to)
 {
-    u16 tci = from->tci[0] | (u16)(from->keep_dei ? variant << 12 : 0);
+    u16 tci = from->tci[0] | (u16)(dei << 12);
 
     if (from->way == IFC_FRONT_TRAP) {
         to->bits.cpu = 1;
+        to->bits.nbq = from->queue_set ? from->queue : 0;
     } else if (from->way == IFC_FRONT_DROP || from->way == IFC_FRONT_REDIRECT || from->queue_set) {
         enable(to, IFC_ACT_FPORT_NBQ);
         to->bits.fport = (from->way == IFC_FRONT_DROP       ? (unsigned int)platform->fport_discard
@@ -193,15 +194,32 @@ static void encode_action(const struct ifc_front_platform *platform, const struc
     }
 }
 
+/* The rule for fragments. */
+static void make_fragments(struct ifc_front_rule *rule)
+{
+    unsigned int n;
+    unsigned int kept = 0;
+
+    for (n = 0; n < rule->count; n++) {
+        if (!rule->condition[n].transport)
+            rule->condition[kept++] = rule->condition[n];
+    }
+    rule->count = kept;
+    ifc_front_want_fragment(rule);
+}
+
 static int encode(const struct ifc_front_platform *platform, struct ifc_front_rule *rule,
                   unsigned int variant, u8 source, struct ifc_front_words *words, struct ifc_rule *out,
                   struct ifc_front_refusal *why)
 {
+    unsigned int dei = rule->action.keep_dei ? variant & 1 : 0;
     unsigned int n;
 
+    if (variant >> rule->action.keep_dei)
+        make_fragments(rule);
     ifc_front_want(rule, SINF, 0x1F, source);
     if (rule->action.keep_dei)
-        ifc_front_want(rule, PBIT0, 1, variant);
+        ifc_front_want(rule, PBIT0, 1, dei);
     want_ethernet(rule);
     for (n = rule->count; n-- > 1;)
         join(rule, n);
@@ -232,7 +250,7 @@ static int encode(const struct ifc_front_platform *platform, struct ifc_front_ru
             to->mask = 3;
     }
     out->count = rule->count;
-    encode_action(platform, &rule->action, variant, &out->action);
+    encode_action(platform, &rule->action, dei, &out->action);
     if (ifc_rule_check(out, NULL) != IFC_RULESET_OK)
         return ifc_front_refuse(why, -EOPNOTSUPP, "no table of the classifier holds these masks together");
     return 0;

@@ -155,9 +155,19 @@ void ifc_front_want_unfragmented(struct ifc_front_rule *rule)
                             0xFF00, NEXTHDR_FRAGMENT << 8);
 }
 
+void ifc_front_want_fragment(struct ifc_front_rule *rule)
+{
+    if (rule->version == 4)
+        ifc_front_want_word(rule, IFC_FRONT_NETWORK, offsetof(struct iphdr, frag_off), IFC_COMPARE_NOT_EQUAL,
+                            IP_MF | IP_OFFSET, 0);
+    else
+        ifc_front_want_word(rule, IFC_FRONT_NETWORK, offsetof(struct ipv6hdr, nexthdr), IFC_COMPARE_EQUAL,
+                            0xFF00, NEXTHDR_FRAGMENT << 8);
+}
+
 unsigned int ifc_front_variants(const struct ifc_front_rule *rule)
 {
     if (rule->never)
         return 0;
-    return rule->action.keep_dei ? 2 : 1;
+    return (rule->action.keep_dei ? 2 : 1) * (rule->fragments ? 2 : 1);
 }

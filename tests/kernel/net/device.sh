@@ -71,8 +71,7 @@ frames ifc0w 5 sp=1,dp=5005
 check "software filters see what the host gets" \
     [ "$(tc -j -s filter show dev ifc0 ingress pref 1 | jq '.[] | select(.options.actions) | .options.actions[0].stats.packets')" = 5 ]
 tc qdisc del dev ifc0 clsact
-timeout 5 tcpdump -Z root -c 1 -nevi ifc2w udp or vlan >/tmp/seen 2>/dev/null &
-sleep 1
+listen ifc2w -v udp or vlan
 frames ifc0w 2 sp=1,dp=5006
 wait $!
 check "a tag is inserted" grep -q 'vlan 85, p 1' /tmp/seen
