@@ -7,6 +7,7 @@
 #include "tools/ifcctl/core/nearest_word.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace ifcctl
 {
@@ -41,6 +42,24 @@ bool has(const Words &words, const std::string &word)
     return std::find(words.begin(), words.end(), word) != words.end();
 }
 
+// "; did you mean del?": the verb of this object for a word that other tools have, else the nearest one.
+std::string didYouMeanVerb(const std::string &word, const Words &verbs)
+{
+    static constexpr std::pair<const char *, const char *> ofOtherTools[] = {
+        {"remove", "del"},   {"rm", "del"},         {"destroy", "del"},   {"create", "add"},
+        {"append", "add"},   {"new", "add"},        {"get", "show"},      {"print", "show"},
+        {"dump", "show"},    {"display", "show"},   {"show", "status"},   {"show", "list"},
+        {"dump", "list"},    {"replace", "change"}, {"modify", "change"}, {"edit", "change"},
+        {"enable", "on"},    {"disable", "off"},    {"on", "enable"},     {"off", "disable"},
+        {"clear", "reset"},  {"zero", "reset"},     {"monitor", "watch"}, {"test", "validate"},
+        {"restore", "load"}, {"compare", "diff"},   {"why", "explain"},   {"draw", "map"},
+    };
+    for (const auto &[other, verb] : ofOtherTools)
+        if (lowerCase(word) == other && has(verbs, verb))
+            return std::string("; did you mean ") + verb + '?';
+    return didYouMean(word, verbs);
+}
+
 // The verb of the object that the word names, by itself, as another word or as an abbreviation.
 std::string findVerb(const std::string &object, const std::string &word)
 {
@@ -65,7 +84,9 @@ std::string findVerb(const std::string &object, const std::string &word)
         return fitting.front();
     if (!fitting.empty())
         throw usage(object, word, "one of " + joined(fitting) + " in full");
-    throw usage(object, word, joined(verbs) + didYouMean(word, verbs));
+    throw usage(object, word,
+                joined(verbs) +
+                    (word[0] == '-' ? "; options stand before the command" : didYouMeanVerb(word, verbs)));
 }
 
 } // namespace
@@ -97,7 +118,6 @@ const std::vector<NamedHelp> &objectTable()
         {"table", "the tables of the hardware and their shadow"},
         {"resource", "free space of the tables"},
         {"frame", "frames through the engine"},
-        {"report", "one page with everything"},
         {"flow", "rules in the words of testpmd"},
         {"report", "one page about all of it, for a browser"},
     };
@@ -133,12 +153,10 @@ const std::vector<NamedHelp> &placeholders()
         {"HEX", "a frame in hex digits, without FCS"},
         {"NUMBER", "the number of a frame in a capture, from 1"},
         {"OPERATION", "an operation that 'op help' lists"},
-        {"TEXT", "any text"},
         {"PORT", "0; there is one chip"},
         {"ITEM", "ITEM [/ ITEM]...: one of " + flowItems() +
                      ", with FIELD is VALUE; or FIELD spec, and FIELD mask, prefix or last"},
         {"ACTION", "ACTION [/ ACTION]...: one of " + flowActions()},
-        {"WHEN", "auto, always or never"},
         {"ARGUMENT", "an argument of the operation"},
     };
     return table;
