@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // Compares operations of the rule layer with floors: a full rewrite and an automatic placement with their
-// register accesses alone, to an array, through the same external accessors; the codec with straight-line
-// code.
+// register accesses alone, through the same external accessors; the codec with straight-line code.
 #include "paired.h"
 
 #include "ifc/ifc_regs.h"
@@ -10,29 +9,6 @@
 
 void straightUnpack(const IFC_LUT0_Format &rule, unsigned *masks, unsigned *keys);
 void straightPack(IFC_LUT0_Format &rule, const unsigned *masks, const unsigned *keys);
-
-namespace
-{
-
-volatile uint32_t registers[256];
-
-} // namespace
-
-extern "C" {
-__attribute__((noinline)) uint32_t get_frame_engine_data(uint32_t reg)
-{
-    return registers[(reg - FE_BASE) / 4 % 256] | IFC_RULE_CFG_DONE;
-}
-__attribute__((noinline)) void set_frame_engine_data(uint32_t reg, uint32_t value)
-{
-    registers[(reg - FE_BASE) / 4 % 256] = value;
-}
-unsigned long ifc_spin_lock_irqsave(spinlock_t *)
-{
-    return 0;
-}
-void ifc_spin_unlock_irqrestore(spinlock_t *, unsigned long) {}
-}
 
 namespace
 {

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT OR GPL-2.0
-# Builds a 32-bit ARM kernel from Debian's linux-source, configured by tests/kernel/machine.config and
-# tests/kernel/NAME.config, in build/kernel-NAME: up to a quarter of an hour on two processors, once. The source is
-# unpacked once for all configurations. Prints the folder when it is complete.
+# Builds a 32-bit ARM kernel from Debian's linux-source with tests/kernel/source.patch, configured by
+# tests/kernel/machine.config and tests/kernel/NAME.config, in build/kernel-NAME: up to a quarter of an hour on two
+# processors, once. The source is unpacked once for all configurations. Prints the folder when it is complete.
 # Usage: kernel-build.sh NAME
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -13,7 +13,8 @@ work=$PWD/build/kernel-$name
 mkdir -p "$source" "$work"
 config=$work/all.config
 cat tests/kernel/machine.config "tests/kernel/$name.config" >"$config"
-key=$(sha256sum <"$config" | cut -c1-16)
+patch=$PWD/tests/kernel/source.patch
+key=$(cat "$config" "$patch" | sha256sum | cut -c1-16)
 if [ -e "$work/complete" ] && [ "$(cat "$work/complete")" = "$key" ]; then
     echo "$work"
     exit 0
@@ -30,6 +31,15 @@ if [ ! -e "$tree/Makefile" ]; then
         tar -xO --wildcards './usr/src/linux-source-*.tar.xz' | tar -xJ -C unpacking)
     mv "$source/unpacking/$package" "$tree"
     rmdir "$source/unpacking"
+fi
+# Another version of the patch is taken back first.
+if [ -e "$tree/.patch" ] && ! cmp -s "$tree/.patch" "$patch"; then
+    patch -d "$tree" -p1 -R -s <"$tree/.patch"
+    rm "$tree/.patch"
+fi
+if [ ! -e "$tree/.patch" ]; then
+    patch -d "$tree" -p1 -s <"$patch"
+    cp "$patch" "$tree/.patch"
 fi
 build() {
     env -u DEB_BUILD_ARCH -u DEB_HOST_ARCH \

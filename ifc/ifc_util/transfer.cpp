@@ -12,6 +12,16 @@
 #define ETIME 62
 #endif
 
+// What the full rewrite does for each row stands in its loops, and nothing else does, unless the build asks
+// for size: the loops are then little more than their accesses.
+#ifdef __OPTIMIZE_SIZE__
+#define IFC_EACH_ROW
+#define IFC_RARE
+#else
+#define IFC_EACH_ROW [[gnu::always_inline]] inline
+#define IFC_RARE     [[gnu::noinline, gnu::cold]]
+#endif
+
 namespace
 {
 
@@ -27,26 +37,55 @@ bool lut0IsWritable()
     return true;
 }
 
-// Sends a command word and waits until it is done.
-int transfer(uint32_t command)
+IFC_RARE void trace(uint32_t command)
 {
-    if (ifc::traces(DBG_MSG)) [[unlikely]]
-        IFC_REPORT("ifcSetRuleConfig is 0x%08x.\n", command);
-    set_frame_engine_data(IFC_RULE_CFG, command);
-    const int result = ifcChecConfigDone(IFC_RULE_CFG, IFC_RULE_CFG_DONE);
-    if (result < 0) [[unlikely]]
+    IFC_REPORT("ifcSetRuleConfig is 0x%08x.\n", command);
+}
+
+bool isDone(uint32_t reg, uint32_t doneBit)
+{
+    return (get_frame_engine_data(reg) & doneBit) != 0;
+}
+
+// Waits after a first read that did not see the done bit.
+IFC_RARE int waitLonger(uint32_t reg, uint32_t doneBit)
+{
+    for (int reads = 1;; ++reads) {
+        mdelay(1); // Known: also after the last read
+        if (reads == RETRY)
+            return -ETIME;
+        if (isDone(reg, doneBit))
+            return 0;
+    }
+}
+
+IFC_RARE int finishLate()
+{
+    const int result = waitLonger(IFC_RULE_CFG, IFC_RULE_CFG_DONE);
+    if (result < 0)
         IFC_REPORT("Timeout for set IFC Rule configuration.\n");
     return result;
 }
 
-void writeLut0Head(uint rule, uint32_t word)
+// Sends a command word and waits until it is done.
+IFC_EACH_ROW int transfer(uint32_t command)
+{
+    if (ifc::traces(DBG_MSG)) [[unlikely]]
+        trace(command);
+    set_frame_engine_data(IFC_RULE_CFG, command);
+    if (isDone(IFC_RULE_CFG, IFC_RULE_CFG_DONE)) [[likely]]
+        return 0;
+    return finishLate();
+}
+
+IFC_EACH_ROW void writeLut0Head(uint rule, uint32_t word)
 {
     set_frame_engine_data(IFC_DATA0, word);
     (void)transfer(ifc_rule_cfg_word(rule, IFC_LUT0_HEAD_ROW, IFC_SEL_LUT0, IFC_TYPE_WRITE));
 }
 
 // The rule is invalid in the hardware while its body changes.
-void writeLut0Rule(uint rule, const IFC_LUT0_Format &record)
+IFC_EACH_ROW void writeLut0Rule(uint rule, const IFC_LUT0_Format &record)
 {
     writeLut0Head(rule, 0);
     uint32_t command = ifc_rule_cfg_word(rule, 0, IFC_SEL_LUT0, IFC_TYPE_WRITE);
@@ -61,7 +100,7 @@ void writeLut0Rule(uint rule, const IFC_LUT0_Format &record)
     writeLut0Head(rule, record.word[0]);
 }
 
-void writeLut1Entry(uint entry, const IFC_LUT1_Format &record)
+IFC_EACH_ROW void writeLut1Entry(uint entry, const IFC_LUT1_Format &record)
 {
     set_frame_engine_data(IFC_DATA0, record.word[1]);
     set_frame_engine_data(IFC_DATA1, record.word[0]);
@@ -72,12 +111,7 @@ void writeLut1Entry(uint entry, const IFC_LUT1_Format &record)
 
 int ifcChecConfigDone(uint32_t reg, uint32_t doneBit)
 {
-    for (int read = 0; read < RETRY; ++read) {
-        if ((get_frame_engine_data(reg) & doneBit) != 0) [[likely]]
-            return 0;
-        mdelay(1); // Known: also after the last read
-    }
-    return -ETIME;
+    return isDone(reg, doneBit) ? 0 : waitLonger(reg, doneBit);
 }
 
 int ifcSetRuleConfig(uint8_t index, uint8_t offset, int sel, int type)

@@ -89,6 +89,24 @@ TEST(Checksum, RangesThatOverflowTheAccumulatorWrapIt)
     }
 }
 
+TEST(Checksum, SumsThatAreNearlyFullCarryToTheirEnd)
+{
+    // Ones but for two bytes: any accumulator of whole words is then near its overflow, and the fold carries or not.
+    unsigned char data[80];
+    for (size_t length = 2; length <= sizeof data; ++length) {
+        for (size_t at = 0; at + 1 < length; ++at) {
+            for (const int value : list({0x0000, 0x0001, 0x0100, 0x0101, 0xFFFE, 0xFEFF})) {
+                __builtin_memset(data, 0xFF, sizeof data);
+                data[at] = static_cast<unsigned char>(value >> 8);
+                data[at + 1] = static_cast<unsigned char>(value);
+                sk_buff skb = bufferOf(data, static_cast<unsigned>(length));
+                ASSERT_EQ(skb_chksum(&skb, static_cast<int>(length)), finish(slowSum(data, length)))
+                    << length << " " << at << " " << value;
+            }
+        }
+    }
+}
+
 TEST(Checksum, EmptyRangesEnd)
 {
     unsigned char data[] = {1, 2, 3};
@@ -183,6 +201,25 @@ TEST(Checksum, TracesByLevel)
         EXPECT_PRINTED("@tcp_udp_checksum: offset:2\n", "data: ffff\n", "data: 100ff\n",
                        "@checksum1: 10102\n");
     }
+}
+
+TEST(Checksum, TracesOfLongAndEmptyRangesByLevel)
+{
+    static unsigned char data[65537];
+    sk_buff skb = bufferOf(data, sizeof data);
+    for (const int level : list({0, 1})) {
+        setLevel(level);
+        EXPECT_EQ(skb_chksum(&skb, sizeof data), 0xFFFFu);
+        EXPECT_EQ(tcp_udp_checksum(&skb, 0, 0, 0), 0xFFFFu);
+        EXPECT_EQ(ipv4_checksum(&skb, -1), 0xFFFFu);
+        EXPECT_NOTHING_PRINTED();
+    }
+    gpIfcPriv->dbgLevel = 2;
+    EXPECT_EQ(skb_chksum(&skb, sizeof data), 0xFFFFu);
+    EXPECT_EQ(tcp_udp_checksum(&skb, 0, 0, 0), 0xFFFFu);
+    EXPECT_EQ(ipv4_checksum(&skb, -1), 0xFFFFu);
+    EXPECT_PRINTED("@data: 0\n", "@tcp_udp_checksum: offset:0\n", "@checksum1: 0\n",
+                   "@ipv4_checksum: offset:-1\n", "@data: 0\n");
 }
 
 TEST(Checksum, TracesOfAnIpv4Header)

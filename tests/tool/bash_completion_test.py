@@ -2,6 +2,7 @@
 # SPDX-License-Identifier: MIT OR GPL-2.0
 """Completion in an interactive bash. Usage: bash_completion_test.py IFCCTL SOURCE-ROOT"""
 import os
+import re
 import shutil
 import subprocess
 import sys
@@ -9,7 +10,7 @@ import tempfile
 import unittest
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from terminal import Terminal  # noqa: E402
+from terminal import Terminal
 
 IFCCTL = os.path.abspath(sys.argv[1])
 PROMPT = "prompt$ "
@@ -130,6 +131,72 @@ class Completion(unittest.TestCase):
         self.assertEqual(self.words("set load "), ["<file>"])
         self.assertEqual(self.words("set load -"), ["-n", "<file>"])
         self.assertEqual(self.words("result check "), ["lut0", "lut1", "none"])
+
+    def test_flows(self):
+        self.assertEqual(self.words("flow list "), ["0"])
+        create = "flow create 0 "
+        self.assertEqual(self.words(create), ["ingress", "pattern"])
+        self.assertEqual(self.words(create + "ingress "), ["pattern"])
+        items = self.words(create + "pattern ")
+        self.assertIn("pppoes", items)
+        self.assertNotIn("/", items)
+        self.assertEqual(self.words(create + "pattern eth "), ["dst", "src", "type", "/"])
+        self.assertEqual(self.words(create + "pattern icmp "), ["/"])
+        self.assertEqual(self.words(create + "pattern eth type "), ["is", "spec", "last", "mask", "prefix"])
+        self.assertIn("lldp", self.words(create + "pattern eth type is "))
+        self.assertEqual(self.words(create + "pattern eth type mask "), [])
+        self.assertEqual(self.words(create + "pattern eth type is ipv4 "), ["dst", "src", "type", "/"])
+        again = self.words(create + "pattern eth type is ipv4 / ")
+        self.assertEqual(again[-1], "end")
+        self.assertEqual(again[:-1], items)
+        self.assertEqual(self.words(create + "pattern eth / ipv4 pro"), ["proto"])
+        self.assertEqual(self.words(create + "pattern eth / ipv4 proto is ud"), ["udp"])
+        self.assertEqual(self.words(create + "pattern eth / end "), ["actions"])
+        tail = create + "pattern eth / end actions "
+        self.assertIn("of_push_vlan", self.words(tail))
+        self.assertEqual(self.words(tail + "queue "), ["index", "/"])
+        self.assertEqual(self.words(tail + "of_pop_vlan "), ["/"])
+        self.assertEqual(self.words(tail + "queue index "), [])
+        self.assertEqual(self.words(tail + "queue index 3 "), ["/"])
+        self.assertEqual(self.words(tail + "queue index 3 / en"), ["end"])
+        self.assertEqual(self.words(tail + "queue index 3 / end "), [])
+
+    def test_each_completed_flow_is_accepted(self):
+        """Every item, field and action that is offered is one that 'flow validate' knows."""
+        self.call("ppe", "on")
+        values = {"type": "0x800", "inner_type": "0x800"}
+        before = {"udp": "ipv4 / ", "tcp": "ipv4 / ", "sctp": "ipv4 / ", "icmp": "ipv4 / ", "icmp6": "ipv6 / "}
+        addresses = {"eth": "02:00:00:00:00:01", "ipv4": "10.0.0.1", "ipv6": "2001:db8::1"}
+        for item in self.words("flow create 0 pattern "):
+            for field in self.words(f"flow create 0 pattern {item} "):
+                value = addresses.get(item, "1") if field in ("dst", "src") else values.get(field, "1")
+                pattern = before.get(item, "") + item + ("" if field == "/" else f" {field} is {value}")
+                self.call(*f"flow validate 0 pattern {pattern} / end actions queue index 1 / end".split())
+        for action in self.words("flow create 0 pattern eth / end actions "):
+            words = self.words(f"flow create 0 pattern eth / end actions {action} ")
+            value = {"ethertype": "0x8100"}.get(words[0], "1")
+            chain = {"of_set_vlan_pcp": "of_set_vlan_vid vlan_vid 1 / "}.get(action, "")
+            self.call(*(f"flow validate 0 pattern eth / end actions {chain}{action}" +
+                        (f" {words[0]} {value}" if len(words) > 1 else "") + " / end").split())
+
+    def test_report(self):
+        self.assertEqual(self.words("report "), ["-o"])
+        self.assertEqual(self.words("report -o "), ["<file>"])
+        self.assertEqual(self.words("report -o x -"), ["--capture", "--set", "--title"])
+        self.assertEqual(self.words("report -o x --capture "), ["<file>"])
+        self.assertEqual(self.words("report -o x --set "), ["<file>"])
+        self.assertEqual(self.words("report -o x --set y --s"), [])
+        self.assertEqual(self.words("report -o x i"), ["iface"])
+
+    def test_values_of_options(self):
+        options = self.call("help").split("Options:")[1].split("Commands:")[0]
+        for name, argument in re.findall(r"(--[a-z-]+)(?:\[?[ =]([A-Z]+))?", "\n".join(re.findall(r"^  -.{24}", options, re.M))):
+            expected = {"FILE": ["<file>"], "WHEN": ["auto", "always", "never"], "DEVICE": ["sim", "debugfs"]}.get(argument)
+            if expected is not None and name != "--color":
+                self.assertEqual(self.words(name + " "), expected, name)
+            if expected is not None:
+                self.assertEqual([word.removeprefix(name + "=") for word in self.words(name + "=")], expected, name)
+        self.assertEqual(self.words("--debug "), ["0", "1", "2", "3"])
 
     def test_quotes(self):
         self.assertEqual(self.words("--state 'a b' cla"), ["classifier"])

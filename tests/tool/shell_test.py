@@ -3,6 +3,7 @@
 """The shell on a pseudo-terminal. Usage: shell_test.py IFCCTL SOURCE-ROOT"""
 import os
 import re
+import shutil
 import signal
 import stat
 import subprocess
@@ -11,7 +12,7 @@ import tempfile
 import unittest
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from terminal import Terminal  # noqa: E402
+from terminal import Terminal
 
 IFCCTL, ROOT = os.path.abspath(sys.argv[1]), sys.argv[2]
 PROMPT = "ifcctl> "
@@ -101,6 +102,62 @@ class Shell(unittest.TestCase):
         shell.expect("\n> ")
         shell.send("dst_port 53\n")
         self.assertIn("rule 8: LUT1 entry 0", shell.expect(PROMPT))
+
+    def test_stop_and_go_on(self):
+        # Only a shell with jobs can stop a program. Its line is edited too, so Terminal must not wait for ifcctl's editor.
+        bash = Terminal([shutil.which("bash"), "--norc", "--noprofile", "-i"], {**self.environment, "PS1": "bash% "}, self.folder.name)
+        self.addCleanup(bash.close)
+
+        def stop(key):
+            bash.send(key)
+            bash.expect(r"Stopped[^\n]*ifcctl[^\n]*\n(?s:.*)bash% ")
+
+        def go_on():
+            bash.send("fg\n")
+            bash.expect(r"ifcctl --state none\r?\n")
+
+        bash.expect("bash% ")
+        bash.send(IFCCTL + " --state none\n")
+        bash.expect("\n" + PROMPT)
+        bash.send("rule add dst_port 53\n")
+        self.assertIn("rule 8", bash.expect("\n" + PROMPT))
+        # While a line is typed: it is there again. (Lines that the terminal edits lose what was typed.)
+        stop("rule flu\x1a")
+        bash.send("echo $((6 * 7)) in bash\n")
+        bash.expect("[\r\n]42 in bash")
+        bash.expect("bash% ")
+        go_on()
+        if EDITS:
+            bash.expect("rule flu")
+        bash.send("\x03")
+        bash.expect(PROMPT)
+        bash.send("rule show\n")
+        self.assertIn("rule add dst_port 53", bash.expect(r"dst_port 53[^\n]*\n(?s:.*)" + PROMPT))
+        # While a command runs: the command goes on too, and Ctrl-C ends it.
+        bash.send("frame replay /dev/stdin\n")
+        bash.expect("stdin\r?\n")
+        stop("\x1a")
+        go_on()
+        bash.send("\x03")
+        bash.expect("the command was ended: Interrupt")
+        bash.expect(PROMPT)
+        bash.send("rule del 8\n")
+        bash.expect("\n" + PROMPT)
+        bash.send("quit\n")
+        bash.expect("bash% ")
+        bash.send("echo code $?\n")
+        bash.expect("[\r\n]code 0")
+
+    def test_another_width(self):
+        shell = self.start("--state", "none", COLUMNS="")
+        shell.resize(120)
+        self.assertIn("rule 11", self.line(shell, "rule add src_ip 10.0.0.1 dst_port 1 vlan_id 7 eth_type ipv4"))
+        for columns, folded in ((120, False), (50, True), (140, False)):
+            shell.resize(columns)
+            for command in ("help counter", "rule show"):
+                lines = self.line(shell, command).splitlines()
+                self.assertLessEqual(max(map(len, lines)), columns)
+            self.assertEqual(any(line.endswith("\\") for line in lines), folded, lines)
 
     # ------------------------------------------------------------------ the state
 
@@ -229,6 +286,22 @@ class Editing(Shell):
         self.assertIn("other.pcap", listed)
         self.assertNotIn("two", listed)
         self.assertNotIn("hidden", listed)
+
+    def test_a_line_stays_when_the_width_changes(self):
+        shell = self.start("--state", "none", COLUMNS="")
+        for columns in (100, 50):
+            shell.send("rule add dst_po")
+            shell.expect("dst_po$")
+            shell.resize(columns)
+            self.completes(shell, "", "rule add dst_port ")
+
+    def test_completes_flows(self):
+        shell = self.start("--state", "none")
+        self.completes(shell, "flow cr", "flow create ")
+        self.completes(shell, "flow create ", "flow create 0 ")
+        self.completes(shell, "flow create 0 pattern ipv4 ds", "flow create 0 pattern ipv4 dst ")
+        self.completes(shell, "flow create 0 pattern tcp src is 1 / end actions que", "flow create 0 pattern tcp src is 1 / end actions queue ")
+        self.assertIn("a number", self.lists(shell, "flow create 0 pattern eth / end actions queue index "))
 
     def test_recalls_lines(self):
         shell = self.start("--state", "none")

@@ -1,10 +1,12 @@
 # SPDX-License-Identifier: MIT OR GPL-2.0
 """A program on a pseudo-terminal."""
+import fcntl
 import os
 import pty
 import re
 import select
 import signal
+import struct
 import termios
 import time
 
@@ -111,6 +113,10 @@ class Terminal:
                     return
             time.sleep(0.01)
         raise AssertionError("no child process")
+
+    def resize(self, columns, rows=24):
+        """The program gets SIGWINCH."""
+        fcntl.ioctl(self.master, termios.TIOCSWINSZ, struct.pack("HHHH", rows, columns, 0, 0))
 
     def hang_up(self):
         os.close(self.master)

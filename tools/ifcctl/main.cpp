@@ -109,10 +109,12 @@ ExitCode runSession(const Options &options, std::optional<Batch> &batch, const C
     return keepAll(session, runAll(session, batch, line));
 }
 
-// One line of the shell.
-ExitCode runShellLine(const Options &options, const std::string &line)
+// One line of the shell. The terminal may have another width than at the line before.
+ExitCode runShellLine(const Options &shell, const std::string &line)
 {
     try {
+        Options options = shell;
+        options.foldWidth = givenWidth();
         std::optional<Batch> none;
         CommandLine command;
         command.words = splitLine(line);
@@ -159,7 +161,7 @@ int main(int argc, char **argv)
         options.foldWidth = givenWidth();
         if (!line.words.empty() && printHelp(line.words, options))
             return flushed();
-        if (options.device == "sim")
+        if (options.device == kSimulatedDevice)
             options.state = statePath(line.stateFile, line.isBatch);
         if (!asked)
             return runShell(options, runShellLine);

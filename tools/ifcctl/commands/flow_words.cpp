@@ -21,7 +21,6 @@ namespace
 {
 
 const std::string kEnd = "end";
-const std::string kNext = "/";
 
 struct FlowField {
     const char *item;
@@ -84,8 +83,20 @@ constexpr FlowAction kActions[] = {
     {"set_ipv6_dscp", "dscp_value", "traffic_class", 2},
 };
 
-constexpr const char *kOtherActions[] = {"count",           "of_pop_vlan", "of_push_vlan", "of_set_vlan_vid",
-                                         "of_set_vlan_pcp", "passthru",    "void"};
+struct OtherAction {
+    const char *name;
+    const char *parameter; // "" if there is none
+};
+
+constexpr OtherAction kOtherActions[] = {
+    {"count", "identifier"},
+    {"of_pop_vlan", ""},
+    {"of_push_vlan", "ethertype"},
+    {"of_set_vlan_vid", "vlan_vid"},
+    {"of_set_vlan_pcp", "vlan_pcp"},
+    {"passthru", ""},
+    {"void", ""},
+};
 
 // What an action does to a tag: the values of vo0 and vo1.
 enum TagEdit { kInsert = 1, kRemove = 2, kReplace = 3 };
@@ -105,7 +116,7 @@ public:
     {
         while (!words_.skip(kEnd)) {
             readItem();
-            if (!words_.skip(kNext))
+            if (!words_.skip(kFlowNext))
                 throw usage("pattern", words_.peek(), "'/' after an item, and 'end' after the last one");
         }
         if (version_ != 0 && !isVersionSaid_) // no condition says the version yet
@@ -137,7 +148,7 @@ private:
             throw usage("pattern", name, flowItems() + didYouMean(name, wordsOf(flowItems())));
         beginItem(*item);
         std::vector<Value> values;
-        while (!words_.atEnd() && !words_.nextIs(kNext))
+        while (!words_.atEnd() && !words_.nextIs(kFlowNext))
             readField(name, values);
         for (const Value &value : values)
             addCondition(name, value);
@@ -193,7 +204,7 @@ private:
             throw usage(item, name,
                         known.empty() ? "no fields of this item" : known + didYouMean(name, wordsOf(known)));
         const std::string key = item + ' ' + name;
-        const size_t choice = words_.takeChoice(key, {"is", "spec", "last", "mask", "prefix"});
+        const size_t choice = words_.takeChoice(key, flowValueParts());
         const std::string value = words_.take(key, "a value");
         checkFamily(item, *field, choice, value);
         auto found =
@@ -261,7 +272,7 @@ public:
     {
         while (!words_.skip(kEnd)) {
             readAction();
-            if (!words_.skip(kNext))
+            if (!words_.skip(kFlowNext))
                 throw usage("actions", words_.peek(), "'/' after an action, and 'end' after the last one");
         }
         addTags();
@@ -278,12 +289,14 @@ private:
                 add(action_, action.word, std::to_string(value << action.shift));
                 return;
             }
-        if (std::find(std::begin(kOtherActions), std::end(kOtherActions), name) == std::end(kOtherActions))
+        const auto *other = std::find_if(std::begin(kOtherActions), std::end(kOtherActions),
+                                         [&](const OtherAction &known) { return name == known.name; });
+        if (other == std::end(kOtherActions))
             throw usage("actions", name,
                         flowActions() + (name == "drop" ? "; no action of this chip drops a frame"
                                                         : didYouMean(name, wordsOf(flowActions()))));
-        if (name == "count" && words_.nextIs("identifier"))
-            add(action_, "count", std::to_string(number(name, "identifier")));
+        if (name == "count" && words_.nextIs(other->parameter))
+            add(action_, "count", std::to_string(number(name, other->parameter)));
         if (name == "of_pop_vlan") {
             if (push_)
                 throw usage("actions", name, "of_pop_vlan before of_push_vlan");
@@ -291,11 +304,11 @@ private:
                 throw usage("actions", name, "at most two of them");
         }
         if (name == "of_push_vlan")
-            takePush(name);
+            takePush(name, other->parameter);
         if (name == "of_set_vlan_vid")
-            once(name, vid_, number(name, "vlan_vid"));
+            once(name, vid_, number(name, other->parameter));
         if (name == "of_set_vlan_pcp")
-            once(name, pcp_, number(name, "vlan_pcp"));
+            once(name, pcp_, number(name, other->parameter));
     }
 
     uint64_t number(const std::string &action, const char *parameter)
@@ -308,12 +321,12 @@ private:
         return *value;
     }
 
-    void takePush(const std::string &name)
+    void takePush(const std::string &name, const char *parameter)
     {
-        const uint64_t type = number(name, "ethertype");
+        const uint64_t type = number(name, parameter);
         const unsigned vpm = ifc::vpmOf(static_cast<unsigned>(type), 0);
         if (vpm == ifc::kVpmNone)
-            throw usage(name + " ethertype", formatHex(type), "0x8100 or 0x88a8");
+            throw usage(name + ' ' + parameter, formatHex(type), "0x8100 or 0x88a8");
         once(name, push_, vpm);
     }
 
@@ -405,9 +418,43 @@ std::string flowActions()
     std::string text;
     for (const FlowAction &action : kActions)
         text += (text.empty() ? "" : " ") + std::string(action.name);
-    for (const char *action : kOtherActions)
-        text += std::string(" ") + action;
+    for (const OtherAction &action : kOtherActions)
+        text += std::string(" ") + action.name;
     return text;
+}
+
+Words flowFieldsOf(const std::string &item)
+{
+    Words fields;
+    for (const FlowField &row : kFields)
+        if (item == row.item)
+            fields.emplace_back(row.field);
+    return fields;
+}
+
+const Words &flowValueParts()
+{
+    static const Words parts = {"is", "spec", "last", "mask", "prefix"};
+    return parts;
+}
+
+std::string flowMatchWord(const std::string &item, const std::string &field)
+{
+    for (const FlowField &row : kFields)
+        if (item == row.item && field == row.field)
+            return row.word;
+    return "";
+}
+
+std::string flowParameterOf(const std::string &action)
+{
+    for (const FlowAction &known : kActions)
+        if (action == known.name)
+            return known.parameter;
+    for (const OtherAction &known : kOtherActions)
+        if (action == known.name)
+            return known.parameter;
+    return "";
 }
 
 } // namespace ifcctl

@@ -9,6 +9,9 @@
 namespace ifcctl
 {
 
+// Stands after each item and each action.
+inline const std::string kFlowNext = "/";
+
 // The port's number; there is one chip, so it is 0. Throws Error.
 void takeFlowPort(WordReader &words);
 
@@ -20,5 +23,13 @@ Words ruleWordsOfFlow(WordReader &words);
 // The items and actions that are known, for help and messages.
 std::string flowItems();
 std::string flowActions();
+
+// What may follow an item: its fields, and before a value the words that say which part it is.
+Words flowFieldsOf(const std::string &item);
+const Words &flowValueParts();
+// The word of `rule add` that a field of an item becomes; "" if there is none.
+std::string flowMatchWord(const std::string &item, const std::string &field);
+// The word before an action's number; "" for an action without one.
+std::string flowParameterOf(const std::string &action);
 
 } // namespace ifcctl

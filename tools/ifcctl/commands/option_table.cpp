@@ -83,7 +83,7 @@ const std::vector<Option> &optionTable()
          false, [](Line &line, Text) { line.options.brief = true; }},
         {"-c", "--color", "[=WHEN]", "colour: auto (default), always or never; -c alone: always", false,
          [](Line &line, Text value) {
-             const Words choices = {"auto", "always", "never"};
+             const Words &choices = colourWords();
              const auto found = std::find(choices.begin(), choices.end(), value.empty() ? choices[1] : value);
              if (found == choices.end())
                  throw usage("--color", value, "auto, always or never");
@@ -115,7 +115,7 @@ const std::vector<Option> &optionTable()
          }},
         {"", "--done-after", "N", "the done bit is set at this read of a transfer, 0 to 255; 0: never", true,
          [](Line &line, Text value) { line.options.doneAfter = numberOf("--done-after", value, UINT8_MAX); }},
-        {"", "--debug", "N", "debug level 0 to 3; the rule layer's messages go to standard error", false,
+        {"", "--debug", "0|1|2|3", "debug level; the rule layer's messages go to standard error", false,
          [](Line &line, Text value) { line.options.debug = numberOf("--debug", value, 3); }},
         {"-V", "--version", "", "print the version", false, [](Line &line, Text) { line.version = true; }},
         {"-h", "--help", "", "print options and commands", false, [](Line &line, Text) { line.help = true; }},
@@ -158,7 +158,7 @@ CommandLine readCommandLine(const Words &arguments)
     }
     line.words.assign(arguments.begin() + static_cast<std::ptrdiff_t>(at), arguments.end());
     for (const Option *option : given)
-        if (option->simulationOnly && line.options.device != "sim")
+        if (option->simulationOnly && line.options.device != kSimulatedDevice)
             throw usage(option->longName, line.options.device, "this option only with --device sim");
     return line;
 }

@@ -189,7 +189,7 @@ void makeReport(Session &session, WordReader &words)
     report::Data data{};
     data.title = request.title;
     data.made = timeText();
-    data.device = session.options().device == "sim" ? "simulated chip" : "kernel module";
+    data.device = session.options().device == kSimulatedDevice ? "simulated chip" : "kernel module";
     data.revision = revision;
     data.classifier = classifierOn(session);
     data.ppe = ifcSendToPpe != 0;

@@ -36,11 +36,17 @@ bool utf8Locale()
 
 } // namespace
 
+const Words &colourWords()
+{
+    static const Words words = {"auto", "always", "never"};
+    return words;
+}
+
 bool parseColour(WordReader &words, ColourChoice &choice)
 {
     if (!words.skip("--color"))
         return false;
-    choice = static_cast<ColourChoice>(words.takeChoice("--color", {"auto", "always", "never"}));
+    choice = static_cast<ColourChoice>(words.takeChoice("--color", colourWords()));
     return true;
 }
 

@@ -18,6 +18,9 @@ struct TerminalStyle {
 // auto: colour on a terminal, unless NO_COLOR is set and not empty, or TERM is "dumb".
 enum class ColourChoice { Auto, Always, Never };
 
+// The words for them, in their order.
+const Words &colourWords();
+
 // Reads "--color auto|always|never" if it is the next word. Throws Error.
 bool parseColour(WordReader &words, ColourChoice &choice);
 

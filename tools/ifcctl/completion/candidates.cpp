@@ -4,6 +4,8 @@
 #include "form.h"
 
 #include "tools/ifcctl/commands/command_table.h"
+#include "tools/ifcctl/commands/flow_words.h"
+#include "tools/ifcctl/commands/terminal.h"
 #include "tools/ifcctl/core/match_words.h"
 #include "tools/ifcctl/core/rule_words.h"
 #include "tools/ifcctl/core/values.h"
@@ -38,6 +40,12 @@ void addMatchKeys(Candidates &found, const Words &words)
     }
 }
 
+void addValuesOf(Candidates &found, const MatchWord &key)
+{
+    found.add(wordsOf(namesOfValues(key)));
+    found.say(acceptedValues(key));
+}
+
 // The values of the key that these words end with; a comparison may stand after it.
 void addMatchValues(Candidates &found, const Words &words)
 {
@@ -45,9 +53,8 @@ void addMatchValues(Candidates &found, const Words &words)
     const auto key = findMatchWord(words[words.size() - back]);
     if (!key)
         return;
-    found.add(wordsOf(namesOfValues(*key)));
+    addValuesOf(found, *key);
     found.add(kAnyWord);
-    found.say(acceptedValues(*key));
 }
 
 // A flag needs no value, so another word may follow it.
@@ -81,6 +88,24 @@ void addActionValues(Candidates &found, const std::string &word)
     }
 }
 
+// The item whose fields these words end with.
+std::string flowItemOf(const Words &words)
+{
+    for (size_t n = words.size(); n-- > 1;)
+        if (words[n - 1] == kFlowNext || words[n - 1] == "pattern")
+            return words[n];
+    return "";
+}
+
+void addFlowValues(Candidates &found, const Words &words)
+{
+    const std::string &part = words.back();
+    if (const auto key = findMatchWord(flowMatchWord(flowItemOf(words), words[words.size() - 2])))
+        if (part == "is" || part == "spec" || part == "last")
+            addValuesOf(found, *key);
+    found.say(part == "prefix" ? "the length of a prefix" : "the bits of a mask");
+}
+
 void addOperations(Candidates &found)
 {
     for (const ifc::cmd::Operation &operation : ifc::cmd::kOperations)
@@ -99,9 +124,11 @@ void addForPlaceholder(Candidates &found, const std::string &placeholder, const 
     else if (placeholder == "OPERATION")
         addOperations(found);
     else if (placeholder == "DEVICE")
-        found.add(Words{"sim", "debugfs"});
+        found.add(Words{kSimulatedDevice, kModuleDevice});
     else if (placeholder == "WHEN")
-        found.add(Words{"auto", "always", "never"});
+        found.add(colourWords());
+    else if (placeholder == "PORT")
+        found.add("0"); // there is one chip
     if (object.empty())
         return; // an option explains its argument itself
     for (const NamedHelp &row : placeholders())
@@ -119,8 +146,15 @@ bool holds(const Words &words, const std::string &word)
 void Candidates::add(const std::string &word)
 {
     const bool unasked = word[0] == '-' && partial_.empty();
-    if (begins(word, partial_) && !unasked && !holds(found_.words, word))
-        found_.words.push_back(word);
+    Words &words = unasked ? unasked_ : found_.words;
+    if (begins(word, partial_) && !holds(words, word))
+        words.push_back(word);
+}
+
+void Candidates::addUnasked()
+{
+    if (found_.words.empty() && !found_.files)
+        found_.words.swap(unasked_);
 }
 
 void Candidates::add(const Words &words)
@@ -139,11 +173,13 @@ void addFromForm(Candidates &found, const std::string &form, const Words &words,
                  const RuleNumbers &numbers)
 {
     using Kind = Place::Kind;
-    for (const Place &place : Form(form).placesAfter(words)) {
+    const Form read(form);
+    for (const Place &place : read.placesAfter(words)) {
         switch (place.kind) {
         case Kind::Literal:
-            // Parts in any order: each once. `any` alone excludes conditions.
-            if (!holds(words, place.name) && !(place.name == kAnyWord && holdsKey(words)))
+            // `any` alone excludes conditions.
+            if (!((place.once || place.name == kAnyWord) && holds(words, place.name)) &&
+                !(place.name == kAnyWord && holdsKey(words)))
                 found.add(place.name);
             break;
         case Kind::MatchKey:
@@ -162,11 +198,35 @@ void addFromForm(Candidates &found, const std::string &form, const Words &words,
         case Kind::ActionValue:
             addActionValues(found, words.back());
             break;
+        case Kind::FlowItem:
+            found.add(wordsOf(flowItems()));
+            break;
+        case Kind::FlowField:
+            found.add(flowFieldsOf(flowItemOf(words)));
+            break;
+        case Kind::FlowPart:
+            found.add(flowValueParts());
+            break;
+        case Kind::FlowValue:
+            addFlowValues(found, words);
+            break;
+        case Kind::FlowAction:
+            found.add(wordsOf(flowActions()));
+            break;
+        case Kind::FlowParameter:
+            if (const std::string parameter = flowParameterOf(words.back()); !parameter.empty())
+                found.add(parameter);
+            break;
+        case Kind::FlowNumber:
+            found.say("a number");
+            break;
         case Kind::Free:
             addForPlaceholder(found, place.name, object, numbers);
             break;
         }
     }
+    if (!read.mayEndAfter(words))
+        found.addUnasked();
 }
 
 } // namespace ifcctl

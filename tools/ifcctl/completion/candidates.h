@@ -23,10 +23,12 @@ public:
     explicit Candidates(std::string partial) : partial_(std::move(partial)) {}
 
     // Adds the word if it begins with the partial one and is new. A word that begins with a dash is offered
-    // once its dash is written, because it is rarely meant.
+    // once its dash is written, because it is rarely meant, or by addUnasked().
     void add(const std::string &word);
     void add(const Words &words);
     void addFiles() { found_.files = true; }
+    // Offers the words with a dash too, if nothing else fits.
+    void addUnasked();
     // The first hint stays.
     void say(const std::string &hint);
 
@@ -37,6 +39,7 @@ public:
 private:
     std::string partial_;
     Completion found_;
+    Words unasked_;
 };
 
 // Adds what may stand in the form after these words of it. `object` is that of the command, "" for an option.

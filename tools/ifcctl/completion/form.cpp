@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 #include "form.h"
 
+#include "tools/ifcctl/commands/flow_words.h"
 #include "tools/ifcctl/core/match_words.h"
 #include "tools/ifcctl/core/rule_words.h"
 
@@ -37,8 +38,18 @@ unsigned fit(const Place &place, const std::string &word)
         return compareOf(word) ? 2 : 0;
     case Kind::ActionWord:
         return isActionWord(word) ? 2 : 0;
+    case Kind::FlowPart:
+        return std::find(flowValueParts().begin(), flowValueParts().end(), word) != flowValueParts().end()
+                   ? 2
+                   : 0;
     case Kind::MatchValue:
     case Kind::ActionValue:
+    case Kind::FlowItem:
+    case Kind::FlowField:
+    case Kind::FlowValue:
+    case Kind::FlowAction:
+    case Kind::FlowParameter:
+    case Kind::FlowNumber:
         return 1;
     case Kind::Free:
         break;
@@ -64,7 +75,8 @@ public:
         words_ = splitLine(apart);
     }
 
-    void read() { (void)readChoice(newNode()); }
+    // The node at which the form ends.
+    size_t read() { return readChoice(newNode()); }
 
 private:
     size_t newNode()
@@ -75,7 +87,7 @@ private:
     void join(size_t from, size_t to) { edges_[from].push_back({to, true, {}}); }
     void accept(size_t from, size_t to, Place::Kind kind, const std::string &name = "")
     {
-        edges_[from].push_back({to, false, {kind, name}});
+        edges_[from].push_back({to, false, {kind, name, depth_ > 0}});
     }
     bool ends() const { return at_ == words_.size() || words_[at_] == "]"; }
 
@@ -109,7 +121,9 @@ private:
         std::vector<size_t> ends;
         for (; at_ < words_.size() && words_[at_] == "["; ++count) {
             ++at_;
+            ++depth_;
             ends.push_back(readChoice(begin));
+            --depth_;
             ++at_; // ]
         }
         for (const size_t part : ends)
@@ -154,6 +168,24 @@ private:
             accept(from, word, Kind::ActionWord);
             accept(word, to, Kind::ActionValue);
             join(word, to); // a flag
+        } else if (name == "ITEM") {
+            const size_t item = newNode();
+            const size_t field = newNode();
+            const size_t part = newNode();
+            accept(from, item, Kind::FlowItem);
+            accept(item, field, Kind::FlowField);
+            accept(field, part, Kind::FlowPart);
+            accept(part, item, Kind::FlowValue);
+            accept(item, from, Kind::Literal, kFlowNext);
+            join(item, to);
+        } else if (name == "ACTION") {
+            const size_t action = newNode();
+            const size_t parameter = newNode();
+            accept(from, action, Kind::FlowAction);
+            accept(action, parameter, Kind::FlowParameter);
+            accept(parameter, action, Kind::FlowNumber);
+            accept(action, from, Kind::Literal, kFlowNext);
+            join(action, to);
         } else {
             accept(from, to, isPlaceholder(name) ? Kind::Free : Kind::Literal, name);
         }
@@ -162,11 +194,12 @@ private:
     std::vector<std::vector<Form::Edge>> &edges_;
     Words words_;
     size_t at_ = 0;
+    unsigned depth_ = 0; // of brackets
 };
 
 Form::Form(const std::string &arguments)
 {
-    FormReader(arguments, edges_).read();
+    end_ = FormReader(arguments, edges_).read();
 }
 
 Form::Nodes Form::reachedFrom(Nodes nodes) const
@@ -197,13 +230,24 @@ Form::Nodes Form::after(const Nodes &nodes, const std::string &word) const
     return reachedFrom(next);
 }
 
-std::vector<Place> Form::placesAfter(const Words &words) const
+Form::Nodes Form::afterAll(const Words &words) const
 {
     Nodes nodes = reachedFrom({0});
     for (const std::string &word : words)
         nodes = after(nodes, word);
+    return nodes;
+}
+
+bool Form::mayEndAfter(const Words &words) const
+{
+    const Nodes nodes = afterAll(words);
+    return std::find(nodes.begin(), nodes.end(), end_) != nodes.end();
+}
+
+std::vector<Place> Form::placesAfter(const Words &words) const
+{
     std::vector<Place> places;
-    for (const size_t node : nodes)
+    for (const size_t node : afterAll(words))
         for (const Edge &edge : edges_[node])
             if (!edge.empty)
                 places.push_back(edge.place);

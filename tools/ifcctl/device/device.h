@@ -19,6 +19,9 @@
 namespace ifcctl
 {
 
+inline const std::string kSimulatedDevice = "sim";
+inline const std::string kModuleDevice = "debugfs"; // a folder may stand after a colon
+
 struct Options {
     bool json = false;
     bool pretty = false;     // JSON with line ends
@@ -40,7 +43,7 @@ struct Options {
     std::string state;        // sim: the file that keeps the chip; "": a fresh chip, kept nowhere
     // sim without a file: the bytes of the chip between sessions, empty for a fresh one. nullptr: not kept.
     std::shared_ptr<std::string> memory;
-    std::string device = "sim"; // or "debugfs[:FOLDER]"
+    std::string device = kSimulatedDevice;
 };
 
 struct Reply {

@@ -188,7 +188,7 @@ std::optional<std::string> moduleFolder(const std::string &device)
 {
     const std::string kind = device.substr(0, device.find(':'));
     const std::string rest = device.substr(kind.size());
-    if (kind != "debugfs" || rest == ":")
+    if (kind != kModuleDevice || rest == ":")
         return std::nullopt;
     return rest.empty() ? "/sys/kernel/debug/ifc" : rest.substr(1);
 }
@@ -203,7 +203,7 @@ std::unique_ptr<Device> openDevice(const Options &options)
         module.reset();
         return openSimulation(options, chip);
     }
-    if (options.device == "sim")
+    if (options.device == kSimulatedDevice)
         return openSimulation(options);
     throw usage("--device", options.device, "sim, debugfs or debugfs:FOLDER");
 }

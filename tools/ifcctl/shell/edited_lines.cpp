@@ -117,7 +117,7 @@ private:
         return CC_NEWLINE;
     }
 
-    // libedit restores the terminal before the program stops. When it goes on, the line is empty.
+    // libedit restores the terminal before the program stops. When it goes on, the line is drawn again.
     static unsigned char stopOf(EditLine * /*editor*/, int /*key*/)
     {
         (void)::raise(SIGTSTP);

@@ -34,7 +34,7 @@ public:
         : options_(std::move(options)), run_(run), history_(HistoryFile::defaultPath()),
           editor_(openLineEditor([this](const std::string &line) { return complete(line); }))
     {
-        if (options_.device == "sim" && options_.state.empty())
+        if (options_.device == kSimulatedDevice && options_.state.empty())
             options_.memory = std::make_shared<std::string>();
     }
 
@@ -62,7 +62,7 @@ private:
     void greet() const
     {
         std::string where = "device " + options_.device;
-        if (options_.device == "sim")
+        if (options_.device == kSimulatedDevice)
             where = options_.state.empty() ? "a simulated chip until the end" : "chip in " + options_.state;
         (void)std::printf("ifcctl: %s. 'help' lists the commands, 'quit' ends.\n", printable(where).c_str());
     }
