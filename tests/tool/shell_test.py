@@ -317,6 +317,16 @@ class Editing(Shell):
         shell.send("\n")
         shell.close()
 
+    @unittest.skipUnless(EDITS, "no libedit")
+    def test_keys_of_the_terminal(self):
+        shell = self.start("--state", "none")
+        control_left, control_right, page_up, insert = "\x1b[1;5D", "\x1b[1;5C", "\x1b[5~", "\x1b[2~"
+        shell.send("add dst_port 53" + control_left * 3 + "rule " + control_right * 3 + "4\n")
+        self.assertIn("rule 8: LUT1 entry 0", shell.expect("\n" + PROMPT))
+        self.assertIn("rule add dst_port 534 ", self.line(shell, "rule show"))
+        shell.send(page_up + insert + "\n")
+        self.assertIn("rule add dst_port 534 ", shell.expect("\n" + PROMPT))
+
     def test_history_file(self):
         shell = self.start()
         for line in ("rule add dst_port 53", "rule show", "rule show", "  ", "# note"):
