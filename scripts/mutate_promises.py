@@ -6,7 +6,7 @@ import subprocess
 import sys
 
 from mutate_bench import Bench
-from mutate_build import LAYER, Build
+from mutate_build import LAYER, TESTS, Build
 from mutate_faults import TREE, faults_of
 
 FUNCTION = re.compile(r"^\w[^\n;={}]*?\b(\w+)\((?:[^;{}]*)\)[^;{}]*\n\{\n.*?^\}", re.M | re.S)
@@ -43,7 +43,7 @@ def check(operations, sample, seed):
     for operation in operations:
         if operation not in rows or operation not in known:
             sys.exit(f"mutate: '{operation}' is not an operation with its own section in docs/behaviour.md")
-    build = Build([LAYER])
+    build = Build(TESTS["ifc/ifc_util"])
     bench = Bench(build, "p")
     here = {name for _, name in build.file_of}
     unseen = []
