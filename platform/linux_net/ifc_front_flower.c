@@ -471,6 +471,10 @@ int ifc_front_decode_flower(struct ifc_front_port *port, struct flow_cls_offload
     result = decode_pppoe(flow, rule, why);
     if (result)
         return result;
+#else
+    /* Before, software looks at the packet in the session, and the filter does not match sessions of IP. */
+    if (rule->type == ETH_P_PPP_SES)
+        return ifc_front_refuse(why, -EOPNOTSUPP, "protocol ppp_ses: needs a kernel with the key pppoe_sid");
 #endif
     result = decode_ip(flow, rule, why);
     if (!result)
