@@ -4,8 +4,9 @@
 # program the classifier there: the kernel's own tests, unmodified, and ours. Or opens a shell in that machine.
 # Usage: kernel-net-test.sh [KERNEL] [shell | PARTS]
 #   KERNEL  5.10, 6.1 or 6.12 of Debian's packages (6.1 unless named), or debug: 6.1 built here with all debug checks
-#   PARTS   of tests/kernel/net/ to run, all unless named
-# IFC_NET_SEED, IFC_NET_CHANGES: of the random filters; IFC_NET_LIMIT: seconds after which the machine is stopped
+#   PARTS   of tests/kernel/net/ to run: device, judges, ours and silent unless named; more
+# IFC_NET_SEED, IFC_NET_CHANGES: of the random filters. IFC_NET_FRAMES: random frames for each filter of the table
+# (100000 takes an hour). IFC_NET_LIMIT: seconds after which the machine is stopped
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
@@ -22,17 +23,23 @@ debug)
 esac
 limit=${IFC_NET_LIMIT:-$limit}
 parts=${*:-"device judges ours silent"}
+for part in $parts; do
+    case $part in
+    device | judges | ours | silent | more | shell) ;;
+    *) echo "kernel-net-test: '$part': accepted: device, judges, ours, silent, more, shell" >&2; exit 2 ;;
+    esac
+done
 build=$root/build/kernel-net-test/$kernel
 mkdir -p "$build"
 start=$SECONDS
 step() { printf '%4d s  %s\n' $((SECONDS - start)) "$*"; }
 
 step "target: kernel, headers, programs, the kernel's tests"
-target=$(scripts/kernel-fetch.sh "$packages" 2>"$build/fetch.log") &&
-    net=$(scripts/kernel-net-fetch.sh "$packages" 2>>"$build/fetch.log") || {
+if ! { target=$(scripts/kernel-fetch.sh "$packages" 2>"$build/fetch.log") &&
+    net=$(scripts/kernel-net-fetch.sh "$packages" 2>>"$build/fetch.log"); }; then
     tail -20 "$build/fetch.log"
     exit 1
-}
+fi
 headers=$target/headers image=$target/vmlinuz
 release=$(cat "$target/complete")
 if [ "$kernel" = debug ]; then
@@ -102,42 +109,57 @@ rm -rf "$fs/ours"
 mkdir "$fs/ours"
 cp tests/kernel/net/* tests/kernel/check.sh tests/kernel/faults examples/*.pcap "$fs/ours/"
 cp "$module"/ifc*.ko "$fs/ours/"
-for source in tests/kernel/net/*.c; do
-    [[ $source == */ifc_* ]] || arm-linux-gnueabihf-gcc -O2 -Wall -Wextra -static -o "$fs/ours/$(basename "$source" .c)" "$source"
-done
-echo "$parts" >"$fs/ours/parts"
-echo "SEED=${IFC_NET_SEED:-1} CHANGES=${IFC_NET_CHANGES:-10000}" >"$fs/ours/settings"
+arm-linux-gnueabihf-gcc -O2 -Wall -Wextra -static -o "$fs/ours/churn" tests/kernel/net/churn*.c
+echo "SEED=${IFC_NET_SEED:-1} CHANGES=${IFC_NET_CHANGES:-10000} FRAMES=${IFC_NET_FRAMES:-200}" >"$fs/ours/settings"
 cp tests/kernel/net/init "$fs/init"
 chmod +x "$fs/init"
 (cd "$fs" && find . | cpio -o -H newc -R 0:0 2>/dev/null | gzip -1) >"$build/initrd.gz"
 
-machine=(qemu-system-arm -M virt -cpu cortex-a15 -smp 2 -m $memory -nographic -no-reboot -nic none
+machine=(qemu-system-arm -M virt -cpu cortex-a15 -smp 2 -m "$memory" -nographic -no-reboot -nic none
     -kernel "$image" -initrd "$build/initrd.gz")
 line="console=ttyAMA0 rdinit=/init panic=-1 quiet loglevel=1 log_buf_len=4M kasan_multi_shot"
 if [ "$parts" = shell ]; then
     step "booting; leave by: poweroff -f"
-    exec "${machine[@]}" -append "$line"
+    exec "${machine[@]}" -append "$line parts=shell"
 fi
+# The kernel's own tests mostly wait, so they have machines of their own beside that of the other parts.
+machines=()
+others=
+for part in $parts; do
+    case $part in
+    judges | more) machines+=("$part") ;;
+    *) others="$others${others:+ }$part" ;;
+    esac
+done
+[ -z "$others" ] || machines+=("$others")
 step "booting, $(stat -c %s "$build/initrd.gz") bytes packed"
-timeout -k 10 $limit "${machine[@]}" -append "$line" </dev/null >"$build/console.log" 2>&1 || true
-tr -d '\r' <"$build/console.log" >"$build/console.txt"
-step "the machine has stopped"
+for n in "${!machines[@]}"; do
+    # The kernel passes parts= to its first program.
+    timeout -k 10 "$limit" "${machine[@]}" -append "$line parts=${machines[n]// /,}" </dev/null >"$build/console$n.log" 2>&1 &
+done
+wait
+step "the machines have stopped"
 
-grep -aE '^(PASS|FAIL|NOTE|SKIP) ' "$build/console.txt" || true
-ran=$(grep -acE '^(PASS|FAIL) ' "$build/console.txt" || true)
-grep -aq "^END OF CHECKS $ran\$" "$build/console.txt" || {
-    fail "the machine did not reach the end of its checks"
-    tail -20 "$build/console.txt"
-}
-! grep -aq '^FAIL ' "$build/console.txt" || status=1
-if sed -n '/^BEGIN REPORTS$/,/^END REPORTS$/p' "$build/console.txt" | sed '1d;$d' | grep -a .; then
-    fail "the kernel reported a fault"
-fi
-if grep -aE -f tests/kernel/faults "$build/console.txt"; then
-    fail "the kernel reported a fault on its console"
-fi
-passed=$(grep -ac '^PASS ' "$build/console.txt" || true)
-failed=$(grep -ac '^FAIL ' "$build/console.txt" || true)
+passed=0 failed=0
+for n in "${!machines[@]}"; do
+    console=$build/console$n.txt
+    tr -d '\r' <"$build/console$n.log" >"$console"
+    grep -aE '^(PASS|FAIL|NOTE|SKIP) ' "$console" || true
+    ran=$(grep -acE '^(PASS|FAIL) ' "$console" || true)
+    grep -aq "^END OF CHECKS $ran\$" "$console" || {
+        fail "${machines[n]}: the machine did not reach the end of its checks"
+        tail -20 "$console"
+    }
+    ! grep -aq '^FAIL ' "$console" || status=1
+    if sed -n '/^BEGIN REPORTS$/,/^END REPORTS$/p' "$console" | sed '1d;$d' | grep -a .; then
+        fail "the kernel reported a fault"
+    fi
+    if grep -aE -f tests/kernel/faults "$console"; then
+        fail "the kernel reported a fault on its console"
+    fi
+    passed=$((passed + $(grep -ac '^PASS ' "$console" || true)))
+    failed=$((failed + $(grep -ac '^FAIL ' "$console" || true)))
+done
 [ $status -eq 0 ] || [ "$failed" -ne 0 ] || failed=1
 step "the end"
 echo "$passed passed, $failed failed"

@@ -74,6 +74,10 @@ static inline bool ifc_compat_stats_possible(const struct flow_action *action, s
 #if LINUX_VERSION_CODE >= KERNEL_VERSION(5, 7, 0)
 #define IFC_COMPAT_ACTION_PRIORITY 1
 #endif
+/* 6.3: FLOW_ACTION_RX_QUEUE_MAPPING. */
+#if LINUX_VERSION_CODE >= KERNEL_VERSION(6, 3, 0)
+#define IFC_COMPAT_ACTION_RX_QUEUE 1
+#endif
 /* 5.19: the key num_of_vlans. */
 #if LINUX_VERSION_CODE >= KERNEL_VERSION(5, 19, 0)
 #define IFC_COMPAT_KEY_NUM_OF_VLANS 1
@@ -121,10 +125,6 @@ static inline const char *ifc_compat_action_name(unsigned int action)
         return "vlan push_eth";
     case FLOW_ACTION_VLAN_POP_ETH:
         return "vlan pop_eth";
-#endif
-#if LINUX_VERSION_CODE >= KERNEL_VERSION(6, 3, 0)
-    case FLOW_ACTION_RX_QUEUE_MAPPING:
-        return "skbedit queue_mapping";
 #endif
     default:
         return NULL;

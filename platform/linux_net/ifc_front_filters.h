@@ -5,7 +5,6 @@
 
 #include "ifc_front_rule.h"
 
-#define IFC_FRONT_VARIANTS     2u
 #define IFC_FRONT_PACKETS_MASK 0x00FFFFFFFFFFFFFFull /* of a counter */
 
 enum ifc_front_kind { IFC_FRONT_TC, IFC_FRONT_ETHTOOL };

@@ -247,6 +247,10 @@ static int decode_ports(const struct flow_rule *flow, struct ifc_front_rule *rul
     const struct flow_dissector_key_ports *mask;
     struct flow_match_tcp tcp;
     struct flow_match_icmp icmp;
+    unsigned int n;
+    unsigned int first = rule->count;
+    bool unfragmented = rule->first_only;
+    bool zeros = true; /* a header of zeros matches */
     bool has_transport = asks(flow, FLOW_DISSECTOR_KEY_PORTS) || asks(flow, FLOW_DISSECTOR_KEY_PORTS_RANGE) ||
                          asks(flow, FLOW_DISSECTOR_KEY_TCP) || asks(flow, FLOW_DISSECTOR_KEY_ICMP);
 
@@ -257,6 +261,7 @@ static int decode_ports(const struct flow_rule *flow, struct ifc_front_rule *rul
     ifc_front_want_unfragmented(rule);
     if (asks(flow, FLOW_DISSECTOR_KEY_PORTS)) {
         flow_rule_match_ports(flow, &ports);
+        zeros &= !(ports.key->src & ports.mask->src) && !(ports.key->dst & ports.mask->dst);
         ifc_front_want(rule, SPORT, ntohs(ports.mask->src), ntohs(ports.key->src));
         ifc_front_want(rule, DPORT, ntohs(ports.mask->dst), ntohs(ports.key->dst));
     }
@@ -266,6 +271,7 @@ static int decode_ports(const struct flow_rule *flow, struct ifc_front_rule *rul
             skb_flow_dissector_target(flow->match.dissector, FLOW_DISSECTOR_KEY_PORTS_RANGE, flow->match.key);
         mask = skb_flow_dissector_target(flow->match.dissector, FLOW_DISSECTOR_KEY_PORTS_RANGE,
                                          flow->match.mask);
+        zeros &= !(mask[0].src && key[0].src) && !(mask[0].dst && key[0].dst);
         if (mask[0].src)
             ifc_front_want_range(rule, SPORT, ntohs(key[0].src), ntohs(key[1].src));
         if (mask[0].dst)
@@ -275,6 +281,7 @@ static int decode_ports(const struct flow_rule *flow, struct ifc_front_rule *rul
         flow_rule_match_tcp(flow, &tcp);
         if (ntohs(tcp.mask->flags) & ~0x0FFF)
             return ifc_front_refuse(why, -EOPNOTSUPP, "tcp_flags: accepted: twelve bits");
+        zeros &= !(tcp.key->flags & tcp.mask->flags);
         /* Software reads only complete headers of valid length. */
         ifc_front_want_word_there(rule, IFC_FRONT_TRANSPORT, sizeof(struct tcphdr) - 2);
         ifc_front_want_word(rule, IFC_FRONT_TRANSPORT, 12, IFC_COMPARE_AT_LEAST, 0xF000, 0x5000);
@@ -283,10 +290,15 @@ static int decode_ports(const struct flow_rule *flow, struct ifc_front_rule *rul
     }
     if (asks(flow, FLOW_DISSECTOR_KEY_ICMP)) {
         flow_rule_match_icmp(flow, &icmp);
+        zeros &= !(icmp.key->type & icmp.mask->type) && !(icmp.key->code & icmp.mask->code);
         ifc_front_want_word_there(rule, IFC_FRONT_TRANSPORT, sizeof(struct icmphdr) - 2);
         ifc_front_want_word(rule, IFC_FRONT_TRANSPORT, 0, IFC_COMPARE_EQUAL,
                             icmp.mask->type << 8 | icmp.mask->code, icmp.key->type << 8 | icmp.key->code);
     }
+    for (n = first; n < rule->count; n++)
+        rule->condition[n].transport = true;
+    /* In a fragment software takes the fields as 0. */
+    rule->fragments = zeros && !unfragmented;
     return 0;
 }
 
@@ -376,8 +388,8 @@ static int decode_mpls(const struct flow_rule *flow, struct ifc_front_rule *rule
     mask = label << 12 | tc << 9 | bos << 8 | ttl;
     ifc_compat_mpls_first(&mpls, true, &label, &tc, &bos, &ttl);
     key = label << 12 | tc << 9 | bos << 8 | ttl;
-    ifc_front_want_word(rule, IFC_FRONT_NETWORK, 0, IFC_COMPARE_EQUAL, mask >> 16, key >> 16);
-    ifc_front_want_word(rule, IFC_FRONT_NETWORK, 2, IFC_COMPARE_EQUAL, mask, key);
+    ifc_front_want_word(rule, IFC_FRONT_NETWORK, 0, IFC_COMPARE_EQUAL, (u16)(mask >> 16), (u16)(key >> 16));
+    ifc_front_want_word(rule, IFC_FRONT_NETWORK, 2, IFC_COMPARE_EQUAL, (u16)mask, (u16)key);
     return 0;
 }
 
@@ -459,6 +471,10 @@ int ifc_front_decode_flower(struct ifc_front_port *port, struct flow_cls_offload
     result = decode_pppoe(flow, rule, why);
     if (result)
         return result;
+#else
+    /* Before, software looks at the packet in the session, and the filter does not match sessions of IP. */
+    if (rule->type == ETH_P_PPP_SES)
+        return ifc_front_refuse(why, -EOPNOTSUPP, "protocol ppp_ses: needs a kernel with the key pppoe_sid");
 #endif
     result = decode_ip(flow, rule, why);
     if (!result)

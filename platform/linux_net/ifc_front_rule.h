@@ -19,6 +19,7 @@ struct ifc_front_condition {
     u8 compare; /* enum ifc_compare */
     u8 base;    /* enum ifc_front_base, of a word */
     u8 offset;
+    bool transport; /* on the transport header, which software does not read in a fragment */
     u16 key_last;
     u64 mask, key;
 };
@@ -59,6 +60,7 @@ struct ifc_front_rule {
     u8 least_tags;   /* every matching frame has at least so many, whatever `tags` says */
     u8 version;      /* of IP: 4, 6, or 0 if it is not known */
     bool first_only; /* the condition "no fragment" is already there */
+    bool fragments;  /* fragments match too, whatever the transport header: needs one more rule */
     struct ifc_front_action action;
 };
 
@@ -97,7 +99,11 @@ void ifc_front_want_tpid(struct ifc_front_rule *rule, unsigned int field, u16 tp
 /* The packet is not fragmented. */
 void ifc_front_want_unfragmented(struct ifc_front_rule *rule);
 
-/* How many rules of the classifier it needs: 0 to 2. */
+/* The packet is a fragment. */
+void ifc_front_want_fragment(struct ifc_front_rule *rule);
+
+/* How many rules of the classifier it needs: 0 to IFC_FRONT_VARIANTS. */
+#define IFC_FRONT_VARIANTS 4u
 unsigned int ifc_front_variants(const struct ifc_front_rule *rule);
 
 /* The user-defined words that rules compare, and how many rules use each. */

@@ -5,7 +5,8 @@ check "ifc.ko loads" insmod ifc.ko
 check "ports=0 is refused" sh -c "! insmod ifc_net.ko ports=0 2>/dev/null && dmesg | tail -1 | grep -q 'ports 0: accepted: 1 to 4'"
 check "ports=5 is refused" sh -c "! insmod ifc_net.ko ports=5 2>/dev/null"
 check "ifc_net.ko loads" insmod ifc_net.ko ports=4
-check "eight netdevs" [ "$(ls -d /sys/class/net/ifc* | wc -l)" = 8 ]
+netdevs=(/sys/class/net/ifc*)
+check "eight netdevs" [ ${#netdevs[@]} = 8 ]
 check "driver information" [ "$(ethtool -i ifc0 | sed -n 's/^driver: //p')" = ifc_net ]
 check "which port" [ "$(ethtool -i ifc3w | sed -n 's/^bus-info: //p')" = ifc:wire3 ]
 
@@ -70,8 +71,7 @@ frames ifc0w 5 sp=1,dp=5005
 check "software filters see what the host gets" \
     [ "$(tc -j -s filter show dev ifc0 ingress pref 1 | jq '.[] | select(.options.actions) | .options.actions[0].stats.packets')" = 5 ]
 tc qdisc del dev ifc0 clsact
-timeout 5 tcpdump -Z root -c 1 -nevi ifc2w udp or vlan >/tmp/seen 2>/dev/null &
-sleep 1
+listen ifc2w -v udp or vlan
 frames ifc0w 2 sp=1,dp=5006
 wait $!
 check "a tag is inserted" grep -q 'vlan 85, p 1' /tmp/seen

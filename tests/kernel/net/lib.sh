@@ -17,6 +17,11 @@ frames() { # FROM COUNT ARGUMENTS...: UDP frames
     shift 2
     mausezahn "$from" -q -c "$much" -p 64 -a own -b 02:00:00:00:00:99 -A 192.0.2.1 -B 192.0.2.2 -t udp "$@" >/dev/null 2>&1
 }
+# Starts tcpdump, which prints the first frame to /tmp/seen, and waits until it listens.
+listen() { # DEVICE ARGUMENTS...
+    timeout 30 tcpdump -Z root -c 1 -nei "$@" >/tmp/seen 2>/tmp/listening &
+    while kill -0 $! && ! grep -q 'listening on' /tmp/listening; do sleep 0.1; done
+}
 valid() { grep -c 'valid:1' $dir/rules; }
 owner() { sed -n 's/^the tables belong to //p' $dir/status; }
 empty() { [ "$(valid)" = 0 ] && ! grep -v 'enable:0,' $dir/actions | grep -q 'Action: enable' && [ -z "$(owner)" ]; }

@@ -1,7 +1,7 @@
 #!/bin/bash
 # SPDX-License-Identifier: MIT OR GPL-2.0
-# The parts that were asked for, or a shell.
-if [ "$(cat parts)" = shell ]; then
+# The parts that were asked for, or a shell: parts=NAME,NAME on the command line of the kernel.
+if [ "$parts" = shell ]; then
     insmod ifc.ko
     [ ! -e ifc_front.ko ] || insmod ifc_front.ko
     insmod ifc_net.ko ports=2
@@ -12,8 +12,10 @@ if [ "$(cat parts)" = shell ]; then
 fi
 . ./lib.sh
 . ./settings
-for part in $(cat parts); do
-    [ ! -e "$part.sh" ] || . "./$part.sh"
+for part in ${parts//,/ }; do
+    begun=$SECONDS
+    . "./$part.sh"
+    echo "NOTE part $part took $((SECONDS - begun)) s"
 done
 echo "END OF CHECKS $checks"
 echo "BEGIN REPORTS"

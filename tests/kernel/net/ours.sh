@@ -3,7 +3,7 @@
 start
 
 # Every line of the table.
-wrong=0 tried=0
+wrong=0 tried=0 unknown=0
 while IFS='|' read -r what words verdict; do
     case $what in '#'* | '') continue ;; esac
     tried=$((tried + 1))
@@ -12,6 +12,11 @@ while IFS='|' read -r what words verdict; do
     add pref 1 $words
     result=$?
     message=$(grep '^Error: ' /tmp/error)
+    # With other versions tc or its core refuses some of them before a driver sees them.
+    if [ $result != 0 ] && [[ $message != "Error: ifc_front:"* && $(uname -r) != 6.1.* ]]; then
+        unknown=$((unknown + 1))
+        continue
+    fi
     case $verdict in
     accepted) good=$([ $result = 0 ] && [ "$(valid)" != 0 ] && echo yes) ;;
     *) good=$([ $result != 0 ] && [[ $message == "Error: ifc_front: ${verdict#refused: }"* ]] && empty && echo yes) ;;
@@ -23,7 +28,8 @@ while IFS='|' read -r what words verdict; do
     tc filter del dev ifc0 ingress 2>/dev/null
     empty || { wrong=$((wrong + 1)); echo "NOTE $what: something is left: $(valid) entries, owner '$(owner)'"; }
 done <filters.txt
-check "$tried lines of the table" [ $wrong = 0 ]
+[ $unknown = 0 ] || echo "NOTE $unknown lines of the table are refused by tc itself"
+check "$((tried - unknown)) lines of the table" [ $wrong = 0 ]
 
 # Owners.
 add pref 5 protocol ip flower skip_sw dst_ip 192.0.2.9 action drop
@@ -102,12 +108,28 @@ tc qdisc del dev ifc0 clsact
 check "its filters go with it" empty
 tc qdisc add dev ifc0 clsact
 
+# The host's receive queue, as the trailer of ifc_host_test.ko has it.
+host_queue() {
+    listen ifc1w -xx udp
+    frames ifc0w 1 sp=1,dp=80
+    wait $!
+    echo $((0x$(sed -n 's/^\t0x[0-9a-f]*: *//p' /tmp/seen | tr -d ' \n' | tail -c 8)))
+}
+insmod ifc_host_test.ko from=ifc0 to=ifc1w
+if awk -F '[.-]' '{ exit !($1 > 6 || $1 == 6 && $2 >= 3) }' /proc/sys/kernel/osrelease; then
+    add pref 1 protocol ip flower skip_sw ip_proto udp action skbedit queue_mapping 3
+    check "skbedit queue_mapping" [ "$(host_queue)" = 3 ]
+    add pref 2 protocol ip flower skip_sw action skbedit queue_mapping 8
+    check "skbedit queue_mapping 8 is refused" grep -q 'skbedit queue_mapping 8: accepted: below 8' /tmp/error
+    tc filter del dev ifc0 ingress
+fi
+
 # Room.
 memory() { awk '/^Slab:|^VmallocUsed:/ { sum += $2 } END { print sum }' /proc/meminfo; }
 n=0
 while [ $n -lt 60 ] && add pref $((n + 101)) protocol ip flower skip_sw ip_proto udp src_port $((n + 1)) dst_ip 192.0.2.$n action drop; do n=$((n + 1)); done
 check "the tables fill up" [ $n -gt 3 ]
-echo "NOTE room for $n filters of six conditions: $(cat /tmp/error | head -1)"
+echo "NOTE room for $n filters of six conditions: $(head -1 /tmp/error)"
 check "one more: no space, and what is missing" grep -q "no room: needed in LUT0 0 rules of 8, in LUT1 [0-9]* entries of 32" /tmp/error
 for k in 1 2 3 4 5 6 7 8; do add pref $k protocol ip flower skip_sw src_mac 02:00:00:00:00:0$k/ff:00:ff:00:00:0f action drop || break; done
 check "LUT0 has its own room" [ $k = 8 ]
@@ -122,7 +144,7 @@ add pref 2 protocol ip flower skip_sw src_mac 02:00:00:00:00:09/ff:00:ff:00:00:0
 check "LUT0 decides before LUT1: refused where the order would not hold" grep -q "no room in this order" /tmp/error
 tc filter del dev ifc0 ingress
 before=$(memory)
-for round in 1 2 3 4 5 6 7 8 9 10; do
+for _ in 1 2 3 4 5 6 7 8 9 10; do
     for k in 1 2 3 4 5; do add pref $k protocol ip flower skip_sw ip_proto udp src_port $k action drop; done
     tc filter del dev ifc0 ingress
 done
@@ -144,23 +166,58 @@ check "two writers at once" [ ! -e /tmp/lost ]
 check "leave nothing" empty
 tc qdisc del dev ifc1 clsact
 
-# Random filters against their software twin: order, matches, edits, counters.
+# Filters against their software twin: matches, order, edits, mark, priority, counters.
 ip link add tw0 type veth peer name tw0w
 ip link add tw1 type veth peer name tw1w
 for dev in tw0 tw0w tw1 tw1w; do
     sysctl -qw net.ipv6.conf.$dev.disable_ipv6=1
     ip link set $dev up
 done
+for dev in ifc0 ifc0w ifc1 ifc1w tw0 tw0w tw1 tw1w; do ip link set $dev mtu 1600; done
+rmmod ifc_host_test
+insmod ifc_host_test.ko from=ifc0,tw0 to=ifc1w,tw1w
 tc qdisc add dev tw0 clsact
 add pref 1 protocol 0x88b6 flower skip_sw action mirred egress redirect dev ifc1
 tc filter add dev tw0 ingress pref 1 protocol 0x88b6 flower skip_hw action mirred egress redirect dev tw1
-check "$CHANGES changes, 50 random frames after each fifth: no fate differs" ./churn $SEED $CHANGES 5 50 stack.pcap framings.pcap
 counts() { tc -j -s filter show dev $1 ingress | jq -c '.[] | select(.options.actions) | [.pref, .options.handle, .options.actions[0].stats.packets]' | sort; }
+# Every filter of the table that was accepted, alone, on every frame of the examples and on random ones.
+wrong=0 alone=0 sent=0 damaged=0 more=0 begin=$SECONDS
+while IFS='|' read -r what words verdict; do
+    [ "$verdict" = accepted ] || continue
+    case $words in
+    *trap) continue ;; # software discards the frames that it traps
+    *"retain 0xfc") continue ;; # without csum software leaves a wrong checksum
+    esac
+    twin=${words//ifc/tw}
+    add pref 2 ${words/flower/flower skip_sw} && tc filter add dev tw0 ingress pref 2 ${twin/flower/flower skip_hw} || continue
+    alone=$((alone + 1))
+    ./churn $SEED 0 0 $FRAMES stack.pcap framings.pcap >/tmp/said && counts ifc0 >/tmp/chip && counts tw0 >/tmp/twin &&
+        cmp -s /tmp/chip /tmp/twin || {
+        wrong=$((wrong + 1))
+        echo "NOTE twin of: $words"
+        cat /tmp/said
+    }
+    case $words in
+    *drop) # damaged frames: which filters match is seen; docs/linux.md has the differences
+        ./churn $SEED 0 0 0 cut.pcap >/tmp/said
+        read -r all _ much _ only _ <<<"$(tail -1 /tmp/said)"
+        sent=$((sent + all)) damaged=$((damaged + much)) more=$((more + only))
+        ;;
+    esac
+    tc filter del dev ifc0 ingress pref 2
+    tc filter del dev tw0 ingress pref 2
+done <filters.txt
+echo "NOTE each of them alone took $((SECONDS - begin)) s; of $sent damaged frames $damaged had another fate in software"
+check "$alone filters of the table, all examples and $FRAMES random frames for each: no fate and no count differs" [ $wrong = 0 ]
+check "no damaged frame is matched by the chip only" [ $more = 0 ]
+check "$CHANGES changes, 50 random frames after each fifth: no fate differs" ./churn $SEED $CHANGES 5 50 stack.pcap framings.pcap
 counts ifc0 >/tmp/chip
 counts tw0 >/tmp/twin
 check "and all $(wc -l </tmp/chip) filters have counted the same" cmp /tmp/chip /tmp/twin
 tc qdisc del dev ifc0 clsact
 check "deleting the block empties the tables" empty
+rmmod ifc_host_test
+insmod ifc_host_test.ko from=ifc0 to=ifc1w
 ip link del tw0
 ip link del tw1
 
@@ -182,7 +239,9 @@ check "delete" ethtool -N ifc0 delete 5
 check "another delete is refused" sh -c "ethtool -N ifc0 delete 5 2>&1 | grep -q 'annot delete'"
 before=$(count ifc0 rx_host)
 frames ifc0w 3 sp=1,dp=80
-check "then the queue" [ $(($(count ifc0 rx_host) - before)) = 3 ]
+check "then the host" [ $(($(count ifc0 rx_host) - before)) = 3 ]
+check "in the queue of the rule" [ "$(host_queue)" = 3 ]
+rmmod ifc_host_test
 check "a rule in another's place" ethtool -N ifc0 flow-type udp4 dst-port 81 action 2 loc 10
 check "replaces it" [ "$(ethtool -n ifc0 | grep -c '^Filter')" = 1 ]
 for flow in "tcp4 src-ip 192.0.2.1 src-port 80" "sctp4 dst-port 80" "ip4 l4proto 17 tos 0xb8" "ip6 dst-ip 2001:db8::1" "tcp6 dst-port 80" \
