@@ -12,6 +12,7 @@ uint32_t dpdkRawChecksum(const unsigned char *p, unsigned bytes);
 extern "C" unsigned int skb_chksum_scalar(const struct sk_buff *skb, int lens);
 extern "C" unsigned int ipv4_checksum_scalar(const struct sk_buff *skb, int offset);
 extern "C" unsigned int skb_chksum_vector(const struct sk_buff *skb, int lens);
+extern "C" unsigned int skb_chksum_chosen(const struct sk_buff *skb, int lens);
 extern "C" unsigned int ipv4_checksum_vector(const struct sk_buff *skb, int offset);
 
 namespace
@@ -56,6 +57,7 @@ int main(int argc, char **argv)
     for (const int bytes : {20, 64, 594, 1500, 9000}) {
         benchmark::RegisterBenchmark("scalar", ours<skb_chksum_scalar>)->Arg(bytes);
         benchmark::RegisterBenchmark("vector", ours<skb_chksum_vector>)->Arg(bytes);
+        benchmark::RegisterBenchmark("chosen", ours<skb_chksum_chosen>)->Arg(bytes);
         benchmark::RegisterBenchmark("plain", peer<plainWordLoop>)->Arg(bytes);
 #ifdef IFC_HAVE_DPDK
         benchmark::RegisterBenchmark("dpdk", peer<dpdkRawChecksum>)->Arg(bytes);
@@ -74,11 +76,14 @@ int main(int argc, char **argv)
     }
 #ifdef IFC_HAVE_DPDK
     paired::printRatio(collected, "ipv4_checksum, vectors", "headerVector", "rte_raw_cksum", "dpdk/20", 0);
-    for (const auto &[bytes, bound] :
-         std::map<int, double>{{20, 0}, {64, 1.3}, {594, 1.0}, {1500, 1.0}, {9000, 1.0}}) {
-        const std::string size = "/" + std::to_string(bytes);
-        paired::printRatio(collected, "skb_chksum, vectors, " + std::to_string(bytes) + " bytes",
-                           "vector" + size, "rte_raw_cksum", "dpdk" + size, bound);
+    for (const auto &[build, name] :
+         std::map<std::string, std::string>{{"vector", "vectors"}, {"chosen", "chosen vectors"}}) {
+        for (const auto &[bytes, bound] :
+             std::map<int, double>{{20, 0}, {64, 1.3}, {594, 1.0}, {1500, 1.0}, {9000, 1.0}}) {
+            const std::string size = std::to_string(bytes);
+            paired::printRatio(collected, "skb_chksum, " + name + ", " + size + " bytes", build + "/" + size,
+                               "rte_raw_cksum", "dpdk/" + size, bound);
+        }
     }
 #else
     row::printMissing("skb_chksum, vectors", "rte_raw_cksum: not installed");

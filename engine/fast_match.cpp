@@ -62,7 +62,10 @@ HitBits FastMatch::matchOther(const Program &program, const FieldImage &fields) 
 {
     HitBits failed = 0;
     if (program.octets == 0) {
-        failed = failedInGroups(program, fields);
+        if (program.firstByte != program.endByte)
+            failed = bytes_.failed(program.firstByte, program.endByte, fields);
+        if (program.firstGroup != program.endGroup)
+            failed |= failedInGroups(program, fields);
     } else {
         failed = failedInOctet(program.octet, fields);
         for (unsigned n = 1; n < program.octets; ++n)

@@ -15,15 +15,19 @@
 // the tables (LUT0 rules 0 to 3, LUT1 sub-table 0), the last four the other half. So the bits of a lane can
 // name all rules of its half.
 //
-// Rows are the other form of the same checks: a row holds checks of one word, and its lanes are the eight
+// Rows are another form of the same checks: a row holds checks of one word, and its lanes are the eight
 // rules of an octet of the hit bits. Rules that compare the same few words need few rows, and a lane that
-// fails is itself the answer. The compiler takes the cheaper form for each program.
+// fails is itself the answer.
 //
-// Most rules need fields that most frames do not have. So there is a program of groups for each kind of frame
+// Bytes are the third form, of the checks for equality: byte_tables.h. The other checks are groups then. The
+// compiler takes the cheapest form for each program.
+//
+// Most rules need fields that most frames do not have. So there is a program for each kind of frame
 // that the parser makes. It leaves out the rules that cannot hit such a frame, and does not test which fields
 // are present. Any other image takes the catch-all program, which tests that too.
 #pragma once
 
+#include "engine/byte_tables.h"
 #include "engine/condition.h"
 #include "engine/hits.h"
 #include "engine/match_kinds.h"
@@ -106,6 +110,8 @@ private:
         uint16_t nextOctets; // those after it, in octet_
         uint16_t firstGroup;
         uint16_t endGroup;
+        uint16_t firstByte;
+        uint16_t endByte;
     };
     struct alignas(32) Kind {
         uint64_t present; // of the fields that tell the kinds apart
@@ -130,13 +136,17 @@ private:
     bool placeInRow(const Check &check, unsigned first);
     bool addRow(unsigned word);
     bool addGroup(unsigned stretch);
+    bool emitGroups(Program &program, uint64_t known, bool withEquals);
     bool emitRows(Program &program, uint64_t known);
+    bool emitBytes(Program &program, uint64_t known, unsigned limit);
+    void addTable(unsigned byte);
     bool emit(Program &program, uint64_t known, uint64_t present);
 
     Group group_[kGroups];
     uint8_t stretch_[kGroups]; // first word of the stretch that the group reads
     Row row_[kRows];
     Octet octet_[kOctets];
+    ByteTables bytes_;
     Kind kind_[kAnyKind + 1];
     unsigned groups_ = 0;
     unsigned rows_ = 0;

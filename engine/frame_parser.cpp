@@ -166,11 +166,13 @@ struct Parser : NetworkLayers {
     void sideData(const SideData &side)
     {
         if (side.sourceInterface >= 0) {
-            put<SINF>(fields, static_cast<uint32_t>(side.sourceInterface & fieldOnes(SINF)));
+            put<SINF>(fields,
+                      static_cast<uint32_t>(static_cast<uint64_t>(side.sourceInterface) & fieldOnes(SINF)));
             others |= fieldBit(SINF);
         }
         if (side.gemPort >= 0) {
-            put<GEMPORT>(fields, static_cast<uint32_t>(side.gemPort & fieldOnes(GEMPORT)));
+            put<GEMPORT>(fields,
+                         static_cast<uint32_t>(static_cast<uint64_t>(side.gemPort) & fieldOnes(GEMPORT)));
             others |= fieldBit(GEMPORT);
         }
     }

@@ -184,7 +184,7 @@ bool hasValue(Together &all, unsigned field)
             if (depth == 0)
                 return false;
             uint8_t &last = choice[depth - 1];
-            const uint64_t bit = ruleBit(last & ~kSecond);
+            const uint64_t bit = ruleBit(static_cast<unsigned>(last & ~kSecond));
             if ((last & kSecond) == 0) {
                 value ^= bit;
                 last |= kSecond;

@@ -257,7 +257,7 @@ Measure measure(const Rule &rule)
         if (needed == 0 && m.narrowAt == rule.count)
             m.narrowAt = n;
         m.entries += needed;
-        m.counted += ifc::isMac(c.field) || needed == 2 ? 2 : 1;
+        m.counted += ifc::isMac(c.field) || needed == 2 ? 2u : 1u;
         asGiven = asGiven && placedAsGiven(c);
         if (m.notWide == IFC_RULESET_NO_REASON) {
             m.notWide = whyNotWide(rule, n);

@@ -4,19 +4,21 @@
 # Usage: bench-counts.sh COUNTED-PROGRAM [new]: new writes the file.
 #
 # The count of an operation is the difference of two runs, so starting up does not count. The program is compiled for
-# the oldest x86-64, and the C library is told not to choose functions by processor. Counts depend on the compiler, so
-# the file names its own; with another one nothing is compared.
+# the oldest x86-64, and the C library is told not to choose functions by processor. The program runs in the same
+# environment and under the same name everywhere: their lengths move its stack, and some copies depend on that. Counts
+# depend on the compiler, so the file names its own; with another one nothing is compared.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 program=$1
 file=bench/counts.txt
-few=1
-many=11
-export GLIBC_TUNABLES=glibc.cpu.hwcaps=-AVX2,-AVX_Fast_Unaligned_Load,-ERMS,-FSRM,-SSSE3,-SSE4_1,-SSE4_2
-command -v valgrind >/dev/null || { echo "counts: skipped, valgrind is not installed"; exit 0; }
+few=01 # of the same length as `many`, for the same reason
+many=51
+tunables=glibc.cpu.hwcaps=-AVX2,-AVX_Fast_Unaligned_Load,-ERMS,-FSRM,-SSSE3,-SSE4_1,-SSE4_2
+valgrind=$(command -v valgrind) || { echo "counts: skipped, valgrind is not installed"; exit 0; }
 
 instructions() { # OPERATION TIMES
-    valgrind --tool=callgrind --callgrind-out-file=/dev/null "$program" "$1" "$2" 2>&1 |
+    (cd "$(dirname "$program")" && env -i GLIBC_TUNABLES="$tunables" \
+        "$valgrind" --tool=callgrind --callgrind-out-file=/dev/null "./$(basename "$program")" "$1" "$2" 2>&1) |
         awk '/Collected/ { print $NF; found = 1 } END { exit !found }'
 }
 

@@ -40,7 +40,7 @@ printf '# %s; %s; %s\n' "${cpu:-unknown processor}" "$("$compiler" --version | h
 printf '%-46s %14s  %-34s %8s  %-10s\n' "what" "figure" "yardstick in the same run" "ratio" "bound"
 found=0
 for bench in "$build"/bench/*_bench; do
-    [ -x "$bench" ] && [[ $(basename "$bench") == *"$pattern"* ]] || continue
+    [[ -x $bench && $(basename "$bench") == *"$pattern"* ]] || continue
     found=$((found + 1))
     "$bench"
 done

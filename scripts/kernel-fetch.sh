@@ -32,7 +32,6 @@ host=$(dpkg --print-architecture)
 
 # The archive that this machine's own packages come from.
 codename=$(. /etc/os-release && echo "${VERSION_CODENAME:-}")
-# shellcheck disable=SC2016 # names that apt replaces
 archive=$(apt-get indextargets --format '$(RELEASE) $(COMPONENT) $(LABEL) $(REPO_URI)' 'Created-By: Packages' |
     awk -v codename="$codename" '$1 == codename && $2 == "main" && ($3 == "Debian" || NF == 3) { print $NF; exit }')
 [ -n "$archive" ] || {

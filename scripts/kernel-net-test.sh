@@ -35,11 +35,11 @@ start=$SECONDS
 step() { printf '%4d s  %s\n' $((SECONDS - start)) "$*"; }
 
 step "target: kernel, headers, programs, the kernel's tests"
-target=$(scripts/kernel-fetch.sh "$packages" 2>"$build/fetch.log") &&
-    net=$(scripts/kernel-net-fetch.sh "$packages" 2>>"$build/fetch.log") || {
+if ! { target=$(scripts/kernel-fetch.sh "$packages" 2>"$build/fetch.log") &&
+    net=$(scripts/kernel-net-fetch.sh "$packages" 2>>"$build/fetch.log"); }; then
     tail -20 "$build/fetch.log"
     exit 1
-}
+fi
 headers=$target/headers image=$target/vmlinuz
 release=$(cat "$target/complete")
 if [ "$kernel" = debug ]; then
@@ -115,7 +115,7 @@ cp tests/kernel/net/init "$fs/init"
 chmod +x "$fs/init"
 (cd "$fs" && find . | cpio -o -H newc -R 0:0 2>/dev/null | gzip -1) >"$build/initrd.gz"
 
-machine=(qemu-system-arm -M virt -cpu cortex-a15 -smp 2 -m $memory -nographic -no-reboot -nic none
+machine=(qemu-system-arm -M virt -cpu cortex-a15 -smp 2 -m "$memory" -nographic -no-reboot -nic none
     -kernel "$image" -initrd "$build/initrd.gz")
 line="console=ttyAMA0 rdinit=/init panic=-1 quiet loglevel=1 log_buf_len=4M kasan_multi_shot"
 if [ "$parts" = shell ]; then
@@ -135,7 +135,7 @@ done
 step "booting, $(stat -c %s "$build/initrd.gz") bytes packed"
 for n in "${!machines[@]}"; do
     # The kernel passes parts= to its first program.
-    timeout -k 10 $limit "${machine[@]}" -append "$line parts=${machines[n]// /,}" </dev/null >"$build/console$n.log" 2>&1 &
+    timeout -k 10 "$limit" "${machine[@]}" -append "$line parts=${machines[n]// /,}" </dev/null >"$build/console$n.log" 2>&1 &
 done
 wait
 step "the machines have stopped"

@@ -7,7 +7,7 @@ import re
 import sys
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../tests/tool"))
-import browser  # noqa: E402
+import browser
 
 browser.need()
 REPORT, TERMINAL, FOLDER = sys.argv[1:]

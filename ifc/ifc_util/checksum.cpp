@@ -2,6 +2,7 @@
 // Internet checksums (RFC 1071) over socket buffers.
 #include "ifc/ifc_util.h"
 
+#include "checksum_avx2.h"
 #include "report.h"
 
 // Vectors as wide as the build allows. A kernel build has no vector registers.
@@ -68,7 +69,7 @@ unsigned int checksumOf(uint64_t sum)
 }
 
 // The words of `bytes` less than 32. The loops of a longer range leave so many.
-uint64_t addRest(const unsigned char *p, uint bytes)
+inline uint64_t addRest(const unsigned char *p, uint bytes)
 {
     uint64_t sum = 0;
     const LooseWord *words = reinterpret_cast<const LooseWord *>(p);
@@ -142,7 +143,7 @@ uint32_t sumLanes(Vector lanes)
 }
 
 // kWideLimit keeps even the sum of all lanes from overflowing.
-uint64_t addNative(const unsigned char *p, uint bytes)
+inline uint64_t addNative(const unsigned char *p, uint bytes)
 {
     constexpr uint kVector = sizeof(Vector);
     if (bytes < kVector)
@@ -163,7 +164,7 @@ uint64_t addNative(const unsigned char *p, uint bytes)
 
 #else
 
-uint64_t addNative(const unsigned char *p, uint bytes)
+inline uint64_t addNative(const unsigned char *p, uint bytes)
 {
     uint64_t sum = 0;
     uint64_t odd = 0;
@@ -183,9 +184,30 @@ uint64_t addNative(const unsigned char *p, uint bytes)
 
 #endif
 
-// The checksum of a range up to kWideLimit.
-unsigned int nativeChecksum(const unsigned char *p, uint bytes)
+#ifdef IFC_SUM_BY_PROCESSOR
+constexpr uint kLongFrom = ifc::kAvx2From;
+
+// Apart, so that short ranges lose no time.
+[[gnu::noinline]] unsigned int longChecksum(const unsigned char *p, uint bytes)
 {
+    if (!ifc::hasAvx2())
+        return checksumOf(addNative(p, bytes));
+    const uint rest = bytes % ifc::kAvx2Bytes;
+    bytes -= rest;
+    const uint64_t sum = ifc::addByAvx2(p, bytes) + bytes * kBias;
+    return checksumOf(sum + addRest(p + bytes, rest));
+}
+#else
+constexpr uint kLongFrom = kWideLimit + 1;
+#endif
+
+// The checksum of a range up to kWideLimit.
+inline unsigned int nativeChecksum(const unsigned char *p, uint bytes)
+{
+#ifdef IFC_SUM_BY_PROCESSOR
+    if (bytes >= ifc::kAvx2From)
+        return longChecksum(p, bytes);
+#endif
     return checksumOf(addNative(p, bytes));
 }
 
@@ -228,9 +250,9 @@ unsigned int skb_chksum(const struct sk_buff *skb, int lens)
 {
     const uint level = gpIfcPriv->dbgLevel;
     const uint bytes = lens > 0 ? static_cast<uint>(lens) : 0;
-    if (isPlain(level, bytes)) [[unlikely]]
-        return plainChecksum(skb->data, bytes, level);
-    return nativeChecksum(skb->data, bytes);
+    if (level <= DBG_ST && bytes < kLongFrom) [[likely]]
+        return checksumOf(addNative(skb->data, bytes));
+    return isPlain(level, bytes) ? plainChecksum(skb->data, bytes, level) : nativeChecksum(skb->data, bytes);
 }
 
 unsigned int ipv4_checksum(const struct sk_buff *skb, int offset)

@@ -14,6 +14,11 @@
 #include <stdint.h>
 #include <stdio.h> /* snprintf */
 
+/* Other than 0: a process, so the rule layer may use any vector registers that the processor has. */
+#ifndef IFC_VECTORS_BY_PROCESSOR
+#define IFC_VECTORS_BY_PROCESSOR 1
+#endif
+
 #ifdef __cplusplus
 extern "C" {
 #endif

@@ -83,7 +83,7 @@ static void print_actions(void)
     unsigned int n;
 
     for (n = 0; n < IFC_ACTIONS; n++)
-        ifc_dump_action(n);
+        ifc_dump_action((int)n);
 }
 
 static int actions_show(struct seq_file *seq, void *unused)
@@ -187,7 +187,7 @@ static int debug_level_set(void *data, u64 value)
         return -EINVAL;
     if (mutex_lock_interruptible(&callers))
         return -ERESTARTSYS;
-    gpIfcPriv->dbgLevel = value;
+    gpIfcPriv->dbgLevel = (uint8)value;
     mutex_unlock(&callers);
     return 0;
 }
@@ -210,7 +210,7 @@ static int send_to_ppe_set(void *data, u64 value)
     if (ifc_owner_name())
         result = -EBUSY;
     else
-        ifcSendToPpe = value;
+        ifcSendToPpe = (uint32_t)value;
     mutex_unlock(&callers);
     return result;
 }

@@ -44,7 +44,7 @@ void ifc_glue_tell(enum ifc_glue_event_kind kind, u32 reg, u32 value)
         watch(&event);
 }
 
-unsigned long ifc_spin_lock_irqsave(spinlock_t *lock)
+unsigned long ifc_spin_lock_irqsave(spinlock_t *lock) __acquires(lock)
 {
     unsigned long flags;
 
@@ -55,9 +55,9 @@ unsigned long ifc_spin_lock_irqsave(spinlock_t *lock)
     return flags;
 }
 
-void ifc_spin_unlock_irqrestore(spinlock_t *lock, unsigned long flags)
+void ifc_spin_unlock_irqrestore(spinlock_t *lock, unsigned long flags) __releases(lock)
 {
-    u64 held = ktime_to_ns(ktime_sub(ktime_get(), held_since));
+    u64 held = (u64)ktime_to_ns(ktime_sub(ktime_get(), held_since));
 
     if (held > longest.nanoseconds)
         longest.nanoseconds = held;

@@ -104,7 +104,7 @@ int ifc_kernel_printk(const char *fmt, ...)
     }
     spin_unlock_irqrestore(&line_lock, flags);
     if (captured)
-        ifc_glue_tell(IFC_GLUE_PRINTED, 0, length);
+        ifc_glue_tell(IFC_GLUE_PRINTED, 0, (u32)length);
     return length;
 }
 

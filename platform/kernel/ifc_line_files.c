@@ -104,9 +104,16 @@ static int reply_open(struct inode *inode, struct file *file)
         .llseek = default_llseek,                       \
     }
 
-static void append(void *user, const char *piece)
+/* Appends to the text. */
+static void say(const char *format, ...) __printf(1, 2);
+static void say(const char *format, ...)
 {
-    text_length += scnprintf(ifc_files_text + text_length, IFC_FILES_TEXT_SIZE - text_length, "%s", piece);
+    va_list args;
+
+    va_start(args, format);
+    text_length +=
+        (size_t)vscnprintf(ifc_files_text + text_length, IFC_FILES_TEXT_SIZE - text_length, format, args);
+    va_end(args);
 }
 
 /* The handler may answer before its operation prints, but the answer is shown after that text. */
@@ -118,7 +125,8 @@ static struct answer answer;
 
 static void append_answer(void *user, const char *piece)
 {
-    answer.length += scnprintf(answer.text + answer.length, sizeof(answer.text) - answer.length, "%s", piece);
+    answer.length +=
+        (size_t)scnprintf(answer.text + answer.length, sizeof(answer.text) - answer.length, "%s", piece);
 }
 
 static bool run_line(char *line, u8 *room)
@@ -126,8 +134,8 @@ static bool run_line(char *line, u8 *room)
     int result;
 
     if (ifc_owner_name() && !ifc_cmd_only_reads(line)) {
-        text_length = scnprintf(ifc_files_text, IFC_FILES_TEXT_SIZE,
-                                "the tables belong to %s: accepted: what only reads\n", ifc_owner_name());
+        text_length = 0;
+        say("the tables belong to %s: accepted: what only reads\n", ifc_owner_name());
         return false;
     }
     answer.length = 0;
@@ -136,11 +144,10 @@ static bool run_line(char *line, u8 *room)
     result = ifc_cmd_run(line, append_answer, NULL);
     text_length = ifc_glue_capture_end();
     if (text_length && ifc_files_text[text_length - 1] != '\n')
-        append(NULL, "\n");
+        say("\n");
     if (ifc_glue_capture_lost())
-        text_length += scnprintf(ifc_files_text + text_length, IFC_FILES_TEXT_SIZE - text_length,
-                                 "(%zu more characters, see the kernel log)\n", ifc_glue_capture_lost());
-    append(NULL, answer.text);
+        say("(%zu more characters, see the kernel log)\n", ifc_glue_capture_lost());
+    say("%s", answer.text);
     return result != IFC_CMD_REFUSED;
 }
 
@@ -186,7 +193,7 @@ static ssize_t line_write(struct file *file, const char __user *from, size_t cou
     reply_keep(file, at);
     ifc_callers_unlock();
     kvfree(line);
-    return good ? count : -EINVAL;
+    return good ? (ssize_t)count : -EINVAL;
 }
 
 static ssize_t command_write(struct file *file, const char __user *from, size_t count, loff_t *at)
@@ -217,18 +224,15 @@ static bool classify_line(char *line, u8 *frame)
     length = strcmp(digits, "-") ? strlen(digits) : 0;
     text_length = 0;
     if (!*digits || length % 2 || length / 2 > FRAME_BYTES || hex2bin(frame, digits, length / 2)) {
-        text_length =
-            scnprintf(ifc_files_text, IFC_FILES_TEXT_SIZE,
-                      "frame: accepted: up to %u bytes, two hexadecimal digits each, or -\n", FRAME_BYTES);
+        say("frame: accepted: up to %u bytes, two hexadecimal digits each, or -\n", FRAME_BYTES);
         return false;
     }
     if (!numbers || source_interface < -1 || source_interface > 31 || gem_port < -1 || gem_port > 65535) {
-        append(NULL, "frame: side data: accepted: source interface -1 to 31 and GEM port -1 to 65535\n");
+        say("frame: side data: accepted: source interface -1 to 31 and GEM port -1 to 65535\n");
         return false;
     }
     ifc_sim_classify(frame, length / 2, source_interface, gem_port, &verdict);
-    text_length = scnprintf(ifc_files_text, IFC_FILES_TEXT_SIZE, "entry %d lut0 %02x lut1 %08x %08x\n",
-                            verdict.entry, verdict.lut0, verdict.lut1[0], verdict.lut1[1]);
+    say("entry %d lut0 %02x lut1 %08x %08x\n", verdict.entry, verdict.lut0, verdict.lut1[0], verdict.lut1[1]);
     return true;
 }
 

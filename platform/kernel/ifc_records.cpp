@@ -8,7 +8,7 @@ unsigned int ifc_action_enable_mask(unsigned int sub_action, int revision)
     return ifc::enableMask(sub_action, revision);
 }
 
-unsigned int ifc_vpm_code(unsigned int tpid)
+unsigned char ifc_vpm_code(unsigned int tpid)
 {
-    return ifc::vpmOf(tpid, 0);
+    return static_cast<unsigned char>(ifc::vpmOf(tpid, 0));
 }

@@ -11,7 +11,7 @@ extern "C" {
 unsigned int ifc_action_enable_mask(unsigned int sub_action, int revision);
 
 /* The VPM code of a TPID (0x8100, 0x88A8) in host byte order; 0: none. */
-unsigned int ifc_vpm_code(unsigned int tpid);
+unsigned char ifc_vpm_code(unsigned int tpid);
 
 #ifdef __cplusplus
 }

@@ -26,7 +26,7 @@ static void say(struct answer *answer, const char *fmt, ...)
 
     va_start(args, fmt);
     answer->length +=
-        vscnprintf(answer->text + answer->length, sizeof(answer->text) - answer->length, fmt, args);
+        (size_t)vscnprintf(answer->text + answer->length, sizeof(answer->text) - answer->length, fmt, args);
     va_end(args);
 }
 
@@ -91,7 +91,7 @@ static ssize_t set_write(struct file *file, const char __user *from, size_t coun
     struct ifc_ruleset *set;
     struct answer *answer;
     const char *wrong;
-    ssize_t result = count;
+    ssize_t result = (ssize_t)count;
 
     if (count > WRITE_SIZE)
         return -E2BIG;

@@ -6,7 +6,7 @@
 
 static DEFINE_SPINLOCK(engine_lock);
 
-unsigned long ifc_sim_lock(void)
+unsigned long ifc_sim_lock(void) __acquires(&engine_lock)
 {
     unsigned long flags;
 
@@ -14,7 +14,7 @@ unsigned long ifc_sim_lock(void)
     return flags;
 }
 
-void ifc_sim_unlock(unsigned long flags)
+void ifc_sim_unlock(unsigned long flags) __releases(&engine_lock)
 {
     spin_unlock_irqrestore(&engine_lock, flags);
 }

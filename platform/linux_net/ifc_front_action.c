@@ -151,7 +151,7 @@ static int decode_pedit(const struct flow_action_entry *entry, struct ifc_front_
             return ifc_front_refuse(why, -EOPNOTSUPP,
                                     "pedit ip dsfield: accepted: retain 0xfc, its upper six bits");
         action->dscp_set = true;
-        action->dscp = value >> 16;
+        action->dscp = (u8)(value >> 16);
         return 0;
     }
     if (entry->mangle.htype == FLOW_ACT_MANGLE_HDR_TYPE_IP6 && entry->mangle.offset == 0 &&
@@ -159,7 +159,7 @@ static int decode_pedit(const struct flow_action_entry *entry, struct ifc_front_
         if (change != 0x0FF00000)
             return ifc_front_refuse(why, -EOPNOTSUPP, "pedit ip6 traffic_class: accepted: all eight bits");
         action->class_set = true;
-        action->traffic_class = value >> 20;
+        action->traffic_class = (u8)(value >> 20);
         return 0;
     }
     return ifc_front_refuse(why, -EOPNOTSUPP, "pedit: accepted: the DS octet of `ip` and `ip6`");
@@ -174,7 +174,7 @@ static int decode_police(struct ifc_front_port *port, const struct flow_action_e
     if (meter < 0 || meter > 255)
         return ifc_front_refuse(why, -EOPNOTSUPP, "police: %s has no meter that polices so", platform->name);
     action->meter_set = true;
-    action->meter = meter;
+    action->meter = (u8)meter;
     return 0;
 }
 
@@ -218,7 +218,7 @@ static int decode_edit(struct ifc_front_port *port, const struct flow_action_ent
             return ifc_front_refuse(why, -EOPNOTSUPP, "skbedit priority %u: accepted: below %u",
                                     entry->priority, platform->priorities);
         action->priority_set = true;
-        action->priority = entry->priority;
+        action->priority = (u8)entry->priority;
         return 0;
 #endif
     case FLOW_ACTION_MARK:
@@ -226,7 +226,7 @@ static int decode_edit(struct ifc_front_port *port, const struct flow_action_ent
             return ifc_front_refuse(why, -EOPNOTSUPP, "skbedit mark %u: accepted: %s", entry->mark,
                                     platform->mark ? "0 to 65535" : "none");
         action->mark_set = true;
-        action->mark = entry->mark;
+        action->mark = (u16)entry->mark;
         return 0;
 #ifdef IFC_COMPAT_ACTION_RX_QUEUE
     case FLOW_ACTION_RX_QUEUE_MAPPING:

@@ -66,8 +66,8 @@ static void want_ethernet(struct ifc_front_rule *rule)
     if (!rule->ethernet)
         return;
     if (words) {
-        ifc_front_want_word(rule, IFC_FRONT_FRAME, 2 * ETH_ALEN + VLAN_HLEN * rule->tags, IFC_COMPARE_EQUAL,
-                            0xFFFF, rule->type);
+        ifc_front_want_word(rule, IFC_FRONT_FRAME, 2 * ETH_ALEN + (unsigned int)VLAN_HLEN * rule->tags,
+                            IFC_COMPARE_EQUAL, 0xFFFF, rule->type);
         return;
     }
     if (rule->type == ETH_P_PPP_DISC)
@@ -135,27 +135,29 @@ static bool join(struct ifc_front_rule *rule, unsigned int n)
 
 static void enable(IFC_Action_Format *action, unsigned int sub_action)
 {
-    action->bits.enable |= ifc_action_enable_mask(sub_action, GET_HIR());
+    action->bits.enable = (action->bits.enable | ifc_action_enable_mask(sub_action, GET_HIR())) & 0x3FFF;
 }
 
+/* Each value is cut to the width of its member. */
 static void encode_action(const struct ifc_front_platform *platform, const struct ifc_front_action *from,
                           unsigned int dei, IFC_Action_Format *to)
 {
-    u16 tci = from->tci[0] | dei << 12;
+    u16 tci = from->tci[0] | (u16)(dei << 12);
 
     if (from->way == IFC_FRONT_TRAP) {
         to->bits.cpu = 1;
         to->bits.nbq = from->queue_set ? from->queue : 0;
     } else if (from->way == IFC_FRONT_DROP || from->way == IFC_FRONT_REDIRECT || from->queue_set) {
         enable(to, IFC_ACT_FPORT_NBQ);
-        to->bits.fport = from->way == IFC_FRONT_DROP       ? platform->fport_discard
-                         : from->way == IFC_FRONT_REDIRECT ? from->fport
-                                                           : platform->fport_host;
-        to->bits.nbq = from->queue_set ? from->queue : 0;
+        to->bits.fport = (from->way == IFC_FRONT_DROP       ? (unsigned int)platform->fport_discard
+                          : from->way == IFC_FRONT_REDIRECT ? from->fport
+                                                            : (unsigned int)platform->fport_host) &
+                         0xF;
+        to->bits.nbq = (from->queue_set ? from->queue : 0u) & 0x1F;
     }
     if (from->priority_set) {
         enable(to, IFC_ACT_CHANNEL_QUEUE);
-        to->bits.queue = from->priority;
+        to->bits.queue = from->priority & 7u;
     }
     if (from->mark_set) {
         enable(to, IFC_ACT_SP_TAG);
@@ -175,16 +177,16 @@ static void encode_action(const struct ifc_front_platform *platform, const struc
     }
     if (from->vo[0]) {
         enable(to, IFC_ACT_VLAN0);
-        to->bits.vo0 = from->vo[0];
-        to->bits.vpm0 = from->vpm;
-        to->bits.vid0_11_0 = tci & 0xFFF;
-        to->bits.vid0_15_12 = tci >> 12;
+        to->bits.vo0 = from->vo[0] & 3u;
+        to->bits.vpm0 = from->vpm & 3u;
+        to->bits.vid0_11_0 = tci & 0xFFFu;
+        to->bits.vid0_15_12 = (tci >> 12) & 0xFu;
     }
     if (from->vo[1]) {
         enable(to, IFC_ACT_VLAN1);
-        to->bits.vo1 = from->vo[1];
-        to->bits.vid1_11_0 = from->tci[1] & 0xFFF;
-        to->bits.vid1_15_12 = from->tci[1] >> 12;
+        to->bits.vo1 = from->vo[1] & 3u;
+        to->bits.vid1_11_0 = from->tci[1] & 0xFFFu;
+        to->bits.vid1_15_12 = (from->tci[1] >> 12) & 0xFu;
     }
     if (from->keep_priority) {
         enable(to, IFC_ACT_KEEP_PCP);
@@ -235,7 +237,7 @@ static int encode(const struct ifc_front_platform *platform, struct ifc_front_ru
                 return ifc_front_refuse(why, -EOPNOTSUPP,
                                         "a key needs a word of the frame that %s cannot compare",
                                         platform->name);
-            to->field = word_field(words, from);
+            to->field = (uint8_t)word_field(words, from);
             if (!to->field)
                 return ifc_front_refuse(why, -ENOSPC, "all %u user-defined words of the frame are in use",
                                         IFC_FRONT_WORDS);

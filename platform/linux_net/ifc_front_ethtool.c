@@ -175,7 +175,8 @@ static int decode_extension(const struct ethtool_rx_flow_spec *flow, struct ifc_
     if (word_mask >> 16 != 0xFFFFFFFFFFFF || base > IFC_FRONT_TRANSPORT || offset > 255)
         return ifc_front_refuse(why, -EINVAL,
                                 "user-def: accepted: base 0 to 2 << 44, offset 0 to 255 << 16, value");
-    ifc_front_want_word(rule, base, offset, IFC_COMPARE_EQUAL, word_mask, word);
+    ifc_front_want_word(rule, (enum ifc_front_base)base, (unsigned int)offset, IFC_COMPARE_EQUAL,
+                        (u16)word_mask, (u16)word);
     return 0;
 }
 
@@ -207,6 +208,6 @@ int ifc_front_decode_ethtool(struct ifc_front_port *port, const struct ethtool_r
         return ifc_front_refuse(why, -EINVAL, "action %llu: accepted: -1 and queues below %u",
                                 flow->ring_cookie, platform->fport_host < 0 ? 0 : platform->rx_queues);
     rule->action.queue_set = true;
-    rule->action.queue = flow->ring_cookie;
+    rule->action.queue = (u8)flow->ring_cookie;
     return 0;
 }

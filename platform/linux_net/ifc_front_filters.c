@@ -125,8 +125,8 @@ static void take_out(struct ifc_front *front, struct ifc_front_filter *filter)
         position = ifc_ruleset_find_cookie(front->set, filter->rule[n].cookie);
         if (position < 0)
             continue;
-        ifc_front_release_words(&front->words, ifc_ruleset_rule(front->set, position));
-        ifc_ruleset_remove(front->set, position);
+        ifc_front_release_words(&front->words, ifc_ruleset_rule(front->set, (uint32_t)position));
+        ifc_ruleset_remove(front->set, (uint32_t)position);
     }
 }
 
@@ -244,7 +244,8 @@ int ifc_front_filter_add(struct ifc_front *front, struct ifc_front_filter *filte
         return result;
     }
     for (n = 0; n < IFC_FRONT_WORDS; n++)
-        front->words.word[n].users -= before.word[n].users - without_old.word[n].users;
+        front->words.word[n].users =
+            (u16)(front->words.word[n].users - (before.word[n].users - without_old.word[n].users));
     if (old) {
         list_del(&old->list);
         old->port->filters--;
@@ -285,7 +286,7 @@ int ifc_front_filter_remove(struct ifc_front *front, struct ifc_front_filter *fi
 static int read_rule(struct ifc_front *front, struct ifc_front_filter *filter, unsigned int n)
 {
     int position = ifc_ruleset_find_cookie(front->set, filter->rule[n].cookie);
-    int number = ifc_ruleset_number(ifc_ruleset_place_of(front->set, position < 0 ? 0 : position));
+    int number = ifc_ruleset_number(ifc_ruleset_place_of(front->set, position < 0 ? 0 : (uint32_t)position));
     unsigned long flags;
     u64 bytes;
     u64 packets;
@@ -294,7 +295,7 @@ static int read_rule(struct ifc_front *front, struct ifc_front_filter *filter, u
     if (position < 0 || number < 0)
         return 0;
     spin_lock_irqsave(&gpIfcPriv->lock, flags);
-    result = ifcSetRuleConfig(number, 0, IFC_SEL_COUNTER, IFC_TYPE_READ);
+    result = ifcSetRuleConfig((uint8_t)number, 0, IFC_SEL_COUNTER, IFC_TYPE_READ);
     bytes = get_frame_engine_data(IFC_DATA0);
     bytes |= (u64)get_frame_engine_data(IFC_DATA1) << 32;
     packets = get_frame_engine_data(IFC_DATA2);

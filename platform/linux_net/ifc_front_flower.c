@@ -388,8 +388,8 @@ static int decode_mpls(const struct flow_rule *flow, struct ifc_front_rule *rule
     mask = label << 12 | tc << 9 | bos << 8 | ttl;
     ifc_compat_mpls_first(&mpls, true, &label, &tc, &bos, &ttl);
     key = label << 12 | tc << 9 | bos << 8 | ttl;
-    ifc_front_want_word(rule, IFC_FRONT_NETWORK, 0, IFC_COMPARE_EQUAL, mask >> 16, key >> 16);
-    ifc_front_want_word(rule, IFC_FRONT_NETWORK, 2, IFC_COMPARE_EQUAL, mask, key);
+    ifc_front_want_word(rule, IFC_FRONT_NETWORK, 0, IFC_COMPARE_EQUAL, (u16)(mask >> 16), (u16)(key >> 16));
+    ifc_front_want_word(rule, IFC_FRONT_NETWORK, 2, IFC_COMPARE_EQUAL, (u16)mask, (u16)key);
     return 0;
 }
 

@@ -31,7 +31,7 @@ static void add(struct ifc_front_rule *rule, const struct ifc_front_condition *c
 void ifc_front_want(struct ifc_front_rule *rule, unsigned int field, u64 mask, u64 key)
 {
     struct ifc_front_condition condition = {
-        .field = field, .compare = IFC_COMPARE_EQUAL, .mask = mask, .key = key & mask};
+        .field = (u8)field, .compare = IFC_COMPARE_EQUAL, .mask = mask, .key = key & mask};
 
     if (mask)
         add(rule, &condition);
@@ -39,7 +39,7 @@ void ifc_front_want(struct ifc_front_rule *rule, unsigned int field, u64 mask, u
 
 void ifc_front_want_there(struct ifc_front_rule *rule, unsigned int field)
 {
-    struct ifc_front_condition condition = {.field = field, .compare = IFC_COMPARE_EQUAL};
+    struct ifc_front_condition condition = {.field = (u8)field, .compare = IFC_COMPARE_EQUAL};
 
     add(rule, &condition);
 }
@@ -47,7 +47,7 @@ void ifc_front_want_there(struct ifc_front_rule *rule, unsigned int field)
 void ifc_front_want_range(struct ifc_front_rule *rule, unsigned int field, u16 first, u16 last)
 {
     struct ifc_front_condition condition = {
-        .field = field, .compare = IFC_COMPARE_RANGE, .mask = 0xFFFF, .key = first, .key_last = last};
+        .field = (u8)field, .compare = IFC_COMPARE_RANGE, .mask = 0xFFFF, .key = first, .key_last = last};
 
     add(rule, &condition);
 }
@@ -56,7 +56,7 @@ void ifc_front_want_word(struct ifc_front_rule *rule, enum ifc_front_base base, 
                          enum ifc_compare compare, u16 mask, u16 key)
 {
     struct ifc_front_condition condition = {
-        .compare = compare, .base = base, .offset = offset, .mask = mask, .key = key & mask};
+        .compare = compare, .base = base, .offset = (u8)offset, .mask = mask, .key = key & mask};
 
     if (mask)
         add(rule, &condition);
@@ -64,7 +64,7 @@ void ifc_front_want_word(struct ifc_front_rule *rule, enum ifc_front_base base, 
 
 void ifc_front_want_word_there(struct ifc_front_rule *rule, enum ifc_front_base base, unsigned int offset)
 {
-    struct ifc_front_condition condition = {.compare = IFC_COMPARE_EQUAL, .base = base, .offset = offset};
+    struct ifc_front_condition condition = {.compare = IFC_COMPARE_EQUAL, .base = base, .offset = (u8)offset};
 
     add(rule, &condition);
 }
@@ -74,7 +74,7 @@ void ifc_front_want_word_range(struct ifc_front_rule *rule, enum ifc_front_base 
 {
     struct ifc_front_condition condition = {.compare = IFC_COMPARE_RANGE,
                                             .base = base,
-                                            .offset = offset,
+                                            .offset = (u8)offset,
                                             .mask = 0xFFFF,
                                             .key = first,
                                             .key_last = last};

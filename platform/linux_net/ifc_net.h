@@ -56,12 +56,12 @@ struct ifc_net_half {
 
 static inline void ifc_net_count(struct ifc_net_half *half, enum ifc_net_counter which, u64 much)
 {
-    atomic64_add(much, &half->counter[which]);
+    atomic64_add((s64)much, &half->counter[which]);
 }
 
 static inline u64 ifc_net_counted(struct ifc_net_half *half, enum ifc_net_counter which)
 {
-    return atomic64_read(&half->counter[which]);
+    return (u64)atomic64_read(&half->counter[which]);
 }
 
 extern const struct ethtool_ops ifc_net_ethtool;

@@ -80,7 +80,7 @@ static void arrive(struct ifc_net_half *half, const struct sk_buff *frame)
         ifc_net_count(half, IFC_NET_RX_NO_MEMORY, 1);
         return;
     }
-    ifc_sim_forward(frame->data, frame->len, IFC_NET_SOURCE_FIRST + half->port, ifc_glue_revision(),
+    ifc_sim_forward(frame->data, frame->len, (int)(IFC_NET_SOURCE_FIRST + half->port), ifc_glue_revision(),
                     skb->data, &outcome);
     skb_put(skb, outcome.length);
     ifc_net_count(half, outcome.entry < 0 ? IFC_NET_RX_MISS : IFC_NET_RX_HIT, 1);
@@ -280,8 +280,8 @@ static int make(unsigned int port, bool wire)
     half->port = port;
     half->wire = wire;
     half->front.dev = dev;
-    half->front.source = IFC_NET_SOURCE_FIRST + port;
-    half->front.fport = IFC_NET_FPORT_FIRST + port;
+    half->front.source = (u8)(IFC_NET_SOURCE_FIRST + port);
+    half->front.fport = (u8)(IFC_NET_FPORT_FIRST + port);
     result = wire ? 0 : ifc_front_add_port(front, &half->front);
     if (!result)
         result = register_netdevice(dev);

@@ -86,6 +86,21 @@ TEST_F(ClassifierTest, CountersWrap)
     EXPECT_EQ(counter[3], 1u);
 }
 
+TEST_F(ClassifierTest, CountersCarryIntoEachOfTheirBits)
+{
+    for (unsigned bit = 0; bit < 64; ++bit) {
+        const uint64_t below = (uint64_t{1} << bit) - 1;
+        const auto low = static_cast<uint32_t>(below);
+        const auto high = static_cast<uint32_t>(below >> 32);
+        const uint64_t packets = bit < 56 ? below : 0;
+        uint32_t counter[4] = {low, high, static_cast<uint32_t>(packets),
+                               static_cast<uint32_t>(packets >> 32)};
+        addToCounter(counter, 1);
+        EXPECT_EQ(counter[0] | uint64_t{counter[1]} << 32, below + 1) << bit;
+        EXPECT_EQ(counter[2] | uint64_t{counter[3]} << 32, packets + 1) << bit;
+    }
+}
+
 TEST_F(ClassifierTest, CounterBindingsChangeNothing)
 {
     ifc_set_lut0_rules(0, IFC_ENABLE, SPORT, 0, 0, 0, 0, 0);
@@ -105,6 +120,17 @@ TEST_F(ClassifierTest, SeesTablesTpidAndSwitchAsTheyChange)
     EXPECT_EQ(classify(tagged).entry, 39);
     ifc_set_lut1_rules(31, IFC_DISABLE, 1, VID0, 0, 0xFFF, 0, 5);
     EXPECT_EQ(classify(tagged).entry, kNoEntry);
+}
+
+TEST_F(ClassifierTest, ParsingSeesTheTpidAsItChanges)
+{
+    const Bytes tagged = macs() + tag(0x9100, 5) + word16(0x0806) + fill(46);
+    ParsedFrame parsed;
+    classifier->parse(tagged.data(), tagged.size(), {}, parsed);
+    EXPECT_EQ(parsed.tags, 0);
+    set_frame_engine_data(FE_TPID_CFG, 0x91000000);
+    classifier->parse(tagged.data(), tagged.size(), {}, parsed);
+    EXPECT_EQ(parsed.tags, 1);
 }
 
 TEST_F(ClassifierTest, UserDefinedFieldsAreComparedWhereConfigured)

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
+#include <vector>
 
 #include "engine/fast_match.h"
 #include "engine/plain_match.h"
@@ -374,6 +376,93 @@ TEST(Match, FastEqualsPlainOnRandomTablesAndFields)
     // Rules of both tables did hit, so the comparison is not empty.
     EXPECT_GT(wide, kTables * 100u);
     EXPECT_GT(chains, kTables * 100u);
+}
+
+namespace
+{
+
+// Expects that rules hit exactly where all of their conditions hold, with images of the rules' keys, often
+// with one field changed. Returns the number of hits.
+uint64_t expectHolds(Random &random, const std::vector<std::vector<Condition>> &rules, uint64_t alsoPresent)
+{
+    const auto fast = std::make_unique<FastMatch>();
+    fast->begin();
+    for (unsigned n = 0; n < rules.size(); ++n) {
+        fast->addRule(n);
+        for (const Condition &condition : rules[n])
+            EXPECT_TRUE(fast->require(n, condition));
+    }
+    fast->finish();
+    uint64_t hits = 0;
+    for (unsigned image = 0; image < 500; ++image) {
+        FieldImage fields{};
+        const auto &like = rules[random.below(static_cast<unsigned>(rules.size()))];
+        for (const Condition &condition : like)
+            if (!random.oneIn(12))
+                setField(fields, condition.field, condition.key);
+        const Condition &changed = like[random.below(static_cast<unsigned>(like.size()))];
+        if (random.oneIn(2))
+            setField(fields, changed.field, changed.key ^ uint64_t{1} << random.below(32));
+        fields.present |= alsoPresent;
+        HitBits expected = 0;
+        for (unsigned n = 0; n < rules.size(); ++n)
+            expected |= HitBits{std::all_of(rules[n].begin(), rules[n].end(),
+                                            [&](const Condition &c) { return holds(c, fields); })}
+                        << n;
+        EXPECT_EQ(fast->match(fields), expected) << image;
+        hits += expected != 0;
+    }
+    return hits;
+}
+
+} // namespace
+
+// Forty rules that compare few bytes are matched by look-ups of bytes; more bytes than there are tables, and
+// other commands, in other forms.
+TEST(Match, FortyRulesHitWhereTheirConditionsHold)
+{
+    Random random(20261121);
+    const std::vector<unsigned> few = {SIPv4, DIPv4, IPv4_PROTOCOL, SPORT, DPORT};
+    const std::vector<unsigned> many = {DMAC,         SMAC,       DIPv6_127_96, DIPv6_31_0,
+                                        SIPv6_127_96, SIPv6_31_0, DPORT};
+    for (unsigned round = 0; round < 60; ++round) {
+        const bool others = round % 3 == 1;
+        const std::vector<unsigned> &compared = round % 4 == 3 ? many : few;
+        std::vector<std::vector<Condition>> rules(IFC_ACTIONS);
+        for (auto &rule : rules) {
+            for (const unsigned field : compared) {
+                const uint64_t ones = fieldOnes(field);
+                const uint64_t mask = random.oneIn(2) ? ones : ones << random.below(9) & ones;
+                const auto command = others && random.oneIn(8) ? Command::GreaterOrEqual : Command::Equal;
+                const uint64_t key = 0x0A0B0C0D0000 + random.below(4) * 0x11;
+                // Zero passes for an absent field in some rules, so that the present bitmap decides.
+                if (!random.oneIn(8))
+                    rule.push_back(
+                        {static_cast<uint8_t>(field), command, 0, mask, random.oneIn(16) ? 0 : key});
+            }
+            rule.push_back({DPORT, Command::Equal, 0, 0xF000, 0});
+        }
+        uint64_t hits = expectHolds(random, rules, 0);
+        hits += expectHolds(random, rules, kBaseFields);
+        EXPECT_GT(hits, 100u) << round;
+    }
+}
+
+TEST(Match, RuleThatWantsTwoValuesOfABitNeverHits)
+{
+    for (const uint64_t mask : {0xFFFFu, 0xFFFEu}) {
+        const auto fast = std::make_unique<FastMatch>();
+        fast->begin();
+        fast->addRule(5);
+        EXPECT_TRUE(fast->require(5, {DPORT, Command::Equal, 0, mask, 80}));
+        EXPECT_TRUE(fast->require(5, {DPORT, Command::Equal, 0, 0xFFFF, 81}));
+        fast->finish();
+        for (const unsigned port : {80u, 81u}) {
+            FieldImage fields{};
+            setField(fields, DPORT, port);
+            EXPECT_EQ(fast->match(fields) != 0, mask == 0xFFFE && port == 81) << mask << " " << port;
+        }
+    }
 }
 
 // The tables of one chip always fit; a caller that adds rules of its own may ask for more.

@@ -115,6 +115,35 @@ for form in "" .json; do
     ifcctl --device debugfs ${form:+-j} -b /tool.ifc >/tmp/tool$form 2>&1
     check "every command of ifcctl${form:+, as JSON}" cmp /tmp/tool$form /expected/tool$form
 done
+# A dry run reads the module and changes a copy: what it prints is what the same command then prints, and the module's
+# tables, registers, counters and switches stay.
+afresh
+ifcctl --device debugfs -b /gateway.ifc >/dev/null 2>&1
+# Without the registers that each transfer writes, lines 3 to 7 of `regs`.
+everything() {
+    { cat $dir/lut0 $dir/lut1 $dir/rules $dir/actions $dir/counters $dir/send_to_ppe $dir/debug_level; sed 3,7d $dir/regs; } | md5sum
+}
+stays() { # COMMAND...
+    ifcctl --device debugfs -n "$@" >/tmp/dry 2>/tmp/error && [ "$(everything)" = "$before" ] &&
+        grep -qx 'ifcctl: dry run on a copy; nothing is changed' /tmp/error
+}
+foretells() { # COMMAND...
+    ifcctl --device debugfs -n "$@" >/tmp/dry 2>/dev/null && ifcctl --device debugfs "$@" >/tmp/done && cmp /tmp/dry /tmp/done
+}
+before=$(everything)
+for words in "rule show" "rule flush" "rule clear" "rule add dst_port 9999 action cpu nbq 1" "rule insert vlan_id 9" \
+    "classifier disable" "ppe off" "counter reset" "action clear 11" "op clear_all_ifc_rules" "frame replay /stack.pcap" \
+    "--debug 2 rule flush"; do
+    check "a dry run of '$words' changes nothing" stays $words
+done
+check "the commands of a dry run see each other" \
+    [ "$(printf 'rule flush\nrule show\n' | ifcctl --device debugfs -n -b - 2>/dev/null | tail -n 1)" = "# no rules" ]
+check "a dry run of a batch changes nothing" [ "$(everything)" = "$before" ]
+for words in "rule show" "rule insert dst_port 9999 action cpu nbq 1" "rule move 11 last" "table verify" "rule flush"; do
+    check "a dry run foretells '$words'" foretells $words
+done
+check "without -n the tables change" [ "$(everything)" != "$before" ]
+afresh
 check "counter watch reads again and lets others in between" \
     [ "$(ifcctl --device debugfs counter watch 0.1 -n 3 | grep -c '^reading')" = 3 ]
 exits() { # CODE ARGUMENT...

@@ -3,7 +3,11 @@
 
 import struct
 
-from order_model import *  # the numbers of fields, and what rules mean
+from order_model import (  # the numbers of fields, and what rules mean
+    by_field, choices, cube, DESTINATIONS, differ, DIPV4, DIPV6, DMAC, DMAC_TYPE, domain, DPORT, DSCP,
+    ETYPE, EXTENSIONS, FLOW_LABEL, FRAME_TYPE, GEMPORT, holds, NEXT_HEADER, ones, PBIT0, PBIT1,
+    PORT_PROTOCOLS, PROTOCOL, SESSION, SINF, SIPV4, SIPV6, SMAC, SPORT, TPIDS, TRAFFIC_CLASS,
+    TYPE_IS_KIND, UDF0, USER_DEFINED, USER_TPID, V4_FIELDS, V6_FIELDS, VID0, VID1, VPM0, VPM1)
 
 
 class FrameMaker:

@@ -1,7 +1,10 @@
 # SPDX-License-Identifier: MIT OR GPL-2.0
 """Random sets of rules: as users write them, and nasty ones; few and many overlaps; near what tables hold."""
 
-from order_model import *  # the numbers of fields and comparisons
+from order_model import (  # the numbers of fields and comparisons
+    AT_LEAST, AT_MOST, BROADCAST, DMAC, DMAC_TYPE, DPORT, DSCP, EQUAL, ETYPE, FLOW_LABEL, FRAME_TYPE,
+    GEMPORT, meets, NEXT_HEADER, NOT_EQUAL, ones, PBIT0, PBIT1, PROTOCOL, RANGE, SESSION, shape, SINF,
+    SMAC, SPORT, TRAFFIC_CLASS, UDF0, VID0, VID1, VPM0, VPM1)
 
 PORTS = [DPORT, SPORT, DPORT]
 STYLES = {

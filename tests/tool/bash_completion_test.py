@@ -10,7 +10,7 @@ import tempfile
 import unittest
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from terminal import Terminal  # noqa: E402
+from terminal import Terminal
 
 IFCCTL = os.path.abspath(sys.argv[1])
 PROMPT = "prompt$ "

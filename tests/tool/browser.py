@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT OR GPL-2.0
 """A headless Chromium for tests and pictures. Needs Debian's chromium, chromium-driver and python3-selenium."""
 import base64
+import importlib
 import os
 import shutil
 import sys
@@ -12,7 +13,7 @@ def need():
     """Ends the program if the browser or its driver is missing. Debian's modules belong to Debian's interpreter."""
     missing = [program for program in ("chromium", "chromedriver") if shutil.which(program) is None]
     try:
-        import selenium  # noqa: F401
+        importlib.import_module("selenium")
     except ImportError:
         system = "/usr/bin/python3"
         if os.path.exists(system) and os.environ.get("IFC_PYTHON") != system:

@@ -89,6 +89,12 @@ class Capacity(unittest.TestCase):
         shapes = {shape["shape"]: shape for shape in self.document(lines)["shapes"]}
         self.assertEqual(shapes["VLAN ID"]["now"], 38)
 
+    def test_one_is_singular(self):
+        with_room_for_one = [f"rule add vlan_id {n}" for n in range(7, 46)]
+        lines = "\n".join([*with_room_for_one, "resource show fits vlan_id 99"])
+        result = subprocess.run([IFCCTL, "--state", "none", "-b", "-"], input=lines, capture_output=True, text=True, timeout=60)
+        self.assertTrue(result.stdout.endswith("\n1 more rule of this shape fits (1 LUT1 entry each, or a LUT0 rule)\n"), result.stdout)
+
     def test_text(self):
         result = subprocess.run([IFCCTL, "--state", "none", "resource", "show"], capture_output=True, text=True, timeout=60)
         self.assertIn("more rules fit:           entries    now  if rules move  empty chip\n"

@@ -5,6 +5,7 @@ import gzip
 import json
 import os
 import shutil
+import signal
 import stat
 import struct
 import subprocess
@@ -29,6 +30,17 @@ def run(*args, text=None):
 def batch(*lines, args=()):
     result = run(*args, "-b", "-", text=("\n".join(lines) + "\n").encode())
     return result.returncode, result.stdout.decode(), result.stderr.decode()
+
+
+def opened_in(folder, pid):
+    """The files of this folder that the process has open."""
+    files = []
+    for name in os.listdir(f"/proc/{pid}/fd"):
+        try:
+            files.append(os.readlink(f"/proc/{pid}/fd/{name}"))
+        except FileNotFoundError:  # closed in between
+            pass
+    return [file for file in files if file.startswith(folder)]
 
 
 class Frames(unittest.TestCase):
@@ -214,6 +226,38 @@ class Frames(unittest.TestCase):
             copy.write(file.read())
         self.assertEqual(batch(*RULE, f"frame replay {self.path('self')} -o {self.path('self')}")[0], 0)
         self.assertEqual(len(records(self.path("self"))), len(records(STACK)))
+
+    def test_a_signal_leaves_no_unfinished_file(self):
+        folder = self.path("folder")
+        os.mkdir(folder)
+        try:
+            os.close(os.open(folder, os.O_TMPFILE | os.O_WRONLY))
+        except OSError:
+            self.skipTest("this file system has no files without a name")
+        out = os.path.join(folder, "out")
+        with open(out, "wb") as file:
+            file.write(b"old")
+        for number in (signal.SIGINT, signal.SIGTERM):
+            with subprocess.Popen([IFCCTL, "frame", "replay", "-", "-o", out], stdin=subprocess.PIPE, stdout=subprocess.DEVNULL) as program:
+                program.stdin.write(self.header() + struct.pack("<IIII", 1, 2, 42, 42) + bytes.fromhex(DNS))
+                program.stdin.flush()
+                while not opened_in(os.path.realpath(folder), program.pid):
+                    self.assertIsNone(program.poll())
+                program.send_signal(number)
+                self.assertEqual(program.wait(timeout=60), -number)
+            with open(out, "rb") as file:
+                self.assertEqual((os.listdir(folder), file.read()), (["out"], b"old"))
+
+    def test_captures_and_options_in_any_order(self):
+        usual = batch(*RULE, f"frame replay {STACK} --misses iface 3")
+        self.assertEqual(usual[0], 0)
+        for words in (f"--misses {STACK} iface 3", f"iface 3 --misses {STACK}"):
+            self.assertEqual(batch(*RULE, "frame replay " + words), usual)
+        self.assertEqual(batch("frame fields iface 3 " + STACK), batch(f"frame fields {STACK} iface 3"))
+        self.assertIn("-o '-': accepted: the file to write", batch(f"frame replay {STACK} -o -")[2])
+        code, _, err = batch("frame replay --misses")
+        self.assertEqual(code, 2)
+        self.assertIn("frame replay '': accepted: a capture file, or - for standard input", err)
 
     @unittest.skipUnless(os.path.exists("/dev/full"), "no /dev/full")
     def test_output_that_fails(self):

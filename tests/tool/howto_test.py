@@ -9,7 +9,7 @@ import sys
 import tempfile
 import unittest
 
-IFCCTL, ROOT = sys.argv[1], sys.argv[2]
+IFCCTL, ROOT = sys.argv[1], os.path.abspath(sys.argv[2])
 PAGE = os.path.join(ROOT, "docs/howto.md")
 BLOCK = re.compile(r"(?<=^```console\n)(.*?)(?=^```$)", re.M | re.S)
 

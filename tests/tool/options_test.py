@@ -184,6 +184,31 @@ class Options(unittest.TestCase):
         whole = self.good("-b", "-", text=rule + "set save\n").split("\n", 1)[1]
         self.assertEqual(self.good("-b", "-", text=folded + "set save\n").split("\n", 1)[1], whole)
 
+    def test_text_for_programs_is_not_folded(self):
+        rule = "rule add src_ip 192.168.100.0/24 dst_ip 192.168.200.0/24 dst_port 5060-5070 vlan_id 7 ip_proto udp\n"
+        for words in ("counter export", "counter export --openmetrics", "counter export -o /dev/stdout"):
+            whole = self.good("-b", "-", text=rule + words + "\n")
+            self.assertEqual(self.good("-c", "-b", "-", text=rule + words + "\n", COLUMNS="60"), whole)
+            self.assertGreater(max(map(len, whole.splitlines())), 100)
+
+    # ------------------------------------------------------------------ descriptors
+
+    def test_closed_standard_descriptors_get_no_file(self):
+        with tempfile.TemporaryDirectory() as folder:
+            state, trace, out = (os.path.join(folder, name) for name in ("chip", "trace", "out"))
+            self.good("--state", state, "rule", "add", "dst_port", "53")
+            for closed, code in (("<&- >&- 2>&-", 6), (">&-", 6), ("<&- 2>&-", 0)):
+                result = subprocess.run(["sh", "-c", f'exec "$0" "$@" {closed}', IFCCTL, "--state", state, "--trace", trace, "rule", "show"],
+                                        capture_output=True, timeout=60, env=ENVIRONMENT)
+                self.assertEqual(result.returncode, code, closed)
+                with open(trace, encoding="ascii") as file:
+                    self.assertNotIn("rule", file.read(), closed)
+                subprocess.run(["sh", "-c", f'exec "$0" "$@" {closed}', IFCCTL, "--state", state, "set", "save", out], timeout=60,
+                               capture_output=True, env=ENVIRONMENT)
+                with open(out, encoding="utf-8") as file:
+                    self.assertEqual(file.read(), self.good("--state", state, "set", "save"), closed)
+            self.assertEqual(os.path.getsize(state + ".lock"), 0)
+
     # ------------------------------------------------------------------ help
 
     def test_help_anywhere(self):
@@ -200,8 +225,22 @@ class Options(unittest.TestCase):
         self.assertIn("  rule show", of_rule)
         self.assertNotIn("  set load", of_rule)
         self.assertNotIn("\n  queue ", self.good("help", "rule", "find"))
+        self.assertEqual(self.good("rule", "help", "add"), of_add)
         self.assertEqual(json.loads(self.good("-j", "rule", "help")), {"help": of_rule})
         self.assertIn("ifc_set_action", self.good("op", "help"))
+
+    def test_help_needs_no_device(self):
+        for words in (("help",), ("help", "rule", "add"), ("rule", "help"), ("rule", "add", "--help"), ("-j", "set", "help")):
+            expected = self.good(*words)
+            for place in (("--state", "/dev/null"), ("--state", "/no/such/folder/chip"), ("--device", "debugfs:/no/such/folder")):
+                self.assertEqual(self.good(*place, *words), expected, (place, words))
+        self.bad(2, "--state", "/dev/null", "rule", "show", parts=("--state '/dev/null'",))
+
+    def test_each_placeholder_is_explained_once(self):
+        for subject in ("rule", "table", "report", "flow", "counter", "frame", "set"):
+            lines = [line.split()[0] for line in self.good("help", subject, COLUMNS="200").splitlines()]
+            names = [word for word in lines if word.isupper()]
+            self.assertEqual(sorted(names), sorted(set(names)), subject)
 
     def test_every_command_is_in_the_help(self):
         everything = self.good("help", COLUMNS="200")
@@ -232,6 +271,18 @@ class Options(unittest.TestCase):
         lines = "r a dst_port 53\nrule delete 8\nc e\nclass st\n"
         self.assertEqual(self.good("--state", "none", "-b", "-", text=lines),
                          "rule 8: LUT1 entry 0, action 8\ndeleted: rule 8, LUT1 entry 0\nIFC :Enable .\n")
+
+    def test_words_of_other_tools_are_answered_with_ours(self):
+        for words, part in ((("rule", "remove", "8"), "did you mean del?"), (("rule", "rm", "8"), "did you mean del?"),
+                            (("rule", "dump"), "did you mean show?"), (("rule", "APPEND"), "did you mean add?"),
+                            (("ppe", "enable"), "did you mean on?"), (("classifier", "show"), "did you mean status?"),
+                            (("counter", "clear"), "did you mean reset?"), (("flow", "dump", "0"), "did you mean list?"),
+                            (("RULE", "show"), "did you mean rule?"), (("rule", "-s", "show"), "options stand before the command"),
+                            (("rule", "add", "ip_proto", "TCP"), "did you mean tcp?"), (("rule", "add", "dscp", "EF"), "did you mean ef?"),
+                            (("rule", "add", "ip_proto", "icmp6"), "did you mean icmpv6?"),
+                            (("frame", "replay", "x", "--miss"), "did you mean --misses?"),
+                            (("resource", "show", "fit", "vlan_id", "7"), "did you mean fits?")):
+            self.bad(2, *words, parts=(part,))
 
     def test_an_unclear_verb_is_refused(self):
         self.bad(2, "rule", "f", parts=("rule 'f': accepted: one of flush find in full",))

@@ -148,7 +148,7 @@ class ReportPage(unittest.TestCase):
     def test_keyboard(self):
         for case in cases(["gateway"]):
             with self.subTest(case):
-                width = self.show(case)
+                self.show(case)
                 self.browser.press("TAB")
                 focus = "const e = document.activeElement, b = e.getBoundingClientRect();"
                 self.assertEqual(self.browser.run(focus + "return [e.innerText, b.top >= 0, b.left >= 0]"), ["Skip to the content", True, True])

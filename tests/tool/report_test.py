@@ -275,6 +275,16 @@ class Report(unittest.TestCase):
         result = self.tool("-j", "report", "-o", "/dev/null")
         self.assertEqual(json.loads(result.stdout)["rules"], [])
 
+    def test_standard_output(self):
+        page = self.report("--capture", STACK)[0]
+        result = self.tool("-b", "-", text="\n".join([*GATEWAY, f"report -o - --capture {STACK}"]))
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        self.assertEqual(result.stdout[result.stdout.index("<!DOCTYPE html>"):], page)
+        self.assertFalse(os.path.exists("-"))
+        result = self.tool("-j", "report", "-o", "-")
+        self.assertEqual((result.returncode, result.stdout), (2, ""))
+        self.assertIn("-o '-': accepted: a file; with --json", result.stderr)
+
     def test_an_existing_page_is_replaced(self):
         with open(self.out, "w", encoding="utf-8") as file:
             file.write("old")

@@ -161,8 +161,10 @@ TEST(RuleWords, RangesAndInequality)
     expectCondition(range, 0, DPORT, IFC_COMPARE_RANGE, 0xFFFF, 5060);
     EXPECT_EQ(range.condition[0].key_last, 5070);
     EXPECT_EQ(matchText(range), "dst_port 5060-5070");
-    for (const char *line : {"dst_port ne 80", "dst_port ! 80", "dst_port !80"})
+    for (const char *line : {"dst_port ne 80", "dst_port ! 80", "dst_port !80", "dst_port != 80"})
         EXPECT_EQ(again(line), "dst_port ne 80");
+    for (const char *line : {"dst_port eq 80", "dst_port = 80", "dst_port == 80"})
+        EXPECT_EQ(again(line), "dst_port 80");
     EXPECT_EQ(again("dst_port range 1-2"), "dst_port 1-2");
     EXPECT_NE(refusalOf("dst_port 70-60"), "accepted");
     EXPECT_NE(refusalOf("dst_port range 5"), "accepted");

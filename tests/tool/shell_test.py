@@ -12,7 +12,7 @@ import tempfile
 import unittest
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from terminal import Terminal  # noqa: E402
+from terminal import Terminal
 
 IFCCTL, ROOT = os.path.abspath(sys.argv[1]), sys.argv[2]
 PROMPT = "ifcctl> "
@@ -316,6 +316,16 @@ class Editing(Shell):
         shell.expect("quit|rule add dst_port 53")
         shell.send("\n")
         shell.close()
+
+    @unittest.skipUnless(EDITS, "no libedit")
+    def test_keys_of_the_terminal(self):
+        shell = self.start("--state", "none")
+        control_left, control_right, page_up, insert = "\x1b[1;5D", "\x1b[1;5C", "\x1b[5~", "\x1b[2~"
+        shell.send("add dst_port 53" + control_left * 3 + "rule " + control_right * 3 + "4\n")
+        self.assertIn("rule 8: LUT1 entry 0", shell.expect("\n" + PROMPT))
+        self.assertIn("rule add dst_port 534 ", self.line(shell, "rule show"))
+        shell.send(page_up + insert + "\n")
+        self.assertIn("rule add dst_port 534 ", shell.expect("\n" + PROMPT))
 
     def test_history_file(self):
         shell = self.start()

@@ -70,11 +70,18 @@ Of all rules that match a frame, the first of these decides:
     def test_never_wider_than_the_terminal(self):
         full = "\n".join(f"rule add vlan_id {n} dst_port {n}" for n in range(1, 17))
         for lines in ("", GATEWAY, LONG, NO_END, full):
-            for columns in [*range(40, 201, 13), 60, 80, 200]:
+            for columns in [20, 21, 24, 28, 29, *range(40, 201, 13), 60, 80, 200]:
                 for locale in ("C", "C.UTF-8"):
                     out = drawn(lines, columns=str(columns), LC_ALL=locale)
                     self.assertLessEqual(max(map(len, out.splitlines())), columns, out)
                     self.assertEqual(out.isascii(), locale == "C")
+
+    def test_narrow_terminals_number_every_entry(self):
+        for columns in (20, 24, 28, 29, 40):
+            lines = drawn(GATEWAY, columns=str(columns)).split("LUT1  32")
+            for table, entries in ((lines[0], 8), (lines[1].split("Of all")[0], 32)):
+                numbers = re.findall(r"\n([ 0-9]+)\n +\+-", table)  # above each box
+                self.assertEqual(" ".join(numbers).split(), [str(n) for n in range(entries)], columns)
 
     def test_every_rule_is_in_the_picture_and_in_the_list(self):
         for columns in ("60", "100", "200"):

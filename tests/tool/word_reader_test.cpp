@@ -60,7 +60,7 @@ TEST(WordReader, RefusalNamesKeyValueAndWhatIsAccepted)
     EXPECT_EQ(messageOf([&] {
                   (void)other.takeChoice("result check", {"lut0", "lut1"});
               }),
-              "result check 'lut2': accepted: lut0 lut1");
+              "result check 'lut2': accepted: lut0 lut1; did you mean lut0?");
 }
 
 TEST(Reason, HasAnExitCode)

@@ -19,6 +19,8 @@ namespace capture
 namespace
 {
 
+constexpr const char *kDescriptors = "/proc/self/fd";
+
 Error cannotCreate(const std::string &path, const std::string &why)
 {
     return {Fault::OutputPlace, path, why};
@@ -53,10 +55,8 @@ CaptureWriter::CaptureWriter(const std::string &path, bool nanoseconds) : path_(
                 target_ = resolved;
             std::free(resolved);
         }
-        std::string name = target_ + ".XXXXXX";
-        const int descriptor = mkostemp(name.data(), O_CLOEXEC);
+        const int descriptor = openUnfinished();
         if (descriptor >= 0) {
-            unfinished_ = name;
             if (exists) // keeps its owner, as far as permissions allow
                 (void)!fchown(descriptor, about.st_uid, about.st_gid);
             (void)fchmod(descriptor, exists ? about.st_mode & 0777 : modeOfNewFiles());
@@ -79,6 +79,34 @@ CaptureWriter::~CaptureWriter()
     (void)std::fclose(file_);
     if (!unfinished_.empty())
         (void)std::remove(unfinished_.c_str());
+}
+
+int CaptureWriter::openUnfinished()
+{
+    const size_t slash = target_.rfind('/');
+    const std::string folder = slash == std::string::npos ? "." : target_.substr(0, slash + 1);
+    int descriptor = -1;
+    if (access(kDescriptors, X_OK) == 0) // giveName() needs it
+        descriptor = open(folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600);
+    hasNoName_ = descriptor >= 0;
+    if (hasNoName_)
+        return descriptor;
+    std::string name = target_ + ".XXXXXX";
+    descriptor = mkostemp(name.data(), O_CLOEXEC);
+    if (descriptor >= 0)
+        unfinished_ = name;
+    return descriptor;
+}
+
+// A name beside the target, which rename() can put into the target's place.
+void CaptureWriter::giveName()
+{
+    const std::string name = target_ + '.' + std::to_string(getpid()) + ".new";
+    const std::string file = std::string(kDescriptors) + '/' + std::to_string(fileno(file_));
+    (void)std::remove(name.c_str()); // of a program that was killed
+    if (linkat(AT_FDCWD, file.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) != 0)
+        bad();
+    unfinished_ = name;
 }
 
 void CaptureWriter::bad() const
@@ -111,6 +139,8 @@ void CaptureWriter::finish()
     std::FILE *file = file_;
     if (std::fflush(file) != 0)
         bad();
+    if (hasNoName_)
+        giveName();
     file_ = nullptr;
     const bool closed = std::fclose(file) == 0;
     if (!closed || (!unfinished_.empty() && std::rename(unfinished_.c_str(), target_.c_str()) != 0)) {

@@ -10,8 +10,9 @@
 namespace capture
 {
 
-// The frames go to an unfinished file in the target's folder, which finish() renames. Until then, and after
-// an error, the target stays as it was. A device or a pipe is written directly. Throws Error.
+// The frames go to an unfinished file in the target's folder. It has no name, if the file system allows that,
+// and goes away with the program. finish() gives it the target's name. Until then, and after an error, the
+// target stays as it was. A device or a pipe is written directly. Throws Error.
 class CaptureWriter
 {
 public:
@@ -25,12 +26,15 @@ public:
     void finish();
 
 private:
+    int openUnfinished();
+    void giveName();
     void put(const void *data, size_t bytes);
     [[noreturn]] void bad() const;
 
     std::string path_;
     std::string target_;     // the path with its symbolic links resolved
-    std::string unfinished_; // in the same folder; empty: written directly
+    std::string unfinished_; // in the same folder; empty: it has no name, or the target is written directly
+    bool hasNoName_ = false; // the unfinished file
     std::FILE *file_ = nullptr;
 };
 

@@ -35,6 +35,8 @@ int Unpacker::start(const char *program, int descriptor)
     posix_spawn_file_actions_init(&wiring);
     posix_spawn_file_actions_adddup2(&wiring, descriptor, STDIN_FILENO);
     posix_spawn_file_actions_adddup2(&wiring, ends[1], STDOUT_FILENO);
+    // Its exit code says that a file is damaged. The message is ours.
+    posix_spawn_file_actions_addopen(&wiring, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
     std::string name = program;
     std::string flag = "-dc";
     char *arguments[] = {name.data(), flag.data(), nullptr};

@@ -19,10 +19,22 @@
 #include <iostream>
 #include <optional>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 using namespace ifcctl;
 
 namespace
 {
+
+// A standard descriptor that was closed gets no file that this program opens: output would end up in it. What
+// stands there instead can be neither read nor written.
+void occupyStandardDescriptors()
+{
+    for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor)
+        if (fcntl(descriptor, F_GETFD) < 0)
+            (void)open("/dev/null", O_PATH);
+}
 
 // The chip's state file, "" for a fresh chip: --state, else IFC_STATE, else the user's default. A batch
 // starts with a fresh chip unless --state or IFC_STATE names a file.
@@ -48,11 +60,18 @@ ExitCode failed(const Error &error)
     return exitCodeOf(error.reason());
 }
 
-ExitCode printAlone(const std::string &text)
+ExitCode flushed()
 {
-    if (std::fputs(text.c_str(), stdout) < 0 || std::fflush(stdout) != 0)
+    if (std::fflush(stdout) != 0)
         throw outputFailed("standard output");
     return kExitDone;
+}
+
+ExitCode printAlone(const std::string &text)
+{
+    if (std::fputs(text.c_str(), stdout) < 0)
+        throw outputFailed("standard output");
+    return flushed();
 }
 
 ExitCode runAll(Session &session, std::optional<Batch> &batch, const CommandLine &line)
@@ -99,6 +118,8 @@ ExitCode runShellLine(const Options &shell, const std::string &line)
         std::optional<Batch> none;
         CommandLine command;
         command.words = splitLine(line);
+        if (printHelp(command.words, options))
+            return flushed();
         return runSession(options, none, command);
     } catch (const Error &error) {
         return failed(error);
@@ -123,6 +144,7 @@ std::optional<std::string> answerWithoutDevice(const Words &words)
 
 int main(int argc, char **argv)
 {
+    occupyStandardDescriptors();
     try {
         const CommandLine line = readCommandLine(Words(argv + std::min(argc, 1), argv + argc));
         if (line.version || line.help)
@@ -135,10 +157,12 @@ int main(int argc, char **argv)
         if (const auto answer = answerWithoutDevice(line.words))
             return printAlone(*answer);
         Options options = line.options;
-        if (options.device == kSimulatedDevice)
-            options.state = statePath(line.stateFile, line.isBatch);
         options.colour = terminalStyle(line.colour).colour;
         options.foldWidth = givenWidth();
+        if (!line.words.empty() && printHelp(line.words, options))
+            return flushed();
+        if (options.device == kSimulatedDevice)
+            options.state = statePath(line.stateFile, line.isBatch);
         if (!asked)
             return runShell(options, runShellLine);
         std::optional<Batch> file;

@@ -160,7 +160,7 @@ static bool exchange(uint32_t first, unsigned count, const char *what, unsigned 
 {
     // The last frame of each batch: its own filter, before all others.
     uint8_t last[60] = {2, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 2, 0, 0, 0, 0, 9, 0x88, 0xB6};
-    struct timespec from;
+    struct timespec from = {0};
     identify(last + sizeof last - IDENTIFIER, first + count);
     for (int w = 0; w < 2; w++) {
         lap(&from);
@@ -263,7 +263,7 @@ static bool add_one(unsigned change)
 static bool run(unsigned changes, unsigned every, unsigned batch)
 {
     uint32_t number = 0;
-    struct timespec from;
+    struct timespec from = {0};
     if (changes == 0) {
         for (unsigned n = 0; n < example_count; n++) {
             lengths[0] = example(frames[0], n);

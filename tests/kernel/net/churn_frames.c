@@ -148,7 +148,7 @@ void load_examples(const char *name)
         // Its room includes an identifier, two tags and the trailer of ifc_host_test.
         if (record[2] > FRAME - 64 || example_count == EXAMPLES ||
             fread(bytes, 1, record[2], file) != record[2]) {
-            fprintf(stderr, "churn: %s: accepted: %u frames of up to %u bytes\n", name, EXAMPLES, FRAME - 64);
+            fprintf(stderr, "churn: %s: accepted: %d frames of up to %d bytes\n", name, EXAMPLES, FRAME - 64);
             exit(2);
         }
         // A netdev does not send less than an Ethernet header.

@@ -5,7 +5,8 @@ check "ifc.ko loads" insmod ifc.ko
 check "ports=0 is refused" sh -c "! insmod ifc_net.ko ports=0 2>/dev/null && dmesg | tail -1 | grep -q 'ports 0: accepted: 1 to 4'"
 check "ports=5 is refused" sh -c "! insmod ifc_net.ko ports=5 2>/dev/null"
 check "ifc_net.ko loads" insmod ifc_net.ko ports=4
-check "eight netdevs" [ "$(ls -d /sys/class/net/ifc* | wc -l)" = 8 ]
+netdevs=(/sys/class/net/ifc*)
+check "eight netdevs" [ ${#netdevs[@]} = 8 ]
 check "driver information" [ "$(ethtool -i ifc0 | sed -n 's/^driver: //p')" = ifc_net ]
 check "which port" [ "$(ethtool -i ifc3w | sed -n 's/^bus-info: //p')" = ifc:wire3 ]
 

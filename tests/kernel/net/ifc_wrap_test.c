@@ -26,7 +26,7 @@ static int __init ifc_wrap_init(void)
     set_frame_engine_data(IFC_DATA1, (u32)(bytes >> 32));
     set_frame_engine_data(IFC_DATA2, (u32)packets);
     set_frame_engine_data(IFC_DATA3, (u32)(packets >> 32));
-    result = ifcSetRuleConfig(entry, 0, IFC_SEL_COUNTER, IFC_TYPE_WRITE);
+    result = ifcSetRuleConfig((uint8_t)entry, 0, IFC_SEL_COUNTER, IFC_TYPE_WRITE);
     spin_unlock_irqrestore(&gpIfcPriv->lock, flags);
     return result ? -EIO : -EAGAIN;
 }

@@ -2,7 +2,7 @@
 # How the kernel's own tests are run: unmodified, on our ports. Each verdict that they print becomes one of ours.
 load 2
 for dev in ifc0 ifc0w ifc1 ifc1w; do ip link set $dev up; done
-cd /tools/testing/selftests/net/forwarding
+cd /tools/testing/selftests/net/forwarding || exit
 export NETIF_CREATE=no WAIT_TIME=1 TC_HIT_TIMEOUT=300 HIT_TIMEOUT=1000 PING_COUNT=2 PING_TIMEOUT=2 WAIT_TIMEOUT=5
 two="ifc0w ifc0"
 four="ifc0w ifc0 ifc1 ifc1w"

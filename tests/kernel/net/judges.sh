@@ -17,6 +17,6 @@ judge_wrapped pedit_dsfield.sh "test_ip_dscp test_ip6_dsfield" 17 $four
 judge_wrapped skbedit_priority.sh "test_ingress" 8 $four
 ours='ingress'
 judge_wrapped tc_vlan_modify.sh "vlan_modify_ingress" 1 $four
-cd /ours
+cd /ours || exit
 check "no rule is left" [ "$(cat $dir/rules | grep -c 'valid:1')" = 0 ]
 unload

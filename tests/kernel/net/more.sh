@@ -7,5 +7,5 @@ judge_if() { # as judge
 ours='Port range'
 # Two IPv6 addresses and two ranges are more conditions than an entry holds.
 judge_if tc_flower_port_range.sh "test_port_range_ipv4_udp test_port_range_ipv4_tcp" 2 $four
-cd /ours
+cd /ours || exit
 unload

@@ -129,7 +129,7 @@ memory() { awk '/^Slab:|^VmallocUsed:/ { sum += $2 } END { print sum }' /proc/me
 n=0
 while [ $n -lt 60 ] && add pref $((n + 101)) protocol ip flower skip_sw ip_proto udp src_port $((n + 1)) dst_ip 192.0.2.$n action drop; do n=$((n + 1)); done
 check "the tables fill up" [ $n -gt 3 ]
-echo "NOTE room for $n filters of six conditions: $(cat /tmp/error | head -1)"
+echo "NOTE room for $n filters of six conditions: $(head -1 /tmp/error)"
 check "one more: no space, and what is missing" grep -q "no room: needed in LUT0 0 rules of 8, in LUT1 [0-9]* entries of 32" /tmp/error
 for k in 1 2 3 4 5 6 7 8; do add pref $k protocol ip flower skip_sw src_mac 02:00:00:00:00:0$k/ff:00:ff:00:00:0f action drop || break; done
 check "LUT0 has its own room" [ $k = 8 ]
@@ -144,7 +144,7 @@ add pref 2 protocol ip flower skip_sw src_mac 02:00:00:00:00:09/ff:00:ff:00:00:0
 check "LUT0 decides before LUT1: refused where the order would not hold" grep -q "no room in this order" /tmp/error
 tc filter del dev ifc0 ingress
 before=$(memory)
-for round in 1 2 3 4 5 6 7 8 9 10; do
+for _ in 1 2 3 4 5 6 7 8 9 10; do
     for k in 1 2 3 4 5; do add pref $k protocol ip flower skip_sw ip_proto udp src_port $k action drop; done
     tc filter del dev ifc0 ingress
 done

@@ -107,6 +107,30 @@ TEST_F(WindowTest, Faults)
         EXPECT_EQ(chip.read(0xBFB50204) >> 31, 0u);
 }
 
+TEST_F(WindowTest, PowerOnForgetsEverything)
+{
+    const uint32_t registers[] = {0xBFB50000, 0xBFB50200, 0xBFB50204, 0xBFB50210, 0xBFB50214, 0xBFB50218,
+                                  0xBFB5021C, 0xBFB50240, 0xBFB50244, 0xBFB50248, 0xBFB5024C, 0xBFB50250};
+    for (const uint32_t reg : registers)
+        chip.write(reg, 0xFFFFFFFF);
+    for (unsigned sel = 0; sel < 4; ++sel)
+        chip.write(0xBFB50204, command(1, 0, sel, 1));
+    EXPECT_EQ(chip.read(0xBFB50204) >> 31, 1u);
+    EXPECT_EQ(chip.errors(), 1u) << "the command of ones";
+    chip.injectFault(TransferFault::NeverComplete, 0, 1);
+    const uint32_t before = chip.generation();
+
+    start({1, true});
+    for (const uint32_t reg : registers)
+        EXPECT_EQ(chip.read(reg), 0u) << std::hex << reg;
+    const engine::Tables empty{};
+    EXPECT_EQ(std::memcmp(&chip.tables(), &empty, sizeof empty), 0);
+    EXPECT_EQ(chip.errors(), 0u);
+    EXPECT_NE(chip.generation(), before);
+    chip.write(0xBFB50204, command(0, 0, 2, 0));
+    EXPECT_EQ(chip.read(0xBFB50204) >> 31, 1u) << "the fault is forgotten";
+}
+
 TEST_F(WindowTest, PowerOnNoiseDependsOnTheSeedOnly)
 {
     engine::RegisterWindow other;
@@ -117,6 +141,11 @@ TEST_F(WindowTest, PowerOnNoiseDependsOnTheSeedOnly)
     EXPECT_NE(std::memcmp(&chip.tables(), &other.tables(), sizeof chip.tables()), 0);
     for (const auto &counter : chip.tables().counter)
         EXPECT_EQ(counter[3] >> 24, 0u);
+    other.powerOn({}, 5);
+    for (const uint32_t reg : {0xBFB50210, 0xBFB50214, 0xBFB50218, 0xBFB5021C}) {
+        EXPECT_NE(chip.read(reg), 0u) << std::hex << reg;
+        EXPECT_EQ(chip.read(reg), other.read(reg)) << std::hex << reg;
+    }
 }
 
 TEST_F(WindowTest, RevisionMovesWithTheTables)

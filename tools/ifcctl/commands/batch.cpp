@@ -10,7 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include <fcntl.h>
+#include <unistd.h>
 
 namespace ifcctl
 {
@@ -23,9 +23,10 @@ constexpr const char *kStandardInput = "-";
 
 Batch::Batch(const std::string &path) : path_(path)
 {
-    // A closed standard input is found here, before another file gets its descriptor.
-    const bool standard = path == kStandardInput;
-    file_ = standard ? (fcntl(0, F_GETFD) < 0 ? nullptr : stdin) : std::fopen(path.c_str(), "re");
+    if (path != kStandardInput)
+        file_ = std::fopen(path.c_str(), "re");
+    else if (read(STDIN_FILENO, nullptr, 0) == 0) // it can be read
+        file_ = stdin;
     if (file_ == nullptr)
         throw usage("--batch", path,
                     std::string("a file that can be read, or - (") + std::strerror(errno) + ')');

@@ -29,7 +29,7 @@ private:
     std::string effect() const;
 
     std::string path_;
-    std::FILE *file_;
+    std::FILE *file_ = nullptr;
     unsigned done_ = 0; // lines that took effect
 };
 

@@ -7,6 +7,7 @@
 #include "tools/ifcctl/core/nearest_word.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace ifcctl
 {
@@ -41,6 +42,24 @@ bool has(const Words &words, const std::string &word)
     return std::find(words.begin(), words.end(), word) != words.end();
 }
 
+// "; did you mean del?": the verb of this object for a word that other tools have, else the nearest one.
+std::string didYouMeanVerb(const std::string &word, const Words &verbs)
+{
+    static constexpr std::pair<const char *, const char *> ofOtherTools[] = {
+        {"remove", "del"},   {"rm", "del"},         {"destroy", "del"},   {"create", "add"},
+        {"append", "add"},   {"new", "add"},        {"get", "show"},      {"print", "show"},
+        {"dump", "show"},    {"display", "show"},   {"show", "status"},   {"show", "list"},
+        {"dump", "list"},    {"replace", "change"}, {"modify", "change"}, {"edit", "change"},
+        {"enable", "on"},    {"disable", "off"},    {"on", "enable"},     {"off", "disable"},
+        {"clear", "reset"},  {"zero", "reset"},     {"monitor", "watch"}, {"test", "validate"},
+        {"restore", "load"}, {"compare", "diff"},   {"why", "explain"},   {"draw", "map"},
+    };
+    for (const auto &[other, verb] : ofOtherTools)
+        if (lowerCase(word) == other && has(verbs, verb))
+            return std::string("; did you mean ") + verb + '?';
+    return didYouMean(word, verbs);
+}
+
 // The verb of the object that the word names, by itself, as another word or as an abbreviation.
 std::string findVerb(const std::string &object, const std::string &word)
 {
@@ -65,7 +84,9 @@ std::string findVerb(const std::string &object, const std::string &word)
         return fitting.front();
     if (!fitting.empty())
         throw usage(object, word, "one of " + joined(fitting) + " in full");
-    throw usage(object, word, joined(verbs) + didYouMean(word, verbs));
+    throw usage(object, word,
+                joined(verbs) +
+                    (word[0] == '-' ? "; options stand before the command" : didYouMeanVerb(word, verbs)));
 }
 
 } // namespace

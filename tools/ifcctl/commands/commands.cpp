@@ -2,7 +2,6 @@
 #include "commands.h"
 
 #include "help.h"
-#include "wrap.h"
 
 #include "tools/capture/error.h"
 
@@ -42,11 +41,8 @@ void runWords(Session &session, const Words &words)
 {
     if (words.empty())
         return;
-    if (const auto subject = helpWanted(words)) {
-        const std::string text = helpText(*subject, outputWidth());
-        session.print(text, {{"help", text}});
+    if (printHelp(words, session.options()))
         return;
-    }
     size_t used = 0;
     const Command &command = findCommand(words, used);
     WordReader reader(words, used);

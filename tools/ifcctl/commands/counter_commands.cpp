@@ -83,7 +83,7 @@ void counterExport(Session &session, WordReader &words)
     const Reading reading = readRuleCounters(session);
     const std::string text = metricsText(reading.rules, format);
     if (!named || path == "-") {
-        session.print(text, {{"text", text}, {"rules", reading.rules.size()}});
+        session.printForPrograms(text, {{"text", text}, {"rules", reading.rules.size()}});
         return;
     }
     const bool isFile = writeTextFile("counter export", path, text);

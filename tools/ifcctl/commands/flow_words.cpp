@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 #include "flow_words.h"
 
+#include "flow_values.h"
+
 #include "tools/ifcctl/core/errors.h"
 #include "tools/ifcctl/core/nearest_word.h"
 #include "tools/ifcctl/core/values.h"
@@ -130,7 +132,10 @@ private:
         std::optional<std::string> spec;
         std::optional<std::string> last;
         std::optional<std::string> mask;
+        bool isPrefix = false; // the mask
     };
+
+    static constexpr size_t kPrefix = 4; // among the parts of a value
 
     void readItem()
     {
@@ -205,19 +210,19 @@ private:
         auto found =
             std::find_if(values.begin(), values.end(), [&](const Value &v) { return v.field == field; });
         if (found == values.end())
-            found = values.insert(values.end(), Value{field, {}, {}, {}});
+            found = values.insert(values.end(), Value{field, {}, {}, {}, false});
         std::optional<std::string> &part = choice <= 1   ? found->spec
                                            : choice == 2 ? found->last
                                                          : found->mask;
         if (part)
             throw usage(key, value, "each part of a value once");
         part = value;
+        found->isPrefix = found->isPrefix || choice == kPrefix;
     }
 
     void checkFamily(const std::string &item, const FlowField &field, size_t choice,
                      const std::string &value) const
     {
-        constexpr size_t kPrefix = 4;
         const std::string word = field.word;
         if ((word != "src_ip" && word != "dst_ip") || choice == kPrefix)
             return;
@@ -243,7 +248,7 @@ private:
         if (value.last)
             text += '-' + *value.last;
         else if (value.mask)
-            text += '/' + *value.mask;
+            text = maskedValue(key, word, text, *value.mask, value.isPrefix);
         for (size_t n = 0; n + 1 < match_.size(); n += 2)
             if (match_[n] == word && match_[n + 1] == text)
                 return;

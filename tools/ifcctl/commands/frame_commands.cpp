@@ -55,8 +55,10 @@ void frameSend(Session &session, WordReader &words)
 // One JSON object for each frame, even without --json.
 void frameFields(Session &session, WordReader &words)
 {
-    capture::FrameCapture source(words.take("frame fields", "a capture file, or - for standard input"));
     engine::SideData side;
+    while (parseSideData(words, side))
+        ;
+    capture::FrameCapture source(words.take("frame fields", "a capture file, or - for standard input"));
     while (parseSideData(words, side))
         ;
     words.expectEnd("frame fields");

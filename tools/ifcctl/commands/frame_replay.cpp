@@ -108,8 +108,9 @@ void printTotals(Session &session, const std::vector<Replayed> &captures, const 
 
 void frameReplay(Session &session, WordReader &words)
 {
+    const std::string accepted = "a capture file, or - for standard input";
     const Words choices = {"-o", "--only-hits", "--misses", "--rule", "iface", "gem_port"};
-    std::vector<std::string> paths = {words.take("frame replay", "a capture file, or - for standard input")};
+    std::vector<std::string> paths;
     engine::SideData side;
     std::string sideWords; // as given
     std::string outPath;
@@ -121,7 +122,7 @@ void frameReplay(Session &session, WordReader &words)
             continue;
         }
         if (word != "-o" && word.rfind("--", 0) != 0) {
-            paths.push_back(words.take("frame replay", "a capture file"));
+            paths.push_back(words.take("frame replay", accepted));
             continue;
         }
         if (words.takeChoice("frame replay", choices) != 0) {
@@ -131,7 +132,11 @@ void frameReplay(Session &session, WordReader &words)
         outPath = words.take("-o", "the file to write");
         if (outPath.empty())
             words.reject("the file to write");
+        if (outPath == "-")
+            words.reject("the file to write; standard output gets the totals");
     }
+    if (paths.empty())
+        throw usage("frame replay", "", accepted);
     if (selection.which == Selection::Which::Hits && outPath.empty())
         throw usage("--only-hits", "", "--only-hits together with -o OUT only");
 

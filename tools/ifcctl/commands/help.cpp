@@ -109,7 +109,7 @@ std::string versionText()
 std::string programHelp(unsigned width)
 {
     std::string text =
-        wrapped("Programs and questions a packet classifier, simulated or real, through its driver's rule "
+        wrapped("Programs and queries a packet classifier, simulated or real, through its driver's rule "
                 "layer.",
                 width, 0) +
         "\nUsage: ifcctl [OPTION...] COMMAND\n       ifcctl [OPTION...] -b FILE\n       ifcctl "
@@ -140,12 +140,15 @@ std::optional<HelpSubject> helpWanted(const Words &words)
     const bool last = !about.empty() && (about.back() == kHelpWord || about.back() == kHelpOption);
     if (last)
         about.pop_back();
-    if (!first && !last)
+    const bool second = about.size() > 1 && about[1] == kHelpWord;
+    if (second)
+        about.erase(about.begin() + 1);
+    if (!first && !second && !last)
         return std::nullopt;
     if (about.empty())
         return HelpSubject{};
     HelpSubject subject{findObject(about[0]), ""};
-    if (subject.object == "op" && words.back() == kHelpWord)
+    if (subject.object == "op" && (second || words.back() == kHelpWord))
         return std::nullopt; // the command handler's own help
     size_t used = 0;
     if (about.size() > 1)
@@ -156,6 +159,16 @@ std::optional<HelpSubject> helpWanted(const Words &words)
 std::string helpText(const HelpSubject &subject, unsigned width)
 {
     return subject.object.empty() ? programHelp(width) : commandHelp(subject, width);
+}
+
+bool printHelp(const Words &words, const Options &options)
+{
+    const auto subject = helpWanted(words);
+    if (!subject)
+        return false;
+    const std::string text = helpText(*subject, outputWidth());
+    Printer(printStyleOf(options)).print(text, {{"help", text}});
+    return true;
 }
 
 } // namespace ifcctl

@@ -16,6 +16,7 @@
 #include "tools/ifcctl/report/activity.h"
 #include "tools/ifcctl/report/report_data.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <memory>
@@ -178,6 +179,8 @@ nlohmann::ordered_json replayJson(const report::Replay &replay)
 void makeReport(Session &session, WordReader &words)
 {
     const Request request = readRequest(words);
+    if (request.out == "-" && session.options().json)
+        throw usage("-o", request.out, "a file; with --json standard output gets the document");
     const int revision = session.device().revision();
     const RuleSet set(session);
     ReplayTotals totals;
@@ -235,8 +238,14 @@ void makeReport(Session &session, WordReader &words)
     data.checks.push_back(ofSet.check);
     data.capacity = capacities(set);
 
+    const std::string page = report::page(data);
+    if (request.out == "-") {
+        if (std::fputs(page.c_str(), stdout) < 0)
+            throw outputFailed("standard output");
+        return;
+    }
     // A device may be the standard output. It gets the page without the line that follows.
-    const bool isFile = writeTextFile("report", request.out, report::page(data));
+    const bool isFile = writeTextFile("report", request.out, page);
 
     nlohmann::ordered_json json = {{"file", request.out}, {"title", data.title},
                                    {"made", data.made},   {"classifier", data.classifier},

@@ -74,17 +74,18 @@ void resourceShow(Session &session, WordReader &words)
         if (automatic) {
             const Match match = automaticRequest(rule);
             fits = countFits(match, session.options().inexact);
-            each = std::to_string(entryCount(match)) + " entries each";
+            each = entriesText(entryCount(match)) + " each";
         } else {
             ifc_rule_shape shape{};
             ifc_rule_shape_of(&rule, &shape);
             fits = RuleSet(session).countFits(rule);
-            each = shape.narrow_entries == 0 ? "LUT0 only"
-                                             : std::to_string(shape.narrow_entries) + " LUT1 entries each";
+            each = shape.narrow_entries == 0 ? "LUT0 only" : entriesText(shape.narrow_entries) + " each";
             if (shape.narrow_entries != 0 && shape.wide != 0)
                 each += ", or a LUT0 rule";
         }
-        text += std::to_string(fits) + " more rules of this shape fit (" + each + ")\n";
+        text += std::to_string(fits) +
+                (fits == 1 ? " more rule of this shape fits (" : " more rules of this shape fit (") + each +
+                ")\n";
         json["fits"] = fits;
     } else {
         const std::vector<Capacity> list = capacities(RuleSet(session));

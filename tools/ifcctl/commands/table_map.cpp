@@ -184,18 +184,22 @@ std::string ownersText(const TableMap &map, const std::vector<std::string> &word
 std::string drawTables(const TableMap &map, const std::vector<std::string> &words, const TerminalStyle &style)
 {
     const Drawing drawing(map, style);
-    // A terminal too narrow for a whole sub-table gets half of one in a row.
+    // A terminal too narrow for a whole sub-table gets a half or a quarter of one in a row.
     unsigned inRow = IFC_LUT1_SUB_TABLE;
-    if (style.width < kIndent + 1 + inRow * kLeastCell)
+    while (style.width < kIndent + 1 + inRow * kLeastCell)
         inRow /= 2;
     const unsigned cell = std::min(kMostCell, (style.width - kIndent - 1) / inRow);
-    std::string text = wrapped(wideSummary(map), style.width, 6) +
-                       drawing.row(map.lut0, 0, IFC_LUT0_RULES, cell * inRow / IFC_LUT0_RULES) +
-                       wrapped(narrowSummary(map), style.width, 6);
+    const unsigned wideInRow = std::min<unsigned>(inRow, IFC_LUT0_RULES);
+    std::string text = wrapped(wideSummary(map), style.width, 6);
+    for (unsigned first = 0; first < IFC_LUT0_RULES; first += wideInRow)
+        text += drawing.row(map.lut0, first, wideInRow, cell * inRow / wideInRow);
+    text += wrapped(narrowSummary(map), style.width, 6);
     for (unsigned first = 0; first < IFC_LUT1_RULES; first += inRow) {
         if (first % IFC_LUT1_SUB_TABLE == 0)
-            text += std::string(kIndent, ' ') + "sub-table " + std::to_string(first / IFC_LUT1_SUB_TABLE) +
-                    (first == 0 ? "" : "; chains stay within it") + '\n';
+            text += wrapped(std::string(kIndent, ' ') + "sub-table " +
+                                std::to_string(first / IFC_LUT1_SUB_TABLE) +
+                                (first == 0 ? "" : "; chains stay within it"),
+                            style.width, kIndent);
         text += drawing.row(map.lut1, first, inRow, cell);
     }
     if (map.owners.empty())

@@ -7,7 +7,6 @@
 #include "ifc/records/fields.h"
 
 #include <algorithm>
-#include <cctype>
 #include <iterator>
 #include <vector>
 
@@ -24,13 +23,6 @@ std::vector<std::string> knownWords()
         words.emplace_back(entry.word);
     words.push_back(kEnableWord);
     return words;
-}
-
-std::string lowerCase(std::string word)
-{
-    std::transform(word.begin(), word.end(), word.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return word;
 }
 
 } // namespace

@@ -39,7 +39,8 @@ Shape shapeOf(const engine::FieldImage &fields)
     using engine::fieldValue;
     using engine::hasField;
     Shape shape{};
-    shape.tags = (fieldValue(fields, VPM0) != ifc::kVpmNone) + (fieldValue(fields, VPM1) != ifc::kVpmNone);
+    shape.tags = (fieldValue(fields, VPM0) != ifc::kVpmNone ? 1u : 0u) +
+                 (fieldValue(fields, VPM1) != ifc::kVpmNone ? 1u : 0u);
     shape.hasType = hasField(fields, ETYPE);
     shape.type = fieldValue(fields, ETYPE);
     shape.hasPorts = hasField(fields, DPORT);

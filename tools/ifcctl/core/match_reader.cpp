@@ -312,8 +312,10 @@ private:
 
 std::optional<unsigned> compareOf(const std::string &word)
 {
-    if (word == "!")
+    if (word == "!" || word == "!=")
         return IFC_COMPARE_NOT_EQUAL;
+    if (word == "=" || word == "==")
+        return IFC_COMPARE_EQUAL;
     for (unsigned compare = IFC_COMPARE_EQUAL; compare <= IFC_COMPARE_RANGE; ++compare)
         if (word == compareName(compare))
             return compare;

@@ -8,7 +8,6 @@
 #include "ifc/records/fields.h"
 
 #include <algorithm>
-#include <cctype>
 #include <map>
 
 namespace ifcctl
@@ -38,13 +37,6 @@ MatchWord versioned(unsigned field, unsigned field6, unsigned lsb, unsigned widt
 MatchWord address(unsigned field, unsigned lowestWord)
 {
     return {Kind::Address, field, lowestWord, 0, ifc::fieldWidth(field), false};
-}
-
-std::string lowerCase(std::string name)
-{
-    std::transform(name.begin(), name.end(), name.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return name;
 }
 
 constexpr unsigned kOctet = 8;

@@ -2,6 +2,7 @@
 #include "nearest_word.h"
 
 #include <algorithm>
+#include <cctype>
 
 namespace ifcctl
 {
@@ -28,7 +29,23 @@ size_t typingErrors(const std::string &a, const std::string &b)
     return errors[a.size()][b.size()];
 }
 
+// True: the word has all letters of the other one, in their order.
+bool hasLettersOf(const std::string &word, const std::string &letters)
+{
+    size_t found = 0;
+    for (const char letter : word)
+        found += found < letters.size() && letter == letters[found];
+    return found == letters.size();
+}
+
 } // namespace
+
+std::string lowerCase(std::string text)
+{
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return text;
+}
 
 std::string nearestWord(const std::string &given, const std::vector<std::string> &known)
 {
@@ -37,9 +54,12 @@ std::string nearestWord(const std::string &given, const std::vector<std::string>
     size_t fewest = std::max<size_t>(1, given.size() / 3) + 1;
     if (given.size() > kLongest)
         return best;
+    const std::string small = lowerCase(given);
     for (const std::string &word : known) {
-        const size_t errors = typingErrors(given, word);
-        if (errors < fewest && errors < word.size()) {
+        const size_t errors = typingErrors(small, lowerCase(word));
+        const bool better = errors < fewest || (errors == fewest && !best.empty() &&
+                                                !hasLettersOf(best, small) && hasLettersOf(word, small));
+        if (better && errors < word.size()) {
             fewest = errors;
             best = word;
         }

@@ -2,6 +2,7 @@
 #include "word_reader.h"
 
 #include "errors.h"
+#include "nearest_word.h"
 #include "values.h"
 
 #include <algorithm>
@@ -120,7 +121,7 @@ size_t WordReader::takeChoice(const std::string &field, const Words &choices)
     const std::string &word = take(field, all);
     const auto found = std::find(choices.begin(), choices.end(), word);
     if (found == choices.end())
-        reject(all);
+        reject(all + didYouMean(word, choices));
     return static_cast<size_t>(found - choices.begin());
 }
 

@@ -8,6 +8,8 @@
 #include <functional>
 #include <utility>
 
+#include <unistd.h>
+
 namespace ifcctl
 {
 
@@ -115,6 +117,16 @@ void Printer::print(const std::string &text, const nlohmann::ordered_json &json)
         out = highlighted(out);
     if (std::fwrite(out.data(), 1, out.size(), stdout) != out.size())
         throw outputFailed("standard output");
+}
+
+void Printer::printForPrograms(const std::string &text, const nlohmann::ordered_json &json) const
+{
+    PrintStyle style = style_;
+    if (isatty(STDOUT_FILENO) == 0) {
+        style.foldWidth = 0;
+        style.colour = false;
+    }
+    Printer(style).print(text, json);
 }
 
 } // namespace ifcctl

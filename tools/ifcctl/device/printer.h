@@ -30,6 +30,8 @@ public:
 
     // On standard output: the text, or the document. Throws Error if it cannot be written.
     void print(const std::string &text, const nlohmann::ordered_json &json) const;
+    // The same for a text that programs read: its lines stay as they are, except on a terminal.
+    void printForPrograms(const std::string &text, const nlohmann::ordered_json &json) const;
 
 private:
     PrintStyle style_;

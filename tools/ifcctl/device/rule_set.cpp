@@ -28,11 +28,6 @@ std::string counted(unsigned count, const std::string &thing)
     return std::to_string(count) + ' ' + thing + (count == 1 ? "" : "s");
 }
 
-std::string entriesText(unsigned count)
-{
-    return std::to_string(count) + (count == 1 ? " LUT1 entry" : " LUT1 entries");
-}
-
 constexpr unsigned kLongestChain = 16;
 
 // A rule of this many LUT1 entries that LUT0 does not hold and that overlaps every other rule.
@@ -81,6 +76,11 @@ Error badRule(const ifc_rule &rule, const ifc_ruleset_report &report)
 }
 
 } // namespace
+
+std::string entriesText(unsigned count)
+{
+    return std::to_string(count) + (count == 1 ? " LUT1 entry" : " LUT1 entries");
+}
 
 bool sameAction(const ifc_rule &one, const ifc_rule &other)
 {

@@ -13,6 +13,9 @@
 namespace ifcctl
 {
 
+// "1 LUT1 entry", "5 LUT1 entries".
+std::string entriesText(unsigned count);
+
 class RuleSet
 {
 public:

@@ -7,9 +7,14 @@
 namespace ifcctl
 {
 
+PrintStyle printStyleOf(const Options &options)
+{
+    return {options.json, options.pretty, options.colour, options.foldWidth};
+}
+
 Session::Session(const Options &options)
-    : options_(options), printer_({options.json, options.pretty, options.colour, options.foldWidth}),
-      device_(openDevice(options)), timeouts_(device_->timeouts())
+    : options_(options), printer_(printStyleOf(options)), device_(openDevice(options)),
+      timeouts_(device_->timeouts())
 {
 }
 

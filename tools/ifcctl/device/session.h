@@ -14,6 +14,8 @@
 namespace ifcctl
 {
 
+PrintStyle printStyleOf(const Options &options);
+
 class Session
 {
 public:
@@ -71,7 +73,13 @@ public:
         checkTransfers();
         printAlways(text, json);
     }
-    // The same without that check.
+    // The same for a text that programs read, see Printer.
+    void printForPrograms(const std::string &text, const nlohmann::ordered_json &json)
+    {
+        checkTransfers();
+        printer_.printForPrograms(text, json);
+    }
+    // print() without that check.
     void printAlways(const std::string &text, const nlohmann::ordered_json &json)
     {
         printer_.print(text, json);

@@ -180,7 +180,7 @@ std::string manualPage()
            "8 " +
            today() + " \"" + versionText().substr(0, versionText().find('\n')) +
            "\" \"System Manager's Manual\"\n" + section("NAME") +
-           "ifcctl \\- program and question a packet classifier\n" + section("SYNOPSIS") +
+           "ifcctl \\- program and query a packet classifier\n" + section("SYNOPSIS") +
            roffForm("ifcctl [OPTION...] COMMAND") + "\n.br\n" + roffForm("ifcctl [OPTION...] -b FILE") +
            "\n.br\n" + roffForm("ifcctl [OPTION...]") + '\n' + section("DESCRIPTION") +
            paragraphs(

@@ -23,6 +23,14 @@ namespace
 
 constexpr int kMostRecalled = 1000;
 
+// Keys of an xterm that libedit does not know; else the end of their sequences would be typed.
+constexpr std::pair<const char *, const char *> kTerminalKeys[] = {
+    {"\\e[1;5D", "ed-prev-word"},      {"\\e[1;5C", "em-next-word"},  // Ctrl with left and right
+    {"\\e[1;3D", "ed-prev-word"},      {"\\e[1;3C", "em-next-word"},  // Alt
+    {"\\e[5~", "ed-prev-history"},     {"\\e[6~", "ed-next-history"}, // page up and down
+    {"\\e[2~", "em-toggle-overwrite"},                                // insert
+};
+
 class EditedLines : public LineEditor
 {
 public:
@@ -43,6 +51,8 @@ public:
         (void)el_set(editor_, EL_ADDFN, "ifcctl-complete", "Completes the word", &EditedLines::completeOf);
         (void)el_set(editor_, EL_BIND, "^I", "ifcctl-complete", nullptr);
         (void)el_set(editor_, EL_BIND, "^R", "em-inc-search-prev", nullptr);
+        for (const auto &[key, command] : kTerminalKeys)
+            (void)el_set(editor_, EL_BIND, key, command, nullptr);
         // Ctrl-C is a key while a line is edited: as a signal it could come just before a read that then
         // waits. So the other keys with signals are keys as well.
         (void)el_set(editor_, EL_SETTY, "-d", "-isig", nullptr);
