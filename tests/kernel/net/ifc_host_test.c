@@ -31,10 +31,10 @@ static rx_handler_result_t show(struct sk_buff **pskb)
     trailer[1] = htonl(skb->mark);
     trailer[2] = htonl(skb->priority);
     trailer[3] = htonl(skb_rx_queue_recorded(skb) ? skb_get_rx_queue(skb) : ~0u);
-    copy = skb_copy_expand(skb, skb_headroom(skb), sizeof(trailer), GFP_ATOMIC);
+    copy = skb_copy_expand(skb, (int)skb_headroom(skb), sizeof(trailer), GFP_ATOMIC);
     if (copy) {
         skb_put_data(copy, trailer, sizeof(trailer));
-        skb_push(copy, copy->data - skb_mac_header(copy));
+        skb_push(copy, (unsigned int)(copy->data - skb_mac_header(copy)));
         copy->dev = out;
         copy->protocol = eth_type_trans(copy, out);
         netif_receive_skb(copy);
