@@ -33,16 +33,24 @@ cp "$fs/gateway.ifc" "$fs/rules.ifc"
 echo "frame replay /framings.pcap -o /tmp/out.pcap" >"$fs/replay.ifc"
 
 host=$root/build/release/tools/ifcctl/ifcctl
+# As in the emulated machine: no UTF-8, lines of 100 columns, and the captures in the root folder.
+export LC_ALL=C
+unset COLUMNS
+in_root() { sed 's|rule explain \([a-z]*\.pcap\)|rule explain /\1|'; }
 { sed 's/^/op /' "$fs/batch"; echo "table dump"; } | "$host" --state none -b - >"$build/host.txt"
 sed -n '/^$/,$p' "$build/host.txt" | sed -n '/LUT0-0/,$p' >"$build/host.dump"
 cd "$fs"
 rm -f "$build/sets.state"
 "$host" --state none -b gateway.ifc >expected/gateway
-# In the emulated machine the captures are in the root folder.
-sed 's| /\([a-z]*\.pcap\)| \1|' tool.ifc | "$host" --state none -b - >expected/tool
-sed 's| /\([a-z]*\.pcap\)| \1|' tool.ifc | "$host" --state none -j -b - >expected/tool.json
+sed 's| /\([a-z]*\.pcap\)| \1|' tool.ifc | "$host" --state none -b - | in_root >expected/tool
+sed 's| /\([a-z]*\.pcap\)| \1|' tool.ifc | "$host" --state none -j -b - | in_root >expected/tool.json
 sed 's| /set.ifc| set.ifc|' sets.ifc | "$host" --state "$build/sets.state" -b - >expected/sets
 "$host" --state "$build/sets.state" rule show >expected/shown
+for option in -s -d -br -j; do
+    "$host" --state "$build/sets.state" $option rule show >"expected/shown$option"
+done
+"$host" --state "$build/sets.state" -j -p rule show >expected/shown-p
+"$host" --state "$build/sets.state" counter export >expected/export
 "$host" --state none -b rules.ifc >expected/rules
 sed 's| /framings| framings|; s|/tmp/out.pcap|expected/out.pcap|' rules.ifc replay.ifc | "$host" --state none -b - |
     tail -n +$(($(wc -l <expected/rules) + 1)) >expected/replay

@@ -146,7 +146,7 @@ static void encode_action(const struct ifc_front_platform *platform, const struc
 
     if (from->way == IFC_FRONT_TRAP) {
         to->bits.cpu = 1;
-        to->bits.nbq = from->queue_set ? from->queue : 0;
+        to->bits.nbq = (from->queue_set ? from->queue : 0u) & 0x1F;
     } else if (from->way == IFC_FRONT_DROP || from->way == IFC_FRONT_REDIRECT || from->queue_set) {
         enable(to, IFC_ACT_FPORT_NBQ);
         to->bits.fport = (from->way == IFC_FRONT_DROP       ? (unsigned int)platform->fport_discard

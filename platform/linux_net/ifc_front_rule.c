@@ -169,5 +169,5 @@ unsigned int ifc_front_variants(const struct ifc_front_rule *rule)
 {
     if (rule->never)
         return 0;
-    return (rule->action.keep_dei ? 2 : 1) * (rule->fragments ? 2 : 1);
+    return (rule->action.keep_dei ? 2u : 1u) * (rule->fragments ? 2u : 1u);
 }

@@ -166,6 +166,14 @@ awk '/longest/ { print "NOTE set load: interrupts off for at most", $6, "registe
 check "at most 64 register accesses with interrupts off" [ "$(awk '/longest/ { print $6 }' $dir/status)" -le 64 ]
 ifcctl --device debugfs rule show >/tmp/shown
 check "rule show as on the host" cmp /tmp/shown /expected/shown
+for option in -s -d -br -j; do
+    ifcctl --device debugfs $option rule show >/tmp/shown$option
+    check "rule show with $option as on the host" cmp /tmp/shown$option /expected/shown$option
+done
+ifcctl --device debugfs -j -p rule show >/tmp/shown-p
+check "pretty JSON as on the host" cmp /tmp/shown-p /expected/shown-p
+ifcctl --device debugfs counter export -o /tmp/export >/dev/null
+check "counter export into a file" cmp /tmp/export /expected/export
 exec 7<>$dir/ruleset
 check "a batch of another format is refused" sh -c '! echo hello >&7 2>/dev/null && cat <&7 | grep -q "ruleset: magic: accepted"'
 # No edits, for tables with the checksum 0.
@@ -174,6 +182,12 @@ check "a batch for other tables is stale" sh -c 'cat <&7 | grep -q "^result=-5$"
 exec 7<&-
 ifcctl --device debugfs rule show >/tmp/shown
 check "and neither changed a rule" cmp /tmp/shown /expected/shown
+# The promised number of rules fits, one more does not, and a batch with -force says so and goes on.
+fits=$(ifcctl --device debugfs resource show fits dst_port 7 | awk '/ more rule/ { print $1 }')
+awk -v n="$fits" 'BEGIN { for (i = 0; i <= n; ++i) print "rule add dst_port", 1000 + i; print "rule check" }' >/tmp/fits.ifc
+check "one rule too many" exits 3 -force --device debugfs -b /tmp/fits.ifc
+check "as many rules fit as promised: $fits" \
+    grep -q "^ifcctl: /tmp/fits.ifc: 1 line failed, $((fits + 1)) lines took effect" /tmp/error
 afresh
 many() { # PORT
     n=0

@@ -141,6 +141,9 @@ TEST_F(WindowTest, PowerOnNoiseDependsOnTheSeedOnly)
     EXPECT_NE(std::memcmp(&chip.tables(), &other.tables(), sizeof chip.tables()), 0);
     for (const auto &counter : chip.tables().counter)
         EXPECT_EQ(counter[3] >> 24, 0u);
+    const engine::Tables empty{};
+    other.powerOn({}, 0);
+    EXPECT_NE(std::memcmp(&other.tables(), &empty, sizeof empty), 0) << "a seed of 0 is a seed, too";
     other.powerOn({}, 5);
     for (const uint32_t reg : {0xBFB50210, 0xBFB50214, 0xBFB50218, 0xBFB5021C}) {
         EXPECT_NE(chip.read(reg), 0u) << std::hex << reg;
