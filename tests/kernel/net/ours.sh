@@ -148,7 +148,8 @@ for _ in 1 2 3 4 5 6 7 8 9 10; do
     for k in 1 2 3 4 5; do add pref $k protocol ip flower skip_sw ip_proto udp src_port $k action drop; done
     tc filter del dev ifc0 ingress
 done
-check "and no memory" [ $(($(memory) - before)) -lt 400 ]
+# KASAN keeps freed memory for a while; on that kernel the scan for leaks at the end decides.
+[ -e /sys/kernel/debug/kmemleak ] || check "and no memory" [ $(($(memory) - before)) -lt 400 ]
 
 # Two writers at once.
 writer() { # DEVICE
