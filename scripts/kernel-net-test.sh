@@ -122,12 +122,12 @@ if [ "$parts" = shell ]; then
     step "booting; leave by: poweroff -f"
     exec "${machine[@]}" -append "$line parts=shell"
 fi
-# The kernel's own tests mostly wait, so they have machines of their own beside that of the other parts.
+# Each of these parts has a machine of its own, beside that of the other parts: the kernel's own tests mostly wait.
 machines=()
 others=
 for part in $parts; do
     case $part in
-    judges | more) machines+=("$part") ;;
+    judges | more | silent) machines+=("$part") ;;
     *) others="$others${others:+ }$part" ;;
     esac
 done
