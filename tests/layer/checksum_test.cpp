@@ -91,7 +91,8 @@ TEST(Checksum, RangesThatOverflowTheAccumulatorWrapIt)
 
 TEST(Checksum, SumsThatAreNearlyFullCarryToTheirEnd)
 {
-    // Ones but for two bytes: any accumulator of whole words is then near its overflow, and the fold carries or not.
+    // Ones but for two bytes: any accumulator of whole words is then near its overflow, and the fold carries
+    // or not.
     unsigned char data[80];
     for (size_t length = 2; length <= sizeof data; ++length) {
         for (size_t at = 0; at + 1 < length; ++at) {
