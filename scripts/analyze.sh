@@ -113,7 +113,7 @@ part_gcc() {
         grep -E 'error:' "$build/gcc.log" || tail -5 "$build/gcc.log"
         status=1
     }
-    grep -E ': (error|warning): ' "$build/gcc.log" | findings gcc | judge gcc "$((${#cpp[@]} + ${#c[@]})) sources" || status=1
+    sed -E '/: (error|warning): /!d' "$build/gcc.log" | findings gcc | judge gcc "$((${#cpp[@]} + ${#c[@]})) sources" || status=1
 }
 
 part_kernel() {
@@ -141,8 +141,8 @@ part_kernel() {
     }
     sed "${places[@]}" "$build/kernel.log" | grep -E ': (error|warning): ' | findings sparse | grep -E '^(ifc|ruleset|engine|platform|tests|include)/' \
         >"$build/kernel.findings" || true
-    grep -v ': -W' "$build/kernel.findings" | judge sparse "${#objects[@]} sources" || status=1
-    grep ': -W' "$build/kernel.findings" | judge kernel-gcc "${#objects[@]} sources" || status=1
+    sed '/: -W/d' "$build/kernel.findings" | judge sparse "${#objects[@]} sources" || status=1
+    sed '/: -W/!d' "$build/kernel.findings" | judge kernel-gcc "${#objects[@]} sources" || status=1
 }
 
 part_scripts() {
