@@ -43,7 +43,7 @@ std::string maskedValue(const std::string &key, const std::string &word, const s
                         const std::string &mask, bool isPrefix)
 {
     constexpr unsigned kIpv6Bits = 128;
-    const std::string plain = value + '/' + mask;
+    std::string plain = value + '/' + mask;
     const MatchWord &meaning = *findMatchWord(word);
     if (auto address = parseIpv6(value)) {
         const auto bits = isPrefix ? std::optional<Ipv6>(ipv6PrefixMask(prefixLength(key, mask, kIpv6Bits)))
