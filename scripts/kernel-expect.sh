@@ -10,11 +10,11 @@ mkdir -p "$1"
 build=$(cd "$1" && pwd)
 fs=$build/root
 (
-    cmake --preset release
-    cmake --build build/release --target ifcctl -j "$(nproc)"
-    cmake -S . -B build/armhf-tool -DCMAKE_TOOLCHAIN_FILE="$root/cmake/armhf.cmake" -DCMAKE_BUILD_TYPE=None \
-        -DCMAKE_CXX_FLAGS=-O1 -DIFC_BUILD_TESTS=OFF
-    cmake --build build/armhf-tool --target ifcctl -j "$(nproc)"
+    cmake --preset release &&
+        cmake --build build/release --target ifcctl -j "$(nproc)" &&
+        cmake -S . -B build/armhf-tool -DCMAKE_TOOLCHAIN_FILE="$root/cmake/armhf.cmake" -DCMAKE_BUILD_TYPE=None \
+            -DCMAKE_CXX_FLAGS=-O1 -DIFC_BUILD_TESTS=OFF &&
+        cmake --build build/armhf-tool --target ifcctl -j "$(nproc)"
 ) >"$build/tool.log" 2>&1 || {
     tail -30 "$build/tool.log" >&2
     exit 1

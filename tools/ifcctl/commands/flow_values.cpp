@@ -44,7 +44,7 @@ std::string maskedValue(const std::string &key, const std::string &word, const s
 {
     constexpr unsigned kIpv6Bits = 128;
     std::string plain = value + '/' + mask;
-    const MatchWord &meaning = *findMatchWord(word);
+    const MatchWord meaning = findMatchWord(word).value();
     if (auto address = parseIpv6(value)) {
         const auto bits = isPrefix ? std::optional<Ipv6>(ipv6PrefixMask(prefixLength(key, mask, kIpv6Bits)))
                                    : parseIpv6(mask);
