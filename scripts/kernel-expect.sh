@@ -36,7 +36,7 @@ host=$root/build/release/tools/ifcctl/ifcctl
 # As in the emulated machine: no UTF-8, lines of 100 columns, and the captures in the root folder.
 export LC_ALL=C
 unset COLUMNS
-in_root() { sed 's|rule explain \([a-z]*\.pcap\)|rule explain /\1|'; }
+in_root() { sed 's|rule explain \([a-z]*\.pcap\)|rule explain /\1|g'; }
 { sed 's/^/op /' "$fs/batch"; echo "table dump"; } | "$host" --state none -b - >"$build/host.txt"
 sed -n '/^$/,$p' "$build/host.txt" | sed -n '/LUT0-0/,$p' >"$build/host.dump"
 cd "$fs"
