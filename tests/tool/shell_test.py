@@ -115,6 +115,7 @@ class Shell(unittest.TestCase):
         def go_on():
             bash.send("fg\n")
             bash.expect(r"ifcctl --state none\r?\n")
+            bash.wait_for_job()
 
         bash.expect("bash% ")
         bash.send(IFCCTL + " --state none\n")
@@ -136,6 +137,7 @@ class Shell(unittest.TestCase):
         # While a command runs: the command goes on too, and Ctrl-C ends it.
         bash.send("frame replay /dev/stdin\n")
         bash.expect("stdin\r?\n")
+        bash.wait_for_child(generations=2)
         stop("\x1a")
         go_on()
         bash.send("\x03")

@@ -104,15 +104,28 @@ class Terminal:
                 self.read(0.01)
         return self.status
 
-    def wait_for_child(self):
-        """Waits until the program has a child process."""
+    def wait_for_child(self, generations=1):
+        """Waits until the program has a child process, or a child of a child."""
+        def children(pid):
+            with open(f"/proc/{pid}/task/{pid}/children", encoding="ascii") as file:
+                return file.read().split()
         end = time.monotonic() + SECONDS
         while time.monotonic() < end:
-            with open(f"/proc/{self.pid}/task/{self.pid}/children", encoding="ascii") as file:
-                if file.read().strip():
-                    return
+            pids = [self.pid]
+            for _ in range(generations):
+                pids = [child for pid in pids for child in children(pid)]
+            if pids:
+                return
             time.sleep(0.01)
         raise AssertionError("no child process")
+
+    def wait_for_job(self):
+        """Waits until a shell has given the terminal to a job."""
+        end = time.monotonic() + SECONDS
+        while os.tcgetpgrp(self.master) == self.pid:
+            if time.monotonic() > end:
+                raise AssertionError("the shell keeps the terminal")
+            time.sleep(0.01)
 
     def resize(self, columns, rows=24):
         """The program gets SIGWINCH."""
