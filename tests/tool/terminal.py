@@ -83,11 +83,19 @@ class Terminal:
             found = re.search(pattern, self.seen)
             if found:
                 text, self.seen = self.seen[:found.end()], self.seen[found.end():]
-                while self.edits and termios.tcgetattr(self.master)[3] & termios.ICANON and time.monotonic() < end:
-                    time.sleep(0.01)
+                if self.edits:
+                    self.wait_for_editor()
                 return text
             if time.monotonic() > end or not self.read(0.1):
                 raise AssertionError(f"no {pattern!r} in {self.seen!r}")
+
+    def wait_for_editor(self):
+        """Waits until a program reads its line character by character."""
+        end = time.monotonic() + SECONDS
+        while termios.tcgetattr(self.master)[3] & termios.ICANON:
+            if time.monotonic() > end:
+                raise AssertionError("nobody edits the line")
+            time.sleep(0.01)
 
     def wait(self):
         """The exit code, negative for a signal."""
