@@ -139,9 +139,11 @@ class Shell(unittest.TestCase):
         bash.expect(PROMPT)
         bash.send("rule show\n")
         self.assertIn("rule add dst_port 53", bash.expect(r"dst_port 53[^\n]*\n(?s:.*)" + PROMPT))
-        # While a command runs: the command goes on too, and Ctrl-C ends it.
-        bash.send("frame replay /dev/stdin\n")
-        bash.expect("stdin\r?\n")
+        # While a command runs: the command goes on too, and Ctrl-C ends it. It waits for a pipe that nobody writes to:
+        # a command that reads the terminal may still get bash's next line after Ctrl-Z.
+        os.mkfifo(os.path.join(self.folder.name, "waits"))
+        bash.send("frame replay waits\n")
+        bash.expect("replay waits\r?\n")
         bash.wait_for_child(generations=2)
         stop("\x1a")
         go_on()
