@@ -22,8 +22,8 @@ fs=$build/root
 
 rm -rf "$fs"
 mkdir -p "$fs"/{bin,proc,sys,dev,tmp,expected}
-cp tests/kernel/{init,check.sh,checks.sh,ktap.sh,ktap_test.sh,faults} examples/{stack,framings}.pcap "$fs/"
-chmod +x "$fs/init" "$fs/checks.sh"
+cp tests/kernel/{init,check.sh,checks{,_lib,_smp}.sh,ktap.sh,ktap_test.sh,faults} examples/{stack,framings}.pcap "$fs/"
+chmod +x "$fs/init"
 cp build/armhf-tool/tools/ifcctl/ifcctl "$fs/bin/"
 cp tests/kernel/batch.txt "$fs/batch"
 cp tests/kernel/{tool,set,sets}.ifc "$fs/"

@@ -1,48 +1,11 @@
 # SPDX-License-Identifier: MIT OR GPL-2.0
-# Runs inside the emulated machine.
-. /check.sh
-fresh_log() { dmesg -c >>/tmp/kernel.log; } # the end of the run looks through the cleared log, too
-load() { insmod /ifc.ko "$@" 2>/dev/null; }
-unload() { rmmod ifc; }
-afresh() { # PARAMETER...
-    [ ! -e $dir ] || unload
-    check "loads afresh${1:+ with $1}" load "$@"
-}
-reply() { cat $dir/command; }
-is() { # OPERATION EXPECTED-LAST-LINE
-    op "$1"
-    [ "$(reply | tail -n 1)" = "$2" ]
-}
-refused() { # OPERATION EXPECTED-REPLY
-    ! op "$1" && [ "$(reply)" = "$2" ]
-}
+# Runs inside the emulated machine with one processor: the files, ifcctl, time-outs, parameters, loading and unloading.
+. /checks_lib.sh
 longest() {
     awk -v when="$1" '/longest/ { printf "NOTE interrupts off%s: at most %d register accesses, %d us in this machine\n",
         when, $6, $9 / 1000 }' $dir/status
 }
 
-echo "KERNEL $(uname -r)"
-check "module loads" load
-check "files are for root alone" [ "$(stat -c %a $dir/command)$(stat -c %a $dir/lut0)" = 600600 ]
-
-# The tests of the layer run in the kernel. Their report is KTAP in the log.
-layer_report() {
-    dmesg | sed 's/^\[ *[0-9.]*\] //' | sh /ktap.sh - >/tmp/ktap
-    judged=$?
-    sed 's/^/NOTE /' /tmp/ktap
-    return $judged
-}
-check "the parser of KTAP" sh /ktap_test.sh
-fresh_log
-check "tests of the layer run" insmod /ifc_test.ko
-check "their report is complete, and all tests pass" layer_report
-check "their module unloads" rmmod ifc_test
-check "they leave the driver as after a load" [ "$(grep -c 'valid:0' $dir/rules)" = 40 ]
-afresh revision=12
-fresh_log
-check "tests of the layer run on a chip of revision 12" insmod /ifc_test.ko
-check "the report for revision 12 is complete, and all tests pass" layer_report
-check "they leave the revision at 12" sh -c "rmmod ifc_test && grep -q 'revision 12' $dir/status"
 afresh
 
 udp_to() { # PORT: prints a UDP frame to this port
@@ -188,19 +151,6 @@ awk -v n="$fits" 'BEGIN { for (i = 0; i <= n; ++i) print "rule add dst_port", 10
 check "one rule too many" exits 3 -force --device debugfs -b /tmp/fits.ifc
 check "as many rules fit as promised: $fits" \
     grep -q "^ifcctl: /tmp/fits.ifc: 1 line failed, $((fits + 1)) lines took effect" /tmp/error
-afresh
-many() { # PORT
-    n=0
-    while [ $n -lt 4 ]; do
-        ifcctl --device debugfs rule add dst_port $(($1 + n)) action cpu nbq 1 >/dev/null 2>&1 || echo "FAIL adding $1"
-        n=$((n + 1))
-    done
-}
-many 100 &
-many 200 &
-wait
-check "two processes of ifcctl add rules at once" [ "$(ifcctl --device debugfs rule list | grep -c '^rule')" = 8 ]
-check "after them the hardware agrees with the shadow" sh -c "ifcctl --device debugfs table verify >/dev/null"
 check "a short frame" sh -c "echo 'ffffffffffff' >$dir/frame && grep -q 'entry -1 lut0 00 lut1 00000000 00000000' $dir/frame"
 check "a bad frame is refused" sh -c "! echo 'fff' >$dir/frame 2>/dev/null && grep -q 'accepted: up to 262144 bytes' $dir/frame"
 for side in "32 0" "0 65536" "1" "1 2 3" "1 2x" "4294967297 0"; do
@@ -222,16 +172,7 @@ check "a file that wrote nothing reads the last reply of all" [ "$(cat <&6 | cut
 exec 5<&- 6<&-
 check "a NUL in a line is refused" sh -c "! printf 'isTPID\\0 0x81' >$dir/command 2>/dev/null"
 check "a comment has an empty reply" sh -c "echo '#' >$dir/command && [ -z \"\$(cat $dir/command)\" ]"
-# An operation's captured text holds only what that operation prints. The log gets all else.
-logged() { dmesg | sed 's/^\[ *[0-9.]*\] //' | grep -c -x "$1"; }
 fresh_log
-check "a captured text holds only its own operation's lines" insmod /ifc_context_test.ko
-check "lines of other tasks are in the log" [ "$(logged "a thread's line")" = 2 ]
-check "lines of interrupts are in the log" [ "$(logged "an interrupt's line")" = 2 ]
-check "errors of a captured operation are in the log" [ "$(logged "place \[1\]: own error")" = 2 ]
-check "a captured line that also goes to the log is one record there" [ "$(logged "own line, in pieces, to the log")" = 1 ]
-check "a captured line that is not for the log is not in the log" [ "$(logged "own line, in pieces")" = 0 ]
-rmmod ifc_context_test
 cat $dir/status >/dev/null
 check "the text of a file that is read is not in the log" [ "$(logged 'IFC :.*')" = 0 ]
 check "send_to_ppe takes a number" sh -c "echo 5 >$dir/send_to_ppe && [ \$(cat $dir/send_to_ppe) = 5 ] && echo 0 >$dir/send_to_ppe"
@@ -260,21 +201,6 @@ done
 check "checksum" is "ipv4_checksum 0 450000730000400040110000C0A80001C0A800C7" "= 0xb861"
 check "PPPoE header" is "getPppoeSid 0 11001234000200210000" "= 0 sid 0x3412 ppp_tag 0x2100"
 check "all 46 operations are offered" [ "$(op help; reply | grep -vcE '^(get|clear) ')" = 46 ]
-
-# Two processors at once.
-hammer() {
-    n=0
-    while [ $n -lt 150 ]; do
-        op "ifc_set_lut1_rules $1 1 1 28 0 0xffff 0 $n"
-        op "ifc_dump_action $1"
-        n=$((n + 1))
-    done
-}
-hammer 3 &
-hammer 20 &
-wait
-check "two processors set entries at once" is "ifc_match_lut1 28:0:0xffff:149" "= 3"
-check "the entries of both processors are set" [ "$(cat $dir/rules | grep -c 'Key:0095')" = 2 ]
 longest
 
 # The kernel refuses to unload the module while a file is open.
