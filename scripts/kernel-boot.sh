@@ -1,8 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT OR GPL-2.0
 # Boots a kernel in two emulated 32-bit ARM machines side by side, tests the modules there, in each one part of the
-# checks, and judges the consoles by their markers.
-# Prints the lines of the checks.
+# checks, and judges the consoles by their markers. Prints the lines of the checks.
 # Usage: kernel-boot.sh KERNEL-IMAGE RELEASE BUSYBOX FOLDER EXPECTED SECONDS
 # RELEASE is the release that the kernel must report. kernel-module.sh built FOLDER, kernel-expect.sh built EXPECTED.
 set -euo pipefail
@@ -16,7 +15,7 @@ cp "$build"/module/*.ko "$fs/"
 cp "$build/embedder/ifc.ko" "$fs/ifc_embedder.ko"
 arm-linux-gnueabihf-strip --strip-debug "$fs"/*.ko
 (cd "$fs" && find . | cpio -o -H newc -R 0:0 2>/dev/null | gzip -1) >"$build/initrd.gz"
-# machine PART PROCESSORS: checks one part. An emulated machine with one processor is much faster than one with two.
+# machine PART PROCESSORS: checks one part. Emulation of one processor costs much less than that of two.
 machine() {
     timeout -k 10 "$limit" qemu-system-arm -M virt -cpu cortex-a15 -smp "$2" -m 256 -nographic -no-reboot -nic none \
         -kernel "$image" -initrd "$build/initrd.gz" \

@@ -6,6 +6,7 @@ longest() {
         when, $6, $9 / 1000 }' $dir/status
 }
 
+check "the parser of KTAP" sh /ktap_test.sh
 afresh
 
 udp_to() { # PORT: prints a UDP frame to this port
