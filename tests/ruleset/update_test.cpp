@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-
 using ruleset::narrowPlace;
 using ruleset::Outcome;
 using ruleset::Place;
