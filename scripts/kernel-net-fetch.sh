@@ -9,7 +9,7 @@ cd "$(dirname "$0")/.."
 kernel=$(scripts/kernel-fetch.sh "$1")
 work=$(dirname "$kernel")
 root=$work/net-root
-programs="bash coreutils grep iproute2 ethtool jq netsniff-ng ncat iputils-ping tcpdump"
+programs="bash coreutils grep iproute2 ethtool jq gojq netsniff-ng ncat iputils-ping tcpdump"
 key=$(sha256sum <scripts/kernel-net-fetch.sh | cut -c1-16)
 if [ -e "$root/complete" ] && [ "$(cat "$root/complete")" = "$key" ]; then
     echo "$root"

@@ -35,6 +35,7 @@ constexpr Param kSetLut0[] = {kIndex,           u32("enMode"),   u32("fieldIdx")
                               u32("mask_high"), u32("mask_low"), u32("key_high"), u32("key_low")};
 constexpr Param kSetLut1[] = {kIndex,         u32("enMode"), u32("endFlag"),  u32("fieldIdx"),
                               u32("command"), u32("mask"),   u32("key_high"), u32("key_low")};
+static_assert(sizeof kSetLut0 == kMostNumbers * sizeof(Param) && sizeof kSetLut1 == sizeof kSetLut0);
 constexpr Param kReduce[] = {u32("mask_high"), u32("mask_low"), i32("mask_bit")};
 constexpr Param kFree[] = {u32("field_num")};
 constexpr Param kMatchLut0[] = {u32("field_num"), kRule};

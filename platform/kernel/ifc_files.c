@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// The folder of files under debugfs, the files that show tables and state, and the callers' lock.
+// The folder of files under debugfs, and the files that show tables and state.
 #include <linux/debugfs.h>
 #include <linux/fs.h>
 #include <linux/kernel.h>
 #include <linux/module.h>
-#include <linux/mutex.h>
 #include <linux/seq_file.h>
 
 #include "ifc/ifc_regs.h"
@@ -15,40 +14,19 @@
 #include "ifc_line_files.h"
 #include "ifc_owner.h"
 
-/* The operator's files are the callers that the rule layer expects to be serialised. */
-static DEFINE_MUTEX(callers);
 static struct dentry *folder;
 static const char *backend_name;
-
-char *ifc_files_text;
-
-void ifc_callers_lock(void)
-{
-    mutex_lock(&callers);
-}
-EXPORT_SYMBOL_GPL(ifc_callers_lock);
-
-int ifc_callers_lock_interruptible(void)
-{
-    return mutex_lock_interruptible(&callers);
-}
-
-void ifc_callers_unlock(void)
-{
-    mutex_unlock(&callers);
-}
-EXPORT_SYMBOL_GPL(ifc_callers_unlock);
 
 /* Shows what an operation prints. Only its errors and traces go to the log as well. */
 static int show_printed(struct seq_file *seq, void (*print)(void))
 {
-    if (mutex_lock_interruptible(&callers))
+    if (ifc_callers_lock_interruptible())
         return -ERESTARTSYS;
-    ifc_glue_capture_begin(ifc_files_text, IFC_FILES_TEXT_SIZE, IFC_GLUE_LOG_REPORTS);
+    ifc_glue_capture_begin(ifc_callers_text, IFC_CALLERS_TEXT_SIZE, IFC_GLUE_LOG_REPORTS);
     print();
     ifc_glue_capture_end();
-    seq_puts(seq, ifc_files_text);
-    mutex_unlock(&callers);
+    seq_puts(seq, ifc_callers_text);
+    ifc_callers_unlock();
     return 0;
 }
 
@@ -98,14 +76,14 @@ static int counters_show(struct seq_file *seq, void *unused)
     unsigned long long packets = 0;
     unsigned int n;
 
-    if (mutex_lock_interruptible(&callers))
+    if (ifc_callers_lock_interruptible())
         return -ERESTARTSYS;
     seq_puts(seq, "entry    packets              bytes\n");
     for (n = 0; n < IFC_COUNTERS; n++) {
         ifc_get_acnt(n, &bytes, &packets);
         seq_printf(seq, "%5u %10llu %18llu\n", n, packets, bytes);
     }
-    mutex_unlock(&callers);
+    ifc_callers_unlock();
     return 0;
 }
 DEFINE_SHOW_ATTRIBUTE(counters);
@@ -120,11 +98,11 @@ static int status_show(struct seq_file *seq, void *unused)
     struct ifc_glue_hold hold = ifc_glue_longest_hold();
     int result = show_printed(seq, print_status);
 
-    if (mutex_lock_interruptible(&callers))
+    if (ifc_callers_lock_interruptible())
         return -ERESTARTSYS;
     if (ifc_owner_name())
         seq_printf(seq, "the tables belong to %s\n", ifc_owner_name());
-    mutex_unlock(&callers);
+    ifc_callers_unlock();
     seq_printf(seq, "backend %s revision %d\n", backend_name, ifc_glue_revision());
     /* Programs read this line. */
     seq_printf(seq, "revision=%d timeouts=%u\n", ifc_glue_revision(), ifc_glue_timeouts());
@@ -141,13 +119,13 @@ static int regs_show(struct seq_file *seq, void *unused)
                                     IFC_DATA1,   IFC_DATA2,   IFC_DATA3};
     unsigned int n;
 
-    if (mutex_lock_interruptible(&callers))
+    if (ifc_callers_lock_interruptible())
         return -ERESTARTSYS;
     for (n = 0; n < ARRAY_SIZE(regs); n++)
         seq_printf(seq, "%08x %08x\n", regs[n], get_frame_engine_data(regs[n]));
     for (n = 0; n < IFC_ACNT_CFG_COUNT; n++)
         seq_printf(seq, "%08x %08x\n", IFC_ACNT_CFG + 4 * n, get_frame_engine_data(IFC_ACNT_CFG + 4 * n));
-    mutex_unlock(&callers);
+    ifc_callers_unlock();
     return 0;
 }
 DEFINE_SHOW_ATTRIBUTE(regs);
@@ -158,13 +136,13 @@ static ssize_t image_read(struct file *file, char __user *to, size_t count, loff
     bool wide = file_inode(file)->i_private == IFC_LUT0_Rule;
     ssize_t result;
 
-    if (mutex_lock_interruptible(&callers))
+    if (ifc_callers_lock_interruptible())
         return -ERESTARTSYS;
     if (wide)
         result = simple_read_from_buffer(to, count, at, IFC_LUT0_Rule, sizeof(IFC_LUT0_Rule));
     else
         result = simple_read_from_buffer(to, count, at, IFC_LUT1_Rule, sizeof(IFC_LUT1_Rule));
-    mutex_unlock(&callers);
+    ifc_callers_unlock();
     return result;
 }
 
@@ -185,10 +163,10 @@ static int debug_level_set(void *data, u64 value)
 {
     if (value >= DBG_LEVEL_MAX)
         return -EINVAL;
-    if (mutex_lock_interruptible(&callers))
+    if (ifc_callers_lock_interruptible())
         return -ERESTARTSYS;
     gpIfcPriv->dbgLevel = (uint8)value;
-    mutex_unlock(&callers);
+    ifc_callers_unlock();
     return 0;
 }
 DEFINE_DEBUGFS_ATTRIBUTE(debug_level_fops, debug_level_get, debug_level_set, "%llu\n");
@@ -205,22 +183,23 @@ static int send_to_ppe_set(void *data, u64 value)
 
     if (value > U32_MAX)
         return -EINVAL;
-    if (mutex_lock_interruptible(&callers))
+    if (ifc_callers_lock_interruptible())
         return -ERESTARTSYS;
     if (ifc_owner_name())
         result = -EBUSY;
     else
         ifcSendToPpe = (uint32_t)value;
-    mutex_unlock(&callers);
+    ifc_callers_unlock();
     return result;
 }
 DEFINE_DEBUGFS_ATTRIBUTE(send_to_ppe_fops, send_to_ppe_get, send_to_ppe_set, "%llu\n");
 
 int ifc_files_init(const char *backend, bool simulated)
 {
-    ifc_files_text = kvzalloc(IFC_FILES_TEXT_SIZE, GFP_KERNEL);
-    if (!ifc_files_text)
-        return -ENOMEM;
+    int result = ifc_callers_init();
+
+    if (result)
+        return result;
     backend_name = backend;
     folder = debugfs_create_dir("ifc", NULL);
     if (IS_ERR(folder))
@@ -243,5 +222,5 @@ void ifc_files_exit(void)
 {
     debugfs_remove_recursive(folder); /* waits for files in use */
     ifc_line_files_free();
-    kvfree(ifc_files_text);
+    ifc_callers_exit();
 }

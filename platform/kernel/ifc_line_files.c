@@ -8,8 +8,8 @@
 #include <linux/uaccess.h>
 
 #include "ifc/ifc_cmd.h"
+#include "ifc_callers.h"
 #include "ifc_compat.h"
-#include "ifc_files.h"
 #include "ifc_glue.h"
 #include "ifc_line_files.h"
 #include "ifc_owner.h"
@@ -21,7 +21,7 @@
 #define FRAME_BYTES 262144
 #define FRAME_SIZE  (2 * FRAME_BYTES + 64)
 
-/* What the running line has answered so far, at ifc_files_text. */
+/* What the running line has answered so far, at ifc_callers_text. */
 static size_t text_length;
 
 /*
@@ -55,9 +55,9 @@ static void reply_keep(struct file *file, loff_t *at)
     struct reply **last = file_inode(file)->i_private;
 
     kvfree(file->private_data);
-    file->private_data = reply_copy(ifc_files_text, text_length, true);
+    file->private_data = reply_copy(ifc_callers_text, text_length, true);
     kvfree(*last);
-    *last = reply_copy(ifc_files_text, text_length, false);
+    *last = reply_copy(ifc_callers_text, text_length, false);
     file->f_pos = 0; /* for a refused line: then the caller does not store *at */
     *at = 0;
 }
@@ -112,7 +112,7 @@ static void say(const char *format, ...)
 
     va_start(args, format);
     text_length +=
-        (size_t)vscnprintf(ifc_files_text + text_length, IFC_FILES_TEXT_SIZE - text_length, format, args);
+        (size_t)vscnprintf(ifc_callers_text + text_length, IFC_CALLERS_TEXT_SIZE - text_length, format, args);
     va_end(args);
 }
 
@@ -140,10 +140,11 @@ static bool run_line(char *line, u8 *room)
     }
     answer.length = 0;
     answer.text[0] = '\0';
-    ifc_glue_capture_begin(ifc_files_text, IFC_FILES_TEXT_SIZE - sizeof(answer.text) - 80, IFC_GLUE_LOG_ALL);
+    ifc_glue_capture_begin(ifc_callers_text, IFC_CALLERS_TEXT_SIZE - sizeof(answer.text) - 80,
+                           IFC_GLUE_LOG_ALL);
     result = ifc_cmd_run(line, append_answer, NULL);
     text_length = ifc_glue_capture_end();
-    if (text_length && ifc_files_text[text_length - 1] != '\n')
+    if (text_length && ifc_callers_text[text_length - 1] != '\n')
         say("\n");
     if (ifc_glue_capture_lost())
         say("(%zu more characters, see the kernel log)\n", ifc_glue_capture_lost());

@@ -5,7 +5,7 @@
 #include <linux/module.h>
 #include <linux/slab.h>
 
-#include "ifc_files.h"
+#include "ifc_callers.h"
 
 const struct ifc_front_platform *ifc_front_platform_of(const struct ifc_front *front)
 {

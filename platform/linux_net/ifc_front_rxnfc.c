@@ -5,7 +5,7 @@
 #include <linux/ethtool.h>
 #include <linux/module.h>
 
-#include "ifc_files.h"
+#include "ifc_callers.h"
 
 static struct ifc_front_filter *find(struct ifc_front_port *port, u32 location)
 {

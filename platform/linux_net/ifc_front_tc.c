@@ -5,7 +5,7 @@
 #include <linux/module.h>
 #include <net/pkt_cls.h>
 
-#include "ifc_files.h"
+#include "ifc_callers.h"
 
 static LIST_HEAD(blocks);
 

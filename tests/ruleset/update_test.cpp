@@ -6,8 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
-
 using ruleset::narrowPlace;
 using ruleset::Outcome;
 using ruleset::Place;

@@ -17,7 +17,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <memory>

@@ -168,6 +168,11 @@ TEST(RuleWords, RangesAndInequality)
     EXPECT_EQ(again("dst_port range 1-2"), "dst_port 1-2");
     EXPECT_NE(refusalOf("dst_port 70-60"), "accepted");
     EXPECT_NE(refusalOf("dst_port range 5"), "accepted");
+    EXPECT_EQ(refusalOf("dst_port >= 1024"),
+              "dst_port '>=': accepted: eq, ne, ge, le or range as a comparison");
+    EXPECT_EQ(refusalOf("dst_port <1024"),
+              "dst_port '<1024': accepted: eq, ne, ge, le or range as a comparison");
+    EXPECT_EQ(refusalOf("src_ip > 10.0.0.1"), "src_ip '>': accepted: eq or ne as a comparison");
     EXPECT_EQ(refusalOf("dst_port ne 60-70"),
               "dst_port 'ne 60-70': accepted: one value after ne; what is outside a range takes two rules");
 }

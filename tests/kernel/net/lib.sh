@@ -22,9 +22,22 @@ listen() { # DEVICE ARGUMENTS...
     timeout 30 tcpdump -Z root -c 1 -nei "$@" >/tmp/seen 2>/tmp/listening &
     while kill -0 $! && ! grep -q 'listening on' /tmp/listening; do sleep 0.1; done
 }
-valid() { grep -c 'valid:1' $dir/rules; }
-owner() { sed -n 's/^the tables belong to //p' $dir/status; }
-empty() { [ "$(valid)" = 0 ] && ! grep -v 'enable:0,' $dir/actions | grep -q 'Action: enable' && [ -z "$(owner)" ]; }
+# These start no program: that takes most of the time in an emulated machine.
+lines_of() { # FILE PATTERN: sets `found` to the lines of the file that match
+    local line lines
+    mapfile -t lines <"$1"
+    found=()
+    for line in "${lines[@]}"; do
+        # shellcheck disable=SC2053  # a pattern
+        [[ $line != $2 ]] || found+=("$line")
+    done
+}
+valid() { lines_of $dir/rules '*valid:1*' && echo ${#found[@]}; }
+owner() { lines_of $dir/status 'the tables belong to *' && echo "${found[0]#the tables belong to }"; }
+empty() { # no entry, no enabled action, no owner
+    lines_of $dir/rules '*valid:1*' && [ ${#found[@]} = 0 ] &&
+        lines_of $dir/actions '*Action: enable:[!0]*' && [ ${#found[@]} = 0 ] && [ -z "$(owner)" ]
+}
 add() { tc filter add dev ifc0 ingress "$@" 2>/tmp/error; }
 packets() { # PREF
     tc -j -s filter show dev ifc0 ingress pref "$1" | jq "[.[] | select(.options.actions) | .options.actions[0].stats.packets] | add"

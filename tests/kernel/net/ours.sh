@@ -11,7 +11,8 @@ while IFS='|' read -r what words verdict; do
     words=${words/matchall/matchall skip_sw}
     add pref 1 $words
     result=$?
-    message=$(grep '^Error: ' /tmp/error)
+    lines_of /tmp/error 'Error: *'
+    message=${found[0]}
     # With other versions tc or its core refuses some of them before a driver sees them.
     if [ $result != 0 ] && [[ $message != "Error: ifc_front:"* && $(uname -r) != 6.1.* ]]; then
         unknown=$((unknown + 1))
@@ -180,7 +181,12 @@ insmod ifc_host_test.ko from=ifc0,tw0 to=ifc1w,tw1w
 tc qdisc add dev tw0 clsact
 add pref 1 protocol 0x88b6 flower skip_sw action mirred egress redirect dev ifc1
 tc filter add dev tw0 ingress pref 1 protocol 0x88b6 flower skip_hw action mirred egress redirect dev tw1
-counts() { tc -j -s filter show dev $1 ingress | jq -c '.[] | select(.options.actions) | [.pref, .options.handle, .options.actions[0].stats.packets]' | sort; }
+# What each filter of both has counted; fails if they differ. Chip and twin may list them in different order.
+same_counts() {
+    { tc -j -s filter show dev ifc0 ingress && tc -j -s filter show dev tw0 ingress; } | jq -sce 'map([.[] |
+        select(.options.actions) | [.pref, .options.handle, .options.actions[0].stats.packets]] | sort) |
+        if .[0] == .[1] and .[0] != [] then .[0] | length else ., false end'
+}
 # Every filter of the table that was accepted, alone, on every frame of the examples and on random ones.
 wrong=0 alone=0 sent=0 damaged=0 more=0 begin=$SECONDS
 while IFS='|' read -r what words verdict; do
@@ -192,11 +198,10 @@ while IFS='|' read -r what words verdict; do
     twin=${words//ifc/tw}
     add pref 2 ${words/flower/flower skip_sw} && tc filter add dev tw0 ingress pref 2 ${twin/flower/flower skip_hw} || continue
     alone=$((alone + 1))
-    ./churn $SEED 0 0 $FRAMES stack.pcap framings.pcap >/tmp/said && counts ifc0 >/tmp/chip && counts tw0 >/tmp/twin &&
-        cmp -s /tmp/chip /tmp/twin || {
+    ./churn $SEED 0 0 $FRAMES stack.pcap framings.pcap >/tmp/said && same_counts >/tmp/counts || {
         wrong=$((wrong + 1))
         echo "NOTE twin of: $words"
-        cat /tmp/said
+        cat /tmp/said /tmp/counts
     }
     case $words in
     *drop) # damaged frames: which filters match is seen; docs/linux.md has the differences
@@ -212,9 +217,9 @@ echo "NOTE each of them alone took $((SECONDS - begin)) s; of $sent damaged fram
 check "$alone filters of the table, all examples and $FRAMES random frames for each: no fate and no count differs" [ $wrong = 0 ]
 check "no damaged frame is matched by the chip only" [ $more = 0 ]
 check "$CHANGES changes, 50 random frames after each fifth: no fate differs" ./churn $SEED $CHANGES 5 50 stack.pcap framings.pcap
-counts ifc0 >/tmp/chip
-counts tw0 >/tmp/twin
-check "and all $(wc -l </tmp/chip) filters have counted the same" cmp /tmp/chip /tmp/twin
+same_counts >/tmp/counts
+result=$?
+check "and all $(head -1 /tmp/counts) filters have counted the same" [ $result = 0 ]
 tc qdisc del dev ifc0 clsact
 check "deleting the block empties the tables" empty
 rmmod ifc_host_test

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 #include "command_table.h"
 
-#include "flow_words.h"
+#include "flow_actions.h"
+#include "flow_pattern.h"
 
 #include "tools/ifcctl/core/errors.h"
 #include "tools/ifcctl/core/nearest_word.h"

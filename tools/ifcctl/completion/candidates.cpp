@@ -4,7 +4,9 @@
 #include "form.h"
 
 #include "tools/ifcctl/commands/command_table.h"
-#include "tools/ifcctl/commands/flow_words.h"
+#include "tools/ifcctl/commands/flow_actions.h"
+#include "tools/ifcctl/commands/flow_list.h"
+#include "tools/ifcctl/commands/flow_pattern.h"
 #include "tools/ifcctl/commands/terminal.h"
 #include "tools/ifcctl/core/match_words.h"
 #include "tools/ifcctl/core/rule_words.h"

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 #include "form.h"
 
-#include "tools/ifcctl/commands/flow_words.h"
+#include "tools/ifcctl/commands/flow_list.h"
+#include "tools/ifcctl/commands/flow_pattern.h"
 #include "tools/ifcctl/core/match_words.h"
 #include "tools/ifcctl/core/rule_words.h"
 

@@ -87,6 +87,9 @@ private:
             compare_ = IFC_COMPARE_NOT_EQUAL;
             value_.erase(0, 1);
         }
+        if (!compare && (value_[0] == '<' || value_[0] == '>'))
+            words_.reject(std::string(ifc::isHalf(word_.field) ? "eq, ne, ge, le or range" : "eq or ne") +
+                          " as a comparison");
         text_ = words_.key() + ' ' + (compare ? compareWord + ' ' : "") + words_.value();
 
         // Fields of up to 16 bits support all comparisons.

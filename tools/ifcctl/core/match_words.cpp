@@ -7,7 +7,6 @@
 
 #include "ifc/records/fields.h"
 
-#include <algorithm>
 #include <map>
 
 namespace ifcctl

@@ -11,8 +11,6 @@
 #include "tools/ifcctl/core/rule_words.h"
 #include "tools/ifcctl/core/values.h"
 
-#include <algorithm>
-#include <cctype>
 #include <cstdlib>
 #include <ctime>
 

@@ -2,7 +2,6 @@
 #include "pictures.h"
 
 #include <algorithm>
-#include <array>
 
 namespace ifcctl::report
 {
