@@ -33,16 +33,21 @@ files() {
         find . -path ./build -prune -o \( -type f -o -type l \) -print0
     fi
 }
-# build FOLDER OPTIONS: source and binary packages of the tree, with these DEB_BUILD_OPTIONS.
-build() {
+# copy FOLDER: all copies are made first, so that the tree may change during the builds.
+copy() {
     mkdir -p "$work/$1/tree"
     files | tar -c --null -T - | tar -x -C "$work/$1/tree"
+}
+# build FOLDER OPTIONS: source and binary packages of the copy, with these DEB_BUILD_OPTIONS.
+build() {
     (cd "$work/$1/tree" && env -u MAKEFLAGS -u CMAKE_C_COMPILER_LAUNCHER -u CMAKE_CXX_COMPILER_LAUNCHER \
         DEB_BUILD_OPTIONS="$2" dpkg-buildpackage -us -uc -j"$(nproc)") >"$work/$1/log" 2>&1 || {
         tail -30 "$work/$1/log" >&2
         exit 1
     }
 }
+copy first
+[ "$builds" = once ] || copy again-elsewhere
 step "building the packages, with their tests"
 build first ""
 if [ "$builds" = twice ]; then
