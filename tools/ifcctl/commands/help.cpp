@@ -8,7 +8,6 @@
 #include "tools/ifcctl/core/errors.h"
 #include "tools/ifcctl/core/rule_words.h"
 
-
 namespace ifcctl
 {
 

@@ -8,7 +8,6 @@
 #include "ifc/ifc_glb.h"
 #include "ifc/records/chip.h"
 
-
 namespace ifcctl
 {
 
