@@ -448,6 +448,32 @@ TEST(Match, FortyRulesHitWhereTheirConditionsHold)
     }
 }
 
+// Rules that compare the same few words by other commands than equality: rows, which take the rules in eights.
+TEST(Match, RulesThatCompareTheSameWordsHitWhereTheirConditionsHold)
+{
+    Random random(20261122);
+    for (unsigned round = 0; round < 40; ++round) {
+        std::vector<std::vector<Condition>> rules(8 + round % 5 * 8);
+        for (auto &rule : rules)
+            for (const unsigned field : {SIPv4, DIPv4, SPORT, DPORT, DMAC_TYPE, IPv4_PROTOCOL}) {
+                const auto command = static_cast<Command>(1 + random.below(3)); // never Equal
+                if (field != DPORT && random.oneIn(8))
+                    continue;
+                rule.push_back({static_cast<uint8_t>(field), command, 0, fieldOnes(field),
+                                uint64_t{0x0A0B0C0D0000} + random.below(4) * 0x11});
+            }
+        // The second eight hit tagged frames only, so a program for others has no row for them.
+        for (size_t n = 8; n < 16 && n < rules.size(); ++n)
+            rules[n].push_back({VID0, Command::GreaterOrEqual, 0, 0xFFF, 0});
+        // Frames of no kind, and of two kinds, each of which has a program of its own.
+        const uint64_t kind = kBaseFields | kIpv4Fields | kPortFields;
+        uint64_t hits = expectHolds(random, rules, 0);
+        hits += expectHolds(random, rules, kind);
+        hits += expectHolds(random, rules, kind | kOuterFields);
+        EXPECT_GT(hits, 10u) << round;
+    }
+}
+
 TEST(Match, RuleThatWantsTwoValuesOfABitNeverHits)
 {
     for (const uint64_t mask : {0xFFFFu, 0xFFFEu}) {
