@@ -201,10 +201,13 @@ TEST(FrameAction, DscpRepairsTheHeaderChecksum)
     for (unsigned dscp = 0; dscp < 256; ++dscp) {
         action.ipv4Dscp = static_cast<uint8_t>(dscp);
         for (const size_t options : {0u, 8u}) {
-            const Bytes frame = macs() + word16(0x0800) + ipv4({.optionBytes = options}, ports());
+            const unsigned ecn = dscp >> 6; // each value of both
+            const Bytes frame =
+                macs() + word16(0x0800) +
+                ipv4({.tos = static_cast<uint8_t>(0x54 | ecn), .optionBytes = options}, ports());
             const Bytes out = applied(action, frame);
             ASSERT_EQ(out.size(), frame.size());
-            EXPECT_EQ(out[15], (dscp & 0xFC) | 1); // the ECN bits stay
+            EXPECT_EQ(out[15], (dscp & 0xFC) | ecn); // the ECN bits stay
             EXPECT_EQ(checksum(out.data() + 14, 20 + options), 0) << dscp;
         }
     }

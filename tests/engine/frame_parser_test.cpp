@@ -465,8 +465,10 @@ TEST(FrameParser, UserDefinedFieldsInOrderAreTheSameAsOneByOne)
             const Bytes frame = head + Bytes(payload.begin(), payload.begin() + static_cast<long>(bytes));
             ParsedFrame slow;
             ParsedFrame quick;
-            parseFrame(frame.data(), frame.size(), {}, one, slow);
-            parseFrame(frame.data(), frame.size(), {}, all, quick);
+            const SideData side = {.sourceInterface = 3, .gemPort = 9};
+            parseFrame(frame.data(), frame.size(), side, one, slow);
+            parseFrame(frame.data(), frame.size(), side, all, quick);
+            EXPECT_TRUE(hasField(quick.fields, SINF) && hasField(quick.fields, GEMPORT));
             EXPECT_EQ(slow.fields.present, quick.fields.present) << frame.size();
             EXPECT_TRUE(
                 std::equal(std::begin(slow.fields.word), std::end(slow.fields.word), quick.fields.word))

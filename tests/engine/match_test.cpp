@@ -512,6 +512,23 @@ TEST(Match, RuleWithTooManyConditionsNeverHits)
             setField(fields, DMAC, 0xFFFFFFFFFFFF);
             setField(fields, DPORT, 80);
             EXPECT_EQ(fast->match(fields), HitBits{1} << 1);
+            // Not even where all that there was room for holds.
+            setField(fields, DPORT, 0xFFFF);
+            EXPECT_EQ(fast->match(fields), HitBits{0});
         }
     }
+}
+
+// A condition that no frame meets needs no room.
+TEST(Match, RuleWithAConditionOnNoFieldNeverHits)
+{
+    const auto fast = std::make_unique<FastMatch>();
+    fast->begin();
+    fast->addRule(4);
+    EXPECT_TRUE(fast->require(4, {63, Command::Equal, 0, 0xFFFF, 1}));
+    EXPECT_TRUE(fast->require(4, {DPORT, Command::Equal, 0, 0xFFFF, 80}));
+    fast->finish();
+    FieldImage fields{};
+    setField(fields, DPORT, 80);
+    EXPECT_EQ(fast->match(fields), HitBits{0});
 }
