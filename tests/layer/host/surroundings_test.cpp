@@ -107,6 +107,27 @@ TEST_F(WindowTest, Faults)
         EXPECT_EQ(chip.read(0xBFB50204) >> 31, 0u);
 }
 
+TEST_F(WindowTest, TheHookSeesEachAccessAndItsUser)
+{
+    std::vector<engine::Access> seen;
+    chip.onAccess(
+        [](void *to, const engine::Access &a) {
+            static_cast<std::vector<engine::Access> *>(to)->push_back(a);
+        },
+        &seen);
+    chip.write(0xBFB50210, 0x1234);
+    EXPECT_EQ(chip.read(0xBFB50210), 0x1234u);
+    ASSERT_EQ(seen.size(), 2u);
+    for (size_t n = 0; n < 2; ++n) {
+        EXPECT_EQ(seen[n].kind, n == 0 ? engine::AccessKind::Write : engine::AccessKind::Read);
+        EXPECT_EQ(seen[n].reg, 0xBFB50210u);
+        EXPECT_EQ(seen[n].value, 0x1234u);
+    }
+    chip.onAccess(nullptr, nullptr);
+    chip.read(0xBFB50210);
+    EXPECT_EQ(seen.size(), 2u);
+}
+
 TEST_F(WindowTest, PowerOnForgetsEverything)
 {
     const uint32_t registers[] = {0xBFB50000, 0xBFB50200, 0xBFB50204, 0xBFB50210, 0xBFB50214, 0xBFB50218,
@@ -134,7 +155,14 @@ TEST_F(WindowTest, PowerOnForgetsEverything)
 TEST_F(WindowTest, PowerOnNoiseDependsOnTheSeedOnly)
 {
     engine::RegisterWindow other;
+    const uint32_t registers[] = {0xBFB50000, 0xBFB50200, 0xBFB50204, 0xBFB50240,
+                                  0xBFB50244, 0xBFB50248, 0xBFB5024C, 0xBFB50250};
+    for (const uint32_t reg : registers)
+        chip.write(reg, 0xFFFFFFFF);
     chip.powerOn({}, 5);
+    for (const uint32_t reg : registers)
+        EXPECT_EQ(chip.read(reg), 0u) << std::hex << reg << ": noise is in tables and data only";
+    EXPECT_NE(chip.tables().lut0[0][0], 0u) << "the first word";
     other.powerOn({}, 5);
     EXPECT_EQ(std::memcmp(&chip.tables(), &other.tables(), sizeof chip.tables()), 0);
     other.powerOn({}, 6);
