@@ -92,6 +92,16 @@ TEST_F(WindowTest, MistakesAreReported)
     EXPECT_EQ(chip.errors(), 1u);
 }
 
+TEST_F(WindowTest, EachCommandIsDoneAfterItsOwnReads)
+{
+    start({3, true});
+    for (unsigned transfer = 0; transfer < 2; ++transfer) {
+        chip.write(0xBFB50204, command(0, 0, 2, 0));
+        for (unsigned n = 1; n <= 4; ++n)
+            EXPECT_EQ(chip.read(0xBFB50204) >> 31, n < 3 ? 0u : 1u) << transfer << ", read " << n;
+    }
+}
+
 TEST_F(WindowTest, EachRegisterHoldsItsOwnWord)
 {
     const uint32_t registers[] = {0xBFB50000, 0xBFB50200, 0xBFB50210, 0xBFB50214, 0xBFB50218, 0xBFB5021C,
