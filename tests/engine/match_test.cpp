@@ -448,7 +448,7 @@ TEST(Match, FortyRulesHitWhereTheirConditionsHold)
     }
 }
 
-// Rules that compare the same few words by other commands than equality: rows, which take the rules in eights.
+// Rules that compare the same few words, and not for equality: rows, which take the rules in eights.
 TEST(Match, RulesThatCompareTheSameWordsHitWhereTheirConditionsHold)
 {
     Random random(20261122);

@@ -203,7 +203,7 @@ TEST_F(CmdTest, ConditionsArriveWordByWord)
 
 TEST_F(CmdTest, ArgumentsArriveInTheirOrder)
 {
-    // Each call by name does what the same call does with its arguments in place: all differ, or lead to other results.
+    // Each call by name does what the same call does with its arguments in place.
     const auto same = [&](const std::string &line, auto direct) {
         powerOn();
         const int result = direct();
