@@ -204,26 +204,37 @@ TEST_F(CmdTest, ConditionsArriveWordByWord)
 TEST_F(CmdTest, ArgumentsArriveInTheirOrder)
 {
     // Each call by name does what the same call does with its arguments in place.
-    const auto same = [&](const std::string &line, auto direct) {
+    const auto clear = [&] {
+        clear_all_ifc_rules();
         powerOn();
+    };
+    const auto same = [&](const std::string &line, auto direct) {
+        clear();
         const int result = direct();
+        ASSERT_GE(result, 0) << line << ": it must do something";
         const std::string printed = text();
         const std::vector<IFC_LUT0_Format> wide(IFC_LUT0_Rule, IFC_LUT0_Rule + IFC_LUT0_RULES);
         const std::vector<IFC_LUT1_Format> narrow(IFC_LUT1_Rule, IFC_LUT1_Rule + IFC_LUT1_RULES);
         const auto tables = chip.tables();
-        powerOn();
+        uint32_t bindings[IFC_ACNT_CFG_COUNT];
+        for (unsigned n = 0; n < IFC_ACNT_CFG_COUNT; ++n)
+            bindings[n] = chip.counterBinding(n);
+        clear();
         gives(line, "= " + std::to_string(result) + "\n");
         EXPECT_EQ(text(), printed) << line;
         EXPECT_EQ(memcmp(IFC_LUT0_Rule, wide.data(), sizeof IFC_LUT0_Rule), 0) << line;
         EXPECT_EQ(memcmp(IFC_LUT1_Rule, narrow.data(), sizeof IFC_LUT1_Rule), 0) << line;
         EXPECT_EQ(memcmp(&chip.tables(), &tables, sizeof tables), 0) << line;
+        for (unsigned n = 0; n < IFC_ACNT_CFG_COUNT; ++n)
+            EXPECT_EQ(chip.counterBinding(n), bindings[n]) << line;
     };
+    ifcSendToPpe = 1; // so that actions need no rule
     const auto off = IFC_DISABLE;
     const auto on = IFC_ENABLE;
-    same("ifc_set_lut0_rules 2 1 1 3 0xa1b2 0xc3d4e5f6 0x8192 0xa3b4c5d6",
-         [&] { return ifc_set_lut0_rules(2, on, 1, 3, 0xA1B2, 0xC3D4E5F6, 0x8192, 0xA3B4C5D6); });
-    same("ifc_set_lut0_rules 3 0 1 2 0xa1b2 0xc3d4e5f6 0x8192 0xa3b4c5d6",
-         [&] { return ifc_set_lut0_rules(3, off, 1, 2, 0xA1B2, 0xC3D4E5F6, 0x8192, 0xA3B4C5D6); });
+    same("ifc_set_lut0_rules 5 1 2 1 0xa1b2 0xc3d4e5f6 0x8192 0xa3b4c5d6",
+         [&] { return ifc_set_lut0_rules(5, on, 2, 1, 0xA1B2, 0xC3D4E5F6, 0x8192, 0xA3B4C5D6); });
+    same("ifc_set_lut0_rules 3 0 2 1 0xa1b2 0xc3d4e5f6 0x8192 0xa3b4c5d6",
+         [&] { return ifc_set_lut0_rules(3, off, 2, 1, 0xA1B2, 0xC3D4E5F6, 0x8192, 0xA3B4C5D6); });
     for (const unsigned end : {0u, 1u})
         same("ifc_set_lut1_rules 4 1 " + std::to_string(end) + " 2 1 40 0x8192 0xa3b4c5d6",
              [&] { return ifc_set_lut1_rules(4, on, end, 2, 1, 40, 0x8192, 0xA3B4C5D6); });
@@ -235,7 +246,17 @@ TEST_F(CmdTest, ArgumentsArriveInTheirOrder)
          [&] { return ifc_set_lut1_rules(4, off, 1, 2, 1, 40, 0x8192, 0xA3B4C5D6); });
     same("ifc_set_action 9 8 1 2 5 3 1", [&] { return ifc_set_action(9, IFC_ACT_VLAN0, on, 2, 5, 3, 1); });
     same("ifc_set_action 9 8 0 2 5 3 1", [&] { return ifc_set_action(9, IFC_ACT_VLAN0, off, 2, 5, 3, 1); });
-    same("ifc_set_acnt 9 21", [&] { return ifc_set_acnt(9, 21); });
+    same("ifc_set_acnt 9 13", [&] { return ifc_set_acnt(9, 13); });
+    ASSERT_EQ(ifc_set_lut0_rules(5, on, 28, 1, 0, 0xFF, 0, 7), 0);
+    forget();
+    ASSERT_EQ(ifc_get_rule_from_hw(5), 0);
+    const std::string shown = text();
+    gives("ifc_get_rule_from_hw 5", "= 0\n");
+    EXPECT_EQ(text(), shown);
+    gpIfcPriv->lut0HitMap = 1u << 1;
+    ASSERT_NE(checkIFCResult(0, 1), checkIFCResult(1, 0));
+    gives("checkIFCResult 0 1", "= " + std::to_string(checkIFCResult(0, 1)) + "\n");
+    gives("checkIFCResult 1 0", "= " + std::to_string(checkIFCResult(1, 0)) + "\n");
 }
 
 TEST_F(CmdTest, ActionsCountersResults)
