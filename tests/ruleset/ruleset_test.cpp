@@ -480,6 +480,40 @@ TEST_F(RulesetTest, ATimeOutLeavesAllAsItWas)
     expectShadowEqualsHardware();
 }
 
+TEST_F(RulesetTest, ATimeOutWhileReadingLeavesAnEmptySet)
+{
+    for (unsigned n = 0; n < 6; ++n)
+        ASSERT_EQ(append(withAction(rules::rule({equal(DPORT, n), equal(SPORT, 1)}), n)), IFC_RULESET_OK);
+    ASSERT_EQ(apply(), IFC_RULESET_OK);
+    const auto empty = std::make_unique<ifc_ruleset>();
+    ifc_ruleset_init(empty.get());
+    unsigned failed = 0;
+    for (unsigned after = 0;; ++after) {
+        const auto read = std::make_unique<ifc_ruleset>(*set);
+        window.injectFault(engine::TransferFault::NeverComplete, after, 1);
+        const int result = ifc_ruleset_read(read.get(), &report);
+        window.injectFault(engine::TransferFault::None, 0, 0);
+        if (result == IFC_RULESET_OK) {
+            EXPECT_EQ(ifc_ruleset_count(read.get()), 6u);
+            break;
+        }
+        ++failed;
+        ASSERT_EQ(result, IFC_RULESET_TIMEOUT);
+        ASSERT_EQ(memcmp(empty.get(), read.get(), offsetof(ifc_ruleset, work)), 0) << after;
+    }
+    EXPECT_EQ(failed, 6u) << "one transfer for the action of each rule";
+}
+
+TEST_F(RulesetTest, ResultsAreTheNumbersThatCallersOutsideKnow)
+{
+    const int results[] = {IFC_RULESET_OK,       IFC_RULESET_BAD_POSITION, IFC_RULESET_FULL,
+                           IFC_RULESET_BAD_RULE, IFC_RULESET_NO_PLACE,     IFC_RULESET_STALE,
+                           IFC_RULESET_TIMEOUT};
+    int expected = 0;
+    for (const int result : results)
+        EXPECT_EQ(result, expected--);
+}
+
 TEST_F(RulesetTest, ADeadChipIsToldAndAnsweredForLater)
 {
     for (unsigned n = 0; n < 4; ++n)
