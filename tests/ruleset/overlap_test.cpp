@@ -337,6 +337,9 @@ TEST(Overlap, FieldsThatNoFrameHasTogether)
         rule({equal(FRAME_TYPE, 5), equal(DPORT, 53)}),
         rule({equal(FRAME_TYPE, 6)}),
         rule({equal(FRAME_TYPE, 0), equal(ETYPE, 0x0101)}),
+        rule({equal(FRAME_TYPE, 0), equal(ETYPE, 0x05FF)}),
+        rule({equal(FRAME_TYPE, 0), equal(ETYPE, 0x8863)}),
+        rule({equal(FRAME_TYPE, 0), equal(ETYPE, 0x8864)}),
         rule({equal(FRAME_TYPE, 0), equal(PPPOE_SESSION, 1)}),
         rule({equal(FRAME_TYPE, 3), equal(DIPv4, 1)}),
         rule({equal(ETYPE, 0x8863), equal(DIPv4, 1)}),
@@ -354,6 +357,9 @@ TEST(Overlap, FieldsThatNoFrameHasTogether)
     }
     const ifc_rule sometimes[] = {
         rule({equal(ETYPE, 0x8864), equal(DIPv4, 1), equal(PPPOE_SESSION, 1), equal(DPORT, 53)}),
+        rule({equal(FRAME_TYPE, 0), equal(ETYPE, 0x8862)}), // beside those of PPPoE
+        rule({equal(FRAME_TYPE, 0), equal(ETYPE, 0x8865)}),
+        rule({equal(FRAME_TYPE, 0), equal(ETYPE, 0x0600)}),
         rule({equal(FRAME_TYPE, 2), equal(ETYPE, 0x0101)}),
         rule({equal(FRAME_TYPE, 2), equal(PPPOE_SESSION, 1)}),
         rule({equal(FRAME_TYPE, 2), equal(DIPv6_31_0, 1), equal(ETYPE, 0x8864)}),

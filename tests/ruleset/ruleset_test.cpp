@@ -451,6 +451,35 @@ TEST_F(RulesetTest, RulesThatCannotStandInOrderAreNamed)
     EXPECT_EQ(apply(), IFC_RULESET_OK);
 }
 
+// Two conditions on one field are read as a range only if they are one.
+TEST_F(RulesetTest, ReadsRangesAndPairsThatAreNone)
+{
+    const struct {
+        unsigned first, firstMask, firstKey, second, secondMask, secondKey;
+        bool range;
+    } pairs[] = {
+        {2, 0xFFFF, 5, 3, 0xFFFF, 9, true},
+        {2, 0xFFFF, 9, 3, 0xFFFF, 9, true},
+        {2, 0xFFFF, 9, 3, 0xFFFF, 5, false},
+        {2, 0xFFFF, 5, 2, 0xFFFF, 9, false},
+        {3, 0xFFFF, 5, 3, 0xFFFF, 9, false},
+        {3, 0xFFFF, 5, 2, 0xFFFF, 9, false},
+        {2, 0xFF00, 0x0500, 3, 0xFFFF, 0x0900, false},
+        {2, 0xFFFF, 0x0500, 3, 0xFF00, 0x0900, false},
+    };
+    for (const auto &pair : pairs) {
+        ASSERT_EQ(clear_all_ifc_rules(), 0);
+        orva_ifc_param request = {};
+        add(request, DPORT, pair.first, pair.firstMask, pair.firstKey);
+        add(request, DPORT, pair.second, pair.secondMask, pair.secondKey);
+        ASSERT_GE(ifc_set_lut_rules_auto(&request), 0);
+        ASSERT_EQ(ifc_ruleset_read(set.get(), &report), IFC_RULESET_OK);
+        ASSERT_EQ(ifc_ruleset_count(set.get()), 1u);
+        EXPECT_EQ(at(0).count, pair.range ? 1u : 2u) << pair.firstKey << " " << pair.secondKey;
+        EXPECT_EQ(at(0).condition[0].compare == IFC_COMPARE_RANGE, pair.range);
+    }
+}
+
 TEST_F(RulesetTest, ATimeOutLeavesAllAsItWas)
 {
     for (unsigned n = 0; n < 6; ++n)
