@@ -541,6 +541,10 @@ TEST_F(RulesetTest, ResultsAreTheNumbersThatCallersOutsideKnow)
     int expected = 0;
     for (const int result : results)
         EXPECT_EQ(result, expected--);
+    const int undo[] = {IFC_RULESET_UNDO_NONE, IFC_RULESET_UNDONE, IFC_RULESET_UNDO_FAILED};
+    expected = 0;
+    for (const int result : undo)
+        EXPECT_EQ(result, expected++);
 }
 
 TEST_F(RulesetTest, ADeadChipIsToldAndAnsweredForLater)
