@@ -25,9 +25,9 @@ protected:
         ClassifierTest::SetUp();
         ifc_ruleset_forget_undo();
         ifc_ruleset_init(set.get());
-        for (unsigned n = 0; n < 7; ++n)
-            append(*set, rule({equal(DPORT, n), equal(SPORT, 1)}), n);
-        append(*set, rule({equal(DIPv4, 1, 0xFF0000FF)}), 50);
+        for (unsigned n = 0; n < 7; ++n) // every other one fits LUT1 only
+            append(*set, rule({equal(n % 2 != 0 ? UDF0 : DPORT, n), equal(SPORT, 1)}), n);
+        append(*set, rule({equal(DIPv4, 1, 0xFF0000FF), equal(SPORT, 2)}), 50);
         ASSERT_EQ(ifc_ruleset_apply(set.get(), 0, &report), IFC_RULESET_OK);
         for (unsigned n = 0; n < IFC_COUNTERS; ++n)
             window.tables().counter[n][0] = 1000 + n;
@@ -207,9 +207,10 @@ TEST_F(FailedUndo, IsCompletedByTheNextBatch)
         move.position = 7; // to the front
         ASSERT_EQ(ifc_ruleset_read(fresh.get(), &report), IFC_RULESET_OK);
         ASSERT_NO_FATAL_FAILURE(expectAllAsBefore());
+        const uint32_t action = ifc_ruleset_rule(fresh.get(), move.position)->action.word[2];
         ASSERT_EQ(ifc_ruleset_run(fresh.get(), &move, 1, 0, &report, nullptr), IFC_RULESET_OK);
         ASSERT_NO_FATAL_FAILURE(expectShadowEqualsHardware());
-        ASSERT_EQ(ifc_ruleset_rule(fresh.get(), 0)->action.word[2], 0x100u + 50);
+        ASSERT_EQ(ifc_ruleset_rule(fresh.get(), 0)->action.word[2], action);
         ASSERT_EQ(livingRules(window.tables()).size(), 8u);
     });
 }
@@ -219,9 +220,17 @@ TEST_F(FailedUndo, KeepsWhatOthersWroteInBetween)
 {
     atEverySilence([&](unsigned good) {
         wake();
-        const unsigned entry = good % IFC_LUT1_RULES; // it may be a free one, or part of a rule
+        // They may be free, or part of a rule.
+        const unsigned entry = good % IFC_LUT1_RULES;
+        const unsigned wide = good % IFC_LUT0_RULES;
         ASSERT_EQ(ifc_set_lut1_rules(entry, IFC_ENABLE, 1, SINF, 0, 0x1F, 0, 9), static_cast<int>(entry + 1));
-        ifc_set_action(IFC_LUT0_RULES + entry, IFC_ACT_FPORT_NBQ, IFC_ENABLE, 3, 0, 0, 0);
+        ASSERT_EQ(ifc_set_lut0_rules(wide, IFC_ENABLE, ETYPE, 0, 0, 0xFFFF, 0, 9), 0);
+        const unsigned numbers[] = {IFC_LUT0_RULES + entry, wide};
+        for (const unsigned number : numbers)
+            ifc_set_action(number, IFC_ACT_FPORT_NBQ, IFC_ENABLE, 3, 0, 0, 0);
+        // These two change the shadow only.
+        ifc_delete_lut0(static_cast<int>((wide + 1) % IFC_LUT0_RULES));
+        ifc_delete_lut1(static_cast<int>((entry + 1) % IFC_LUT1_RULES));
         engine::Tables wanted = window.tables();
         memcpy(wanted.lut0, IFC_LUT0_Rule, sizeof IFC_LUT0_Rule);
         memcpy(wanted.lut1, IFC_LUT1_Rule, sizeof IFC_LUT1_Rule);
@@ -229,8 +238,12 @@ TEST_F(FailedUndo, KeepsWhatOthersWroteInBetween)
         ASSERT_EQ(report.undo, IFC_RULESET_UNDONE);
         ASSERT_NO_FATAL_FAILURE(expectShadowEqualsHardware());
         ASSERT_EQ(memcmp(wanted.lut1, window.tables().lut1, sizeof wanted.lut1), 0);
-        const unsigned own = IFC_LUT0_RULES + entry;
-        ASSERT_EQ(memcmp(wanted.action[own], window.tables().action[own], sizeof wanted.action[own]), 0);
+        ASSERT_EQ(memcmp(wanted.lut0, window.tables().lut0, sizeof wanted.lut0), 0);
+        for (const unsigned number : numbers)
+            ASSERT_EQ(
+                memcmp(wanted.action[number], window.tables().action[number], sizeof wanted.action[number]),
+                0)
+                << number;
         for (const auto &[number, living] : livingRules(before)) {
             const auto now = livingRules(window.tables());
             if (now.count(number) != 0 && now.at(number) == living) {
@@ -238,6 +251,7 @@ TEST_F(FailedUndo, KeepsWhatOthersWroteInBetween)
                                  sizeof before.action[number]),
                           0)
                     << number;
+                ASSERT_EQ(window.tables().counter[number][0], before.counter[number][0]) << number;
             }
         }
     });
