@@ -108,6 +108,57 @@ TEST_F(EditsTest, APlanTouchesNothingAndCountsWhatTheApplyMakes)
     EXPECT_LE(report.accesses, planned);
 }
 
+// Calls without arguments set no result; the run does.
+TEST_F(EditsTest, AFailureOfAnyKindIsInTheReport)
+{
+    ASSERT_EQ(run({insertPort(0, 1)}), IFC_RULESET_OK);
+    ASSERT_EQ(report.added, 1);
+    EXPECT_EQ(run({edit(IFC_RULESET_MOVE, 0, 0), edit(IFC_RULESET_REMOVE, 1)}), IFC_RULESET_BAD_POSITION);
+    EXPECT_EQ(report.result, IFC_RULESET_BAD_POSITION);
+    EXPECT_EQ(report.added, 0); // nothing is left of the report before
+    EXPECT_EQ(failed, 1u);
+    EXPECT_EQ(run({edit(IFC_RULESET_MOVE, 0, 1)}), IFC_RULESET_BAD_POSITION);
+    EXPECT_EQ(report.result, IFC_RULESET_BAD_POSITION);
+}
+
+TEST_F(EditsTest, RunWithoutAReport)
+{
+    const ifc_ruleset_edit edits[] = {insertPort(0, 1), edit(IFC_RULESET_REMOVE, 1)};
+    EXPECT_EQ(ifc_ruleset_run(set.get(), edits, 2, 0, nullptr, nullptr), IFC_RULESET_BAD_POSITION);
+    EXPECT_EQ(ifc_ruleset_run(set.get(), edits, 1, 0, nullptr, &failed), IFC_RULESET_OK);
+    EXPECT_EQ(failed, IFC_RULESET_NO_EDIT);
+    EXPECT_EQ(ports(), (std::vector<uint64_t>{1, 1}));
+}
+
+// A reserved entry stays until the list claims it.
+TEST_F(EditsTest, ReservedEntriesAreClaimed)
+{
+    ASSERT_EQ(ifc_set_lut1_rules(3, IFC_ENABLE, 0, DPORT, 0, 0xFFFF, 0, 53), 4);
+    ASSERT_EQ(ifc_ruleset_read(set.get(), &report), IFC_RULESET_OK);
+    ASSERT_EQ(run({}), IFC_RULESET_OK);
+    EXPECT_NE(IFC_LUT1_Rule[3].word[0], 0u);
+    ASSERT_EQ(run({edit(IFC_RULESET_CLAIM, 0)}), IFC_RULESET_OK);
+    EXPECT_EQ(IFC_LUT1_Rule[3].word[0], 0u);
+    EXPECT_EQ(window.tables().lut1[3][0], 0u);
+}
+
+// The expected values come from another program that follows the algorithm's description, octet by octet.
+TEST_F(EditsTest, TheChecksumIsFnv1a)
+{
+    IFC_LUT0_Format lut0[IFC_LUT0_RULES] = {};
+    IFC_LUT1_Format lut1[IFC_LUT1_RULES] = {};
+    EXPECT_EQ(ifc_ruleset_checksum(lut0, lut1), 0x37F61C45u);
+    uint32_t n = 0;
+    for (IFC_LUT0_Format &rule : lut0)
+        for (uint32_t &word : rule.word)
+            word = ++n * 0x9E3779B1u;
+    n = 0;
+    for (IFC_LUT1_Format &entry : lut1)
+        for (uint32_t &word : entry.word)
+            word = ++n * 0x85EBCA6Bu;
+    EXPECT_EQ(ifc_ruleset_checksum(lut0, lut1), 0x3D3330EDu);
+}
+
 TEST_F(EditsTest, TheChecksumSeesEachWordOfBothTables)
 {
     EXPECT_EQ(ifc_ruleset_checksum(IFC_LUT0_Rule, IFC_LUT1_Rule),

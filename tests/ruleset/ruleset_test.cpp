@@ -451,6 +451,24 @@ TEST_F(RulesetTest, RulesThatCannotStandInOrderAreNamed)
     EXPECT_EQ(apply(), IFC_RULESET_OK);
 }
 
+// Only LUT1 holds the first, only LUT0 the second. They can stand in order only if no frame matches both.
+TEST_F(RulesetTest, OverlapsGoWithTheConditionsThatMadeThem)
+{
+    const ifc_rule meets = rules::rule({equal(DIPv4, 0, 0xFF00FF00)});
+    const ifc_rule apart = rules::rule({equal(DIPv4, 0, 0xFF00FF00), equal(SPORT, 2)});
+    ASSERT_EQ(append(rules::rule({equal(UDF0, 1), equal(SPORT, 1)})), IFC_RULESET_OK);
+    ASSERT_EQ(append(meets), IFC_RULESET_OK);
+    EXPECT_EQ(apply(), IFC_RULESET_NO_PLACE);
+    ASSERT_EQ(ifc_ruleset_replace(set.get(), 1, &apart, IFC_RULESET_CONDITIONS, &report), IFC_RULESET_OK);
+    EXPECT_EQ(apply(), IFC_RULESET_OK);
+    ASSERT_EQ(ifc_ruleset_replace(set.get(), 1, &meets, IFC_RULESET_CONDITIONS, &report), IFC_RULESET_OK);
+    EXPECT_EQ(apply(), IFC_RULESET_NO_PLACE);
+    // Another rule instead, in the memory of the one that is removed.
+    ASSERT_EQ(ifc_ruleset_remove(set.get(), 1), IFC_RULESET_OK);
+    ASSERT_EQ(append(apart), IFC_RULESET_OK);
+    EXPECT_EQ(apply(), IFC_RULESET_OK);
+}
+
 // Two conditions on one field are read as a range only if they are one.
 TEST_F(RulesetTest, ReadsRangesAndPairsThatAreNone)
 {
