@@ -87,7 +87,6 @@ void setUp(const LayoutInput &input, Packing &p)
     p.shape = input.rule;
     const unsigned closedWide = input.reservedWide | ((1u << IFC_LUT0_RULES) - (1u << input.widePlaces));
     p.closed = uint64_t{input.reservedNarrow} << IFC_LUT0_RULES | closedWide;
-    freeAll(p);
     setOrder(p, input.overlaps, ruleBit(input.count) - 1);
 }
 

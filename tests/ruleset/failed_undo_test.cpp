@@ -95,7 +95,7 @@ protected:
             back();
         }
         EXPECT_GT(halfDone, 15u);
-        wake();
+        back();
     }
 
     void expectShadowAsBefore()
@@ -108,6 +108,17 @@ protected:
     {
         ASSERT_EQ(memcmp(&before, &window.tables(), sizeof before), 0);
         expectShadowAsBefore();
+    }
+
+    static void bindCounters(uint32_t value)
+    {
+        for (unsigned n = 0; n < IFC_ACNT_CFG_COUNT; ++n)
+            set_frame_engine_data(IFC_ACNT_CFG + 4 * n, value);
+    }
+    void expectBindings(uint32_t value)
+    {
+        for (unsigned n = 0; n < IFC_ACNT_CFG_COUNT; ++n)
+            ASSERT_EQ(window.counterBinding(n), value) << n;
     }
 
     void expectShadowEqualsHardware()
@@ -178,23 +189,61 @@ TEST_F(FailedUndo, IsCompletedByTheNextApplyOfAnySet)
     });
 }
 
-// The chip answers a few transfers of the second undo, then none, then all.
+// The chip answers some transfers of the second undo, a few more of the next ones, then all.
 TEST_F(FailedUndo, MayFailAgain)
 {
-    atEverySilence([&](unsigned good) {
-        for (unsigned more = 1; more < 12; more += 3) {
-            silence(more + good % 3);
-            const int result = ifc_ruleset_read(fresh.get(), &report);
-            ASSERT_EQ(result, IFC_RULESET_TIMEOUT);
-            ASSERT_NO_FATAL_FAILURE(expectShadowAsBefore());
-            if (report.undo == IFC_RULESET_UNDONE)
-                break;
-            ASSERT_EQ(report.undo, IFC_RULESET_UNDO_FAILED);
+    for (unsigned first = 1; first < 60 && !HasFatalFailure(); ++first)
+        atEverySilence([&](unsigned good) {
+            for (unsigned answered = first; answered < first + 12; answered += 3) {
+                silence(answered + good % 3);
+                const int result = ifc_ruleset_read(fresh.get(), &report);
+                ASSERT_NO_FATAL_FAILURE(expectShadowAsBefore());
+                if (result == IFC_RULESET_OK)
+                    break;
+                ASSERT_EQ(result, IFC_RULESET_TIMEOUT);
+                if (report.undo == IFC_RULESET_UNDONE)
+                    break;
+                ASSERT_EQ(report.undo, IFC_RULESET_UNDO_FAILED);
+            }
+            wake();
+            ASSERT_EQ(ifc_ruleset_read(fresh.get(), &report), IFC_RULESET_OK);
+            ASSERT_NO_FATAL_FAILURE(expectAllAsBefore());
+        });
+}
+
+// Each rule gets the place, the action and the count of another one. What an undo has moved back before it
+// stops is not moved again by the next one.
+TEST_F(FailedUndo, StopsAmongRulesThatChangedPlaces)
+{
+    ifc_ruleset_clear(set.get());
+    for (unsigned n = 0; n < IFC_LUT1_RULES; ++n) // they all overlap, and only LUT1 holds them
+        append(*set, rule({equal(UDF0 + n / 16, 1u << n % 16, 1u << n % 16)}), n);
+    ASSERT_EQ(ifc_ruleset_apply(set.get(), 0, &report), IFC_RULESET_OK);
+    for (unsigned n = 0; n < IFC_COUNTERS; ++n)
+        window.tables().counter[n][0] = 1000 + n;
+    before = window.tables();
+    *kept = *set;
+    unsigned stopped = 0;
+    for (unsigned good = 0; good < 240 && !HasFatalFailure(); good += 17)
+        for (unsigned answered = 1; answered < 240 && !HasFatalFailure(); answered += 18) {
+            bindCounters(0x76543210);
+            ASSERT_EQ(ifc_ruleset_move(set.get(), 0, IFC_LUT1_RULES - 1), IFC_RULESET_OK);
+            silence(good);
+            if (ifc_ruleset_apply(set.get(), 0, &report) != IFC_RULESET_OK) {
+                ASSERT_EQ(report.undo, IFC_RULESET_UNDO_FAILED);
+                // The bindings need no transfer and are back at once. What others write to them now stays.
+                ASSERT_NO_FATAL_FAILURE(expectBindings(0x76543210));
+                bindCounters(0x89ABCDEF);
+                silence(answered);
+                stopped += ifc_ruleset_read(fresh.get(), &report) == IFC_RULESET_TIMEOUT;
+                wake();
+                ASSERT_EQ(ifc_ruleset_read(fresh.get(), &report), IFC_RULESET_OK);
+                ASSERT_NO_FATAL_FAILURE(expectAllAsBefore()) << good << ' ' << answered;
+                ASSERT_NO_FATAL_FAILURE(expectBindings(0x89ABCDEF));
+            }
+            back();
         }
-        wake();
-        ASSERT_EQ(ifc_ruleset_read(fresh.get(), &report), IFC_RULESET_OK);
-        ASSERT_NO_FATAL_FAILURE(expectAllAsBefore());
-    });
+    EXPECT_GT(stopped, 60u);
 }
 
 // What the module does for each write to its file: it reads a set, runs the edits, and forgets the set.

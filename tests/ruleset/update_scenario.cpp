@@ -305,7 +305,7 @@ Scenario randomScenario(uint64_t seed)
         const IFC_Action_Format action = actionOf(random.below(4));
         s.actions[number] = wordsOf(action);
         if (!random.oneIn(4))
-            s.counters[number] = {random.word(), random.word(), random.below(1u << 20),
+            s.counters[number] = {random.word(), random.word(), random.word() & ~(1u << 24), // room for hits
                                   random.word() & 0xFFFFFF};
         s.bindings[number] = static_cast<uint8_t>(random.below(16));
     }

@@ -48,7 +48,7 @@ Scenario someRules()
     for (const unsigned number : {10u, 12u, 16u, 2u}) {
         const IFC_Action_Format action = actionOf(number);
         s.actions[number] = {action.word[0], action.word[1], action.word[2], action.word[3]};
-        s.counters[number] = {1000 + number, 1, 100 + number, 1};
+        s.counters[number] = {1000 + number, 1, 0xFE000000 + number, 0x00ABCDEF};
         s.bindings[number] = static_cast<uint8_t>(1 + number % 15);
     }
     s.wanted = s.old;
@@ -243,6 +243,20 @@ TEST(Update, FullTablesTurnRound)
     EXPECT_EQ(watch.complaint(), "");
     EXPECT_LE(watch.longestStretch(), 64u);
     survivesFaults(s, 13);
+
+    // Each register of the bindings is read once and written once, though it holds those of eight rules.
+    UpdateWatch counted(s);
+    std::map<std::pair<uint32_t, engine::AccessKind>, unsigned> accesses;
+    counted.chip().onAccess(
+        [](void *user, const engine::Access &access) {
+            if (access.reg >= IFC_ACNT_CFG && access.reg < IFC_ACNT_CFG + 4 * IFC_ACNT_CFG_COUNT)
+                ++(*static_cast<decltype(accesses) *>(user))[{access.reg, access.kind}];
+        },
+        &accesses);
+    EXPECT_EQ(apply(counted.update(), s.request()), Outcome::Done);
+    EXPECT_EQ(accesses.size(), 2 * IFC_ACNT_CFG_COUNT);
+    for (const auto &[which, count] : accesses)
+        EXPECT_EQ(count, 1u) << std::hex << which.first;
 }
 
 // The same rows but another rule: it counts from zero, so the place must be invalid in between.
