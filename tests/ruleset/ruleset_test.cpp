@@ -167,6 +167,29 @@ TEST_F(RulesetTest, InsertsByPositionAndByPriority)
               IFC_RULESET_BAD_POSITION);
 }
 
+// Also with memory of rules that are gone.
+TEST_F(RulesetTest, FindsRulesFromTheFirstToTheLast)
+{
+    for (unsigned n = 0; n < 3; ++n) {
+        ifc_rule rule = rules::rule({equal(DPORT, n)});
+        rule.cookie = 100 + n;
+        ASSERT_EQ(append(rule), IFC_RULESET_OK);
+    }
+    ASSERT_EQ(apply(), IFC_RULESET_OK);
+    const int last = numberAt(2);
+    for (unsigned n = 0; n < 3; ++n) {
+        EXPECT_EQ(ifc_ruleset_find_cookie(set.get(), 100 + n), static_cast<int>(n));
+        EXPECT_EQ(ifc_ruleset_find_number(set.get(), static_cast<uint32_t>(numberAt(n))),
+                  static_cast<int>(n));
+    }
+    ASSERT_EQ(ifc_ruleset_remove(set.get(), 2), IFC_RULESET_OK);
+    EXPECT_EQ(ifc_ruleset_find_cookie(set.get(), 102), -1);
+    EXPECT_EQ(ifc_ruleset_find_number(set.get(), static_cast<uint32_t>(last)), -1);
+    EXPECT_EQ(ifc_ruleset_place_of(set.get(), 2).table, IFC_RULESET_NOWHERE);
+    EXPECT_EQ(ifc_ruleset_move(set.get(), 2, 0), IFC_RULESET_BAD_POSITION);
+    EXPECT_EQ(ifc_ruleset_move(set.get(), 0, 2), IFC_RULESET_BAD_POSITION);
+}
+
 TEST_F(RulesetTest, RefusedRulesChangeNothing)
 {
     ASSERT_EQ(append(rules::rule({equal(ETYPE, 0x0800)})), IFC_RULESET_OK);
@@ -191,6 +214,39 @@ TEST_F(RulesetTest, IsFullAtFortyRules)
     for (unsigned n = 0; n < IFC_RULESET_RULES; ++n)
         list.push_back(at(n));
     expectListDecides(random, list, *set, 200);
+}
+
+TEST_F(RulesetTest, AClearedSetTakesAllItsRulesAgain)
+{
+    for (unsigned round = 0; round < 2; ++round) {
+        for (unsigned n = 0; n < IFC_RULESET_RULES; ++n)
+            ASSERT_EQ(append(rules::rule({equal(DPORT, n)})), IFC_RULESET_OK);
+        ifc_ruleset_clear(set.get());
+        EXPECT_EQ(ifc_ruleset_count(set.get()), 0u);
+    }
+}
+
+// The parts that are not named are not looked at.
+TEST_F(RulesetTest, ReplacesTheNamedParts)
+{
+    ifc_rule rule = withAction(rules::rule({equal(DPORT, 7)}), 5);
+    rule.cookie = 1;
+    rule.priority = 2;
+    ASSERT_EQ(append(rules::rule({equal(DPORT, 8)})), IFC_RULESET_OK);
+    ASSERT_EQ(append(rule), IFC_RULESET_OK);
+    ifc_rule other = withAction(rules::rule({equal(48, 0, 0)}), 6); // no such field
+    other.cookie = 3;
+    other.priority = 4;
+    EXPECT_EQ(ifc_ruleset_replace(set.get(), 1, &other, IFC_RULESET_ACTION, &report), IFC_RULESET_OK);
+    EXPECT_EQ(report.position, 1u);
+    EXPECT_EQ(at(1).action.word[3], 6u);
+    EXPECT_EQ(at(1).cookie, 1u);
+    EXPECT_EQ(at(1).priority, 2u);
+    EXPECT_EQ(ifc_ruleset_replace(set.get(), 1, &other, IFC_RULESET_COOKIE, &report), IFC_RULESET_OK);
+    EXPECT_EQ(at(1).cookie, 3u);
+    EXPECT_EQ(at(1).priority, 4u);
+    EXPECT_EQ(at(1).condition[0].field, static_cast<unsigned>(DPORT));
+    EXPECT_EQ(at(0).action.word[3], 0u);
 }
 
 TEST_F(RulesetTest, PlanSaysWhatApplyDoes)
@@ -288,6 +344,28 @@ TEST_F(RulesetTest, ClaimedEntriesAreFreeForRules)
     ASSERT_EQ(apply(), IFC_RULESET_OK);
     for (const IFC_LUT1_Format &entry : IFC_LUT1_Rule)
         EXPECT_EQ(entry.word[0] | entry.word[1], 0u);
+    expectShadowEqualsHardware();
+}
+
+// An entry without an end flag is reserved, and the free one after it: a chain there would join it.
+TEST_F(RulesetTest, TheFirstEntryCanBeReserved)
+{
+    ASSERT_EQ(ifc_set_lut1_rules(0, IFC_ENABLE, 0, SPORT, 0, 0xFFFF, 0, 53), 1);
+    ASSERT_EQ(ifc_ruleset_read(set.get(), &report), IFC_RULESET_OK);
+    ASSERT_EQ(append(rules::rule({equal(UDF0, 1)})), IFC_RULESET_OK); // only LUT1 holds it
+    ASSERT_EQ(apply(), IFC_RULESET_OK);
+    EXPECT_EQ(ifc_ruleset_place_of(set.get(), 0).first, 2u);
+}
+
+TEST_F(RulesetTest, AClaimKeepsHoldOfTheSetsOwnPlaces)
+{
+    ASSERT_EQ(append(rules::rule({equal(DIPv4, 0, 0xFF00FF00)})), IFC_RULESET_OK); // only LUT0 holds it
+    ASSERT_EQ(apply(), IFC_RULESET_OK);
+    ASSERT_EQ(numberAt(0), 0);
+    ifc_ruleset_claim(set.get());
+    ASSERT_EQ(ifc_ruleset_remove(set.get(), 0), IFC_RULESET_OK);
+    ASSERT_EQ(apply(), IFC_RULESET_OK);
+    EXPECT_FALSE(IFC_LUT0_Rule[0].bits.valid);
     expectShadowEqualsHardware();
 }
 
