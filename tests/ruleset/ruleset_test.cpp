@@ -273,7 +273,75 @@ TEST_F(RulesetTest, PlanSaysWhatApplyDoes)
     EXPECT_EQ(report.fewest, 1);
     ASSERT_EQ(apply(), IFC_RULESET_OK);
     EXPECT_EQ(report.accesses, 0u);
+    EXPECT_EQ(report.deleted, 0);
     expectShadowEqualsHardware();
+}
+
+// Entries, counters and bindings with leftovers are all written: the plan counts just that.
+TEST_F(RulesetTest, APlanIsExactIfAllHasToBeWritten)
+{
+    for (unsigned n = 0; n < IFC_ACTIONS; ++n)
+        window.tables().action[n][1] = window.tables().counter[n][1] = 9;
+    for (unsigned n = 0; n < IFC_ACNT_CFG_COUNT; ++n)
+        set_frame_engine_data(IFC_ACNT_CFG + 4 * n, 0x77777777);
+    ASSERT_EQ(append(rules::rule({equal(DPORT, 1)})), IFC_RULESET_OK);
+    ASSERT_EQ(ifc_ruleset_plan(set.get(), &report), IFC_RULESET_OK);
+    const uint32_t planned = report.accesses;
+    ASSERT_EQ(apply(), IFC_RULESET_OK);
+    EXPECT_EQ(report.accesses, planned);
+    ASSERT_EQ(ifc_ruleset_read(set.get(), &report), IFC_RULESET_OK);
+    EXPECT_EQ(report.accesses, 6u); // the action: a command, one poll, four data words
+}
+
+TEST_F(RulesetTest, AnActionIsGivenOnce)
+{
+    const ifc_rule rule = withAction(rules::rule({equal(DPORT, 7)}), 5);
+    ASSERT_EQ(append(rule), IFC_RULESET_OK);
+    ASSERT_EQ(apply(), IFC_RULESET_OK);
+    ASSERT_EQ(apply(), IFC_RULESET_OK);
+    EXPECT_EQ(report.accesses, 0u);
+    const ifc_rule other = withAction(rule, 6);
+    ASSERT_EQ(ifc_ruleset_replace(set.get(), 0, &other, IFC_RULESET_ACTION, &report), IFC_RULESET_OK);
+    ASSERT_EQ(apply(), IFC_RULESET_OK);
+    EXPECT_GT(report.accesses, 0u);
+    ASSERT_EQ(apply(), IFC_RULESET_OK);
+    EXPECT_EQ(report.accesses, 0u);
+}
+
+TEST_F(RulesetTest, CountsKeptMovedAndDeletedRules)
+{
+    for (unsigned n = 0; n < 3; ++n) // only LUT1 holds them, and they overlap
+        ASSERT_EQ(append(rules::rule({equal(UDF0 + n, 1)})), IFC_RULESET_OK);
+    ASSERT_EQ(apply(), IFC_RULESET_OK);
+    ASSERT_EQ(ifc_ruleset_move(set.get(), 2, 0), IFC_RULESET_OK);
+    ASSERT_EQ(ifc_ruleset_remove(set.get(), 2), IFC_RULESET_OK);
+    ASSERT_EQ(apply(), IFC_RULESET_OK);
+    EXPECT_EQ(report.added, 0);
+    EXPECT_EQ(report.kept, 1);
+    EXPECT_EQ(report.moved, 1);
+    EXPECT_EQ(report.deleted, 1);
+}
+
+TEST_F(RulesetTest, TheClassifierIsOffDuringAQuietApply)
+{
+    for (const unsigned flags : {0u, static_cast<unsigned>(IFC_RULESET_QUIESCE)}) {
+        struct Seen {
+            const engine::RegisterWindow &chip;
+            unsigned on = 0;
+        } seen{window};
+        ASSERT_NE(window.globalConfig() & IFC_GLB_CFG_ENABLE, 0u);
+        window.onAccess(
+            [](void *user, const engine::Access &access) {
+                auto &look = *static_cast<Seen *>(user);
+                look.on += access.reg != IFC_GLB_CFG && (look.chip.globalConfig() & IFC_GLB_CFG_ENABLE) != 0;
+            },
+            &seen);
+        ASSERT_EQ(append(rules::rule({equal(DPORT, flags)})), IFC_RULESET_OK);
+        ASSERT_EQ(apply(flags), IFC_RULESET_OK);
+        window.onAccess(nullptr, nullptr);
+        EXPECT_EQ(seen.on == 0, flags == IFC_RULESET_QUIESCE);
+        EXPECT_NE(window.globalConfig() & IFC_GLB_CFG_ENABLE, 0u);
+    }
 }
 
 TEST_F(RulesetTest, TablesOfOthersAreReadAsRules)
@@ -355,6 +423,27 @@ TEST_F(RulesetTest, TheFirstEntryCanBeReserved)
     ASSERT_EQ(append(rules::rule({equal(UDF0, 1)})), IFC_RULESET_OK); // only LUT1 holds it
     ASSERT_EQ(apply(), IFC_RULESET_OK);
     EXPECT_EQ(ifc_ruleset_place_of(set.get(), 0).first, 2u);
+}
+
+// An entry without an end flag before the end of a sub-table, the same at its end, and a chain of no field.
+TEST_F(RulesetTest, ReservedEntriesStayAndTheOthersAreUsed)
+{
+    ASSERT_EQ(ifc_set_lut1_rules(3, IFC_ENABLE, 0, SPORT, 0, 0xFFFF, 0, 53), 4);
+    ASSERT_EQ(ifc_set_lut1_rules(15, IFC_ENABLE, 0, SPORT, 0, 0xFFFF, 0, 53), 16);
+    IFC_LUT1_Rule[20].word[0] = 0xC000;
+    write_all_ifc_rule_to_hw();
+    IFC_LUT1_Format before[IFC_LUT1_RULES];
+    memcpy(before, IFC_LUT1_Rule, sizeof before);
+    ASSERT_EQ(ifc_ruleset_read(set.get(), &report), IFC_RULESET_OK);
+    ASSERT_EQ(ifc_ruleset_count(set.get()), 0u);
+    for (unsigned n = 0; n < 28; ++n) // all but the entries 3, 4, 15 and 20
+        ASSERT_EQ(append(rules::rule({equal(UDF0, n)})), IFC_RULESET_OK);
+    ASSERT_EQ(apply(), IFC_RULESET_OK);
+    for (const unsigned entry : {3u, 4u, 15u, 20u})
+        EXPECT_EQ(memcmp(&IFC_LUT1_Rule[entry], &before[entry], sizeof *before), 0) << entry;
+    ASSERT_EQ(append(rules::rule({equal(UDF0, 28)})), IFC_RULESET_OK);
+    EXPECT_EQ(apply(), IFC_RULESET_NO_PLACE);
+    EXPECT_EQ(report.narrow_free, 28u);
 }
 
 TEST_F(RulesetTest, AClaimKeepsHoldOfTheSetsOwnPlaces)
