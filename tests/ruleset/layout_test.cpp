@@ -286,7 +286,8 @@ TEST_F(LayoutTest, SpaceIsCountedByTable)
     EXPECT_EQ(find(), LayoutResult::NoLayout);
     EXPECT_EQ(answer.narrowFree, 31u);
     EXPECT_EQ(answer.wideFree, 8u);
-    // Without a place in LUT0 the rules that both tables hold need LUT1; with a single place they may be wide.
+    // Without a place in LUT0 the rules that both tables hold need LUT1. One place is enough to count them
+    // apart.
     for (const unsigned places : {0u, 1u}) {
         input.reservedWide = places == 0 ? 0xFF : 0xFE;
         EXPECT_EQ(find(), LayoutResult::NoLayout);

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
-// What the search for a layout costs, in its own steps. They are the same on every machine. The bounds are at
-// or a little above what the search takes, so a change that makes it dearer fails here. Some of the sets begin
-// with layouts of the search itself: if it chooses otherwise among equals, these figures change a little, too.
-// Its answers are tested in layout_test.cpp.
+// What the search for a layout costs, in its own steps. They are the same on every machine. The bounds are
+// at or a little above what the search takes, so a change that makes it dearer fails here. Some of the sets
+// begin with layouts of the search itself: if it chooses otherwise among equals, these figures change a
+// little, too. Its answers are tested in layout_test.cpp.
 #include "random_sets.h"
 
 #include <gtest/gtest.h>
@@ -51,8 +51,8 @@ TEST_F(Search, FindsAPlanInFewSteps)
     EXPECT_LT(most, 550u);
 }
 
-// The figures are those of the search. Of the other sets most have no layout. Without a budget the search still
-// proves what needs no step.
+// The figures are those of the search. Of the other sets most have no layout. Without a budget the search
+// still proves what needs no step.
 TEST_F(Search, ProvesTheFewestMovesWithinItsBudget)
 {
     struct Want {
