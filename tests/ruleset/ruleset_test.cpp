@@ -730,6 +730,14 @@ TEST_F(RulesetTest, ResultsAreTheNumbersThatCallersOutsideKnow)
     expected = 0;
     for (const int result : undo)
         EXPECT_EQ(result, expected++);
+    const int reasons[] = {IFC_RULESET_NO_REASON,   IFC_RULESET_BAD_COUNT,        IFC_RULESET_BAD_FIELD,
+                           IFC_RULESET_BAD_COMPARE, IFC_RULESET_BAD_MASK,         IFC_RULESET_BAD_KEY,
+                           IFC_RULESET_FIELD_TWICE, IFC_RULESET_RANGE_NOT_NARROW, IFC_RULESET_UDF_NOT_NARROW,
+                           IFC_RULESET_NEEDS_LUT0,  IFC_RULESET_NO_SPACE,         IFC_RULESET_PAIR,
+                           IFC_RULESET_ORDER};
+    expected = 0;
+    for (const int reason : reasons)
+        EXPECT_EQ(reason, expected++);
 }
 
 TEST_F(RulesetTest, ADeadChipIsToldAndAnsweredForLater)
