@@ -176,6 +176,22 @@ TEST_F(LayoutTest, AutomaticPlacementsChoiceYieldsToALaterRule)
     EXPECT_EQ(answer.place[1], narrowPlace(4, 3));
 }
 
+// A run that holds the rule, but not the entries that automatic placement counts. LUT0 is for rules that
+// need it.
+TEST_F(LayoutTest, AShortRunComesBeforeLut0)
+{
+    input.reservedNarrow = ~(3u << 20);
+    Shape counted = eitherRule(2);
+    counted.countedEntries = 3;
+    add(counted);
+    EXPECT_EQ(find(), LayoutResult::MovedFewest);
+    EXPECT_EQ(answer.place[0], narrowPlace(20, 2));
+    add(narrowRule(2));
+    EXPECT_EQ(find(), LayoutResult::MovedFewest);
+    EXPECT_EQ(answer.place[0], widePlace(0));
+    EXPECT_EQ(answer.place[1], narrowPlace(20, 2));
+}
+
 TEST_F(LayoutTest, ALargeRuleGoesToTheLowestWidePlace)
 {
     add(wideRule(widePlace(1)));
