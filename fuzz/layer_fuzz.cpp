@@ -2,9 +2,10 @@
 // Any sequence of the layer's operations, against the plain model of tests/model: answers, register
 // accesses, shadow and tables. Input: the number of reads until the done bit shows (1 byte), then the
 // choices of the generator.
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
+#include <vector>
 
 #include "tests/model/generator.h"
 #include "tests/model/world.h"

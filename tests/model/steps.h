@@ -5,6 +5,8 @@
 
 #include "table_model.h"
 
+#include <string>
+
 namespace model
 {
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 #include "table_model.h"
 
+#include <optional>
+
 namespace model
 {
 

@@ -4,6 +4,8 @@
 
 #include "table_model.h"
 
+#include <optional>
+
 namespace model
 {
 
