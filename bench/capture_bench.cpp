@@ -37,7 +37,7 @@ public:
     const char *name() const { return name_; }
 
 private:
-    char name_[32] = "/tmp/engine_bench_XXXXXX";
+    char name_[32] = "/tmp/capture_bench_XXXXXX";
 };
 
 const CaptureFile &captureFile()

@@ -7,7 +7,6 @@
 #include <memory>
 
 #include "engine/classifier.h"
-#include "engine_tables.h"
 #include "frame_mix.h"
 #include "gateway_rules.h"
 #include "ifc/ifc_util.h"

@@ -37,7 +37,7 @@ double now()
     return static_cast<double>(time.tv_sec) * 1e9 + static_cast<double>(time.tv_nsec);
 }
 
-// Wide rules first, then chains of four entries: those of the "equal" rules of the engine's bench.
+// Wide rules first, then chains of four or two entries: those of the "equal" rules of the engine's bench.
 struct Bed {
     RegisterWindow window;
     std::unique_ptr<Classifier> classifier;

@@ -8,7 +8,7 @@
 #include <memory>
 #include <vector>
 
-#include "engine/field_image.h"
+#include "engine/register_window.h"
 #include "gateway_rules.h"
 #include "ifc/ifc_util.h"
 #include "platform/host/host_platform.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 // Any bytes as the state file of a simulated chip: refused with nothing changed, or read, and then written
 // as the same bytes. A state that was read can be restored, and all of its tables can be printed. Input: 1
-// byte (whether the checksum is put right, and how many bytes are kept), then the file.
+// byte (its lowest bit: whether length and checksum are put right), then the file.
 #include <cstdlib>
 #include <cstring>
 #include <memory>

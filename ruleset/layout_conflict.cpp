@@ -68,7 +68,6 @@ void explainConflict(const LayoutInput &input, LayoutWorkspace &work, LayoutAnsw
 {
     Packing &p = work.packing;
     const RuleSet all = p.rules;
-    freeAll(p);
     countSpace(input, p, answer);
     uint32_t budget = input.budget;
     const bool space = !hasPlan(p, nullptr, all, &budget);

@@ -319,7 +319,6 @@ bool packetPossible(Together &all, FieldSet fields)
 bool contrary(const RuleCondition &c, unsigned way, RuleCondition &not_c)
 {
     not_c = c;
-    not_c.key_last = 0;
     const uint32_t mask = ifc::lowWord(c.mask);
     const uint32_t key = ifc::lowWord(c.key);
     uint32_t above = key;

@@ -118,6 +118,10 @@ TEST_F(ClassifierTest, SeesTablesTpidAndSwitchAsTheyChange)
     EXPECT_EQ(classify(tagged).entry, kNoEntry);
     set_frame_engine_data(FE_TPID_CFG, 0x91000000);
     EXPECT_EQ(classify(tagged).entry, 39);
+    ifc_disable();
+    EXPECT_EQ(classify(tagged).entry, kNoEntry);
+    ifc_enable();
+    EXPECT_EQ(classify(tagged).entry, 39);
     ifc_set_lut1_rules(31, IFC_DISABLE, 1, VID0, 0, 0xFFF, 0, 5);
     EXPECT_EQ(classify(tagged).entry, kNoEntry);
 }
@@ -310,7 +314,7 @@ TEST_F(ClassifierTest, FramesBuiltForARuleHitIt)
     const Bytes base =
         macs() + tag(0x88A8, 0x3ABC) + tag(0x8100, 0x5123) + word16(0x86DD) + ipv6({}, ports());
     ParsedFrame parsed = parse(base);
-    // Field, and a bit of the frame that belongs to it.
+    // Field, and a byte of the frame whose bit 4 belongs to it.
     const std::pair<unsigned, size_t> places[] = {{DMAC, 5},          {SMAC, 11},
                                                   {VID0, 15},         {VID1, 19},
                                                   {ETYPE, 21},        {FLOW_LABEL, 25},
@@ -325,12 +329,9 @@ TEST_F(ClassifierTest, FramesBuiltForARuleHitIt)
             const uint64_t mask = field == FLOW_LABEL ? 0xFFFFF : fieldOnes(field);
             add(request, field, 0, mask, fieldValue(parsed.fields, field));
             if (wide) {
-                for (unsigned f = IPv6_NEXT_HEADER, n = 0; n < 12; ++n) {
-                    const unsigned more[] = {FRAME_TYPE, VPM0,        VPM1,        PBIT0,       PBIT1,
-                                             DMAC_TYPE,  SIPv6_63_32, SIPv6_95_64, DIPv6_95_64, f};
-                    if (n < 10)
-                        add(request, more[n], 0, fieldOnes(more[n]), fieldValue(parsed.fields, more[n]));
-                }
+                for (const unsigned more : {FRAME_TYPE, VPM0, VPM1, PBIT0, PBIT1, DMAC_TYPE, SIPv6_63_32,
+                                            SIPv6_95_64, DIPv6_95_64, IPv6_NEXT_HEADER})
+                    add(request, more, 0, fieldOnes(more), fieldValue(parsed.fields, more));
             }
             const int entry = ifc_set_lut_rules_auto(&request);
             ASSERT_EQ(entry < 8, wide);

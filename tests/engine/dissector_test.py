@@ -179,7 +179,7 @@ def compare(ifcctl, capture):
     return wrong, set(seen)
 
 
-# (rule and action, what becomes of the layers: a function of those before, which gives those after)
+# The two kinds of checks of an edit. Each takes a frame's layers before and after it.
 def marks(name, value):
     def check(before, after):
         found = [layer for layer in after if name in layer.fields]
@@ -199,6 +199,7 @@ def becomes(edit):
     return check
 
 
+# Rule and action, and the check of what it makes of a frame.
 EDITS = [
     ("eth_type ipv4 action dscp 10", marks("ip.dsfield.dscp", 10)),
     ("eth_type ipv6 action traffic_class 0xb9", marks("ipv6.tclass", 0xB9)),

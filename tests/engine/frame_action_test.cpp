@@ -201,7 +201,7 @@ TEST(FrameAction, DscpRepairsTheHeaderChecksum)
     for (unsigned dscp = 0; dscp < 256; ++dscp) {
         action.ipv4Dscp = static_cast<uint8_t>(dscp);
         for (const size_t options : {0u, 8u}) {
-            const unsigned ecn = dscp >> 6; // each value of both
+            const unsigned ecn = dscp >> 6; // each of its values with each of the action's two lowest bits
             const Bytes frame =
                 macs() + word16(0x0800) +
                 ipv4({.tos = static_cast<uint8_t>(0x54 | ecn), .optionBytes = options}, ports());

@@ -102,7 +102,7 @@ TEST(FrameParser, CountsCompleteTags)
     EXPECT_EQ(parse(macs() + tag(0x88A8, 1) + word16(0x0806) + fill(28)).tags, 1);
 }
 
-TEST(FrameParser, StopsBehindTwoTags)
+TEST(FrameParser, StopsAfterTwoTags)
 {
     const ParsedFrame parsed = parse(macs() + tag(0x8100, 1) + tag(0x8100, 2) + tag(0x8100, 3) + fill(40));
     EXPECT_EQ(parsed.tags, 2);
@@ -432,14 +432,13 @@ TEST(FrameParser, UserDefinedFieldsStandWhereTheyAreConfigured)
     where.udf[1] = {UdfBase::Frame, 13};
     where.udf[2] = {UdfBase::Network, 8};
     where.udf[15] = {UdfBase::Transport, 2};
-    const Bytes frame = macs() + word16(0x0800) + ipv4({}, ports());
+    const Bytes frame = macs() + word16(0x0800) + ipv4({.fragment = 0x4000}, ports());
     ParsedFrame parsed;
     parseFrame(frame.data(), frame.size(), {}, where, parsed);
     EXPECT_EQ(fieldValue(parsed.fields, UDF0), 0x0211u);
     EXPECT_EQ(fieldValue(parsed.fields, UDF0 + 1), 0x0045u);
     EXPECT_EQ(fieldValue(parsed.fields, UDF0 + 2), 0x4006u);
-    EXPECT_EQ(fieldValue(parsed.fields, UDF0 + 3),
-              0x0000u + static_cast<unsigned>(frame[20] << 8 | frame[21]));
+    EXPECT_EQ(fieldValue(parsed.fields, UDF0 + 3), 0x4000u) << "the default place";
     EXPECT_EQ(fieldValue(parsed.fields, UDF15), 443u);
     // Only whole words inside the frame, and only after headers that are there.
     parseFrame(frame.data(), 14, {}, where, parsed);
@@ -475,11 +474,13 @@ TEST(FrameParser, UserDefinedFieldsInOrderAreTheSameAsOneByOne)
                 << frame.size();
         }
     }
-    // One that stands elsewhere, and back again.
+    // One that stands elsewhere, and back again; one with another base.
     all.udf[3].offset = 7;
     prepareUdfs(all);
     EXPECT_FALSE(all.udfsInOrder);
     all.udf[3].offset = 6;
+    prepareUdfs(all);
+    EXPECT_TRUE(all.udfsInOrder);
     all.udf[15].base = UdfBase::Frame;
     prepareUdfs(all);
     EXPECT_FALSE(all.udfsInOrder);

@@ -19,7 +19,7 @@ inline Bytes operator+(Bytes left, const Bytes &right)
     return left;
 }
 
-// Hex digits; everything else is skipped.
+// Hex digits in lower case; everything else is skipped.
 inline Bytes hex(std::string_view text)
 {
     Bytes bytes;

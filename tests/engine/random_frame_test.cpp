@@ -519,11 +519,6 @@ constexpr HitBits bitOf(int entry)
     return HitBits{1} << entry;
 }
 
-} // namespace
-
-namespace
-{
-
 // A masked bit that `possible` accepts. None if there is no such bit.
 template <typename Possible>
 std::optional<unsigned> turningBit(Random &random, uint64_t mask, Possible possible)

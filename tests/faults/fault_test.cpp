@@ -5,7 +5,7 @@
 // and a comparison with the shadow finds it.
 //
 // With IFC_FAULT_STEP=1 in the environment every access is taken; otherwise every 37th of the long
-// operations.
+// operations, and their last 60.
 #include "faulty_chip.h"
 
 #include "ifc/records/fields.h"
@@ -176,9 +176,9 @@ protected:
         const Outcome clean = run(op.call, before);
         EXPECT_EQ(timeOuts(clean.events), 0) << op.name;
         agrees_ =
-            verify(*clean.after).empty(); // not after operations that leave the hardware behind the shadow
+            verify(*clean.after).empty(); // not after operations that leave hardware and shadow different
         const auto each = [&](Fault::Kind kind, unsigned count) {
-            // The last transfers are taken all: what goes wrong there, lasts.
+            // Each of the last ones is taken: what goes wrong there, lasts.
             const unsigned step = stepFor(count);
             const unsigned tail = count > 60 ? count - 60 : 0;
             for (unsigned at = kind % step; at < count && !HasFatalFailure(); at += at < tail ? step : 1)

@@ -27,7 +27,7 @@ bool isData(uint32_t reg)
     return reg >= kData && reg < kData + 16;
 }
 
-// Of a command word without its direction; of any other register its address.
+// The number of the row that a command moves: the command word without its direction.
 uint32_t rowOf(uint32_t command)
 {
     return command & ~6u;

@@ -8,12 +8,6 @@ using namespace support;
 namespace
 {
 
-void fill(unsigned n, uint32_t value)
-{
-    for (uint32_t &word : hardware().action[n])
-        word = value;
-}
-
 int set(unsigned n, unsigned sub, uint v0, uint v1 = 0, uint v2 = 0, uint v3 = 0)
 {
     ifcSendToPpe = 1;
@@ -48,11 +42,11 @@ TEST(ActionDump, AnEmptyEntryIsAHeader)
 
 TEST(ActionDump, EachEnableBitHasItsPiece)
 {
-    fill(3, ~0u);
+    fillAction(3, ~0u);
     EXPECT_EQ(ifc_dump_action(3), 0);
     comparePieces(__FILE__, __LINE__, kFullLine, sizeof kFullLine / sizeof *kFullLine);
     for (unsigned bit = 0; bit < 14; ++bit) {
-        fill(3, 0);
+        fillAction(3, 0);
         hardware().action[3][0] = 1u << (12 + bit);
         forget();
         (void)ifc_dump_action(3);
@@ -73,7 +67,7 @@ TEST(ActionDump, OwfIsShownWithoutAnyEnableBit)
 
 TEST(ActionDump, EveryLevelShowsTheSame)
 {
-    fill(3, ~0u);
+    fillAction(3, ~0u);
     for (const int level : kLevels) {
         setLevel(level);
         EXPECT_EQ(ifc_dump_action(3), 0);

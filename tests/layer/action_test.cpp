@@ -15,12 +15,6 @@ IFC_Action_Format entry(unsigned n)
     return a;
 }
 
-void fill(unsigned n, uint32_t value)
-{
-    for (uint32_t &word : hardware().action[n])
-        word = value;
-}
-
 // Calls ifc_set_action() while packets may go to the PPE.
 int set(unsigned n, unsigned sub, bool on, uint v0 = 0, uint v1 = 0, uint v2 = 0, uint v3 = 0)
 {
@@ -78,7 +72,7 @@ TEST(Action, EachSubActionWritesItsFieldsAndNothingElse)
             for (const uint32_t background : list({0u, 0xFFFFFFFFu, 0xA5A5A5A5u}))
                 for (const bool on : list({true, false})) {
                     setRevision(revision);
-                    fill(21, background);
+                    fillAction(21, background);
                     forget();
                     EXPECT_EQ(set(21, sub.actIdx, on, ~0u, ~0u, ~0u, ~0u), 0);
                     const int bit = revision == 12 ? sub.enable12 : sub.enable;
@@ -136,7 +130,7 @@ TEST(Action, ValuesGoToTheirFields)
 TEST(Action, FlagsTakeBit0)
 {
     for (unsigned sub = 10; sub <= 16; ++sub) {
-        fill(1, 0);
+        fillAction(1, 0);
         (void)set(1, sub, true, 2);
         EXPECT_EQ(entry(1).word[0] & ~(0x3FFFu << 12), 0u) << sub;
     }
@@ -163,7 +157,7 @@ TEST(Action, ReadsEditsAndWritesBackUnderTwoSeparateLocks)
     EXPECT_PRINTED("channel:1, queue:1\n");
     EXPECT_EQ(eventsBeforePiece(0), 9) << "between the locks";
     for (const unsigned sub : list({15u, 16u})) {
-        fill(39, 0);
+        fillAction(39, 0);
         forget();
         EXPECT_EQ(set(39, sub, true, 1), 0);
         EXPECT_TRAFFIC(Traffic()
@@ -221,7 +215,7 @@ TEST(Action, WithoutThePpeARefusalDeletesTheRule)
     (void)ifc_set_lut1_rules(1, IFC_ENABLE, 1, DPORT, 0, 1, 0, 1);
     for (const unsigned n : list({5u, 8u})) {
         const unsigned sub = n == 5 ? 0 : 16;
-        fill(n, 0x55);
+        fillAction(n, 0x55);
         forget();
         EXPECT_EQ(ifc_set_action(n, sub, IFC_ENABLE, 0, 0, 0, 0), -1);
         EXPECT_PRINTED(
@@ -285,8 +279,8 @@ TEST(Action, TimeOutsDoNotChangeTheResult)
 
 TEST(Action, ClearingOneEntry)
 {
-    fill(8, ~0u);
-    fill(9, ~0u);
+    fillAction(8, ~0u);
+    fillAction(9, ~0u);
     forget();
     EXPECT_EQ(ifc_clear_action(8), 0);
     EXPECT_TRAFFIC(Traffic().lock().zeros(8, 2).unlock());
@@ -299,7 +293,7 @@ TEST(Action, ClearingOneEntry)
 TEST(Action, ClearingAllHoldsTheLockThroughout)
 {
     for (unsigned n = 0; n < 40; ++n)
-        fill(n, ~0u);
+        fillAction(n, ~0u);
     forget();
     EXPECT_EQ(clear_all_ifc_actions(), 0);
     EXPECT_TRAFFIC(Traffic().clearTable(2));

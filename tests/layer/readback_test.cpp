@@ -10,25 +10,25 @@ using namespace support;
 namespace
 {
 
-// "ifc_get_rule_from_hw LINE : lut0Id should be less than 8\n": the message has a line number of its own.
-bool isRefusal(const char *text)
-{
-    unsigned n = 0;
-    for (const char *name = "ifc_get_rule_from_hw "; *name != '\0'; ++name, ++n)
-        if (text[n] != *name)
-            return false;
-    if (text[n] < '1' || text[n] > '9')
-        return false;
-    while (text[n] >= '0' && text[n] <= '9')
-        ++n;
-    return sameText(text + n, " : lut0Id should be less than 8\n");
-}
-
 bool startsWith(const char *text, const char *front)
 {
     while (*front != '\0' && *text == *front)
         ++text, ++front;
     return *front == '\0';
+}
+
+// "ifc_get_rule_from_hw LINE : lut0Id should be less than 8\n": the message has a line number of its own.
+bool isRefusal(const char *text)
+{
+    constexpr char kName[] = "ifc_get_rule_from_hw ";
+    if (!startsWith(text, kName))
+        return false;
+    text += sizeof kName - 1;
+    if (*text < '1' || *text > '9')
+        return false;
+    while (*text >= '0' && *text <= '9')
+        ++text;
+    return sameText(text, " : lut0Id should be less than 8\n");
 }
 
 } // namespace

@@ -14,7 +14,6 @@
 #include <cstring>
 #include <functional>
 #include <mutex>
-#include <string>
 #include <thread>
 #include <vector>
 

@@ -212,13 +212,8 @@ std::string expectedAnswer(Tables &m, const Step &s)
     case kPpe:
         m.ppe = s.a[0] != 0;
         return s.a[0] != 0 ? "= 0x1\n" : "= 0x0\n";
-    case kReduce: {
-        char text[32];
-        (void)std::snprintf(
-            text, sizeof text, "= 0x%x\n",
-            Tables::reduce(s.a[0] == 48 ? s.mask : s.mask & 0xFFFFFFFF, static_cast<int>(s.a[0])));
-        return text;
-    }
+    case kReduce:
+        return bits(Tables::reduce(s.a[0] == 48 ? s.mask : s.mask & 0xFFFFFFFF, static_cast<int>(s.a[0])));
     case kRevision:
         m.revision = static_cast<int>(s.a[0]);
         return "";
@@ -230,7 +225,6 @@ std::string expectedAnswer(Tables &m, const Step &s)
     default:
         return answerToLook(m, s);
     }
-    return "";
 }
 
 } // namespace model

@@ -25,7 +25,7 @@ struct WideRule {
     bool operator==(const WideRule &) const = default;
 };
 
-// The meaning of a LUT1 entry. `rest`: bits of a former type 1 length that a type 0 entry keeps.
+// The meaning of a LUT1 entry, without the bits that its type does not use.
 struct NarrowEntry {
     bool valid = false;
     bool end = false;

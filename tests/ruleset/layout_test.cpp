@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <memory>
 
 using namespace ruleset;
@@ -49,9 +50,17 @@ protected:
             overlaps = ~uint64_t{0};
     }
     LayoutResult find() { return find(input); }
+    // What a caller leaves in memory does not matter: rules beyond the count, the working memory, the answer.
     LayoutResult find(const LayoutInput &set)
     {
-        const LayoutResult result = findLayout(set, *work, answer);
+        LayoutInput used = set;
+        for (unsigned rule = set.count; rule < kMaxRules; ++rule) {
+            used.rule[rule] = rule % 2 != 0 ? narrowRule(7, narrowPlace(0, 7)) : wideRule(widePlace(1));
+            used.overlaps[rule] = ~uint64_t{0};
+        }
+        memset(static_cast<void *>(work.get()), 0xA5, sizeof *work);
+        memset(static_cast<void *>(&answer), 0xA5, sizeof answer);
+        const LayoutResult result = findLayout(used, *work, answer);
         EXPECT_EQ(result, answer.result);
         if (result == LayoutResult::MovedFewest || result == LayoutResult::Found) {
             EXPECT_EQ(random_sets::faultOf(set, answer.place), "");
@@ -145,9 +154,11 @@ TEST_F(LayoutTest, APlaceThatTheRuleDoesNotFitIsLeft)
     add(wideRule(widePlace(3)));           // reserved
     add(narrowRule(1, narrowPlace(9, 1)));
     add(narrowRule(1, narrowPlace(9, 1))); // on another
+    add(narrowRule(1, narrowPlace(20, 1)));
+    add(narrowRule(1, narrowPlace(9, 1)));
     input.reservedWide = 1 << 3;
     EXPECT_EQ(find(), LayoutResult::MovedFewest);
-    EXPECT_EQ(answer.moved, 0b1011u);
+    EXPECT_EQ(answer.moved, 0b101011u);
     EXPECT_EQ(answer.place[2], narrowPlace(9, 1));
 }
 
@@ -224,6 +235,26 @@ TEST_F(LayoutTest, AnImpossiblePairIsNamed)
     EXPECT_EQ(answer.later, 5u);
 }
 
+// The pair is named even if earlier rules are in conflict, too, but only three together.
+TEST_F(LayoutTest, APairIsNamedRatherThanAnOrder)
+{
+    add(narrowRule(5));
+    add(eitherRule(2)); // between the two it must be narrow
+    add(wideRule());
+    overlap(0, 1);
+    overlap(1, 2);
+    EXPECT_EQ(find(), LayoutResult::NoLayout);
+    EXPECT_EQ(answer.reason, NoLayoutReason::Order);
+    add(narrowRule(2));
+    add(wideRule());
+    overlap(3, 4);
+    EXPECT_EQ(find(), LayoutResult::NoLayout);
+    EXPECT_EQ(answer.reason, NoLayoutReason::Pair);
+    EXPECT_EQ(answer.earlier, 3u);
+    EXPECT_EQ(answer.later, 4u);
+    EXPECT_EQ(answer.conflict, 0b11000u);
+}
+
 TEST_F(LayoutTest, RulesThatFitButNotInOrderAreNamed)
 {
     add(narrowRule(1));
@@ -250,6 +281,20 @@ TEST_F(LayoutTest, SpaceIsCountedByTable)
     EXPECT_EQ(answer.wideNeeded, 2u);
     EXPECT_EQ(answer.eitherRules, 1u);
     EXPECT_EQ(answer.eitherEntries, 2u);
+    // The first entry stands next to the wide places.
+    input.reservedNarrow = 1;
+    EXPECT_EQ(find(), LayoutResult::NoLayout);
+    EXPECT_EQ(answer.narrowFree, 31u);
+    EXPECT_EQ(answer.wideFree, 8u);
+    // Without a place in LUT0 the rules that both tables hold need LUT1. One place is enough to count them
+    // apart.
+    for (const unsigned places : {0u, 1u}) {
+        input.reservedWide = places == 0 ? 0xFF : 0xFE;
+        EXPECT_EQ(find(), LayoutResult::NoLayout);
+        EXPECT_EQ(answer.wideFree, places);
+        EXPECT_EQ(answer.narrowNeeded, places == 0 ? 29u : 27u);
+        EXPECT_EQ(answer.eitherRules, places);
+    }
 }
 
 TEST_F(LayoutTest, OverlapsBelowTheDiagonalAreIgnored)
@@ -271,6 +316,7 @@ TEST_F(LayoutTest, WithoutABudgetALayoutIsStillFound)
         ASSERT_EQ(find(set) != LayoutResult::NoLayout, exists) << seed;
         if (proven) {
             EXPECT_GE(answer.moves, moves) << seed;
+            EXPECT_TRUE(answer.result == LayoutResult::Found || answer.moves == moves) << seed;
         }
     }
 }

@@ -359,6 +359,8 @@ TEST(Overlap, FieldsThatNoFrameHasTogether)
         rule({equal(ETYPE, 0x8864), equal(DIPv4, 1), equal(PPPOE_SESSION, 1), equal(DPORT, 53)}),
         rule({equal(FRAME_TYPE, 0), equal(ETYPE, 0x8862)}), // beside those of PPPoE
         rule({equal(FRAME_TYPE, 0), equal(ETYPE, 0x8865)}),
+        rule({equal(FRAME_TYPE, 0), equal(ETYPE, 0x88E3)}), // with all their bits
+        rule({equal(FRAME_TYPE, 0), equal(ETYPE, 0x88E4)}),
         rule({equal(FRAME_TYPE, 0), equal(ETYPE, 0x0600)}),
         rule({equal(FRAME_TYPE, 2), equal(ETYPE, 0x0101)}),
         rule({equal(FRAME_TYPE, 2), equal(PPPOE_SESSION, 1)}),
@@ -391,6 +393,44 @@ TEST(Overlap, CoverageLooksAtFieldsThatComeTogether)
     const ifc_rule low = rule({range(DPORT, 0, 1023)});
     const ifc_rule masked = rule({equal(DPORT, 0, 0xFC00)});
     EXPECT_TRUE(ifc_rule_repeats(&low, &masked));
+}
+
+// A condition that always holds covers those on a field that no frame has without its own field.
+TEST(Overlap, CoverageIsThatOfFieldsInFramesOfAllKindsAndLengths)
+{
+    bool alone[IFC_LUT0_FIELDS + 1][IFC_LUT0_FIELDS + 1] = {}; // some frame has the first without the second
+    const auto look = [&](const Wanted &wanted) {
+        const Bytes whole = frameOf(wanted);
+        for (size_t length = 0; length <= whole.size(); ++length) {
+            engine::ParsedFrame parsed;
+            parse({whole.begin(), whole.begin() + static_cast<ptrdiff_t>(length)}, {}, parsed);
+            for (unsigned field = 1; field <= IFC_LUT0_FIELDS; ++field)
+                for (unsigned other = 1; other <= IFC_LUT0_FIELDS; ++other)
+                    alone[field][other] |=
+                        engine::hasField(parsed.fields, field) && !engine::hasField(parsed.fields, other);
+        }
+    };
+    Wanted wanted;
+    wanted.value[VPM0] = wanted.value[VPM1] = 1;
+    wanted.value[ETYPE] = 0x0806;
+    for (wanted.tags = 0; wanted.tags <= 2; ++wanted.tags)
+        for (const Framing framing : kFramings)
+            for (const unsigned ip : {0u, 4u, 6u})
+                for (const unsigned protocol : {6u, 1u}) {
+                    wanted.framing = framing;
+                    wanted.ip = ip;
+                    wanted.value[IPv4_PROTOCOL] = wanted.value[IPv6_NEXT_HEADER] = protocol;
+                    look(wanted);
+                }
+    for (unsigned field = 1; field <= IFC_LUT0_FIELDS; ++field)
+        for (unsigned other = 1; other <= IFC_LUT0_FIELDS; ++other) {
+            if (field == SINF || field == GEMPORT)
+                continue; // they come beside a frame, here never
+            const ifc_rule covered = rule({equal(field, 0, 0)});
+            const ifc_rule covering = rule({equal(other, 0, 0)});
+            EXPECT_EQ(ifc_rule_covers(&covering, &covered) != 0, !alone[field][other])
+                << field << ' ' << other;
+        }
 }
 
 // For any parsing of a frame: two rules that hit it overlap, and if a covered rule hits, the covering rule

@@ -128,6 +128,16 @@ TEST(Rule, ShapesOfWhatTheTablesHold)
     EXPECT_EQ(shapeOf(ruleOf(many)).narrow_entries, 0);
 }
 
+TEST(Rule, MayNameEachFieldOfLut0Once)
+{
+    std::vector<ifc_rule_condition> each;
+    for (unsigned field = 1; field <= IFC_RULE_CONDITIONS; ++field)
+        each.push_back(equal(field, 0));
+    const ifc_rule largest = ruleOf(each);
+    EXPECT_EQ(ifc_rule_check(&largest, nullptr), IFC_RULESET_OK);
+    EXPECT_EQ(shapeOf(largest).wide, 1);
+}
+
 TEST(Rule, RefusalsNameReasonAndCondition)
 {
     ifc_rule tooMany = {};
@@ -256,6 +266,7 @@ TEST(Rule, AnyEntriesDecodeToWhatTheyHit)
             IFC_LUT0_Format image;
             memcpy(image.word, words, sizeof image.word);
             ifc_rule rule = {};
+            rule.count = 31;
             ifc_rule_decode_wide(&image, &rule);
             ASSERT_EQ(ifc_rule_check(&rule, nullptr), IFC_RULESET_OK);
             for (const engine::FieldImage &each : fields)
@@ -267,9 +278,18 @@ TEST(Rule, AnyEntriesDecodeToWhatTheyHit)
             const unsigned entries = chain.end - chain.first + 1;
             memcpy(image, tables.lut1[chain.first], entries * sizeof *image);
             ifc_rule rule = {};
-            const bool named = ifc_rule_decode_narrow(image, entries, &rule) == 0;
+            rule.count = 31; // what was there before does not matter
+            const int result = ifc_rule_decode_narrow(image, entries, &rule);
+            const bool named = result == 0;
             ++chains;
             nameless += !named;
+            if (!named) {
+                ASSERT_EQ(result, -1) << round;
+            }
+            for (unsigned n = 0; named && n < rule.count; ++n) {
+                const ifc_rule_condition &c = rule.condition[n];
+                ASSERT_EQ((c.mask | c.key) & ~ifc::fieldOnes(c.field), 0u) << round;
+            }
             for (const engine::FieldImage &each : fields)
                 ASSERT_EQ(named && fits(rule, each), engine::chainHits(tables, chain, each)) << round;
         }

@@ -167,6 +167,29 @@ TEST_F(RulesetTest, InsertsByPositionAndByPriority)
               IFC_RULESET_BAD_POSITION);
 }
 
+// Also with memory of rules that are gone.
+TEST_F(RulesetTest, FindsRulesFromTheFirstToTheLast)
+{
+    for (unsigned n = 0; n < 3; ++n) {
+        ifc_rule rule = rules::rule({equal(DPORT, n)});
+        rule.cookie = 100 + n;
+        ASSERT_EQ(append(rule), IFC_RULESET_OK);
+    }
+    ASSERT_EQ(apply(), IFC_RULESET_OK);
+    const int last = numberAt(2);
+    for (unsigned n = 0; n < 3; ++n) {
+        EXPECT_EQ(ifc_ruleset_find_cookie(set.get(), 100 + n), static_cast<int>(n));
+        EXPECT_EQ(ifc_ruleset_find_number(set.get(), static_cast<uint32_t>(numberAt(n))),
+                  static_cast<int>(n));
+    }
+    ASSERT_EQ(ifc_ruleset_remove(set.get(), 2), IFC_RULESET_OK);
+    EXPECT_EQ(ifc_ruleset_find_cookie(set.get(), 102), -1);
+    EXPECT_EQ(ifc_ruleset_find_number(set.get(), static_cast<uint32_t>(last)), -1);
+    EXPECT_EQ(ifc_ruleset_place_of(set.get(), 2).table, IFC_RULESET_NOWHERE);
+    EXPECT_EQ(ifc_ruleset_move(set.get(), 2, 0), IFC_RULESET_BAD_POSITION);
+    EXPECT_EQ(ifc_ruleset_move(set.get(), 0, 2), IFC_RULESET_BAD_POSITION);
+}
+
 TEST_F(RulesetTest, RefusedRulesChangeNothing)
 {
     ASSERT_EQ(append(rules::rule({equal(ETYPE, 0x0800)})), IFC_RULESET_OK);
@@ -193,6 +216,39 @@ TEST_F(RulesetTest, IsFullAtFortyRules)
     expectListDecides(random, list, *set, 200);
 }
 
+TEST_F(RulesetTest, AClearedSetTakesAllItsRulesAgain)
+{
+    for (unsigned round = 0; round < 2; ++round) {
+        for (unsigned n = 0; n < IFC_RULESET_RULES; ++n)
+            ASSERT_EQ(append(rules::rule({equal(DPORT, n)})), IFC_RULESET_OK);
+        ifc_ruleset_clear(set.get());
+        EXPECT_EQ(ifc_ruleset_count(set.get()), 0u);
+    }
+}
+
+// The parts that are not named are not looked at.
+TEST_F(RulesetTest, ReplacesTheNamedParts)
+{
+    ifc_rule rule = withAction(rules::rule({equal(DPORT, 7)}), 5);
+    rule.cookie = 1;
+    rule.priority = 2;
+    ASSERT_EQ(append(rules::rule({equal(DPORT, 8)})), IFC_RULESET_OK);
+    ASSERT_EQ(append(rule), IFC_RULESET_OK);
+    ifc_rule other = withAction(rules::rule({equal(48, 0, 0)}), 6); // no such field
+    other.cookie = 3;
+    other.priority = 4;
+    EXPECT_EQ(ifc_ruleset_replace(set.get(), 1, &other, IFC_RULESET_ACTION, &report), IFC_RULESET_OK);
+    EXPECT_EQ(report.position, 1u);
+    EXPECT_EQ(at(1).action.word[3], 6u);
+    EXPECT_EQ(at(1).cookie, 1u);
+    EXPECT_EQ(at(1).priority, 2u);
+    EXPECT_EQ(ifc_ruleset_replace(set.get(), 1, &other, IFC_RULESET_COOKIE, &report), IFC_RULESET_OK);
+    EXPECT_EQ(at(1).cookie, 3u);
+    EXPECT_EQ(at(1).priority, 4u);
+    EXPECT_EQ(at(1).condition[0].field, static_cast<unsigned>(DPORT));
+    EXPECT_EQ(at(0).action.word[3], 0u);
+}
+
 TEST_F(RulesetTest, PlanSaysWhatApplyDoes)
 {
     for (unsigned n = 0; n < 3; ++n)
@@ -217,7 +273,75 @@ TEST_F(RulesetTest, PlanSaysWhatApplyDoes)
     EXPECT_EQ(report.fewest, 1);
     ASSERT_EQ(apply(), IFC_RULESET_OK);
     EXPECT_EQ(report.accesses, 0u);
+    EXPECT_EQ(report.deleted, 0);
     expectShadowEqualsHardware();
+}
+
+// Entries, counters and bindings with leftovers are all written: the plan counts just that.
+TEST_F(RulesetTest, APlanIsExactIfAllHasToBeWritten)
+{
+    for (unsigned n = 0; n < IFC_ACTIONS; ++n)
+        window.tables().action[n][1] = window.tables().counter[n][1] = 9;
+    for (unsigned n = 0; n < IFC_ACNT_CFG_COUNT; ++n)
+        set_frame_engine_data(IFC_ACNT_CFG + 4 * n, 0x77777777);
+    ASSERT_EQ(append(rules::rule({equal(DPORT, 1)})), IFC_RULESET_OK);
+    ASSERT_EQ(ifc_ruleset_plan(set.get(), &report), IFC_RULESET_OK);
+    const uint32_t planned = report.accesses;
+    ASSERT_EQ(apply(), IFC_RULESET_OK);
+    EXPECT_EQ(report.accesses, planned);
+    ASSERT_EQ(ifc_ruleset_read(set.get(), &report), IFC_RULESET_OK);
+    EXPECT_EQ(report.accesses, 6u); // the action: a command, one poll, four data words
+}
+
+TEST_F(RulesetTest, AnActionIsGivenOnce)
+{
+    const ifc_rule rule = withAction(rules::rule({equal(DPORT, 7)}), 5);
+    ASSERT_EQ(append(rule), IFC_RULESET_OK);
+    ASSERT_EQ(apply(), IFC_RULESET_OK);
+    ASSERT_EQ(apply(), IFC_RULESET_OK);
+    EXPECT_EQ(report.accesses, 0u);
+    const ifc_rule other = withAction(rule, 6);
+    ASSERT_EQ(ifc_ruleset_replace(set.get(), 0, &other, IFC_RULESET_ACTION, &report), IFC_RULESET_OK);
+    ASSERT_EQ(apply(), IFC_RULESET_OK);
+    EXPECT_GT(report.accesses, 0u);
+    ASSERT_EQ(apply(), IFC_RULESET_OK);
+    EXPECT_EQ(report.accesses, 0u);
+}
+
+TEST_F(RulesetTest, CountsKeptMovedAndDeletedRules)
+{
+    for (unsigned n = 0; n < 3; ++n) // only LUT1 holds them, and they overlap
+        ASSERT_EQ(append(rules::rule({equal(UDF0 + n, 1)})), IFC_RULESET_OK);
+    ASSERT_EQ(apply(), IFC_RULESET_OK);
+    ASSERT_EQ(ifc_ruleset_move(set.get(), 2, 0), IFC_RULESET_OK);
+    ASSERT_EQ(ifc_ruleset_remove(set.get(), 2), IFC_RULESET_OK);
+    ASSERT_EQ(apply(), IFC_RULESET_OK);
+    EXPECT_EQ(report.added, 0);
+    EXPECT_EQ(report.kept, 1);
+    EXPECT_EQ(report.moved, 1);
+    EXPECT_EQ(report.deleted, 1);
+}
+
+TEST_F(RulesetTest, TheClassifierIsOffDuringAQuietApply)
+{
+    for (const unsigned flags : {0u, static_cast<unsigned>(IFC_RULESET_QUIESCE)}) {
+        struct Seen {
+            const engine::RegisterWindow &chip;
+            unsigned on = 0;
+        } seen{window};
+        ASSERT_NE(window.globalConfig() & IFC_GLB_CFG_ENABLE, 0u);
+        window.onAccess(
+            [](void *user, const engine::Access &access) {
+                auto &look = *static_cast<Seen *>(user);
+                look.on += access.reg != IFC_GLB_CFG && (look.chip.globalConfig() & IFC_GLB_CFG_ENABLE) != 0;
+            },
+            &seen);
+        ASSERT_EQ(append(rules::rule({equal(DPORT, flags)})), IFC_RULESET_OK);
+        ASSERT_EQ(apply(flags), IFC_RULESET_OK);
+        window.onAccess(nullptr, nullptr);
+        EXPECT_EQ(seen.on == 0, flags == IFC_RULESET_QUIESCE);
+        EXPECT_NE(window.globalConfig() & IFC_GLB_CFG_ENABLE, 0u);
+    }
 }
 
 TEST_F(RulesetTest, TablesOfOthersAreReadAsRules)
@@ -288,6 +412,49 @@ TEST_F(RulesetTest, ClaimedEntriesAreFreeForRules)
     ASSERT_EQ(apply(), IFC_RULESET_OK);
     for (const IFC_LUT1_Format &entry : IFC_LUT1_Rule)
         EXPECT_EQ(entry.word[0] | entry.word[1], 0u);
+    expectShadowEqualsHardware();
+}
+
+// An entry without an end flag is reserved, and the free one after it: a chain there would join it.
+TEST_F(RulesetTest, TheFirstEntryCanBeReserved)
+{
+    ASSERT_EQ(ifc_set_lut1_rules(0, IFC_ENABLE, 0, SPORT, 0, 0xFFFF, 0, 53), 1);
+    ASSERT_EQ(ifc_ruleset_read(set.get(), &report), IFC_RULESET_OK);
+    ASSERT_EQ(append(rules::rule({equal(UDF0, 1)})), IFC_RULESET_OK); // only LUT1 holds it
+    ASSERT_EQ(apply(), IFC_RULESET_OK);
+    EXPECT_EQ(ifc_ruleset_place_of(set.get(), 0).first, 2u);
+}
+
+// An entry without an end flag before the end of a sub-table, the same at its end, and a chain of no field.
+TEST_F(RulesetTest, ReservedEntriesStayAndTheOthersAreUsed)
+{
+    ASSERT_EQ(ifc_set_lut1_rules(3, IFC_ENABLE, 0, SPORT, 0, 0xFFFF, 0, 53), 4);
+    ASSERT_EQ(ifc_set_lut1_rules(15, IFC_ENABLE, 0, SPORT, 0, 0xFFFF, 0, 53), 16);
+    IFC_LUT1_Rule[20].word[0] = 0xC000;
+    write_all_ifc_rule_to_hw();
+    IFC_LUT1_Format before[IFC_LUT1_RULES];
+    memcpy(before, IFC_LUT1_Rule, sizeof before);
+    ASSERT_EQ(ifc_ruleset_read(set.get(), &report), IFC_RULESET_OK);
+    ASSERT_EQ(ifc_ruleset_count(set.get()), 0u);
+    for (unsigned n = 0; n < 28; ++n) // all but the entries 3, 4, 15 and 20
+        ASSERT_EQ(append(rules::rule({equal(UDF0, n)})), IFC_RULESET_OK);
+    ASSERT_EQ(apply(), IFC_RULESET_OK);
+    for (const unsigned entry : {3u, 4u, 15u, 20u})
+        EXPECT_EQ(memcmp(&IFC_LUT1_Rule[entry], &before[entry], sizeof *before), 0) << entry;
+    ASSERT_EQ(append(rules::rule({equal(UDF0, 28)})), IFC_RULESET_OK);
+    EXPECT_EQ(apply(), IFC_RULESET_NO_PLACE);
+    EXPECT_EQ(report.narrow_free, 28u);
+}
+
+TEST_F(RulesetTest, AClaimKeepsHoldOfTheSetsOwnPlaces)
+{
+    ASSERT_EQ(append(rules::rule({equal(DIPv4, 0, 0xFF00FF00)})), IFC_RULESET_OK); // only LUT0 holds it
+    ASSERT_EQ(apply(), IFC_RULESET_OK);
+    ASSERT_EQ(numberAt(0), 0);
+    ifc_ruleset_claim(set.get());
+    ASSERT_EQ(ifc_ruleset_remove(set.get(), 0), IFC_RULESET_OK);
+    ASSERT_EQ(apply(), IFC_RULESET_OK);
+    EXPECT_FALSE(IFC_LUT0_Rule[0].bits.valid);
     expectShadowEqualsHardware();
 }
 

@@ -242,6 +242,7 @@ TEST(Update, FullTablesTurnRound)
     EXPECT_EQ(watch.run({}), Outcome::Done);
     EXPECT_EQ(watch.complaint(), "");
     EXPECT_LE(watch.longestStretch(), 64u);
+    EXPECT_GT(watch.longestStretch(), 50u); // the lock is held for several rows
     survivesFaults(s, 13);
 
     // Each register of the bindings is read once and written once, though it holds those of eight rules.
@@ -348,6 +349,7 @@ TEST(Update, ASilentChipIsAskedOnlyAFewTimes)
     EXPECT_EQ(watch.run({Fault::NotDone, 0, kForever}), Outcome::Incomplete);
     EXPECT_EQ(watch.complaint(), "");
     EXPECT_EQ(watch.transfers(), 5u);
+    EXPECT_EQ(watch.update().port.accesses, 11u); // one data word, and two for each transfer
     EXPECT_EQ(host::clockMilliseconds(), 15u);
     EXPECT_EQ(finishUndo(watch.update()), Outcome::Incomplete);
     EXPECT_EQ(host::clockMilliseconds(), 27u);

@@ -77,15 +77,18 @@ TEST(ChipState, the_checksum_is_the_standard_one)
     EXPECT_EQ(state::crc32("123456789"), 0xCBF43926u);
 }
 
-TEST(ChipState, every_flipped_bit_is_seen)
+TEST(ChipState, a_flipped_bit_is_seen)
 {
-    const std::string good = state::encode(noise(1));
-    for (size_t bit = 0; bit < 8 * good.size(); bit += 3) {
-        std::string bytes = good;
-        bytes[bit / 8] = static_cast<char>(bytes[bit / 8] ^ 1 << bit % 8);
-        ChipState chip = noise(2);
-        EXPECT_NE(state::decode(bytes, chip), Damage::None) << bit;
-        EXPECT_TRUE(same(chip, noise(2)));
+    std::string bytes = state::encode(noise(1));
+    const ChipState before = noise(2);
+    ChipState chip = before;
+    // Every third one: the checksum takes long in a debug build.
+    for (size_t bit = 0; bit < 8 * bytes.size(); bit += 3) {
+        const char whole = bytes[bit / 8];
+        bytes[bit / 8] = static_cast<char>(whole ^ 1 << bit % 8);
+        ASSERT_NE(state::decode(bytes, chip), Damage::None) << bit;
+        ASSERT_TRUE(same(chip, before)) << bit;
+        bytes[bit / 8] = whole;
     }
 }
 

@@ -164,8 +164,9 @@ constexpr List<Value, Count> list(const Value (&values)[Count])
     return copy;
 }
 
-void setTwoMacs(unsigned rule); // conditions on both MACs of a wide rule: keys 1 and 12_000000ab
-void fillShadow();              // both shadow tables with numbers other than zero
+void setTwoMacs(unsigned rule);              // conditions on both MACs of a wide rule: keys 1 and 12_000000ab
+void fillShadow();                           // both shadow tables with numbers other than zero
+void fillAction(unsigned n, uint32_t value); // each word of the hardware's action
 bool shadowIsZero();
 bool wideRulesReachedHardware();     // all eight equal the shadow
 bool narrowEntriesReachedHardware(); // all 32

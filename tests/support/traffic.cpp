@@ -205,6 +205,12 @@ void fillShadow()
             word = value = value * 1664525 + 1013904223;
 }
 
+void fillAction(unsigned n, uint32_t value)
+{
+    for (uint32_t &word : hardware().action[n])
+        word = value;
+}
+
 bool shadowIsZero()
 {
     uint32_t all = 0;

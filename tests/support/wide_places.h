@@ -58,13 +58,23 @@ inline bool bitOf(const IFC_LUT0_Format &rule, unsigned n)
 constexpr unsigned kKeyArea = 0;
 constexpr unsigned kMaskArea = 608;
 
+// Where a slot of the codec's arrays begins in an area. The first three slots are the words of the two MACs.
+constexpr unsigned slotLsb(unsigned slot)
+{
+    return slot < 3 ? 32 * slot : kPlaces[slot].lsb;
+}
+
+constexpr unsigned slotWidth(unsigned slot)
+{
+    return slot < 3 ? 32 : kPlaces[slot].width;
+}
+
+// The word that the codec's arrays have of this slot.
 inline uint32_t arrayWord(const IFC_LUT0_Format &rule, unsigned area, unsigned slot)
 {
-    const unsigned lsb = slot < 3 ? 32 * slot : kPlaces[slot].lsb;
-    const unsigned width = slot < 3 ? 32 : kPlaces[slot].width;
     uint32_t value = 0;
-    for (unsigned n = 0; n < width; ++n)
-        value |= static_cast<uint32_t>(bitOf(rule, area + lsb + n)) << n;
+    for (unsigned n = 0; n < slotWidth(slot); ++n)
+        value |= static_cast<uint32_t>(bitOf(rule, area + slotLsb(slot) + n)) << n;
     return value;
 }
 
@@ -89,18 +99,6 @@ inline unsigned commandAt(const IFC_LUT0_Format &rule, unsigned field)
 {
     const unsigned lsb = 1216 + 2 * (field - 1);
     return (bitOf(rule, lsb + 1) ? 2 : 0) + (bitOf(rule, lsb) ? 1 : 0);
-}
-
-// Where the slot of the arrays that the codec takes begins: the first three slots are the words of the two
-// MACs.
-constexpr unsigned slotLsb(unsigned slot)
-{
-    return slot < 3 ? 32 * slot : kPlaces[slot].lsb;
-}
-
-constexpr unsigned slotWidth(unsigned slot)
-{
-    return slot < 3 ? 32 : kPlaces[slot].width;
 }
 
 } // namespace support

@@ -2,6 +2,7 @@
 // The tests of tests/layer as a whole, and the headers as C sees them.
 #include "tests/support/host/layer_fixture.h"
 
+#include <cctype>
 #include <filesystem>
 #include <fstream>
 #include <regex>
@@ -22,6 +23,16 @@ std::string content(const std::filesystem::path &path)
     std::stringstream all;
     all << file.rdbuf();
     return all.str();
+}
+
+// Whether the source calls this function, and not only one whose name ends like it.
+bool calls(const std::string &source, const std::string &name)
+{
+    for (size_t at = source.find(name + "("); at != std::string::npos; at = source.find(name + "(", at + 1))
+        if (at == 0 ||
+            (std::isalnum(static_cast<unsigned char>(source[at - 1])) == 0 && source[at - 1] != '_'))
+            return true;
+    return false;
 }
 
 const std::filesystem::path kRoot = IFC_SOURCE_DIR;
@@ -70,6 +81,6 @@ TEST(PortableTests, CallEveryOperation)
     const std::regex operation("(?:^|\n)(?:int|void|uint|unsigned int|int8_t|int32_t|uint16_t) (\\w+)\\(");
     unsigned found = 0;
     for (std::sregex_iterator it(header.begin(), header.end(), operation), end; it != end; ++it, ++found)
-        EXPECT_NE(sources.find((*it)[1].str() + "("), std::string::npos) << (*it)[1];
+        EXPECT_TRUE(calls(sources, (*it)[1])) << (*it)[1];
     EXPECT_EQ(found, 46u);
 }

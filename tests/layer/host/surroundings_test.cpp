@@ -112,7 +112,7 @@ TEST_F(WindowTest, EachRegisterHoldsItsOwnWord)
         EXPECT_EQ(chip.read(reg), ~reg) << std::hex << reg;
 }
 
-TEST_F(WindowTest, Faults)
+TEST_F(WindowTest, FaultsHitTheirTransfersOnly)
 {
     load(1, 2, 3, 4);
     chip.injectFault(TransferFault::DropWrite, 1, 1);
@@ -205,7 +205,7 @@ TEST_F(WindowTest, PowerOnNoiseDependsOnTheSeedOnly)
     }
 }
 
-TEST_F(WindowTest, RevisionMovesWithTheTables)
+TEST_F(WindowTest, TheGenerationMovesWithTheTables)
 {
     const uint32_t before = chip.generation();
     chip.write(0xBFB50204, command(0, 0, 2, 0));
