@@ -46,7 +46,9 @@ public:
     // The comparison alone. Model: nothing hits while bit 0 of IFC_GLB_CFG is 0.
     HitBits match(const FieldImage &fields);
 
+    // The decoded action of an entry, 0 to 39, on a chip of this revision.
     Action action(int entry, int revision) const;
+    // The user-defined TPID, host byte order, that the last frame was parsed with. 0: none.
     uint16_t userTpid() const { return settings_.userTpid; }
 
 private:

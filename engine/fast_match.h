@@ -114,10 +114,10 @@ private:
         uint16_t endByte;
     };
     struct alignas(32) Kind {
-        uint64_t present; // of the fields that tell the kinds apart
+        uint64_t present; // its fields among kKnownFields; all ones: frames of this kind take the catch-all
         Program program;
     };
-    // A condition that is not the sum of its checks: any command but "equal" across two words.
+    // A condition that checks of single words cannot express: any command but "equal" across two words.
     struct Residual {
         uint8_t rule;
         Condition condition;

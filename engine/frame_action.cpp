@@ -23,8 +23,8 @@ uint32_t tpidOr(unsigned vpm, uint16_t userTpid, uint32_t fallback)
     return tpid != 0 ? tpid : fallback;
 }
 
-// Model: with keep pcp a replaced tag keeps its priority and drop bit, and an inserted tag takes them from
-// the frame's outer tag.
+// Model: with keep pcp a replaced tag keeps its PCP and DEI, and an inserted tag takes them from the frame's
+// outer tag.
 uint32_t tciOf(uint32_t tci, bool keepPcp, const Tag *from)
 {
     return keepPcp && from != nullptr ? (tci & 0x0FFF) | (from->tci & 0xF000) : tci;

@@ -22,7 +22,7 @@ struct Action {
     uint16_t spTag;
     uint8_t vpm0;
     TagCode vo[2];
-    uint16_t vid[2]; // priority and drop bit in 15..12, VLAN ID in 11..0
+    uint16_t vid[2]; // tag control information: PCP and DEI in 15..12, VLAN ID in 11..0
     bool fqos, fast, mc, keepPcp, cpu, owf, dpi;
 };
 
@@ -32,7 +32,7 @@ Action decodeAction(const uint32_t *words, int revision);
 constexpr size_t kMaxGrowth = 8; // two tags
 
 // Writes the frame with the action's edits to `out` and returns its length; 0: `capacity` is less than
-// length + kMaxGrowth. `parsed` is what parseFrame() made of the frame, `userTpid` what it was told.
+// length + kMaxGrowth. `parsed` is the result of parseFrame() for this frame with the same `userTpid`.
 size_t applyAction(const Action &action, const ParsedFrame &parsed, uint16_t userTpid, const uint8_t *data,
                    size_t length, uint8_t *out, size_t capacity);
 

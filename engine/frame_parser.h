@@ -31,7 +31,7 @@ struct SideData {
 
 enum class UdfBase : uint8_t {
     Frame,     // the first byte of the frame
-    Network,   // the byte after the last EtherType or PPP protocol word
+    Network,   // the byte after the last type or protocol word: ParsedFrame::network
     Transport, // the byte after the IPv4 header or the IPv6 header chain; not in later fragments
 };
 
@@ -56,11 +56,13 @@ void prepareUdfs(ParserSettings &settings);
 
 struct ParsedFrame {
     FieldImage fields;
-    uint32_t network; // offset of what follows the last EtherType or PPP protocol word, 0 = none
-    uint32_t
-        transport;     // offset of the transport header of an unfragmented packet or first fragment, 0 = none
+    // Offset of what follows the last EtherType, SNAP or PPP protocol word, or the length of an LLC frame. 0:
+    // none.
+    uint32_t network;
+    // Offset of the transport header of an unfragmented packet or a first fragment. 0: none.
+    uint32_t transport;
     uint8_t tags;      // complete VLAN tags found at the front, 0 to 2, from byte 12 on
-    uint8_t ipVersion; // 4 or 6 when `network` is a sound header of that kind, else 0
+    uint8_t ipVersion; // 4 or 6 when a valid IP header of that version is at `network`, else 0
 };
 
 // Reads no byte but the `length` bytes from `data` on. They do not include the frame check sequence.

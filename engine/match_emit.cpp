@@ -13,9 +13,9 @@ namespace
 constexpr unsigned kPresentWord = offsetof(FieldImage, present) / 4;
 constexpr uint32_t kTopBit = 0x80000000;
 
-// The costs of the forms are about the number of instructions, and what a group waits for words that the
-// parser has just written one by one. A look-up of a byte costs more than its instructions, as was measured:
-// its tables fill the first cache.
+// The estimated costs of the forms, in instructions. A group also waits for words that the parser has just
+// written one by one. A look-up of a byte costs more than its instructions, as was measured: its tables fill
+// the first cache.
 constexpr unsigned kGroupCost = 15;
 constexpr unsigned kFoldCost = 20;
 constexpr unsigned kRowCost = 7;

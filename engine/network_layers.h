@@ -62,10 +62,9 @@ struct NetworkLayers : ParserLayers {
         ipVersion = 4;
         rest = rest.upTo(be16(header + 2));
         const uint32_t fragmentOffset = be16(header + 6) & 0x1FFF;
+        // Model: no header is skipped here, not even an authentication header.
         if (fragmentOffset == 0 && rest.left >= headerBytes)
-            transportHeader(
-                protocol,
-                rest.after(headerBytes)); // Model: no header is skipped here, not even authentication
+            transportHeader(protocol, rest.after(headerBytes));
     }
 
     [[gnu::always_inline]] void ipv6(Rest rest)

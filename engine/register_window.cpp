@@ -155,7 +155,7 @@ void RegisterWindow::write(uint32_t reg, uint32_t value)
         return;
     }
     *found = value;
-    if (reg < IFC_DATA0)
+    if (reg < IFC_DATA0) // FE_TPID_CFG or IFC_GLB_CFG
         touch();
 }
 

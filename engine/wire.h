@@ -2,7 +2,6 @@
 // Numbers in network byte order, and the header constants that parser and actions share.
 #pragma once
 
-#include <stddef.h>
 #include <stdint.h>
 
 namespace engine

@@ -4,6 +4,8 @@
 // choices of the generator.
 #include <cstdio>
 #include <cstdlib>
+#include <string>
+#include <vector>
 
 #include "tests/model/generator.h"
 #include "tests/model/world.h"

@@ -22,11 +22,11 @@
 extern "C" {
 #endif
 
-/* Receives the handler's answer, piece by piece. Each line ends with a newline. */
+/* Receives the handler's answer, piece by piece, without the driver's lock. Each line ends with a newline. */
 typedef void (*ifc_cmd_print)(void *user, const char *text);
 
 enum {
-    IFC_CMD_DONE = 0,    /* the operation was called; of the answer's lines only the first begins with "= " */
+    IFC_CMD_DONE = 0,    /* the line was run; in the answer only a result begins with "= " */
     IFC_CMD_NOTHING = 1, /* an empty line or a comment ('#') */
     IFC_CMD_REFUSED = -1 /* nothing was called; the answer is one line that says what is accepted */
 };

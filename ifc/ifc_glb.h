@@ -4,8 +4,8 @@
  * externs of the tables that the driver's units share. Usable from C11 and from C++.
  *
  * Every record is a union of plain words (what moves through the data registers, ifc/ifc_regs.h) and a
- * bit-field view. Bit-fields are drawn from the least significant bit, as compilers for little-endian targets
- * lay them out.
+ * bit-field view. Bit-fields are declared from the least significant bit on, as compilers for little-endian
+ * targets lay them out.
  */
 #ifndef IFC_GLB_H
 #define IFC_GLB_H
@@ -90,7 +90,7 @@ typedef union IFC_LUT0_Format {
  *           +--------+------+-----+----+----------+-----+----------------------+-------+
  *   type 0  |           mask            |                key                          |   word 1
  *   type 1  |                           key                                           |
- *           +------------------------------------------------------------------------ +
+ *           +-------------------------------------------------------------------------+
  *
  *   sel        0: a 16-bit field; 2: bits 47..32 of a MAC address
  *   length     number of mask bits, 0 means 32

@@ -38,7 +38,7 @@
 
 #include "ifc_platform.h"
 
-#define FE_BASE      0xBFB50000u
+#define FE_BASE      0xBFB50000u /* where the frame engine's registers begin */
 #define FE_TPID_CFG  0xBFB50000u /* bits 31..16: the user-defined VLAN TPID, host byte order, 0 = none */
 #define IFC_GLB_CFG  0xBFB50200u /* bit 0: the classifier is on */
 #define IFC_RULE_CFG 0xBFB50204u /* transfer command and status */

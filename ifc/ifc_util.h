@@ -213,6 +213,7 @@ uint change_mask_from_48_to_32(uint mask_high, uint mask_low, int mask_bit);
  *        fail!\n" (nothing has changed), [at]"lut0 configure fail!\n", [at]"mask error, configure fail!\n",
  *        [at]"lut1 configure fail!\n" (the conditions before the failing one stay in place, live).
  * Lock: inside the rewrites only; search and writes are not atomic.
+ * Known: conditions after the 31st are neither counted nor placed.
  */
 int ifc_set_lut_rules_auto(struct orva_ifc_param *ifc_param_ptr);
 
@@ -225,7 +226,8 @@ int lut1_has_free_rule(uint field_num);
 
 /*
  * Deletes every LUT0 rule and every LUT1 chain that holds exactly the request's conditions, with their
- * actions, and rewrites the tables. Returns 0 when at least one was deleted, else -1.
+ * actions, and rewrites the tables. Conditions after the 31st do not count. Returns 0 when at least one was
+ * deleted, else -1.
  *
  * Prints [at]"del fieldIdx %d not support\n" (fields 5 to 13; nothing has changed),
  *        [at]"del ifc lut0 rule not find\n", [at]"del ifc lut1 rule not find\n" (each also when the other
@@ -244,7 +246,8 @@ int ifc_del_lut_rules_auto(struct orva_ifc_param *ifc_param_ptr);
 
 /*
  * 1 when LUT0 rule ifc_idx (0..7) is valid, has exactly field_num fields enabled and holds at least field_num
- * of the request's conditions (a MAC counts once) up to the first that it does not hold; else 0. No lock.
+ * of the request's first 31 conditions (a MAC counts once) up to the first that it does not hold; else 0. No
+ * lock.
  */
 int ifc_match_rule_lut0(struct orva_ifc_param *ifc_param_ptr, uint field_num, uint ifc_idx);
 
@@ -372,7 +375,7 @@ int ifc_dump_lut0_rules(void);
 /*
  * "\nLUT1-%d: valid:0\n", or "\nLUT1-%d: valid:1, end:%d, Type:0, Sel:%d, Command:%d, Field:%s, Mask:%04x,
  * Key:%04x\n" or "..., Type:1, Direction:%d, Command:%d, Field:%s, Mask:%08x, Key:%08x\n", and the line of
- * the action with the entry's own number.
+ * the action with the entry's own number. The name of a field from 32 on is "UDF_%d" with the id less 32.
  */
 int ifc_dump_lut1_rules(void);
 
@@ -441,7 +444,8 @@ unsigned int ipv4_checksum(const struct sk_buff *skb, int offset);
  * From the source address of an IPv4 header without options on, that is the TCP or UDP checksum (RFC 9293,
  * RFC 768).
  * An empty buffer adds length and protocol only.
- * At DBG_WARN prints [at]"tcp_udp_checksum: offset:%d\n" and [at]"checksum1: %x\n".
+ * At DBG_WARN prints [at]"tcp_udp_checksum: offset:%d\n" and [at]"checksum1: %x\n", at DBG_MSG also
+ * "data: %x\n" with the sum before length and protocol are added.
  */
 unsigned int tcp_udp_checksum(const struct sk_buff *skb, int offset, uint16_t tcp_udp_length,
                               uint8_t tcp_udp_protocol);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT OR GPL-2.0
 #include "ifc/ifc_cmd/cmd_operations.h"
 
-#include "ifc/ifc_regs.h"
+#include "ifc/ifc_util/field_arrays.h"
 
 namespace ifc::cmd
 {
@@ -30,7 +30,7 @@ constexpr Param kInt[] = {i32("ruleId")};
 constexpr Param kOneRule[] = {kRule};
 constexpr Param kOneEntry[] = {kEntry};
 constexpr Param kShownRule[] = {kRule, i32("ruleId")};
-constexpr Param kSlot[] = {kRule, upTo("slot", 31), u32("mask"), u32("key")};
+constexpr Param kSlot[] = {kRule, upTo("slot", kArrayWords - 1), u32("mask"), u32("key")};
 constexpr Param kSetLut0[] = {kIndex,           u32("enMode"),   u32("fieldIdx"), u32("command"),
                               u32("mask_high"), u32("mask_low"), u32("key_high"), u32("key_low")};
 constexpr Param kSetLut1[] = {kIndex,         u32("enMode"), u32("endFlag"),  u32("fieldIdx"),
@@ -62,22 +62,22 @@ IFC_Mode_t toMode(const Arguments &a, uint n)
 void showArrays(Answer &answer, const uint *masks, const uint *keys)
 {
     answer.say("= ok\n");
-    for (uint slot = 0; slot < 32; ++slot)
+    for (uint slot = 0; slot < kArrayWords; ++slot)
         answer.say("%2u mask 0x%08x key 0x%08x\n", slot, masks[slot], keys[slot]);
 }
 
 void getMaskKey(const Arguments &a, Answer &answer)
 {
-    uint masks[32];
-    uint keys[32];
+    uint masks[kArrayWords];
+    uint keys[kArrayWords];
     get_lut0_mask_key(a.i(0), masks, keys);
     showArrays(answer, masks, keys);
 }
 
 void unpackMaskKey(const Arguments &a, Answer &answer)
 {
-    uint masks[32];
-    uint keys[32];
+    uint masks[kArrayWords];
+    uint keys[kArrayWords];
     set_lut0_mask_key_to_array(&IFC_LUT0_Rule[a.i(0)], masks, keys);
     showArrays(answer, masks, keys);
 }
@@ -85,8 +85,8 @@ void unpackMaskKey(const Arguments &a, Answer &answer)
 // Unpacks the arrays, changes one word and packs them again.
 void setMaskKey(const Arguments &a, Answer &answer)
 {
-    uint masks[32];
-    uint keys[32];
+    uint masks[kArrayWords];
+    uint keys[kArrayWords];
     get_lut0_mask_key(a.i(0), masks, keys);
     masks[a.u(1)] = a.u(2);
     keys[a.u(1)] = a.u(3);

@@ -122,8 +122,10 @@ int runClear(Answer &answer, const char *line)
         return IFC_CMD_REFUSED;
     if (const Word more = nextWord(line); more.length != 0)
         return refuseWord(answer, "clear counter", more, "counter INDEX");
-    const ifc::WindowLock lock;
-    ifc::writeZeroRow(static_cast<uint>(entry), IFC_SEL_COUNTER);
+    {
+        const ifc::WindowLock lock;
+        ifc::writeZeroRow(static_cast<uint>(entry), IFC_SEL_COUNTER);
+    }
     answer.say("= ok\n");
     return IFC_CMD_DONE;
 }

@@ -22,7 +22,7 @@ constexpr const char *kLines[IFC_ACT_COUNT] = {
 };
 // clang-format on
 
-// Sub-actions without an enable bit change nothing.
+// A mask of 0, of a sub-action without an enable bit, changes nothing.
 void switchEnableBit(IFC_Action_Format &action, uint mask, bool on)
 {
     const uint others = action.bits.enable & ~mask;

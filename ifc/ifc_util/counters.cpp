@@ -11,6 +11,7 @@ namespace
 {
 
 constexpr uint kCounterIdLimit = 16; // Known: admitted, although the ids end at 15
+constexpr uint32_t kCounterIdMask = (1u << IFC_ACNT_ID_BITS) - 1;
 
 // The high register first. Known: the low word is widened as a signed number.
 unsigned long long readTotal(uint highRegister, uint lowRegister, uint32_t highMask)
@@ -59,7 +60,7 @@ int ifc_set_acnt(uint ifcIndex, uint acntIdx)
     }
     const uint32_t reg = IFC_ACNT_CFG + 4 * (ifcIndex / IFC_ACNT_PER_REGISTER);
     const uint lsb = IFC_ACNT_ID_BITS * (ifcIndex % IFC_ACNT_PER_REGISTER);
-    const uint32_t others = get_frame_engine_data(reg) & ~(0xFu << lsb);
+    const uint32_t others = get_frame_engine_data(reg) & ~(kCounterIdMask << lsb);
     set_frame_engine_data(reg, others | acntIdx << lsb); // Known: 16 reaches into the next slot
     return 0;
 }

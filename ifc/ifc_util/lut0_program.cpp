@@ -27,9 +27,8 @@ int ifc_set_lut0_rules(uint ifcIndex, IFC_Mode_t enMode, uint fieldIdx, uint com
     if (enMode == IFC_DISABLE) {
         rule.word[0] = 0; // Known: switches off the whole rule, with all its enable bits
     } else {
-        // Known: the new command is not cut to two bits.
         rule.word[0] |= ifc::kWideValid | 1u << (fieldIdx - 1);
-        ifc::setWideCommand(rule.word, fieldIdx, command);
+        ifc::setWideCommand(rule.word, fieldIdx, command); // Known: not cut to two bits
 
         uint masks[ifc::kArrayWords];
         uint keys[ifc::kArrayWords];

@@ -12,8 +12,8 @@
 #define ETIME 62
 #endif
 
-// What the full rewrite does for each row stands in its loops, and nothing else does, unless the build asks
-// for size: the loops are then little more than their accesses.
+// The full rewrite has its work for each row inlined and rare cases out of line, so that its loops are little
+// more than their register accesses. A build for size does neither.
 #ifdef __OPTIMIZE_SIZE__
 #define IFC_EACH_ROW
 #define IFC_RARE

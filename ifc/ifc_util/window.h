@@ -30,7 +30,7 @@ constexpr uint32_t dataRegister(uint n)
 }
 static_assert(dataRegister(3) == IFC_DATA3);
 
-// Entries of the action and the counter table are one row, loaded and read from IFC_DATA3 down.
+// One entry of the action or the counter table: a single row, accessed from IFC_DATA3 down to IFC_DATA0.
 inline void writeZeroRow(uint index, int sel)
 {
     for (uint n = IFC_ROW_WORDS; n-- > 0;)

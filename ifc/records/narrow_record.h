@@ -24,7 +24,7 @@ constexpr uint32_t kNarrowType1 = 1u << 13;
 constexpr uint32_t kNarrowEnd = 1u << 14;
 constexpr uint32_t kNarrowValid = 1u << 15;
 constexpr uint32_t kNarrowUnused = 0xFFFF0000u;   // of both types: no operation sets or tests them
-constexpr uint32_t kNarrowUnusedType0 = 7u << 10; // as well
+constexpr uint32_t kNarrowUnusedType0 = 7u << 10; // of type 0 as well; in type 1 bits of the length
 
 constexpr bool narrowValid(const uint32_t *entry)
 {

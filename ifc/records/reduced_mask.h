@@ -23,9 +23,7 @@ struct ReducedMask {
 namespace
 {
 
-constexpr uint kMacBits = 48;
-
-// Reduced masks.
+// The word of a reduced mask.
 constexpr uint kReduceFailed = 0xFFFFFFFFu;
 constexpr uint kReducedFromBottom = 0x80000000u; // else the ones start at the most significant bit
 constexpr uint kReducedCount = 0x3Fu;
@@ -55,7 +53,7 @@ constexpr uint lowRunLength(uint value)
 constexpr ReducedMask reduceMask(uint high, uint low, int width)
 {
     constexpr ReducedMask notOneRun = {kReduceFailed, MaskFault::NotOneRun};
-    const bool mac = width == static_cast<int>(kMacBits);
+    const bool mac = width == 48;
     const bool top = (low & 0x80000000u) != 0;
     const bool bottom = (low & 1) != 0;
 
@@ -121,8 +119,8 @@ constexpr MacMask splitMacMask(uint reduced)
     return {(1u << (count - low)) - 1, low, direction};
 }
 
-// The mask that the entries of a field compare, from the mask argument of ifc_set_lut1_rules(): the
-// reduced mask of the fields 1 to 13, any word of it, or the 16-bit mask of the others.
+// The mask that the entries of a field compare, from the mask argument of ifc_set_lut1_rules(): for the
+// fields 1 to 13 a reduced mask, which may be any word since it is not checked, else the 16-bit mask.
 constexpr uint64_t expandMask(uint field, uint mask)
 {
     if (isMac(field)) {

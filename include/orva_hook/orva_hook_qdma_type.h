@@ -9,11 +9,11 @@
 #define ORVA_HOOK_QDMA_TYPE_H
 
 enum {
-    DBG_ERR = 0,  /* errors only */
-    DBG_ST = 1,   /* and states: the rule printer names the fields that are switched off */
-    DBG_WARN = 2, /* and one line a step of the checksums */
-    DBG_MSG = 3,  /* and every transfer command word and every word of a checksum */
-    DBG_LEVEL_MAX = 4
+    DBG_ERR = 0,      /* errors only */
+    DBG_ST = 1,       /* and states: the rule printer names the fields that are switched off */
+    DBG_WARN = 2,     /* and one line a step of the checksums */
+    DBG_MSG = 3,      /* and every transfer command word and every word of a checksum */
+    DBG_LEVEL_MAX = 4 /* number of levels; a higher dbgLevel counts as DBG_MSG */
 };
 
 #endif

@@ -2,8 +2,10 @@
 #include "host_platform.h"
 
 #include <cstdarg>
+#include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <utility>
 
 namespace
 {

@@ -17,8 +17,9 @@ namespace host
 using LogSink = std::function<void(std::string_view)>;
 void setLogSink(LogSink sink);
 
-// Runs an operation, drops its messages and returns its result.
+// While the log is muted, printk() drops its text.
 void muteLog(bool mute);
+// Runs an operation with the log muted and returns its result.
 template <typename Operation>
 auto quietly(const Operation &operation)
 {
@@ -39,8 +40,8 @@ unsigned revisionQueries(); // since the last reset()
 
 unsigned long clockMilliseconds(); // simulated time spent in mdelay() since the last reset()
 
-// Called with every lock and unlock, and with every wait, in the order in which they happen. For tests that
-// watch the discipline. Default: an empty function.
+// Called at every lock, unlock, wait and query of the revision, in the order in which they happen. For tests
+// that watch the lock discipline. Default: an empty function.
 enum class Event { Lock, Unlock, Delay, RevisionQuery };
 using EventWatch = std::function<void(Event)>;
 void setEventWatch(EventWatch watch);

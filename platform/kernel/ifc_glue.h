@@ -61,9 +61,10 @@ bool ifc_glue_simulated(void);
 /* Ends a line that was left open. */
 void ifc_glue_flush(void);
 
+/* The maxima, each on its own, of all times that ifc_spin_lock_irqsave() held the lock. */
 struct ifc_glue_hold {
-    unsigned int accesses; /* register accesses in the longest section with interrupts off */
-    u64 nanoseconds;       /* of the longest one */
+    unsigned int accesses; /* register accesses during one of them */
+    u64 nanoseconds;
 };
 struct ifc_glue_hold ifc_glue_longest_hold(void);
 

@@ -9,12 +9,14 @@
 #include <linux/types.h>
 
 /*
- * `who` is any address of the new owner's, `name` stays valid until it gives the tables back. False: taken.
+ * `who` identifies the owner: any address of its own. `name` must stay valid until it gives the tables back.
+ * True also if it owns them already; false: somebody else does.
  */
 bool ifc_owner_take(const void *who, const char *name);
+/* Gives the tables back. No effect for anybody but the owner. */
 void ifc_owner_give(const void *who);
 
-/* NULL: nobody. */
+/* The owner's name. NULL: nobody owns the tables. */
 const char *ifc_owner_name(void);
 
 #endif

@@ -4,7 +4,7 @@
  *
  * C sources get the kernel's own headers. C++ sources cannot include those: they get the same types by size
  * and offset, generated from C (ifc_offsets.c), and ifc_layout.cpp proves at compile time that both sides
- * agree.
+ * agree. platform/host/ifc_platform.h describes each service.
  */
 #ifndef IFC_PLATFORM_H
 #define IFC_PLATFORM_H

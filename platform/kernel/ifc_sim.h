@@ -18,8 +18,8 @@ unsigned int ifc_sim_errors(void);
 
 /* For tests. */
 void *ifc_sim_tables(void); /* struct engine::Tables */
-void ifc_sim_time_out(unsigned int after,
-                      unsigned int count); /* so many transfers, after `after` good ones, never complete */
+/* `count` transfers in a row never complete, after `after` good ones. */
+void ifc_sim_time_out(unsigned int after, unsigned int count);
 
 struct ifc_sim_verdict {
     int entry; /* the deciding entry, which numbers its action and counter; -1: none */
@@ -30,7 +30,7 @@ struct ifc_sim_verdict {
 void ifc_sim_classify(const unsigned char *frame, unsigned int length, int source_interface, int gem_port,
                       struct ifc_sim_verdict *verdict);
 
-/* What the deciding rule's action says of a frame. All zero without a rule. */
+/* What the deciding rule's action says of a frame. Without a rule only entry and length are set. */
 struct ifc_sim_outcome {
     int entry;             /* as in ifc_sim_verdict */
     unsigned int length;   /* of the frame as edited */

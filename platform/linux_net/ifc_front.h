@@ -15,7 +15,7 @@
  *              statistics as they were.
  *   Results    0 or a negative error number: -EOPNOTSUPP the chip does not support it, -EINVAL bad values,
  *              -EBUSY another owner, -ENOSPC no room, -ENOENT no such rule, -EIO the chip did not answer,
- *              -ENOMEM.
+ *              -EMSGSIZE more rules than the caller has room for, -ENOMEM.
  *   Locking    all calls may sleep. tc and ethtool hold the rtnl lock when they call the driver. These calls
  *              take ifc_callers_lock(), which excludes all other callers of the rule layer.
  */
@@ -65,9 +65,9 @@ struct ifc_front *ifc_front_create(const struct ifc_front_platform *platform);
 /* Call it after the last port is removed. NULL is ignored. */
 void ifc_front_destroy(struct ifc_front *front);
 
-/* -EEXIST: another port has its source interface number. */
+/* -EINVAL: the source interface number is above 31. -EEXIST: another port has this number, or the netdev. */
 int ifc_front_add_port(struct ifc_front *front, struct ifc_front_port *port);
-/* Its rules are deleted. */
+/* Its rules are deleted. A port that was not added (`front` is NULL) is ignored. */
 void ifc_front_remove_port(struct ifc_front_port *port);
 
 /* For ndo_setup_tc(): binds ingress blocks. -EOPNOTSUPP for all other offloads. */

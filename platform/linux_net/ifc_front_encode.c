@@ -5,7 +5,7 @@
 #include <linux/if_ether.h>
 #include <linux/if_vlan.h>
 
-#include "ifc/ifc_util.h"
+#include "ifc/ifc_glb.h"
 #include "ifc_records.h"
 
 /* Codes of FRAME_TYPE: docs/hardware-model.md. */

@@ -117,10 +117,8 @@ static int decode_ethernet(const struct flow_rule *flow, __be16 protocol, struct
         rule->type = outer;
         if (vlan.key || cvlan.key)
             return ifc_front_refuse(why, -EOPNOTSUPP, "vlan: a key of tags in a filter of untagged frames");
-        if (type && type != outer && outer != ETH_P_PPP_SES) {
+        if (type && type != outer && outer != ETH_P_PPP_SES)
             rule->never = true;
-            return 0;
-        }
         return 0;
     }
 

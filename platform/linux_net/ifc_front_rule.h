@@ -28,12 +28,8 @@ struct ifc_front_condition {
 
 enum ifc_front_way { IFC_FRONT_PASS, IFC_FRONT_DROP, IFC_FRONT_TRAP, IFC_FRONT_REDIRECT };
 
-enum ifc_front_tag_code {
-    IFC_FRONT_KEEP,
-    IFC_FRONT_INSERT,
-    IFC_FRONT_REMOVE,
-    IFC_FRONT_REPLACE
-}; /* vo0, vo1 */
+/* The codes of an action's vo0 and vo1. */
+enum ifc_front_tag_code { IFC_FRONT_KEEP, IFC_FRONT_INSERT, IFC_FRONT_REMOVE, IFC_FRONT_REPLACE };
 
 struct ifc_front_action {
     u8 way; /* enum ifc_front_way */

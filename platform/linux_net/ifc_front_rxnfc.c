@@ -26,7 +26,10 @@ static unsigned int rules_of(struct ifc_front_port *port)
     return port->front->kind == IFC_FRONT_ETHTOOL ? port->filters : 0;
 }
 
-/* First: the lowest free location. Last and any: after all used ones, or else the highest free one. */
+/*
+ * Replaces a special location. First: the lowest free one. Last: the highest free one. Any: the one after all
+ * used ones, or else the highest free one.
+ */
 static int choose(struct ifc_front_port *port, u32 *location)
 {
     u32 n;

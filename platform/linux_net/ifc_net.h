@@ -30,7 +30,7 @@ enum ifc_net_counter {
     IFC_NET_RX_BYTES,
     IFC_NET_TX_PACKETS,
     IFC_NET_TX_BYTES,
-    IFC_NET_TX_DROPPED,   /* the other end is down */
+    IFC_NET_TX_DROPPED,   /* the other end is down or does not take the frame, or no memory */
     IFC_NET_RX_HIT,       /* a rule decided */
     IFC_NET_RX_MISS,      /* none did */
     IFC_NET_RX_HOST,      /* to the host without being trapped */

@@ -7,11 +7,11 @@
 
 #include "platform/host/host_platform.h"
 
-#include <functional>
+#include <map>
 #include <memory>
-#include <set>
 #include <string>
 #include <tuple>
+#include <vector>
 
 struct Fault {
     enum Kind {

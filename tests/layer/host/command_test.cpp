@@ -20,7 +20,11 @@ protected:
         answer.clear();
         forget();
         return ifc_cmd_run(
-            line.c_str(), [](void *to, const char *text) { *static_cast<std::string *>(to) += text; },
+            line.c_str(),
+            [](void *to, const char *text) {
+                EXPECT_FALSE(host::lockHeld()) << text;
+                *static_cast<std::string *>(to) += text;
+            },
             &answer);
     }
     void gives(const std::string &line, const std::string &expected)
