@@ -118,14 +118,15 @@ TEST_F(RecordRoom, WideRuleIsWhatTheSetterWrites)
         for (unsigned n = 0; n < 6; ++n) {
             const unsigned field = 1 + below(31);
             const unsigned command = below(field <= 13 ? 2 : 4);
-            const uint64_t mask = number(48);
-            const uint64_t key = number(48);
+            const auto part = static_cast<uint8_t>(ifc::isMac(field) ? 16 * below(3) : 0);
+            const uint64_t mask = number(48) >> part << part;
+            const uint64_t key = number(48) >> part << part;
             ASSERT_EQ(ifc_set_lut0_rules(3, IFC_ENABLE, field, command, static_cast<uint>(mask >> 32),
                                          static_cast<uint>(mask), static_cast<uint>(key >> 32),
                                          static_cast<uint>(key)),
                       0);
-            conditions.push_back(
-                {static_cast<uint8_t>(field), static_cast<ifc::Command>(command), 0, mask, key});
+            conditions.push_back({static_cast<uint8_t>(field), static_cast<ifc::Command>(command), part,
+                                  mask >> part, key >> part});
         }
         IFC_LUT0_Format rule;
         ASSERT_TRUE(ifc::encodeWide(rule, conditions.data(), static_cast<uint>(conditions.size())));
@@ -146,8 +147,8 @@ TEST_F(RecordRoom, WideRuleIsWhatTheSetterWrites)
             EXPECT_EQ(got.field, field);
             EXPECT_EQ(got.command, want->command);
             EXPECT_EQ(got.part, 0);
-            EXPECT_EQ(got.mask, want->mask & ifc::fieldOnes(field));
-            EXPECT_EQ(got.key, want->key & ifc::fieldOnes(field));
+            EXPECT_EQ(got.mask, want->mask << want->part & ifc::fieldOnes(field));
+            EXPECT_EQ(got.key, want->key << want->part & ifc::fieldOnes(field));
         }
         EXPECT_EQ(enabled, static_cast<unsigned>(__builtin_popcount(ifc::wideEnabled(rule.word))));
     }
