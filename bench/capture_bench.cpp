@@ -23,7 +23,11 @@ public:
     CaptureFile()
     {
         const int descriptor = mkstemp(name_);
-        std::FILE *file = fdopen(descriptor, "wb");
+        std::FILE *file = descriptor < 0 ? nullptr : fdopen(descriptor, "wb");
+        if (file == nullptr) {
+            std::perror(name_);
+            std::exit(1);
+        }
         const uint32_t header[6] = {0xA1B2C3D4, 4u << 16 | 2, 0, 0, 262144, 1};
         std::fwrite(header, 1, sizeof header, file);
         uint32_t record[4 + 16] = {0, 0, 64, 64};

@@ -54,6 +54,8 @@ static void say_report(struct answer *answer, const struct ifc_ruleset_report *r
 /* What is wrong with the header; NULL: nothing. */
 static const char *wrong_with(const struct ifc_ruleset_batch *batch, size_t size)
 {
+    /* As said below. */
+    BUILD_BUG_ON(IFC_RULESET_BATCH_VERSION != 1 || IFC_RULESET_BATCH_EDITS != 128);
     if (size < sizeof(*batch) || batch->magic != IFC_RULESET_BATCH_MAGIC)
         return "magic: accepted: a batch of ruleset/edits.h in this machine's byte order";
     if (batch->version != IFC_RULESET_BATCH_VERSION || batch->edit_size != sizeof(struct ifc_ruleset_edit))
