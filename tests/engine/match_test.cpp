@@ -474,6 +474,26 @@ TEST(Match, RulesThatCompareTheSameWordsHitWhereTheirConditionsHold)
     }
 }
 
+// Many rules that compare the same bytes for equality, in frames of two kinds. The tables of bytes have room
+// for one of them; the program for the other takes another form.
+TEST(Match, RulesThatCompareManyBytesForEqualityHitWhereTheirConditionsHold)
+{
+    Random random(20261123);
+    const unsigned ipv4[] = {SIPv4, DIPv4, SPORT, DPORT, IPv4_PROTOCOL};
+    const unsigned ipv6[] = {SIPv6_31_0, DIPv6_31_0, SPORT, DPORT, IPv6_NEXT_HEADER};
+    for (unsigned round = 0; round < 10; ++round) {
+        std::vector<std::vector<Condition>> rules(40);
+        for (unsigned n = 0; n < rules.size(); ++n)
+            for (const unsigned field : n % 2 != 0 ? ipv6 : ipv4)
+                rules[n].push_back({static_cast<uint8_t>(field), Command::Equal, 0, fieldOnes(field),
+                                    (uint64_t{0x0A0B0C0D} + random.below(2)) & fieldOnes(field)});
+        uint64_t hits = expectHolds(random, rules, 0);
+        hits += expectHolds(random, rules, kBaseFields | kIpv4Fields | kPortFields);
+        hits += expectHolds(random, rules, kBaseFields | kIpv6Fields | kPortFields);
+        EXPECT_GT(hits, 10u) << round;
+    }
+}
+
 TEST(Match, RuleThatWantsTwoValuesOfABitNeverHits)
 {
     for (const uint64_t mask : {0xFFFFu, 0xFFFEu}) {
