@@ -494,6 +494,19 @@ TEST(Match, RulesThatCompareManyBytesForEqualityHitWhereTheirConditionsHold)
     }
 }
 
+TEST(Match, TablesOfBytesCountTheirRoom)
+{
+    const auto tables = std::make_unique<engine::ByteTables>();
+    tables->clear();
+    EXPECT_EQ(tables->room(), 16u);
+    for (unsigned byte = 0; byte < 16; ++byte) {
+        EXPECT_FALSE(tables->has(byte));
+        tables->add(byte, ~HitBits{0});
+        EXPECT_TRUE(tables->has(byte));
+        EXPECT_EQ(tables->room(), 15 - byte);
+    }
+}
+
 TEST(Match, RuleThatWantsTwoValuesOfABitNeverHits)
 {
     for (const uint64_t mask : {0xFFFFu, 0xFFFEu}) {
