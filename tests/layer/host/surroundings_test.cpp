@@ -100,6 +100,9 @@ TEST_F(WindowTest, EachCommandIsDoneAfterItsOwnReads)
         for (unsigned n = 1; n <= 4; ++n)
             EXPECT_EQ(chip.read(0xBFB50204) >> 31, n < 3 ? 0u : 1u) << transfer << ", read " << n;
     }
+    start({}); // unless it is said otherwise, from the first read on
+    chip.write(0xBFB50204, command(0, 0, 2, 0));
+    EXPECT_EQ(chip.read(0xBFB50204) >> 31, 1u);
 }
 
 TEST_F(WindowTest, EachRegisterHoldsItsOwnWord)
