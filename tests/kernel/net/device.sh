@@ -2,7 +2,7 @@
 # The ports: the path of frames by the tables, counters, carrier, MTU, unloading.
 check "ifc.ko loads" insmod ifc.ko
 [ ! -e ifc_front.ko ] || check "ifc_front.ko loads" insmod ifc_front.ko
-check "ports=0 is refused" sh -c "! insmod ifc_net.ko ports=0 2>/dev/null && dmesg | tail -1 | grep -q 'ports 0: accepted: 1 to 4'"
+check "ports=0 is refused" sh -c "! insmod ifc_net.ko ports=0 2>/dev/null && dmesg | grep -q 'ifc_net: ports 0: accepted: 1 to 4'"
 check "ports=5 is refused" sh -c "! insmod ifc_net.ko ports=5 2>/dev/null"
 check "ifc_net.ko loads" insmod ifc_net.ko ports=4
 netdevs=(/sys/class/net/ifc*)
