@@ -287,47 +287,49 @@ TEST_F(FailedUndo, IsCompletedByTheNextBatch)
 // Others write a rule and its action before the undo is completed: theirs stay, and no row is left over.
 TEST_F(FailedUndo, KeepsWhatOthersWroteInBetween)
 {
-    atEverySilence([&](unsigned good) {
-        wake();
-        // They may be free, or part of a rule.
-        const unsigned entry = good % IFC_LUT1_RULES;
-        const unsigned wide = good % IFC_LUT0_RULES;
-        ASSERT_EQ(ifc_set_lut1_rules(entry, IFC_ENABLE, 1, SINF, 0, 0x1F, 0, 9), static_cast<int>(entry + 1));
-        ASSERT_EQ(ifc_set_lut0_rules(wide, IFC_ENABLE, ETYPE, 0, 0, 0xFFFF, 0, 9), 0);
-        const unsigned numbers[] = {IFC_LUT0_RULES + entry, wide};
-        for (const unsigned number : numbers) {
-            ifc_set_action(number, IFC_ACT_FPORT_NBQ, IFC_ENABLE, 3, 0, 0, 0);
-            window.tables().counter[number][0] = 77;
-        }
-        // These two change the shadow only.
-        ifc_delete_lut0(static_cast<int>((wide + 1) % IFC_LUT0_RULES));
-        ifc_delete_lut1(static_cast<int>((entry + 1) % IFC_LUT1_RULES));
-        engine::Tables wanted = window.tables();
-        memcpy(wanted.lut0, IFC_LUT0_Rule, sizeof IFC_LUT0_Rule);
-        memcpy(wanted.lut1, IFC_LUT1_Rule, sizeof IFC_LUT1_Rule);
-        ASSERT_EQ(ifc_ruleset_read(fresh.get(), &report), IFC_RULESET_OK);
-        ASSERT_EQ(report.undo, IFC_RULESET_UNDONE);
-        ASSERT_NO_FATAL_FAILURE(expectShadowEqualsHardware());
-        ASSERT_EQ(memcmp(wanted.lut1, window.tables().lut1, sizeof wanted.lut1), 0);
-        ASSERT_EQ(memcmp(wanted.lut0, window.tables().lut0, sizeof wanted.lut0), 0);
-        for (const unsigned number : numbers) {
-            ASSERT_EQ(
-                memcmp(wanted.action[number], window.tables().action[number], sizeof wanted.action[number]),
-                0)
-                << number;
-            ASSERT_EQ(window.tables().counter[number][0], 77u) << number;
-        }
-        for (const auto &[number, living] : livingRules(before)) {
-            const auto now = livingRules(window.tables());
-            if (now.count(number) != 0 && now.at(number) == living) {
-                ASSERT_EQ(memcmp(before.action[number], window.tables().action[number],
-                                 sizeof before.action[number]),
+    for (unsigned shift = 0; shift < IFC_LUT1_RULES && !HasFatalFailure(); ++shift)
+        atEverySilence([&](unsigned good) {
+            wake();
+            // They may be free, or part of a rule.
+            const unsigned entry = (good + shift) % IFC_LUT1_RULES;
+            const unsigned wide = (good + shift) % IFC_LUT0_RULES;
+            ASSERT_EQ(ifc_set_lut1_rules(entry, IFC_ENABLE, 1, SINF, 0, 0x1F, 0, 9),
+                      static_cast<int>(entry + 1));
+            ASSERT_EQ(ifc_set_lut0_rules(wide, IFC_ENABLE, ETYPE, 0, 0, 0xFFFF, 0, 9), 0);
+            const unsigned numbers[] = {IFC_LUT0_RULES + entry, wide};
+            for (const unsigned number : numbers) {
+                ifc_set_action(number, IFC_ACT_FPORT_NBQ, IFC_ENABLE, 3, 0, 0, 0);
+                window.tables().counter[number][0] = 77;
+            }
+            // These two change the shadow only.
+            ifc_delete_lut0(static_cast<int>((wide + 1) % IFC_LUT0_RULES));
+            ifc_delete_lut1(static_cast<int>((entry + 1) % IFC_LUT1_RULES));
+            engine::Tables wanted = window.tables();
+            memcpy(wanted.lut0, IFC_LUT0_Rule, sizeof IFC_LUT0_Rule);
+            memcpy(wanted.lut1, IFC_LUT1_Rule, sizeof IFC_LUT1_Rule);
+            ASSERT_EQ(ifc_ruleset_read(fresh.get(), &report), IFC_RULESET_OK);
+            ASSERT_EQ(report.undo, IFC_RULESET_UNDONE);
+            ASSERT_NO_FATAL_FAILURE(expectShadowEqualsHardware());
+            ASSERT_EQ(memcmp(wanted.lut1, window.tables().lut1, sizeof wanted.lut1), 0);
+            ASSERT_EQ(memcmp(wanted.lut0, window.tables().lut0, sizeof wanted.lut0), 0);
+            for (const unsigned number : numbers) {
+                ASSERT_EQ(memcmp(wanted.action[number], window.tables().action[number],
+                                 sizeof wanted.action[number]),
                           0)
                     << number;
-                ASSERT_EQ(window.tables().counter[number][0], before.counter[number][0]) << number;
+                ASSERT_EQ(window.tables().counter[number][0], 77u) << number;
             }
-        }
-    });
+            for (const auto &[number, living] : livingRules(before)) {
+                const auto now = livingRules(window.tables());
+                if (now.count(number) != 0 && now.at(number) == living) {
+                    ASSERT_EQ(memcmp(before.action[number], window.tables().action[number],
+                                     sizeof before.action[number]),
+                              0)
+                        << number;
+                    ASSERT_EQ(window.tables().counter[number][0], before.counter[number][0]) << number;
+                }
+            }
+        });
 }
 
 TEST_F(FailedUndo, IsForgottenWithTheChipsReset)
