@@ -192,6 +192,19 @@ TEST_F(LayoutTest, AShortRunComesBeforeLut0)
     EXPECT_EQ(answer.place[1], narrowPlace(20, 2));
 }
 
+// Rule 0 must give up its best place for rule 1. Rule 2 still gets its own, not LUT0, where others need room.
+TEST_F(LayoutTest, WhereOneRuleGivesUpItsChoiceTheOthersKeepTheirs)
+{
+    add(eitherRule(2));
+    add(wideRule());
+    add(eitherRule(1));
+    overlapAll();
+    EXPECT_EQ(find(), LayoutResult::MovedFewest);
+    EXPECT_EQ(answer.place[0], widePlace(0));
+    EXPECT_EQ(answer.place[1], widePlace(1));
+    EXPECT_EQ(answer.place[2], narrowPlace(0, 1));
+}
+
 TEST_F(LayoutTest, ALargeRuleGoesToTheLowestWidePlace)
 {
     add(wideRule(widePlace(1)));
