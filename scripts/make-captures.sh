@@ -27,7 +27,7 @@ for side in a b; do
     ip -n "$space" address add "2001:db8:40::$number/64" dev "veth-$side" nodad
     ip -n "$space" route add 224.0.0.0/4 dev "veth-$side"
     # Checksums and segments as on the wire: the stack does not offload them.
-    ip netns exec "$space" ethtool -K "veth-$side" tx off tso off gso off gro off >/dev/null 2>&1 || true
+    ip netns exec "$space" ethtool -K "veth-$side" tx off tso off gso off gro off >/dev/null
 done
 
 ip netns exec "$b" tcpdump -q -U -i veth-b -s 0 -w "$work/stack.pcap" 2>/dev/null &
