@@ -9,8 +9,9 @@
  *             failures are reported by message only.
  *   Index     actions and counter entries are numbered like the rules: 0..7 is LUT0 rule 0..7, 8 + k is LUT1
  *             entry k. Checks differ between operations; each description states its own.
- *   MAC       a 48-bit mask or key travels as (high, low): low = bits 31..0, high = bits 47..32. The upper
- *             half of the high word is ignored unless said otherwise. All other fields use the low word only.
+ *   MAC       a 48-bit mask or key travels as (high, low): low = bits 31..0, high = bits 47..32. Keep the
+ *             upper half of the high word 0: the setters of one condition ignore it, but mask reduction and
+ *             all searches take the whole word. All other fields use the low word only.
  *   Reduced   a contiguous mask as LUT1 entries store it: bit 31 = direction (0: ones from the most
  *   mask      significant bit of the width, 1: ones from bit 0), bits 5..0 = number of ones (1 to 48);
  *             0xFFFFFFFF = cannot be expressed.
@@ -226,8 +227,8 @@ int lut1_has_free_rule(uint field_num);
 
 /*
  * Deletes every LUT0 rule and every LUT1 chain that holds exactly the request's conditions, with their
- * actions, and rewrites the tables. Conditions after the 31st do not count. Returns 0 when at least one was
- * deleted, else -1.
+ * actions, and rewrites the tables. Conditions after the 31st are not counted. Returns 0 when at least one
+ * was deleted, else -1.
  *
  * Prints [at]"del fieldIdx %d not support\n" (fields 5 to 13; nothing has changed),
  *        [at]"del ifc lut0 rule not find\n", [at]"del ifc lut1 rule not find\n" (each also when the other
@@ -240,7 +241,11 @@ int lut1_has_free_rule(uint field_num);
  * precedes it, and both are deleted. When a gap lies within the range, its all-zero entry stands for the
  * conditions after a MAC, which are not compared; entries that the gap moves out of the range stay. A MAC
  * whose low part differs is still found by its high part, so a chain with another MAC of the same upper 16
- * bits is deleted as well. An empty request deletes the valid LUT0 rules that have no field enabled.
+ * bits is deleted as well. A chain of all 32 entries with a MAC is compared with the 32nd condition, too. An
+ * empty request deletes the valid LUT0 rules that have no field enabled.
+ * Commands and MAC addresses are compared in all bits of the request, in LUT0 all masks and keys are. So a
+ * request whose values were cut to their fields when it was placed is not found. Nor is a rule of LUT0 whose
+ * request names a field twice.
  */
 int ifc_del_lut_rules_auto(struct orva_ifc_param *ifc_param_ptr);
 

@@ -118,7 +118,8 @@ bool deleteFromLut0(orva_ifc_param *request, uint conditions)
     return found;
 }
 
-// Known: valid entries without end flag before a chain count as its own, so the chain is not found.
+// Known: valid entries without end flag before a chain count as its own. This hides the chain, unless the
+// request has as many entries as are counted.
 bool deleteFromLut1(orva_ifc_param *request, uint entries)
 {
     bool found = false;

@@ -275,4 +275,56 @@ TEST(Deletion, DeletionCounts31Conditions)
     EXPECT_PRINTED("@del ifc lut0 rule not find\n", "@del ifc lut1 rule not find\n");
 }
 
+// The MAC's double step leads past the 31 conditions that are counted.
+TEST(Deletion, AFullTableWithAMacIsComparedWithThe32ndCondition)
+{
+    auto &request = requestOnFields(31, SINF - 1);
+    request.fieldIdx[0] = DMAC;
+    request.mask_high[0] = 0xFFFF;
+    request.mask_low[0] = 0xFFFFFFFF;
+    const auto fill = [&] {
+        int next = ifc_set_lut1_rules(0, IFC_ENABLE, 0, DMAC, 0, 48, 0, 1);
+        for (unsigned n = 1; n < 31; ++n)
+            next = ifc_set_lut1_rules(static_cast<unsigned>(next), IFC_ENABLE, n == 30, request.fieldIdx[n],
+                                      0, 1, 0, 1);
+        ASSERT_EQ(next, 32);
+    };
+    fill();
+    EXPECT_EQ(ifc_del_lut_rules_auto(&request), -1) << "no 32nd condition";
+    request.fieldIdx[31] = SINF;
+    request.mask_low[31] = 1;
+    request.key_low[31] = 2;
+    EXPECT_EQ(ifc_del_lut_rules_auto(&request), -1) << "it is not in the chain";
+    request.key_low[31] = 1;
+    request.key_low[1] = 2;
+    EXPECT_EQ(ifc_del_lut_rules_auto(&request), 0) << "it is; the one after the MAC is not compared";
+    EXPECT_TRUE(narrowTableIsEmpty());
+}
+
+TEST(Deletion, ARequestIsNotFoundWherePlacementCutItsValues)
+{
+    struct {
+        RequestCondition condition;
+        int inLut1;
+    } const cut[] = {
+        {{DPORT, 7, 0xFFFF, 80}, -1},     {{DMAC, 0, kAll, uint64_t{0xFFFF} << 48 | kMac}, -1},
+        {{DPORT, 0, 0xFFFFFFFF, 80}, 0},                        // only the lower half is compared there
+        {{DPORT, 0, 0xFFFF, 0x10050}, 0}, {{SINF, 0, 1, 1}, 0}, // twice in a wide rule
+    };
+    for (const auto &[condition, inLut1] : cut) {
+        for (const unsigned others : list({0u, 8u})) {
+            auto &request = requestOnFields(others, SINF);
+            request.fieldIdx[others] = condition.field;
+            request.command[others] = condition.command;
+            request.mask_low[others] = static_cast<uint32_t>(condition.mask);
+            request.mask_high[others] = static_cast<uint32_t>(condition.mask >> 32);
+            request.key_low[others] = static_cast<uint32_t>(condition.key);
+            request.key_high[others] = static_cast<uint32_t>(condition.key >> 32);
+            (void)clear_all_ifc_rules();
+            EXPECT_EQ(ifc_set_lut_rules_auto(&request) == 0, others == 8) << "a wide rule, a chain";
+            EXPECT_EQ(ifc_del_lut_rules_auto(&request), others == 8 ? -1 : inLut1) << condition.field;
+        }
+    }
+}
+
 END_OF_TESTS(deletionTests)
