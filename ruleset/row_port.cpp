@@ -41,9 +41,7 @@ void reserve(RowPort &port, unsigned accesses)
 void settle(RowPort &port)
 {
     for (unsigned n = 0; n < kSettleTries; ++n) {
-        if (port.held)
-            port.stretch += kTransferWorst;
-        else
+        if (!port.held)
             reserve(port, kTransferWorst);
         port.accesses += kTransferUsual;
         const int result = ifcSetRuleConfig(0, 0, IFC_SEL_ACTION, IFC_TYPE_READ);

@@ -51,6 +51,8 @@ protected:
         made.action.word[2] = 0x200;
         ASSERT_EQ(ifc_ruleset_insert(&of, 0, &made, nullptr), IFC_RULESET_OK);
         ASSERT_EQ(ifc_ruleset_replace(&of, 3, &made, IFC_RULESET_ACTION, nullptr), IFC_RULESET_OK);
+        const uint32_t wide = ifc_ruleset_count(&of) - 1; // at number 0
+        ASSERT_EQ(ifc_ruleset_replace(&of, wide, &made, IFC_RULESET_ACTION, nullptr), IFC_RULESET_OK);
         append(of, rule({equal(UDF0, 1), equal(UDF0 + 1, 1)}), 99);
     }
 
