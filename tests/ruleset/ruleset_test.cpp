@@ -30,10 +30,16 @@ protected:
         set_frame_engine_data(FE_TPID_CFG, uint32_t{kUserTpid} << FE_TPID_CFG_USER_LSB);
     }
 
-    int apply(unsigned flags = 0) { return ifc_ruleset_apply(set.get(), flags, &report); }
+    // No call relies on what another one left in the working memory.
+    ifc_ruleset *setWithNoise()
+    {
+        memset(set->work, 0xA5, sizeof set->work);
+        return set.get();
+    }
+    int apply(unsigned flags = 0) { return ifc_ruleset_apply(setWithNoise(), flags, &report); }
     int insert(uint32_t position, const ifc_rule &rule)
     {
-        return ifc_ruleset_insert(set.get(), position, &rule, &report);
+        return ifc_ruleset_insert(setWithNoise(), position, &rule, &report);
     }
     int append(const ifc_rule &rule) { return insert(IFC_RULESET_LAST, rule); }
     const ifc_rule &at(unsigned position) { return *ifc_ruleset_rule(set.get(), position); }
