@@ -5,11 +5,14 @@
 #include <linux/icmp.h>
 #include <linux/if_arp.h>
 #include <linux/if_ether.h>
+#include <linux/ip.h>
 #include <linux/tcp.h>
+#include <net/ip.h>
 
 static int decode_addresses(const struct flow_rule *flow, struct ifc_front_rule *rule,
                             struct ifc_front_refusal *why)
 {
+    const unsigned int frag_off = offsetof(struct iphdr, frag_off);
     struct flow_match_control control = {};
     struct flow_match_ipv4_addrs ipv4;
     struct flow_match_ipv6_addrs ipv6;
@@ -55,15 +58,16 @@ static int decode_addresses(const struct flow_rule *flow, struct ifc_front_rule 
         if (asked & FLOW_DIS_IS_FRAGMENT && !(set & FLOW_DIS_IS_FRAGMENT))
             rule->never = true;
         /* More fragments, offset 0. */
-        ifc_front_want_word(rule, IFC_FRONT_NETWORK, 6, IFC_COMPARE_EQUAL, 0x3FFF, 0x2000);
+        ifc_front_want_word(rule, IFC_FRONT_NETWORK, frag_off, IFC_COMPARE_EQUAL, IP_MF | IP_OFFSET, IP_MF);
     } else if (asked & FLOW_DIS_IS_FRAGMENT && set & FLOW_DIS_IS_FRAGMENT) {
         /* A fragment; with nofirstfrag, one whose offset is not 0. */
-        ifc_front_want_word(rule, IFC_FRONT_NETWORK, 6, IFC_COMPARE_NOT_EQUAL,
-                            asked & FLOW_DIS_FIRST_FRAG ? 0x1FFF : 0x3FFF, 0);
+        ifc_front_want_word(rule, IFC_FRONT_NETWORK, frag_off, IFC_COMPARE_NOT_EQUAL,
+                            asked & FLOW_DIS_FIRST_FRAG ? IP_OFFSET : IP_MF | IP_OFFSET, 0);
     } else if (asked & FLOW_DIS_IS_FRAGMENT) {
         ifc_front_want_unfragmented(rule);
     } else {
-        ifc_front_want_word(rule, IFC_FRONT_NETWORK, 6, IFC_COMPARE_NOT_EQUAL, 0x3FFF, 0x2000);
+        ifc_front_want_word(rule, IFC_FRONT_NETWORK, frag_off, IFC_COMPARE_NOT_EQUAL, IP_MF | IP_OFFSET,
+                            IP_MF);
     }
     return 0;
 }
