@@ -339,6 +339,7 @@ TEST(Match, LowestHitDecidesLut0First)
         return decidingEntry(hitBitsOf({lut0, {lut1, 0}}));
     };
     EXPECT_EQ(decides(0, 0), kNoEntry);
+    EXPECT_LT(decides(0, 0), 0) << "no rule has such a number";
     EXPECT_EQ(decides(0x90, 1), 4);
     EXPECT_EQ(decides(0, 0x80000000), 39);
     EXPECT_EQ(decides(0, 0x81), 8);
