@@ -345,6 +345,16 @@ TEST(Match, LowestHitDecidesLut0First)
     EXPECT_EQ(decides(0, 0x81), 8);
 }
 
+TEST(Match, HitsReplaceThoseOfTheFrameBefore)
+{
+    IFC_Private_T driver = {};
+    driver.lut0HitMap = driver.lut1HitMap0 = driver.lut1HitMap1 = ~0u;
+    reportHits({5, {6, 7}}, driver);
+    EXPECT_EQ(driver.lut0HitMap, 5u);
+    EXPECT_EQ(driver.lut1HitMap0, 6u);
+    EXPECT_EQ(driver.lut1HitMap1, 7u);
+}
+
 // Any tables and any fields: two million comparisons in an optimised build, a tenth in a debug build.
 TEST(Match, FastEqualsPlainOnRandomTablesAndFields)
 {
